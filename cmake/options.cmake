@@ -1,0 +1,27 @@
+# Compiler options shared by every target of ours (third-party code does not get the warnings).
+add_library(velmora_options INTERFACE)
+target_include_directories(velmora_options INTERFACE ${CMAKE_SOURCE_DIR})
+target_compile_options(velmora_options INTERFACE -Wall -Wextra -Werror)
+
+if(WIN32)
+    # Windows 2000 is the oldest interface that is asked for; NOMINMAX keeps std::min usable.
+    target_compile_definitions(velmora_options INTERFACE
+        WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0501 NTDDI_VERSION=0x05010000 WINVER=0x0501)
+    target_compile_options(velmora_options INTERFACE -ffunction-sections -fdata-sections)
+    # Old processors and old callers align the stack to four bytes only; our code must not assume more.
+    if(VELMORA_ARCH STREQUAL "x86")
+        add_compile_options(-mstackrealign)
+    endif()
+    add_link_options(-static -Wl,--gc-sections)
+elseif(VELMORA_SANITIZE)
+    add_compile_options(-fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all
+                        -fno-omit-frame-pointer -g)
+    add_link_options(-fsanitize=${VELMORA_SANITIZE})
+endif()
+
+# velmora_library(NAME SOURCES... [LINK libs...]): a static library of ours.
+function(velmora_library name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    add_library(${name} STATIC ${arg_SOURCES})
+    target_link_libraries(${name} PUBLIC velmora_options ${arg_LINK})
+endfunction()

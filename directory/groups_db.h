@@ -1,0 +1,127 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+enum NodeType : std::uint32_t { NODE_GROUP = 0, NODE_PRINTER = 1 };
+
+/// A record of the group tree.
+struct CGroupsDBNode {
+    virtual ~CGroupsDBNode() = default;
+
+    std::uint32_t id = 0;
+    std::uint32_t parent = 0;  ///< id of the parent group; 0 for the root
+    std::string name;
+    std::uint32_t type = NODE_GROUP;
+};
+
+struct CGroupsDBGroup : CGroupsDBNode {};
+
+/// A printer of the group tree, or the printer of a single-target port.
+struct CGroupsDBPrinter : CGroupsDBNode {
+    CGroupsDBPrinter() { type = NODE_PRINTER; }
+
+    std::string uri;
+    std::uint8_t hasAuth = 0;  ///< 1: reached with the user name and password below
+    std::string userName;
+    std::string password;  ///< in clear
+};
+
+class CGroupsDB;
+
+/// Where a directory is kept between tasks. Neither call reports a failure: a directory reads as
+/// far as it can be read, and a save writes what it can.
+class GroupsStore {
+  public:
+    virtual ~GroupsStore() = default;
+    virtual void load(CGroupsDB& directory) = 0;
+    virtual void save(const CGroupsDB& directory) = 0;
+};
+
+/// The printer directory: the tree of groups and printers (root group: id 1), and the printers of
+/// single-target ports by port name. A value of one task and one thread; nothing is shared but the
+/// store.
+class CGroupsDB {
+  public:
+    using Nodes = std::map<std::uint32_t, std::unique_ptr<CGroupsDBNode>>;
+    using PortPrinters = std::map<std::string, std::unique_ptr<CGroupsDBPrinter>>;
+
+    /// An empty directory without a store (Load and Save do nothing): the interface fills one from
+    /// the Xcv channel.
+    CGroupsDB() = default;
+    /// Reads `store` at once; the store must outlive the directory.
+    explicit CGroupsDB(GroupsStore& store);
+
+    const Nodes& nodes() const noexcept { return nodes_; }
+    const PortPrinters& portPrinters() const noexcept { return portPrinters_; }
+    std::uint32_t nextId() const noexcept { return nextId_; }
+
+    void Clear();
+    void Load();
+    void Save() const;
+
+    /// Enters a record under its id, replacing the one that is there, and moves `nextId` past it
+    /// (wrapping at 2^32). For stores and readers of the transfer format.
+    void Insert(std::unique_ptr<CGroupsDBNode> node);
+    /// Moves `nextId` past `id` if it is not yet.
+    void ReserveId(std::uint32_t id) noexcept;
+    /// Enters a port's printer under its name, replacing the one that is there.
+    void InsertPortPrinter(std::unique_ptr<CGroupsDBPrinter> printer);
+
+    void SetPortPrinter(const std::string& portName, const std::string& uri, bool hasAuth,
+                        const std::string& userName, const std::string& password);
+    void RemovePortPrinter(const std::string& portName);
+
+    CGroupsDBGroup* AddGroup(const std::string& name, std::uint32_t parent);
+    CGroupsDBPrinter* AddPrinter(const std::string& name, const std::string& uri, bool hasAuth,
+                                 const std::string& userName, const std::string& password,
+                                 std::uint32_t parent);
+
+    CGroupsDBNode* FindNode(std::uint32_t id) const;
+    CGroupsDBGroup* FindGroup(std::uint32_t id) const;
+    CGroupsDBPrinter* FindPrinter(std::uint32_t id) const;
+
+    // The lists below are appended to, in ascending id; the records stay the directory's.
+    void GetChildren(std::uint32_t parent, std::vector<CGroupsDBNode*>& list) const;
+    void GetGroups(std::vector<CGroupsDBGroup*>& list) const;
+    /// The printers below a group, depth first; a printer that is already in the list is left out.
+    void CollectPrinters(std::uint32_t group, std::vector<CGroupsDBPrinter*>& list) const;
+
+    void RenameNode(std::uint32_t id, const std::string& name);
+    /// Copies name, URI and credentials onto the stored printer of that id; id and parent stay.
+    void UpdatePrinter(const CGroupsDBPrinter& printer);
+    /// Whether `node` may be moved or copied into `target`: no child of that name there yet, and
+    /// not into itself or anything below itself.
+    bool CanPlace(const CGroupsDBNode& node, std::uint32_t target) const;
+    /// Copies a node and everything below it into `target` and returns the copy of the node. Only
+    /// after CanPlace has accepted the pair.
+    CGroupsDBNode* CopySubtree(const CGroupsDBNode& node, std::uint32_t target);
+    /// Deletes a node and everything below it; the root is not protected.
+    void DeleteNode(std::uint32_t id);
+
+    // The transfer form (Xcv commands "GetGroupsDB" and "SetGroupsDB"), see groups_transfer.cpp.
+    std::size_t GetSize() const noexcept;
+    /// Writes exactly GetSize() bytes.
+    void Serialize(std::byte* buffer) const noexcept;
+    /// Replaces the whole contents. False, with the directory unchanged, when the payload does not
+    /// end within `payload`; bytes behind it are ignored.
+    bool Deserialize(std::span<const std::byte> payload);
+
+  private:
+    Nodes nodes_;
+    PortPrinters portPrinters_;
+    std::uint32_t nextId_ = 2;
+    GroupsStore* store_ = nullptr;
+};
+
+/// The move: sets the node's parent.
+void SetNodeParent(CGroupsDBNode& node, std::uint32_t parent);
+
+}  // namespace velmora

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace velmora {
+
+// A profile file holds one line a value, so texts with line ends are stored escaped: line feed as
+// the two characters "\n", carriage return as "\r", tab as "\t". Nothing else is escaped.
+
+std::string escapeText(std::string_view text);
+std::string unescapeText(std::string_view stored);
+
+/// The profile key of a text: its escaped form without the "&" that mark mnemonics.
+std::string textKey(std::string_view escaped);
+
+}  // namespace velmora

@@ -1,0 +1,88 @@
+#include "platform/registry.h"
+
+#include <shlwapi.h>
+
+#include <array>
+
+namespace velmora {
+namespace {
+
+// The registry's own limit for a value name, in characters, is 16,383.
+constexpr DWORD kMaxValueName = 16384;
+
+}  // namespace
+
+RegistryKey RegistryKey::open(const std::string& path) {
+    UniqueRegKey key;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS)
+        return {};
+    return RegistryKey(std::move(key));
+}
+
+RegistryKey RegistryKey::create(const std::string& path) {
+    UniqueRegKey key;
+    if (RegCreateKeyA(HKEY_LOCAL_MACHINE, path.c_str(), key.put()) != ERROR_SUCCESS) return {};
+    return RegistryKey(std::move(key));
+}
+
+void RegistryKey::deleteTree(const std::string& path) {
+    SHDeleteKeyA(HKEY_LOCAL_MACHINE, path.c_str());
+}
+
+bool RegistryKey::enumValue(DWORD index, RegistryValue& value) const {
+    if (!key_) return false;
+    value.name.resize(kMaxValueName);
+    if (value.data.capacity() < 1024) value.data.reserve(1024);
+    value.data.resize(value.data.capacity());
+    for (;;) {
+        DWORD nameLength = kMaxValueName;
+        DWORD size = static_cast<DWORD>(value.data.size());
+        const LSTATUS status =
+            RegEnumValueA(key_.get(), index, value.name.data(), &nameLength, nullptr, &value.type,
+                          reinterpret_cast<BYTE*>(value.data.data()), &size);
+        if (status == ERROR_SUCCESS) {
+            value.name.resize(nameLength);
+            value.data.resize(size);
+            return true;
+        }
+        // A value may grow between the two calls; the loop ends when it fits.
+        if (status != ERROR_MORE_DATA || size <= value.data.size()) return false;
+        value.data.resize(size);
+    }
+}
+
+LSTATUS RegistryKey::enumSubkey(DWORD index, std::string& name) const {
+    if (!key_) return ERROR_INVALID_HANDLE;
+    std::array<char, 1024> area{};
+    const LSTATUS status =
+        RegEnumKeyA(key_.get(), index, area.data(), static_cast<DWORD>(area.size()));
+    if (status == ERROR_SUCCESS) name = area.data();
+    return status;
+}
+
+std::optional<DWORD> RegistryKey::query(const char* name, std::span<std::byte> area) const {
+    if (!key_) return std::nullopt;
+    DWORD size = static_cast<DWORD>(area.size());
+    if (RegQueryValueExA(key_.get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(area.data()),
+                         &size) != ERROR_SUCCESS)
+        return std::nullopt;
+    return size;
+}
+
+bool RegistryKey::setBinary(const char* name, std::span<const std::byte> data) const {
+    return key_ && RegSetValueExA(key_.get(), name, 0, REG_BINARY,
+                                  reinterpret_cast<const BYTE*>(data.data()),
+                                  static_cast<DWORD>(data.size())) == ERROR_SUCCESS;
+}
+
+bool RegistryKey::setText(const char* name, const std::string& text) const {
+    return key_ &&
+           RegSetValueExA(key_.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                          static_cast<DWORD>(text.size() + 1)) == ERROR_SUCCESS;
+}
+
+bool RegistryKey::deleteValue(const char* name) const {
+    return key_ && RegDeleteValueA(key_.get(), name) == ERROR_SUCCESS;
+}
+
+}  // namespace velmora

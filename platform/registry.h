@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/handle.h"
+
+namespace velmora {
+
+/// One value of a key as it is stored, whatever its type.
+struct RegistryValue {
+    std::string name;
+    DWORD type = REG_NONE;
+    std::vector<std::byte> data;
+};
+
+/// A key below HKEY_LOCAL_MACHINE. An object without a key (opening failed) reads as empty and
+/// ignores writes, since the callers' contracts have no error for either.
+class RegistryKey {
+  public:
+    RegistryKey() = default;
+
+    /// RegOpenKeyExA with KEY_READ.
+    static RegistryKey open(const std::string& path);
+    /// RegCreateKeyA: opens the key, and makes it and its parents when they are missing.
+    static RegistryKey create(const std::string& path);
+    /// SHDeleteKeyA: deletes the key with everything below it. A missing key is no error.
+    static void deleteTree(const std::string& path);
+
+    explicit operator bool() const noexcept { return static_cast<bool>(key_); }
+
+    /// The value at `index` in enumeration order, none at the end or on an error. A value of any
+    /// size is returned whole. `value` is reused between calls so that a long enumeration does not
+    /// allocate for every value. RegEnumValueA.
+    bool enumValue(DWORD index, RegistryValue& value) const;
+
+    /// The subkey name at `index` (RegEnumKeyA, at most 1023 bytes): ERROR_SUCCESS, or
+    /// ERROR_NO_MORE_ITEMS at the end, or what else the platform reports.
+    LSTATUS enumSubkey(DWORD index, std::string& name) const;
+
+    /// RegQueryValueExA into `area`; on success the number of bytes that the value has.
+    std::optional<DWORD> query(const char* name, std::span<std::byte> area) const;
+
+    bool setBinary(const char* name, std::span<const std::byte> data) const;
+    /// REG_SZ, stored with its terminating zero.
+    bool setText(const char* name, const std::string& text) const;
+    bool deleteValue(const char* name) const;
+
+  private:
+    explicit RegistryKey(UniqueRegKey key) : key_(std::move(key)) {}
+
+    UniqueRegKey key_;
+};
+
+}  // namespace velmora

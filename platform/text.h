@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace velmora {
+
+/// ANSI code page to UTF-16; bytes that the code page lacks become the system's default character.
+std::wstring toWide(std::string_view ansi);
+
+/// UTF-16 to the ANSI code page; characters outside it become the system's default character.
+std::string toAnsi(std::wstring_view wide);
+
+}  // namespace velmora
