@@ -1,0 +1,10 @@
+#include "monitor/monitor_lock.h"
+
+namespace velmora {
+
+CriticalSection& monitorLock() {
+    static CriticalSection lock;
+    return lock;
+}
+
+}  // namespace velmora

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <utility>
+
+#include "monitor/job_info.h"
+#include "monitor/port_config.h"
+#include "monitor/print_job.h"
+#include "monitor/snapshot.h"
+
+namespace velmora {
+
+using PortConfigDomain = SnapshotDomain<PortConfig>;
+
+/// One port of the list. Its address is the handle that the spooler holds, so a port is never freed
+/// while the monitor is loaded, not even after it has been removed from the list.
+class Port {
+  public:
+    Port(PortConfigDomain& domain, PortConfig config)
+        : config_(domain, std::make_unique<const PortConfig>(std::move(config))) {}
+
+    /// The configuration as it stands now, readable from any thread without a lock.
+    Snapshot<PortConfig>::View config() const noexcept { return config_.view(); }
+
+    // The job in hand. The spooler calls the entries of one port one after the other, so these two
+    // belong to whichever of its threads is in such an entry.
+    std::unique_ptr<JobInfo> jobInfo;
+    std::unique_ptr<PrintJob> job;
+
+  private:
+    friend class PortList;
+
+    Snapshot<PortConfig> config_;
+    std::atomic<Port*> next_{nullptr};
+};
+
+}  // namespace velmora

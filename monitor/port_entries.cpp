@@ -1,0 +1,87 @@
+#include "monitor/port_entries.h"
+
+#include <mutex>
+#include <string>
+
+#include "monitor/entry_guard.h"
+#include "monitor/monitor_lock.h"
+#include "monitor/process_port_list.h"
+#include "platform/text.h"
+
+namespace velmora {
+namespace {
+
+BOOL openNamedPort(std::string_view name, HANDLE* handle) {
+    PortList* const list = portList();
+    Port* const port = list == nullptr ? nullptr : list->find(name);
+    if (port == nullptr) return FALSE;
+    *handle = port;
+    return TRUE;
+}
+
+}  // namespace
+
+BOOL WINAPI openPortW(wchar_t* name, HANDLE* port) {
+    if (name == nullptr || port == nullptr) return FALSE;
+    return guardedEntry<BOOL>(FALSE, [&] { return openNamedPort(toAnsi(name), port); });
+}
+
+BOOL WINAPI openPort2(HANDLE, wchar_t* name, HANDLE* port) {
+    return openPortW(name, port);
+}
+
+BOOL WINAPI openPortExW(wchar_t* name, wchar_t*, HANDLE* port, void*) {
+    return openPortW(name, port);
+}
+
+BOOL WINAPI openPortA(char* name, HANDLE* port) {
+    const std::lock_guard lock(monitorLock());
+    if (name == nullptr || port == nullptr) return FALSE;
+    return guardedEntry<BOOL>(FALSE, [&] { return openNamedPort(name, port); });
+}
+
+BOOL WINAPI closePort(HANDLE) {
+    return TRUE;
+}
+
+BOOL WINAPI readPort2(HANDLE, BYTE*, DWORD, DWORD* read) {
+    if (read != nullptr) *read = 0;
+    return TRUE;
+}
+
+BOOL WINAPI readPortW(HANDLE, BYTE*, DWORD, DWORD*) {
+    return FALSE;
+}
+
+BOOL WINAPI readPortA(HANDLE, BYTE*, DWORD, DWORD* read) {
+    if (read != nullptr) *read = 0;
+    return FALSE;
+}
+
+BOOL WINAPI getPrinterDataFromPort2(HANDLE, DWORD, wchar_t*, wchar_t*, DWORD, wchar_t*, DWORD,
+                                    DWORD*) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return FALSE;
+}
+
+BOOL WINAPI getPrinterDataFromPortA(HANDLE, DWORD, char*, char*, DWORD, char*, DWORD, DWORD*) {
+    return FALSE;
+}
+
+BOOL WINAPI acceptPortTimeOuts(HANDLE, COMMTIMEOUTS*, DWORD) {
+    return TRUE;
+}
+
+BOOL WINAPI refusePortTimeOuts(HANDLE, COMMTIMEOUTS*, DWORD) {
+    return FALSE;
+}
+
+BOOL WINAPI xcvOpenPort(HANDLE, const wchar_t*, ACCESS_MASK, HANDLE*) {
+    return TRUE;
+}
+
+void WINAPI shutdownMonitor(HANDLE) {
+    // The port list lives until the process ends: handles to its ports may still be in use.
+}
+
+}  // namespace velmora

@@ -1,0 +1,73 @@
+#include "monitor/port_list.h"
+
+namespace velmora {
+
+PortList::PortList(PortStore& store) : store_(store) {
+    for (PortConfig& config : store_.load())
+        append(std::move(config));
+}
+
+PortList::~PortList() = default;
+
+PortList::Iterator& PortList::Iterator::operator++() noexcept {
+    port_ = port_->next_.load();
+    return *this;
+}
+
+PortList::Iterator PortList::Iterator::operator++(int) noexcept {
+    const Iterator before = *this;
+    ++*this;
+    return before;
+}
+
+Port* PortList::find(std::string_view name) const noexcept {
+    for (Port& port : *this)
+        if (port.config()->name == name) return &port;
+    return nullptr;
+}
+
+void PortList::append(PortConfig config) {
+    owned_.push_back(std::make_unique<Port>(domain_, std::move(config)));
+    Port* port = owned_.back().get();
+    (tail_ == nullptr ? head_ : tail_->next_).store(port);
+    tail_ = port;
+    ++count_;
+}
+
+Port* PortList::add(PortConfig config) {
+    const std::lock_guard lock(writers_);
+    append(std::move(config));
+    return tail_;
+}
+
+std::atomic<Port*>* PortList::linkTo(const Port& port, Port*& before) noexcept {
+    before = nullptr;
+    std::atomic<Port*>* link = &head_;
+    for (Port* other = link->load(); other != nullptr; other = link->load()) {
+        if (other == &port) return link;
+        before = other;
+        link = &other->next_;
+    }
+    return nullptr;
+}
+
+void PortList::update(Port& port, PortConfig config) {
+    const std::lock_guard lock(writers_);
+    port.config_.replace(std::make_unique<const PortConfig>(config));
+    Port* before = nullptr;
+    // A port that another thread has removed meanwhile must not come back with the next load.
+    if (linkTo(port, before) != nullptr) store_.save(config);
+}
+
+void PortList::remove(Port& port) {
+    const std::lock_guard lock(writers_);
+    Port* before = nullptr;
+    std::atomic<Port*>* const link = linkTo(port, before);
+    if (link == nullptr) return;
+    store_.erase(port.config()->name);
+    link->store(port.next_.load());
+    if (tail_ == &port) tail_ = before;
+    --count_;
+}
+
+}  // namespace velmora

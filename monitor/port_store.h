@@ -1,0 +1,18 @@
+#pragma once
+
+#include "monitor/port_list.h"
+
+namespace velmora {
+
+/// Ports in the registry: below the monitor's key, key "Ports", one REG_BINARY value a port, named
+/// by the port, holding its packed record.
+class RegistryPortStore : public PortStore {
+  public:
+    /// A value that is not a whole record of that type is skipped and left as it is. The port's
+    /// name is the one inside the record, whatever the value is called.
+    std::vector<PortConfig> load() override;
+    void save(const PortConfig& config) override;
+    void erase(const std::string& portName) override;
+};
+
+}  // namespace velmora

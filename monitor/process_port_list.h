@@ -1,0 +1,15 @@
+#pragma once
+
+#include "monitor/port_list.h"
+
+namespace velmora {
+
+/// Loads every port into a new process-wide list. A list made by an earlier initialiser is
+/// abandoned, not freed: the spooler may still hold handles to its ports. When memory runs out the
+/// list stays as it was; nothing is reported.
+void createPortList() noexcept;
+
+/// The list of the last initialiser; null before the first, and when it could not be made.
+PortList* portList() noexcept;
+
+}  // namespace velmora

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "platform/profile_file.h"
+
+namespace velmora {
+
+/// The settings file: "Velmora.dat" in the system directory. The path is computed once.
+const ProfileFile& settingsFile();
+
+/// One text of the settings file's section "Strings"; the text is both key and default.
+std::string readSetting(const std::string& text);
+
+/// What the spooler shows as the monitor's name and as its ports' description; read afresh.
+std::string monitorDisplayName();
+
+/// The company part of every registry path of ours; read once.
+const std::string& appRegKey();
+
+/// "Software\<company>\Ipp\PortMonitor\1.1", below HKEY_LOCAL_MACHINE.
+std::string monitorRegistryKey();
+
+}  // namespace velmora

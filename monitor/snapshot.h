@@ -1,0 +1,84 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace velmora {
+
+/// Lets readers use immutable objects without a lock while writers replace them: a replaced object
+/// is kept until no reader that could have seen it is left. Readers announce themselves for the
+/// length of one look; writers are serialised by their caller.
+template <class T>
+class SnapshotDomain {
+  public:
+    /// Announces one reader for its lifetime.
+    class Reader {
+      public:
+        explicit Reader(SnapshotDomain& domain) noexcept : domain_(&domain) {
+            domain_->readers_.fetch_add(1);
+        }
+        Reader(Reader&& other) noexcept : domain_(std::exchange(other.domain_, nullptr)) {}
+        Reader& operator=(Reader&&) = delete;
+        ~Reader() {
+            if (domain_ != nullptr) domain_->readers_.fetch_sub(1);
+        }
+
+      private:
+        SnapshotDomain* domain_;
+    };
+
+    /// Takes over an object that has been replaced, and frees those that nobody can see any more.
+    /// Every operation on the counter and on the published pointers is sequentially consistent:
+    /// when the counter is seen at zero after the replacement, a reader that comes later finds the
+    /// new object.
+    void retire(std::unique_ptr<const T> object) {
+        retired_.push_back(std::move(object));
+        if (readers_.load() == 0) retired_.clear();
+    }
+
+    std::size_t retiredCount() const noexcept { return retired_.size(); }
+
+  private:
+    std::atomic<std::uint32_t> readers_{0};
+    std::vector<std::unique_ptr<const T>> retired_;
+};
+
+/// One published object of a domain.
+template <class T>
+class Snapshot {
+  public:
+    Snapshot(SnapshotDomain<T>& domain, std::unique_ptr<const T> first) noexcept
+        : domain_(domain), current_(first.release()) {}
+    ~Snapshot() { std::unique_ptr<const T>(current_.load()).reset(); }
+    Snapshot(const Snapshot&) = delete;
+    Snapshot& operator=(const Snapshot&) = delete;
+
+    /// A look at the current object, which stays as it is until the look ends.
+    class View {
+      public:
+        explicit View(const Snapshot& snapshot) noexcept
+            : reader_(snapshot.domain_), object_(snapshot.current_.load()) {}
+        const T& operator*() const noexcept { return *object_; }
+        const T* operator->() const noexcept { return object_; }
+
+      private:
+        typename SnapshotDomain<T>::Reader reader_;
+        const T* object_;
+    };
+
+    View view() const noexcept { return View(*this); }
+
+    /// Publishes `next`; readers see the old object or the new one, never a mixture.
+    void replace(std::unique_ptr<const T> next) {
+        domain_.retire(std::unique_ptr<const T>(current_.exchange(next.release())));
+    }
+
+  private:
+    SnapshotDomain<T>& domain_;
+    std::atomic<const T*> current_;
+};
+
+}  // namespace velmora

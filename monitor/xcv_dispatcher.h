@@ -1,0 +1,12 @@
+#pragma once
+
+#include <windows.h>
+
+namespace velmora {
+
+/// One command of the Xcv channel; returns a Win32 error code. The handle is ignored, and so is
+/// the stated input size: each command reads its input up to its own terminator or by its format.
+DWORD WINAPI xcvDataPort(HANDLE xcv, const wchar_t* command, BYTE* input, DWORD inputSize,
+                         BYTE* output, DWORD outputSize, DWORD* needed);
+
+}  // namespace velmora
