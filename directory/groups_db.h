@@ -12,7 +12,8 @@ namespace velmora {
 
 enum NodeType : std::uint32_t { NODE_GROUP = 0, NODE_PRINTER = 1 };
 
-/// A record of the group tree.
+/// A record of the group tree. `type` is that of the object (a printer's is NODE_PRINTER) and
+/// stays; texts are in the ANSI code page and hold no zero byte.
 struct CGroupsDBNode {
     virtual ~CGroupsDBNode() = default;
 
@@ -27,6 +28,9 @@ struct CGroupsDBGroup : CGroupsDBNode {};
 /// A printer of the group tree, or the printer of a single-target port.
 struct CGroupsDBPrinter : CGroupsDBNode {
     CGroupsDBPrinter() { type = NODE_PRINTER; }
+
+    void setTarget(const std::string& newUri, bool newHasAuth, const std::string& newUserName,
+                   const std::string& newPassword);
 
     std::string uri;
     std::uint8_t hasAuth = 0;  ///< 1: reached with the user name and password below
@@ -79,6 +83,7 @@ class CGroupsDB {
                         const std::string& userName, const std::string& password);
     void RemovePortPrinter(const std::string& portName);
 
+    /// A new record takes `nextId`. Any parent is accepted.
     CGroupsDBGroup* AddGroup(const std::string& name, std::uint32_t parent);
     CGroupsDBPrinter* AddPrinter(const std::string& name, const std::string& uri, bool hasAuth,
                                  const std::string& userName, const std::string& password,
@@ -92,16 +97,19 @@ class CGroupsDB {
     void GetChildren(std::uint32_t parent, std::vector<CGroupsDBNode*>& list) const;
     void GetGroups(std::vector<CGroupsDBGroup*>& list) const;
     /// The printers below a group, depth first; a printer that is already in the list is left out.
+    /// An id that is not a group's adds nothing.
     void CollectPrinters(std::uint32_t group, std::vector<CGroupsDBPrinter*>& list) const;
 
     void RenameNode(std::uint32_t id, const std::string& name);
     /// Copies name, URI and credentials onto the stored printer of that id; id and parent stay.
     void UpdatePrinter(const CGroupsDBPrinter& printer);
     /// Whether `node` may be moved or copied into `target`: no child of that name there yet, and
-    /// not into itself or anything below itself.
+    /// not into itself or anything below itself. A parent that does not exist, or that has been
+    /// passed before, ends the way up from the target.
     bool CanPlace(const CGroupsDBNode& node, std::uint32_t target) const;
-    /// Copies a node and everything below it into `target` and returns the copy of the node. Only
-    /// after CanPlace has accepted the pair.
+    /// Copies a node and everything below it into `target` and returns the copy of the node. New
+    /// ids go out breadth first. Meant for pairs that CanPlace accepts; what is copied is what
+    /// stood below the node at the call, so the copying of any other pair ends too.
     CGroupsDBNode* CopySubtree(const CGroupsDBNode& node, std::uint32_t target);
     /// Deletes a node and everything below it; the root is not protected.
     void DeleteNode(std::uint32_t id);
@@ -115,9 +123,14 @@ class CGroupsDB {
     bool Deserialize(std::span<const std::byte> payload);
 
   private:
+    static constexpr std::uint32_t kFirstFreeId = 2;  // behind the root
+
+    void enterNew(std::unique_ptr<CGroupsDBNode> node, const std::string& name,
+                  std::uint32_t parent);
+
     Nodes nodes_;
     PortPrinters portPrinters_;
-    std::uint32_t nextId_ = 2;
+    std::uint32_t nextId_ = kFirstFreeId;
     GroupsStore* store_ = nullptr;
 };
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -39,13 +38,14 @@ class ByteReader {
     }
     /// The bytes up to the terminator, which is consumed too.
     std::string_view text() noexcept {
-        const auto end = std::find(rest_.begin(), rest_.end(), std::byte{0});
-        if (!ok_ || end == rest_.end()) {
+        const auto* begin = reinterpret_cast<const char*>(rest_.data());
+        const void* end = rest_.empty() ? nullptr : std::memchr(begin, 0, rest_.size());
+        if (end == nullptr) {
             fail();
             return {};
         }
-        const std::string_view value(reinterpret_cast<const char*>(rest_.data()),
-                                     static_cast<std::size_t>(end - rest_.begin()));
+        const std::string_view value(
+            begin, static_cast<std::size_t>(static_cast<const char*>(end) - begin));
         rest_ = rest_.subspan(value.size() + 1);
         return value;
     }
