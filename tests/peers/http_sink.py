@@ -1,0 +1,114 @@
+#!/usr/bin/env python3
+"""A recording IPP server: takes every request, writes down its bytes as received, answers well.
+
+    http_sink.py --directory DIR [options] [-- COMMAND...]
+
+For request N (from 1): DIR/request-N.head is the header block, request-N.raw the body as received
+(chunk framing included), request-N.body the body without framing. They are written before the
+answer is sent. COMMAND as in ippeve_printer.py.
+"""
+
+import argparse
+import base64
+import os
+import socket
+import ssl
+import sys
+import threading
+
+import certificates
+import peer_process
+import raw_http
+
+
+class Sink:
+    def __init__(self, options):
+        self.options = options
+        self.requests = raw_http.Counter()
+        self.context = None
+        if options.certificate:
+            self.context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+            self.context.load_cert_chain(
+                *certificates.make(options.directory, options.certificate))
+
+    def keep(self, request):
+        number = self.requests.next()
+        for suffix, data in (("head", request.head), ("raw", request.raw_body),
+                             ("body", request.body)):
+            name = os.path.join(self.options.directory, f"request-{number}.{suffix}")
+            with open(name, "wb") as file:
+                file.write(data)
+
+    def authorized(self, request):
+        if not self.options.basic:
+            return True
+        word = base64.b64encode(self.options.basic.encode("latin-1")).decode("ascii")
+        return request.fields.get("authorization") == "Basic " + word
+
+    def reply(self, request):
+        if not self.authorized(request):
+            return raw_http.answer(b"", "401 Unauthorized",
+                                   ['WWW-Authenticate: Basic realm="printers"'])
+        return raw_http.answer(raw_http.ipp_answer(int(self.options.status, 0)))
+
+    def serve_connection(self, connection):
+        try:
+            connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+            if self.context:
+                connection = self.context.wrap_socket(connection, server_side=True)
+            stream = raw_http.Stream(connection)
+            while True:
+                request = stream.read_head()
+                if self.options.discard and request.chunked:
+                    self.discard(stream)
+                else:
+                    self.keep(stream.read_body(request))
+                connection.sendall(self.reply(request))
+        except (raw_http.Closed, OSError):
+            pass
+        finally:
+            connection.close()
+
+    @staticmethod
+    def discard(stream):
+        """Reads a chunked body as fast as it comes. Its end is seen by the last bytes alone, so
+        documents must not end like a chunked body."""
+        end = b"\r\n0\r\n\r\n"
+        tail = bytes(stream.buffer[-len(end):])
+        stream.buffer.clear()
+        area = bytearray(1 << 20)
+        while tail != end:
+            size = stream.connection.recv_into(area)
+            if size == 0:
+                raise raw_http.Closed
+            tail = (tail + bytes(area[max(0, size - len(end)):size]))[-len(end):]
+
+    def run(self, listener):
+        while True:
+            connection, _ = listener.accept()
+            threading.Thread(target=self.serve_connection, args=(connection,), daemon=True).start()
+
+
+def main():
+    parser = argparse.ArgumentParser(description="a recording IPP server on a free loopback port")
+    parser.add_argument("--directory", required=True, help="where requests are written")
+    parser.add_argument("--status", default="0", help="IPP status of the answers (0x... allowed)")
+    parser.add_argument("--basic", help="USER:PASSWORD to ask for; others get 401")
+    parser.add_argument("--certificate", choices=sorted(certificates.DATES),
+                        help="serve https with a certificate of this kind (certificate.der in DIR)")
+    parser.add_argument("--discard", action="store_true",
+                        help="read chunked bodies without looking at them (benchmarks)")
+    parser.add_argument("run", nargs="*", help="a command to run while the server is there")
+    options = parser.parse_args()
+    peer_process.end_on_signal()
+    os.makedirs(options.directory, exist_ok=True)
+    sink = Sink(options)
+    listener = raw_http.listen()
+    threading.Thread(target=sink.run, args=(listener,), daemon=True).start()
+    scheme = "https" if options.certificate else "ipp"
+    url = f"{scheme}://localhost:{listener.getsockname()[1]}/ipp/print"
+    sys.exit(peer_process.serve(url, options.run))
+
+
+if __name__ == "__main__":
+    main()
