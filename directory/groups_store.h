@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "directory/groups_db.h"
+
+namespace velmora {
+
+/// Keeps the printer directory in the registry, below `baseKey` of HKEY_LOCAL_MACHINE. Layout and
+/// reading rules: groups_store.cpp. Takes no lock: the last save wins.
+class RegistryGroupsStore : public GroupsStore {
+  public:
+    /// `baseKey` without a trailing backslash; `rootName` is the name that the root group has until
+    /// one is stored.
+    RegistryGroupsStore(std::string baseKey, std::string rootName);
+
+    void load(CGroupsDB& directory) override;
+    void save(const CGroupsDB& directory) override;
+
+  private:
+    std::string groupsKey_;
+    std::string printersKey_;
+    std::string rootName_;
+};
+
+/// The id that the subkey `name` stands for: a decimal number with atol's leniency (leading blanks,
+/// a sign, anything behind the digits; 0 when there are none), read in 64 bits and cut to the
+/// low 32.
+std::uint32_t nodeIdOfKey(const char* name) noexcept;
+
+}  // namespace velmora
