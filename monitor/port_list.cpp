@@ -53,10 +53,12 @@ std::atomic<Port*>* PortList::linkTo(const Port& port, Port*& before) noexcept {
 
 void PortList::update(Port& port, PortConfig config) {
     const std::lock_guard lock(writers_);
-    port.config_.replace(std::make_unique<const PortConfig>(config));
+    auto next = std::make_unique<const PortConfig>(std::move(config));
+    const PortConfig& stored = *next;  // no other writer can replace it before the lock is given up
+    port.config_.replace(std::move(next));
     Port* before = nullptr;
     // A port that another thread has removed meanwhile must not come back with the next load.
-    if (linkTo(port, before) != nullptr) store_.save(config);
+    if (linkTo(port, before) != nullptr) store_.save(stored);
 }
 
 void PortList::remove(Port& port) {
