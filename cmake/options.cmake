@@ -10,7 +10,7 @@ if(WIN32)
     target_compile_options(velmora_options INTERFACE -ffunction-sections -fdata-sections)
     # Old processors and old callers align the stack to four bytes only; our code must not assume more.
     if(VELMORA_ARCH STREQUAL "x86")
-        add_compile_options(-mstackrealign)
+        add_compile_options($<$<COMPILE_LANGUAGE:C,CXX>:-mstackrealign>)
     endif()
     add_link_options(-static -Wl,--gc-sections)
 elseif(VELMORA_SANITIZE)

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace velmora {
+
+/// The number that a text of an edit box stands for: decimal digits, maybe a sign before and blanks
+/// or tabs around them. None for anything else. A number beyond 64 bits becomes the largest or the
+/// smallest one.
+std::optional<std::int64_t> parseNumber(std::string_view text);
+
+/// Fills numbers into the placeholders "%1!d!", "%2!d!"... of a message text; "%%" stands for a
+/// percent sign and "%n" for a line end, as in FormatMessage. None when the text has any other use
+/// of "%": a translated text must not be able to make us read arguments that are not there, which
+/// is what FormatMessage would do with "%1" or "%3!d!".
+std::optional<std::string> formatNumbers(std::string_view text, std::span<const int> numbers);
+std::optional<std::string> formatNumbers(std::string_view text, std::initializer_list<int> numbers);
+
+}  // namespace velmora

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+class PropertyPage;
+
+/// A modal property sheet with OK, Cancel and Help and no Apply button.
+class SheetWindow {
+  public:
+    SheetWindow(const SheetWindow&) = delete;
+    SheetWindow& operator=(const SheetWindow&) = delete;
+    virtual ~SheetWindow() = default;
+
+    /// Null until the sheet is made and after its end.
+    HWND window() const noexcept { return window_; }
+
+    /// Shows the sheet on the calling thread, in the platform's current look where the host has it.
+    /// True when OK has closed it; false also when it could not be shown. Throws what a handler of
+    /// a page has thrown.
+    bool runModal();
+
+  protected:
+    /// `parent` may be null.
+    SheetWindow(std::string caption, HWND parent) : caption_(std::move(caption)), parent_(parent) {}
+
+    /// Pages come in the order of the calls and must outlive the sheet's run.
+    void addPage(PropertyPage& page);
+
+    /// The sheet's window exists and does not show yet.
+    virtual void onInit() {}
+
+  private:
+    friend class PropertyPage;
+
+    /// The platform's callback at a sheet's start has no room for an object, so the sheet learns of
+    /// its window from its first page.
+    void pageCreated(HWND sheet);
+
+    std::string caption_;
+    HWND parent_;
+    HWND window_ = nullptr;
+    std::vector<PropertyPage*> pages_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,100 @@
+#pragma once
+
+// Numbers of all resources, read by the resource compiler too. Translators' tools and scripts that
+// drive the dialogs know controls by these numbers: they stay as they are, and one number may mean
+// different controls in different dialogs.
+
+// Manifest for the common controls of the current look. 2 is the number that the loader looks for
+// in a DLL (ISOLATIONAWARE_MANIFEST_RESOURCE_ID).
+#define IDM_VISUAL_STYLES 2
+
+// Dialogs.
+#define IDD_PORT_MAIN 1001
+#define IDD_PRINTER_GROUPS 1016
+#define IDD_PRINTER_PROPERTIES 1017
+#define IDD_NEW_PRINTER 1018
+#define IDD_JOB_TEMPLATE 1024
+
+// Port main page.
+#define IDC_PORT_USER_NAME 1001
+#define IDC_PORT_PASSWORD 1002
+#define IDC_PORT_URL 1003
+#define IDC_PORT_NAME 1004
+#define IDC_PORT_SINGLE 1005
+#define IDC_PORT_MULTI 1006
+#define IDC_PORT_AUTHENTICATION 1007
+#define IDC_PORT_GROUPS 1008
+#define IDC_PORT_USER_NAME_LABEL 1049
+#define IDC_PORT_PASSWORD_LABEL 1050
+#define IDC_PORT_URL_LABEL 1051
+#define IDC_PORT_NAME_LABEL 1052
+
+// Job template page.
+#define IDC_JOB_QUALITY_NORMAL 1006
+#define IDC_JOB_RESOLUTION 1027
+#define IDC_JOB_QUALITY_HIGH 1028
+#define IDC_JOB_PAGES_ALL 1029
+#define IDC_JOB_PAGES_RANGE 1030
+#define IDC_JOB_MEDIA 1031
+#define IDC_JOB_PORTRAIT 1032
+#define IDC_JOB_LANDSCAPE 1033
+#define IDC_JOB_REVERSE_LANDSCAPE 1034
+#define IDC_JOB_REVERSE_PORTRAIT 1035
+#define IDC_JOB_SIDES 1036
+#define IDC_JOB_FINISHINGS 1038
+#define IDC_JOB_QUALITY_DRAFT 1039
+#define IDC_JOB_NUMBER_UP 1040
+#define IDC_JOB_SHEET 1041
+#define IDC_JOB_HOLD_UNTIL 1042
+#define IDC_JOB_PRIORITY 1043
+#define IDC_JOB_PAGES_TEXT 1044
+#define IDC_JOB_COPIES 1045
+#define IDC_JOB_FIDELITY 1046
+
+// Printer groups page.
+#define IDC_GROUPS_TREE 1009
+#define IDC_GROUPS_NEW_GROUP 1016
+#define IDC_GROUPS_NEW_PRINTER 1017
+#define IDC_GROUPS_DELETE 1018
+#define IDC_GROUPS_PROPERTIES 1019
+
+#define IDB_GROUPS_IMAGES 1018
+#define IDB_GROUPS_MASK 1019
+#define IDR_GROUPS_MENU 1020
+#define IDR_GROUPS_ACCELERATORS 1021
+
+#define ID_GROUPS_CUT 32772
+#define ID_GROUPS_COPY 32773
+#define ID_GROUPS_PASTE 32774
+#define ID_GROUPS_RENAME 32775
+#define ID_GROUPS_DELETE 32776
+#define ID_GROUPS_NEW_GROUP 32777
+#define ID_GROUPS_NEW_PRINTER 32778
+#define ID_GROUPS_PROPERTIES 32781
+
+// Printer dialogs, both with the same numbers.
+#define IDC_PRINTER_NAME 1020
+#define IDC_PRINTER_URL 1021
+#define IDC_PRINTER_AUTHENTICATION 1022
+#define IDC_PRINTER_USER_NAME 1023
+#define IDC_PRINTER_PASSWORD 1024
+#define IDC_PRINTER_PATTERNS 1025
+#define IDC_PRINTER_COPY_PATTERN 1026
+#define IDC_PRINTER_USER_NAME_LABEL 1049
+#define IDC_PRINTER_PASSWORD_LABEL 1050
+
+// Texts.
+#define IDS_PORT_NAME_USED 1
+#define IDS_CANNOT_COPY 2
+#define IDS_CAPTION 3
+#define IDS_PAGE_RANGES 4
+#define IDS_ERROR 5
+#define IDS_PORT_NAME_MISSING 6
+#define IDS_CANNOT_MOVE 7
+#define IDS_NEW_GROUP_PATTERN 8
+#define IDS_NAME_EXISTS 9
+#define IDS_PRINTER_NAME_MISSING 10
+#define IDS_PRINTER_NAME_USED 11
+#define IDS_URL_MISSING 12
+#define IDS_INTEGER_RANGE 13
+#define IDS_URL_INVALID 14
