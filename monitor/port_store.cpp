@@ -1,5 +1,6 @@
 #include "monitor/port_store.h"
 
+#include "monitor/directory_store.h"
 #include "monitor/settings.h"
 #include "platform/registry.h"
 
@@ -8,6 +9,15 @@ namespace {
 
 std::string portsKey() {
     return monitorRegistryKey() + "\\Ports";
+}
+
+/// The directory offers every port's printer as a pattern for new ones, so it follows the ports.
+template <class Change>
+void updateDirectory(Change change) {
+    RegistryGroupsStore store = directoryStore();
+    CGroupsDB directory(store);
+    change(directory);
+    directory.Save();
 }
 
 }  // namespace
@@ -26,10 +36,15 @@ std::vector<PortConfig> RegistryPortStore::load() {
 
 void RegistryPortStore::save(const PortConfig& config) {
     RegistryKey::create(portsKey()).setBinary(config.name.c_str(), pack(config));
+    updateDirectory([&](CGroupsDB& directory) {
+        directory.SetPortPrinter(config.name, config.printerUrl, config.useAuthentication != 0,
+                                 config.userName, config.password);
+    });
 }
 
 void RegistryPortStore::erase(const std::string& portName) {
     RegistryKey::create(portsKey()).deleteValue(portName.c_str());
+    updateDirectory([&](CGroupsDB& directory) { directory.RemovePortPrinter(portName); });
 }
 
 }  // namespace velmora

@@ -11,6 +11,7 @@ class RegistryPortStore : public PortStore {
     /// A value that is not a whole record of that type is skipped and left as it is. The port's
     /// name is the one inside the record, whatever the value is called.
     std::vector<PortConfig> load() override;
+    // Both also bring the port's printer in the printer directory up to date.
     void save(const PortConfig& config) override;
     void erase(const std::string& portName) override;
 };
