@@ -4,6 +4,7 @@
 #include <array>
 #include <vector>
 
+#include "monitor/settings.h"
 #include "platform/library.h"
 #include "platform/text.h"
 #include "ui/resources/resource_ids.h"
@@ -11,10 +12,6 @@
 
 namespace velmora {
 namespace {
-
-std::string settingsPath() {
-    return systemDirectory() + "\\Velmora.dat";
-}
 
 bool hasTranslatableText(HWND child) {
     std::array<char, 32> name{};
@@ -32,7 +29,8 @@ std::string menuText(HMENU menu, UINT position) {
 
 }  // namespace
 
-CTextTable::CTextTable(std::string section) : CTextTable(settingsPath(), std::move(section)) {}
+CTextTable::CTextTable(std::string section)
+    : CTextTable(settingsFile().path(), std::move(section)) {}
 
 void CTextTable::TranslateWindow(HWND window) const {
     setWindowText(window, Lookup(windowText(window)));
