@@ -1,0 +1,18 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "platform/event.h"
+#include "platform/worker_thread.h"
+
+namespace velmora {
+
+/// CreateEventA, initially not signalled. Throws std::bad_alloc when the system has no event left.
+std::unique_ptr<Event> makeWin32Event(EventReset reset);
+
+/// Runs `body`, which must not throw, in a new thread of normal priority with the default stack.
+/// Null when no thread can be started; `body` is then not run.
+std::unique_ptr<WorkerThread> startWin32Thread(std::function<void()> body);
+
+}  // namespace velmora
