@@ -12,6 +12,10 @@
 #include "tests/support/counted_memory.h"
 #include "tests/support/native_threading.h"
 
+#ifdef _WIN32
+#include "platform/win32_threading.h"
+#endif
+
 namespace velmora::testing_support {
 
 constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
@@ -59,16 +63,25 @@ class FakeConnection final : public DocumentConnection {
     bool error_ = false;
 };
 
-/// Real threads, native events; a target's URL is the number of its printer.
+/// Real threads; events of the platform that the test runs on, since the pulses of either may be
+/// lost in their own way. A target's URL is the number of its printer.
 class NativeJobPlatform final : public JobPlatform {
   public:
     explicit NativeJobPlatform(std::size_t printers) : printers_(printers) {}
 
     std::unique_ptr<Event> makeEvent(EventReset reset) override {
+#ifdef _WIN32
+        return makeWin32Event(reset);
+#else
         return std::make_unique<NativeEvent>(reset, reset == EventReset::Manual ? losePulses : 0);
+#endif
     }
-    void* allocate(std::size_t size) noexcept override { return memory.allocate(size); }
-    void release(void* block) noexcept override { memory.release(block); }
+    void* allocate(std::size_t size) noexcept override {
+        return memory.allocate(size);
+    }
+    void release(void* block) noexcept override {
+        memory.release(block);
+    }
     std::unique_ptr<WorkerThread> startThread(std::function<void()> body) override {
         if (threadsStarted++ == failingThread) return nullptr;
         return std::make_unique<NativeThread>(std::move(body));
@@ -86,7 +99,9 @@ class NativeJobPlatform final : public JobPlatform {
         return std::make_unique<FakeConnection>(printer);
     }
 
-    FakePrinter& printer(std::size_t index) { return printers_.at(index); }
+    FakePrinter& printer(std::size_t index) {
+        return printers_.at(index);
+    }
     std::vector<PrintTarget> targets() const {
         std::vector<PrintTarget> targets;
         for (std::size_t i = 0; i < printers_.size(); ++i) {
@@ -96,7 +111,7 @@ class NativeJobPlatform final : public JobPlatform {
     }
 
     CountedMemory memory;
-    unsigned losePulses = 0;
+    unsigned losePulses = 0;  ///< of native events
     std::size_t threadsStarted = 0;
     std::size_t failingThread = kNever;
 

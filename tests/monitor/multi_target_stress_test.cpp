@@ -1,5 +1,5 @@
-// Writer and workers under random delays, with every kind of printer in one job. Run natively under
-// AddressSanitizer and ThreadSanitizer, and on the product's platform.
+// Writer and workers under random delays, with every kind of printer in one job. Natively under
+// AddressSanitizer and ThreadSanitizer; a smaller run with the product's own events.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -92,8 +92,12 @@ TEST_P(MultiTargetStress, HealthyPrintersGetEveryByteAndEveryPacketIsFreedOnce) 
     }
 }
 
+#ifdef _WIN32
+INSTANTIATE_TEST_SUITE_P(Printers, MultiTargetStress, testing::Values(2, 8));
+#else
 INSTANTIATE_TEST_SUITE_P(Printers, MultiTargetStress,
                          testing::Values(1, 2, 3, 4, 7, 8, 16, 32, 48, 64));
+#endif
 
 }  // namespace
 }  // namespace velmora
