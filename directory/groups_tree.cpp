@@ -10,36 +10,11 @@
 #include <unordered_set>
 #include <utility>
 
+#include "directory/child_index.h"
 #include "directory/groups_db.h"
 
 namespace velmora {
 namespace {
-
-/// The records of a tree by parent, and by ascending id below a parent. For walks of many steps,
-/// where a scan of the whole tree for every group would make the time grow with the square.
-class ChildIndex {
-  public:
-    explicit ChildIndex(const CGroupsDB::Nodes& nodes) {
-        entries_.reserve(nodes.size());
-        for (const auto& [id, node] : nodes)
-            entries_.push_back({node->parent, id, node.get()});
-        std::ranges::sort(entries_, {}, [](const Entry& e) { return std::pair(e.parent, e.id); });
-    }
-
-    struct Entry {
-        std::uint32_t parent;
-        std::uint32_t id;
-        CGroupsDBNode* node;
-    };
-
-    std::span<const Entry> childrenOf(std::uint32_t parent) const {
-        const auto found = std::ranges::equal_range(entries_, parent, {}, &Entry::parent);
-        return {found.begin(), found.end()};
-    }
-
-  private:
-    std::vector<Entry> entries_;
-};
 
 /// Every printer below `group`, depth first, each once.
 std::vector<CGroupsDBPrinter*> printersBelow(const ChildIndex& index, std::uint32_t group) {

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "directory/groups_db.h"
+
+namespace velmora {
+
+/// The records of a tree by parent, and by ascending id below a parent. For walks of many steps,
+/// where a scan of the whole tree for every group would make the time grow with the square.
+class ChildIndex {
+  public:
+    explicit ChildIndex(const CGroupsDB::Nodes& nodes) {
+        entries_.reserve(nodes.size());
+        for (const auto& [id, node] : nodes)
+            entries_.push_back({node->parent, id, node.get()});
+        std::ranges::sort(entries_, {}, [](const Entry& e) { return std::pair(e.parent, e.id); });
+    }
+
+    struct Entry {
+        std::uint32_t parent;
+        std::uint32_t id;
+        CGroupsDBNode* node;
+    };
+
+    std::span<const Entry> childrenOf(std::uint32_t parent) const {
+        const auto found = std::ranges::equal_range(entries_, parent, {}, &Entry::parent);
+        return {found.begin(), found.end()};
+    }
+
+  private:
+    std::vector<Entry> entries_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,226 @@
+#include "ui/job_template_form.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ui/job_template_choices.h"
+
+namespace velmora {
+namespace {
+
+std::vector<std::string> texts(std::span<const char* const> choices) {
+    return {choices.begin(), choices.end()};
+}
+
+using Numbers = std::vector<std::pair<std::string, std::uint32_t>>;
+
+Numbers numbers(std::span<const NumberChoice> choices) {
+    Numbers list;
+    for (const NumberChoice& choice : choices)
+        list.emplace_back(choice.text, choice.value);
+    return list;
+}
+
+TEST(JobTemplateChoices, KeywordListsHoldTheirItemsInOrder) {
+    EXPECT_EQ(texts(holdUntilChoices()),
+              (std::vector<std::string>{"no-hold", "indefinite", "day-time", "evening", "night",
+                                        "weekend", "second-shift", "third-shift"}));
+    EXPECT_EQ(
+        texts(sidesChoices()),
+        (std::vector<std::string>{"one-sided", "two-sided-long-edge", "duplex", "head-to-head",
+                                  "two-sided-short-edge", "tumble", "head-to-toe"}));
+    EXPECT_EQ(
+        texts(mediaChoices()),
+        (std::vector<std::string>{"Letter", "Legal", "Executive", "Folio", "A4", "JIS B5", "ISO B5",
+                                  "A5", "Com 10 Env.", "Monarch Env.", "DL Env.",
+                                  "Custom Paper Size", "C5 Env.", "Post A6", "C6", "STS", "A6"}));
+}
+
+TEST(JobTemplateChoices, NumberListsHoldTheirItemsAndValuesInOrder) {
+    EXPECT_EQ(numbers(resolutionChoices()),
+              (Numbers{{"300 dpi", 300}, {"600 dpi", 600}, {"1200 dpi", 1200}}));
+    EXPECT_EQ(numbers(finishingsChoices()), (Numbers{{"none", 3},
+                                                     {"staple", 4},
+                                                     {"punch", 5},
+                                                     {"cover", 6},
+                                                     {"bind", 7},
+                                                     {"saddle-stitch", 8},
+                                                     {"edge-stitch", 9},
+                                                     {"staple-top-left", 20},
+                                                     {"staple-bottom-left", 21},
+                                                     {"staple-top-right", 22},
+                                                     {"staple-bottom-right", 23},
+                                                     {"edge-stitch-left", 24},
+                                                     {"edge-stitch-top", 25},
+                                                     {"edge-stitch-right", 26},
+                                                     {"edge-stitch-bottom", 27},
+                                                     {"staple-dual-left", 28},
+                                                     {"staple-dual-top", 29},
+                                                     {"staple-dual-right", 30},
+                                                     {"staple-dual-bottom", 31}}));
+    EXPECT_EQ(numbers(numberUpChoices()), (Numbers{{"1", 1}, {"2", 2}, {"4", 4}}));
+}
+
+TEST(JobTemplateForm, DefaultRecordSelectsSomethingEverywhere) {
+    JobTemplateForm expected;
+    expected.priority = 10;
+    expected.copies = 1;
+    expected.pageRangeIndex = JobTemplateForm::kAllPages;
+    expected.qualityIndex = 1;
+    expected.orientationIndex = 0;
+    expected.holdUntil = 0;
+    expected.resolution = 1;
+    expected.sides = 0;
+    expected.finishings = 0;
+    expected.media = 4;
+    expected.numberUp = 0;
+    EXPECT_EQ(formOf(JobTemplate()), expected);
+}
+
+TEST(JobTemplateForm, EveryListItemComesBackAsItIs) {
+    const auto roundTrip = [](const JobTemplate& record) {
+        JobTemplate stored = record;
+        store(formOf(record), stored);
+        EXPECT_EQ(stored, record);
+    };
+    JobTemplate record;
+    for (const char* keyword : holdUntilChoices())
+        record.jobHoldUntil = keyword, roundTrip(record);
+    for (const char* keyword : sidesChoices())
+        record.sides = keyword, roundTrip(record);
+    for (const char* name : mediaChoices())
+        record.media = name, roundTrip(record);
+    for (const NumberChoice& choice : resolutionChoices())
+        record.printerResolution = {choice.value, choice.value, 3}, roundTrip(record);
+    for (const NumberChoice& choice : finishingsChoices())
+        record.finishings = choice.value, roundTrip(record);
+    for (const NumberChoice& choice : numberUpChoices())
+        record.numberUp = choice.value, roundTrip(record);
+    for (const std::uint32_t quality : {3, 4, 5})
+        record.printQuality = quality, roundTrip(record);
+    for (const std::uint32_t orientation : {3, 4, 5, 6})
+        record.orientationRequested = orientation, roundTrip(record);
+}
+
+TEST(JobTemplateForm, SelectedItemsAreStoredAsTheirValues) {
+    JobTemplateForm form = formOf(JobTemplate());
+    form.priority = 100;
+    form.copies = kMaxCopies;
+    form.holdUntil = 7;
+    form.resolution = 2;
+    form.qualityIndex = 2;
+    form.sides = 6;
+    form.finishings = 18;
+    form.media = 16;
+    form.orientationIndex = 3;
+    form.numberUp = 2;
+    form.jobSheet = true;
+    form.fidelity = true;
+    form.pageRangeIndex = JobTemplateForm::kSomePages;
+    form.pageRanges = "1,3,5-12";
+    JobTemplate record;
+    store(form, record);
+    EXPECT_EQ(record.jobPriority, 100u);
+    EXPECT_EQ(record.copies, 2147483647u);
+    EXPECT_EQ(record.jobHoldUntil, "third-shift");
+    EXPECT_EQ(record.printerResolution, (JobTemplate::Resolution{1200, 1200, 3}));
+    EXPECT_EQ(record.printQuality, 5u);
+    EXPECT_EQ(record.sides, "head-to-toe");
+    EXPECT_EQ(record.finishings, 31u);
+    EXPECT_EQ(record.media, "A6");
+    EXPECT_EQ(record.orientationRequested, 6u);
+    EXPECT_EQ(record.numberUp, 4u);
+    EXPECT_EQ(record.jobSheets, "standard");
+    EXPECT_EQ(record.ippAttributeFidelity, 1);
+    EXPECT_EQ(record.pageRanges, "1,3,5-12");
+    EXPECT_EQ(record.multipleDocumentHandling, JobTemplate().multipleDocumentHandling);
+}
+
+struct Unlisted {
+    const char* what;
+    std::function<void(JobTemplate&)> set;
+    int JobTemplateForm::*selection;
+};
+
+TEST(JobTemplateForm, ValuesThatNoControlShowsSurvive) {
+    const Unlisted cases[] = {
+        {"keyword", [](JobTemplate& r) { r.jobHoldUntil = "lunch"; }, &JobTemplateForm::holdUntil},
+        {"keyword in capitals", [](JobTemplate& r) { r.jobHoldUntil = "No-Hold"; },
+         &JobTemplateForm::holdUntil},
+        {"empty keyword", [](JobTemplate& r) { r.jobHoldUntil.clear(); },
+         &JobTemplateForm::holdUntil},
+        {"sides", [](JobTemplate& r) { r.sides = "both"; }, &JobTemplateForm::sides},
+        {"media", [](JobTemplate& r) { r.media = "a4"; }, &JobTemplateForm::media},
+        {"media, longer", [](JobTemplate& r) { r.media = "A4 "; }, &JobTemplateForm::media},
+        {"resolution",
+         [](JobTemplate& r) {
+             r.printerResolution = {720, 720, 3};
+         },
+         &JobTemplateForm::resolution},
+        {"uneven resolution",
+         [](JobTemplate& r) {
+             r.printerResolution = {600, 300, 3};
+         },
+         &JobTemplateForm::resolution},
+        {"dots per centimetre",
+         [](JobTemplate& r) {
+             r.printerResolution = {600, 600, 4};
+         },
+         &JobTemplateForm::resolution},
+        {"quality", [](JobTemplate& r) { r.printQuality = 7; }, &JobTemplateForm::qualityIndex},
+        {"orientation", [](JobTemplate& r) { r.orientationRequested = 2; },
+         &JobTemplateForm::orientationIndex},
+        {"orientation above", [](JobTemplate& r) { r.orientationRequested = 0xFFFFFFFF; },
+         &JobTemplateForm::orientationIndex},
+        {"finishings", [](JobTemplate& r) { r.finishings = 10; }, &JobTemplateForm::finishings},
+        {"number up", [](JobTemplate& r) { r.numberUp = 9; }, &JobTemplateForm::numberUp},
+    };
+    for (const Unlisted& unlisted : cases) {
+        SCOPED_TRACE(unlisted.what);
+        JobTemplate record;
+        unlisted.set(record);
+        const JobTemplateForm form = formOf(record);
+        EXPECT_EQ(form.*unlisted.selection, -1);
+        JobTemplate stored = record;
+        store(form, stored);
+        EXPECT_EQ(stored, record);
+    }
+}
+
+TEST(JobTemplateForm, SelectionsOutsideTheListsChangeNothing) {
+    JobTemplateForm form = formOf(JobTemplate());
+    form.holdUntil = form.sides = form.media = form.resolution = form.finishings = form.numberUp =
+        form.qualityIndex = form.orientationIndex = 1000;
+    JobTemplate record;
+    store(form, record);
+    EXPECT_EQ(record, JobTemplate());
+}
+
+TEST(JobTemplateForm, JobSheetsOtherThanStandardBecomeNone) {
+    for (const char* keyword : {"none", "Standard", "confidential", ""}) {
+        JobTemplate record;
+        record.jobSheets = keyword;
+        const JobTemplateForm form = formOf(record);
+        EXPECT_FALSE(form.jobSheet) << keyword;
+        store(form, record);
+        EXPECT_EQ(record.jobSheets, "none") << keyword;
+    }
+}
+
+TEST(JobTemplateForm, AllPagesDropsTheRangesAndNeedsNoCheck) {
+    JobTemplate record;
+    record.pageRanges = "5-2";
+    JobTemplateForm form = formOf(record);
+    EXPECT_EQ(form.pageRangeIndex, JobTemplateForm::kSomePages);
+    EXPECT_TRUE(needsPageRangeCheck(form));
+    form.pageRangeIndex = JobTemplateForm::kAllPages;
+    EXPECT_FALSE(needsPageRangeCheck(form));
+    store(form, record);
+    EXPECT_EQ(record.pageRanges, "");
+}
+
+}  // namespace
+}  // namespace velmora

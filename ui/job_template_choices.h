@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace velmora {
+
+// What the lists of the job template page offer, in the order in which they show it. Every text but
+// those of number-up is also the key under which the shown text is looked up, so a list can be
+// translated while the record keeps the keyword.
+
+/// A list item that stands for a number of the record.
+struct NumberChoice {
+    const char* text;
+    std::uint32_t value;
+};
+
+std::span<const char* const> holdUntilChoices();
+std::span<const char* const> sidesChoices();
+std::span<const char* const> mediaChoices();
+/// Dots per inch, for both directions.
+std::span<const NumberChoice> resolutionChoices();
+/// Values of the IPP enumeration "finishings".
+std::span<const NumberChoice> finishingsChoices();
+/// Pages per sheet; shown as they are.
+std::span<const NumberChoice> numberUpChoices();
+
+}  // namespace velmora

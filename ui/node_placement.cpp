@@ -1,0 +1,75 @@
+#include "ui/node_placement.h"
+
+#include <algorithm>
+
+namespace velmora {
+namespace {
+
+std::vector<CGroupsDBNode*> sourcesOf(const CGroupsDB& directory, const NodeClipboard& clipboard) {
+    std::vector<CGroupsDBNode*> sources;
+    if (clipboard.empty()) return sources;
+    if (*clipboard.node() == NodeClipboard::kWholeContent) {
+        directory.GetChildren(0, sources);
+    } else if (CGroupsDBNode* node = directory.FindNode(*clipboard.node())) {
+        sources.push_back(node);
+    }
+    return sources;
+}
+
+}  // namespace
+
+NodePlacement planPaste(const CGroupsDB& directory, const NodeClipboard& clipboard,
+                        std::uint32_t selected) {
+    NodePlacement placement;
+    placement.move = clipboard.isCut();
+    placement.target = selected;
+    if (directory.FindGroup(selected) == nullptr) return placement;
+    const std::vector<CGroupsDBNode*> sources = sourcesOf(directory, clipboard);
+    if (sources.empty()) return placement;
+
+    for (const CGroupsDBNode* source : sources)
+        placement.sources.push_back(source->id);
+    const bool allowed = std::all_of(
+        sources.begin(), sources.end(),
+        [&](const CGroupsDBNode* source) { return directory.CanPlace(*source, selected); });
+    placement.verdict =
+        allowed ? NodePlacement::Verdict::allowed : NodePlacement::Verdict::cannotCopy;
+    return placement;
+}
+
+NodePlacement planDrop(const CGroupsDB& directory, std::uint32_t source, std::uint32_t target,
+                       bool copy) {
+    NodePlacement placement;
+    placement.move = !copy;
+    placement.target = target;
+    const CGroupsDBNode* node = directory.FindNode(source);
+    if (node == nullptr || source == target || directory.FindGroup(target) == nullptr ||
+        node->parent == target)
+        return placement;
+
+    placement.sources = {source};
+    if (directory.CanPlace(*node, target))
+        placement.verdict = NodePlacement::Verdict::allowed;
+    else
+        placement.verdict =
+            copy ? NodePlacement::Verdict::cannotCopy : NodePlacement::Verdict::cannotMove;
+    return placement;
+}
+
+std::vector<std::uint32_t> carryOut(const NodePlacement& placement, CGroupsDB& directory) {
+    std::vector<std::uint32_t> placed;
+    if (placement.verdict != NodePlacement::Verdict::allowed) return placed;
+    for (const std::uint32_t id : placement.sources) {
+        CGroupsDBNode* source = directory.FindNode(id);
+        if (source == nullptr) continue;
+        if (placement.move) {
+            SetNodeParent(*source, placement.target);
+            placed.push_back(id);
+        } else {
+            placed.push_back(directory.CopySubtree(*source, placement.target)->id);
+        }
+    }
+    return placed;
+}
+
+}  // namespace velmora

@@ -1,0 +1,70 @@
+#include "ui/tree_rows.h"
+
+#include <unordered_set>
+
+#include "directory/child_index.h"
+
+namespace velmora {
+namespace {
+
+/// A node that waits for its row.
+struct Pending {
+    const CGroupsDBNode* node;
+    std::size_t parentRow;
+    std::size_t depth;
+};
+
+/// The rows of one walk from the top down, on a stack of its own: chains can be as long as the
+/// directory.
+class Walk {
+  public:
+    explicit Walk(const CGroupsDB& directory) : index_(directory.nodes()) {}
+
+    void push(const CGroupsDBNode& node, std::size_t parentRow, std::size_t depth) {
+        // Id 0 means "none" everywhere, so a stray record of that number cannot be spoken of; and
+        // only in a cycle is a node met twice.
+        if (node.id == 0 || depth >= kMaxTreeDepth || !seen_.insert(node.id).second) return;
+        pending_.push_back({&node, parentRow, depth});
+    }
+
+    void pushChildren(std::uint32_t parent, std::size_t parentRow, std::size_t depth) {
+        const auto children = index_.childrenOf(parent);
+        // The stack turns the order round.
+        for (auto child = children.rbegin(); child != children.rend(); ++child)
+            push(*child->node, parentRow, depth);
+    }
+
+    std::vector<TreeRow> rows() {
+        std::vector<TreeRow> rows;
+        while (!pending_.empty()) {
+            const Pending next = pending_.back();
+            pending_.pop_back();
+            rows.push_back({next.node, next.parentRow});
+            pushChildren(next.node->id, rows.size() - 1, next.depth + 1);
+        }
+        return rows;
+    }
+
+  private:
+    ChildIndex index_;
+    std::unordered_set<std::uint32_t> seen_;
+    std::vector<Pending> pending_;
+};
+
+}  // namespace
+
+std::vector<TreeRow> treeRows(const CGroupsDB& directory) {
+    Walk walk(directory);
+    walk.pushChildren(0, TreeRow::kNoParent, 0);
+    return walk.rows();
+}
+
+std::vector<TreeRow> treeRows(const CGroupsDB& directory, std::uint32_t top, std::size_t depth) {
+    const CGroupsDBNode* node = directory.FindNode(top);
+    if (node == nullptr) return {};
+    Walk walk(directory);
+    walk.push(*node, TreeRow::kNoParent, depth);
+    return walk.rows();
+}
+
+}  // namespace velmora
