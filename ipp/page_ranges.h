@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace velmora {
+
+/// The pages of a job as its user types them: numbers and ranges with commas between, such as
+/// "1-3, 7, 10-12". Spaces may stand around every number, dash and comma, other blanks not; a
+/// comma may end the text.
+class PageRanges {
+  public:
+    struct Range {
+        std::uint32_t upper;
+        std::uint32_t lower;
+
+        bool operator==(const Range&) const = default;
+    };
+
+    /// The text is malformed; there is no more to say.
+    class ParseErrorException {};
+
+    /// Throws ParseErrorException when the text is malformed or without any number, or when a
+    /// number needs more than 32 bits: a page that was not typed must not be printed instead.
+    explicit PageRanges(std::string_view text);
+
+    /// Sorts by lower bound and joins ranges that overlap or touch.
+    void normalise() noexcept;
+
+    /// In the order of the text, or ascending and disjoint after normalise().
+    std::span<const Range> ranges() const noexcept { return ranges_; }
+
+  private:
+    std::vector<Range> ranges_;
+};
+
+}  // namespace velmora
