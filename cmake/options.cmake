@@ -2,6 +2,10 @@
 add_library(velmora_options INTERFACE)
 target_include_directories(velmora_options INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(velmora_options INTERFACE -Wall -Wextra -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # gcc 12 warns of its own std::string operator+ when it is inlined.
+    target_compile_options(velmora_options INTERFACE -Wno-restrict)
+endif()
 
 if(WIN32)
     # Windows 2000 is the oldest interface that is asked for; NOMINMAX keeps std::min usable.

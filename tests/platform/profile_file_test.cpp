@@ -1,0 +1,52 @@
+#include "platform/profile_file.h"
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/clean_state.h"
+
+namespace velmora {
+namespace {
+
+using Profile = testing::CleanStateTest;
+
+TEST_F(Profile, ATextThatIsAskedForIsWrittenDownWithItsMnemonic) {
+    const ProfileFile file(testing::settingsFilePath());
+    EXPECT_EQ(lookupText(file, "Section", "User &name:\nnext"), "User &name:\nnext");
+    EXPECT_EQ(file.read("Section", "User name:\\nnext"), "User &name:\\nnext");
+    EXPECT_EQ(lookupText(file, "Section", "User &name:\nnext"), "User &name:\nnext");
+}
+
+TEST_F(Profile, AnotherValueIsATranslation) {
+    testing::writeSettingsFile("[Section]\r\nOK=&Gut\\tso\r\n");
+    const ProfileFile file(testing::settingsFilePath());
+    EXPECT_EQ(lookupText(file, "Section", "&OK"), "&Gut\tso");
+    EXPECT_EQ(lookupText(file, "Other", "&OK"), "&OK");
+}
+
+TEST_F(Profile, AnEmptyKeyGivesAnEmptyTextAndTouchesNothing) {
+    const ProfileFile file(testing::settingsFilePath());
+    EXPECT_EQ(lookupText(file, "Section", ""), "");
+    EXPECT_EQ(lookupText(file, "Section", "&&"), "");
+    EXPECT_EQ(testing::readSettingsFile(), "");
+}
+
+TEST_F(Profile, ValuesAreCutAt1023Bytes) {
+    testing::writeSettingsFile("[S]\r\nk=" + std::string(3000, 'v') + "\r\n");
+    EXPECT_EQ(ProfileFile(testing::settingsFilePath()).read("S", "k"), std::string(1023, 'v'));
+}
+
+TEST_F(Profile, AFileThatCannotBeWrittenLeavesTheDefault) {
+    const ProfileFile file("Z:\\no such folder\\at all\\Velmora.dat");
+    EXPECT_EQ(lookupText(file, "S", "text"), "text");
+}
+
+TEST(SystemDirectory, HasNoTrailingBackslash) {
+    const std::string directory = systemDirectory();
+    ASSERT_FALSE(directory.empty());
+    EXPECT_NE(directory.back(), '\\');
+}
+
+}  // namespace
+}  // namespace velmora
