@@ -1,0 +1,294 @@
+#include "ipp/connection.h"
+
+#include <wininet.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <vector>
+
+#include "ipp/encoder.h"
+#include "ipp/reader.h"
+
+namespace velmora {
+namespace {
+
+static_assert(kSendAgain == ERROR_INTERNET_FORCE_RETRY);
+
+constexpr DWORD kIppPort = 631;  // RFC 3510, for URLs that yield none
+constexpr DWORD kHttpOk = 200;
+
+/// The platform starts sending the header block inside HttpSendRequestEx; printers that
+/// authenticate or negotiate on the block alone get this long before the body reaches them.
+constexpr DWORD kPauseBeforeBodyMs = 1000;
+
+constexpr DWORD kDialogFlags = FLAGS_ERROR_UI_FILTER_FOR_ERRORS |
+                               FLAGS_ERROR_UI_FLAGS_CHANGE_OPTIONS |
+                               FLAGS_ERROR_UI_FLAGS_GENERATE_DATA;
+
+constexpr std::array<DWORD, 4> kAskableErrors = {
+    ERROR_INTERNET_SEC_CERT_DATE_INVALID,
+    ERROR_INTERNET_SEC_CERT_CN_INVALID,
+    ERROR_INTERNET_INCORRECT_PASSWORD,
+    ERROR_INTERNET_INVALID_CA,
+};
+
+struct UrlParts {
+    std::array<char, 128> scheme{};
+    std::array<char, 128> host{};
+    std::array<char, 512> path{};  // the query stays in it: extra information is not asked for
+    INTERNET_PORT port = 0;
+};
+
+std::optional<UrlParts> crack(const std::string& url) {
+    UrlParts parts;
+    URL_COMPONENTSA components{};
+    components.dwStructSize = sizeof components;
+    components.lpszScheme = parts.scheme.data();
+    components.dwSchemeLength = static_cast<DWORD>(parts.scheme.size());
+    components.lpszHostName = parts.host.data();
+    components.dwHostNameLength = static_cast<DWORD>(parts.host.size());
+    components.lpszUrlPath = parts.path.data();
+    components.dwUrlPathLength = static_cast<DWORD>(parts.path.size());
+    if (!InternetCrackUrlA(url.c_str(), 0, 0, &components)) return std::nullopt;
+    parts.port = components.nPort != 0 ? components.nPort : kIppPort;
+    return parts;
+}
+
+std::optional<UrlParts> crackPrinterUrl(const std::string& url) {
+    std::optional<UrlParts> parts = crack(url);
+    if (!parts && GetLastError() == ERROR_INTERNET_UNRECOGNIZED_SCHEME) {
+        parts = crack("ipp://" + url);
+    }
+    return parts;
+}
+
+/// The message's bytes in one piece; empty when memory runs out or it cannot be encoded.
+std::vector<std::byte> encode(const IppMessage& message) {
+    UniqueIppBlockBuffer blocks;
+    if (encodeIppMessage(message, false, blocks) != 0) return {};
+    try {
+        std::vector<std::byte> body(blocks->size());
+        blocks->flatten(body.data());
+        return body;
+    } catch (const std::bad_alloc&) {
+        return {};
+    }
+}
+
+}  // namespace
+
+void InternetTraits::close(Type handle) noexcept {
+    InternetCloseHandle(handle);
+}
+
+IppConnection::IppConnection(const std::string& url) {
+    open(url);
+}
+
+bool IppConnection::open(const std::string& url) {
+    const std::optional<UrlParts> parts = crackPrinterUrl(url);
+    if (!parts) return false;
+
+    root_.reset(InternetOpenA("IPP client", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
+    if (!root_) return fail();
+
+    connection_.reset(InternetConnectA(root_.get(), parts->host.data(), parts->port, nullptr,
+                                       nullptr, INTERNET_SERVICE_HTTP, 0, 0));
+    if (!connection_) return fail();
+
+    DWORD flags = INTERNET_FLAG_NO_CACHE_WRITE | INTERNET_FLAG_KEEP_CONNECTION;
+    // Only the scheme as it is usually spelled: the cracker keeps the user's capitals, and ports
+    // configured with them have always been sent in the clear.
+    if (std::strcmp(parts->scheme.data(), "https") == 0) flags |= INTERNET_FLAG_SECURE;
+    request_.reset(HttpOpenRequestA(connection_.get(), "POST", parts->path.data(), "HTTP/1.1",
+                                    nullptr, nullptr, flags, 0));
+    if (!request_) return fail();
+
+    return changeHeader("Content-type: application/ipp\r\n", HTTP_ADDREQ_FLAG_ADD);
+}
+
+void IppConnection::close() noexcept {
+    request_.reset();
+    connection_.reset();
+    root_.reset();
+}
+
+void IppConnection::sendMessage(const IppMessage& message, bool chunked) {
+    httpStatus_ = 0;
+    lastError_ = 0;
+    bodyOpen_ = false;
+    if (!request_) {
+        // Success must not be read out of a connection that never had its handles.
+        lastError_ = ERROR_INVALID_HANDLE;
+        return;
+    }
+    const std::vector<std::byte> body = encode(message);
+    if (body.empty()) {
+        lastError_ = ERROR_INVALID_DATA;
+        return;
+    }
+    if (!setBodyHeaders(chunked, body.size())) return;
+    if (!beginRequest(chunked ? 0 : body.size())) return;
+    Sleep(kPauseBeforeBodyMs);
+    if (chunked) {
+        bodyOpen_ = writeChunk(body.data(), body.size());
+    } else if (write(body.data(), body.size())) {
+        endRequest();
+    }
+}
+
+void IppConnection::sendMessage(const IppMessage& message, bool chunked,
+                                const std::string& userName, const std::string& password) {
+    // Refused credentials show in the answer's status, so the results are not looked at.
+    std::string user = userName;
+    std::string secret = password;
+    InternetSetOptionA(connection_.get(), INTERNET_OPTION_USERNAME, user.data(),
+                       static_cast<DWORD>(user.size()));
+    InternetSetOptionA(connection_.get(), INTERNET_OPTION_PASSWORD, secret.data(),
+                       static_cast<DWORD>(secret.size()));
+    sendMessage(message, chunked);
+}
+
+void IppConnection::writeData(const void* data, std::size_t size) {
+    if (lastError_ != 0) return;
+    if (!bodyOpen_) {
+        lastError_ = ERROR_INTERNET_INCORRECT_HANDLE_STATE;
+        return;
+    }
+    writeChunk(data, size);
+    if (size == 0) {
+        bodyOpen_ = false;
+        // Not tested: whether the request was served is told by the answer alone.
+        HttpEndRequestA(request_.get(), nullptr, 0, 0);
+    }
+}
+
+void IppConnection::certificateAndPasswordDialog(HWND owner) {
+    if (std::ranges::find(kAskableErrors, lastError_) == kAskableErrors.end()) return;
+    const DWORD result = errorDialog(owner, lastError_);
+    lastError_ = result == ERROR_SUCCESS ? kSendAgain : result;
+}
+
+void IppConnection::authenticationDialogAndResend(HWND owner, const IppMessage& message,
+                                                  bool chunked) {
+    lastError_ = 0;
+    httpStatus_ = 0;
+    const DWORD result = errorDialog(owner, ERROR_INTERNET_INCORRECT_PASSWORD);
+    if (result == kSendAgain) {
+        sendMessage(message, chunked);
+    } else {
+        // Any other result keeps the job from going on without credentials.
+        lastError_ = result == ERROR_SUCCESS ? ERROR_CANCELLED : result;
+    }
+}
+
+UniqueIppMessage IppConnection::readResponse() {
+    if (!readStatus() || httpStatus_ != kHttpOk) return nullptr;
+    UniqueIppMessage response = newIppMessage();
+    if (!response) return nullptr;
+    IppReader reader(*response, IppReadMode::response);
+    std::array<std::byte, 1024> area;
+    for (;;) {
+        DWORD size = 0;
+        if (!InternetReadFile(request_.get(), area.data(), static_cast<DWORD>(area.size()),
+                              &size)) {
+            fail();
+            return nullptr;
+        }
+        if (size == 0) break;
+        // The rest of a body whose attributes have ended, or do not fit in memory, is still read:
+        // what stayed in the connection would be taken for the next answer.
+        if (reader.feed(area.data(), size) == -1) return nullptr;
+    }
+    return reader.complete() ? std::move(response) : nullptr;
+}
+
+bool IppConnection::finish() {
+    if (lastError_ != 0) return false;
+    writeData(nullptr, 0);
+    const UniqueIppMessage response = readResponse();
+    // successful-ok, -ignored-or-substituted-attributes, -conflicting-attributes (RFC 2911, 13.1.2)
+    return response && (response->operationOrStatus & 0xFFFF) <= 2;
+}
+
+bool IppConnection::fail() noexcept {
+    const DWORD error = GetLastError();
+    lastError_ = error != 0 ? error : ERROR_INTERNET_INTERNAL_ERROR;
+    return false;
+}
+
+bool IppConnection::changeHeader(const char* header, std::uint32_t modifiers) {
+    if (HttpAddRequestHeadersA(request_.get(), header, static_cast<DWORD>(-1), modifiers)) {
+        return true;
+    }
+    // There was nothing to replace or to remove, which is what the request needs.
+    if ((modifiers & HTTP_ADDREQ_FLAG_REPLACE) && GetLastError() == ERROR_HTTP_HEADER_NOT_FOUND) {
+        return true;
+    }
+    return fail();
+}
+
+bool IppConnection::setBodyHeaders(bool chunked, std::size_t bodySize) {
+    if (chunked) {
+        return changeHeader("Transfer-Encoding: chunked\r\n",
+                            HTTP_ADDREQ_FLAG_REPLACE | HTTP_ADDREQ_FLAG_ADD) &&
+               changeHeader("Content-Length:\r\n", HTTP_ADDREQ_FLAG_REPLACE);
+    }
+    // An earlier chunked send may have left its header on the request.
+    if (!changeHeader("Transfer-Encoding:\r\n", HTTP_ADDREQ_FLAG_REPLACE)) return false;
+    char header[40];
+    std::snprintf(header, sizeof header, "Content-Length: %d\r\n", static_cast<int>(bodySize));
+    return changeHeader(header, HTTP_ADDREQ_FLAG_REPLACE);
+}
+
+bool IppConnection::beginRequest(std::size_t totalSize) {
+    INTERNET_BUFFERSA buffers{};
+    buffers.dwStructSize = sizeof buffers;
+    buffers.dwBufferTotal = static_cast<DWORD>(totalSize);
+    return HttpSendRequestExA(request_.get(), &buffers, nullptr, HSR_INITIATE | HSR_SYNC, 0) ||
+           fail();
+}
+
+bool IppConnection::endRequest() {
+    return HttpEndRequestA(request_.get(), nullptr, 0, 0) || fail();
+}
+
+bool IppConnection::write(const void* data, std::size_t size) {
+    const DWORD whole = static_cast<DWORD>(size);
+    DWORD written = whole;
+    if (!InternetWriteFile(request_.get(), data, whole, &written)) return fail();
+    if (written == whole) return true;
+    // A synchronous write takes everything; if it ever takes less, a piece of the document is lost.
+    lastError_ = ERROR_WRITE_FAULT;
+    return false;
+}
+
+bool IppConnection::writeChunk(const void* data, std::size_t size) {
+    char sizeLine[12];
+    const int length =
+        std::snprintf(sizeLine, sizeof sizeLine, "%x\r\n", static_cast<unsigned>(size));
+    return write(sizeLine, static_cast<std::size_t>(length)) && (size == 0 || write(data, size)) &&
+           write("\r\n", 2);
+}
+
+std::uint32_t IppConnection::errorDialog(HWND owner, std::uint32_t error) {
+    return InternetErrorDlg(owner, request_.get(), error, kDialogFlags, nullptr);
+}
+
+bool IppConnection::readStatus() {
+    char text[4];  // three digits: a longer status is no HTTP status
+    DWORD size = sizeof text;
+    if (!HttpQueryInfoA(request_.get(), HTTP_QUERY_STATUS_CODE, text, &size, nullptr)) {
+        return fail();
+    }
+    httpStatus_ = 0;
+    std::from_chars(text, text + sizeof text, httpStatus_);
+    return true;
+}
+
+}  // namespace velmora

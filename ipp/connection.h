@@ -1,0 +1,93 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "ipp/message.h"
+#include "platform/handle.h"
+
+namespace velmora {
+
+/// A WinInet handle; WinInet itself is known to connection.cpp alone.
+struct InternetTraits {
+    using Type = void*;
+    static Type empty() noexcept { return nullptr; }
+    static void close(Type handle) noexcept;
+};
+using UniqueInternet = UniqueHandle<InternetTraits>;
+
+/// ERROR_INTERNET_FORCE_RETRY: the same message is to be sent again.
+inline constexpr std::uint32_t kSendAgain = 12032;
+
+/// Carries IPP messages to one printer URL as HTTP/1.1 POST requests (RFC 2910, section 4), and
+/// brings the answers back. A connection is used by one thread at a time.
+///
+/// Nothing is thrown: each step leaves a Win32 or WinInet error code in lastError(), 0 when it
+/// succeeded.
+class IppConnection {
+  public:
+    /// Opens the handles for `url`; a text without a scheme is taken as an ipp URL. A URL that
+    /// cannot be used is noticed by the first send, which then fails.
+    explicit IppConnection(const std::string& url);
+    ~IppConnection() { close(); }
+    IppConnection(const IppConnection&) = delete;
+    IppConnection& operator=(const IppConnection&) = delete;
+
+    /// Closes the request, the connection and the root handle, in this order.
+    void close() noexcept;
+
+    /// Posts the message. Chunked: it becomes the first chunk of a body that stays open for
+    /// writeData(). Otherwise it is the whole body.
+    void sendMessage(const IppMessage& message, bool chunked);
+
+    /// The same with credentials, which stay set for all later sends of this connection.
+    void sendMessage(const IppMessage& message, bool chunked, const std::string& userName,
+                     const std::string& password);
+
+    /// Writes one chunk of an open body; a size of 0 ends the body and the request. Writes nothing
+    /// when an error has been noticed since the send, or when no body is open.
+    void writeData(const void* data, std::size_t size);
+
+    /// Asks the user when the last error is one that a certificate or a wrong password raises.
+    /// Last error afterwards: kSendAgain, or why the message must not be sent again.
+    void certificateAndPasswordDialog(HWND owner);
+
+    /// Asks for a user name and a password and sends the message again when they were given.
+    /// 1223 (ERROR_CANCELLED): the user gave none.
+    void authenticationDialogAndResend(HWND owner, const IppMessage& message, bool chunked);
+
+    /// The answer to a finished request. Null: lastError() is set when it could not be read; an
+    /// HTTP status other than 200 stays in httpStatus(); else it was no complete IPP response.
+    UniqueIppMessage readResponse();
+
+    /// Ends the open body and reads the answer; true when the printer accepted the job. False at
+    /// once, with nothing sent, when an error has been noticed before.
+    bool finish();
+
+    std::uint32_t lastError() const noexcept { return lastError_; }
+    std::uint32_t httpStatus() const noexcept { return httpStatus_; }
+
+  private:
+    bool open(const std::string& url);
+    bool fail() noexcept;
+    bool changeHeader(const char* header, std::uint32_t modifiers);
+    bool setBodyHeaders(bool chunked, std::size_t bodySize);
+    bool beginRequest(std::size_t totalSize);
+    bool endRequest();
+    bool write(const void* data, std::size_t size);
+    bool writeChunk(const void* data, std::size_t size);
+    std::uint32_t errorDialog(HWND owner, std::uint32_t error);
+    bool readStatus();
+
+    UniqueInternet root_;
+    UniqueInternet connection_;
+    UniqueInternet request_;
+    std::uint32_t lastError_ = 0;
+    std::uint32_t httpStatus_ = 200;
+    bool bodyOpen_ = false;  ///< a chunked body waits for data or for its terminating chunk
+};
+
+}  // namespace velmora

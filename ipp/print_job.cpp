@@ -1,0 +1,183 @@
+#include "ipp/print_job.h"
+
+#include <windows.h>
+
+#include <array>
+#include <vector>
+
+#include "ipp/page_ranges.h"
+#include "ipp/utf8.h"
+
+namespace velmora {
+namespace {
+
+constexpr IppVersion kVersion{1, 0};
+constexpr std::uint32_t kRequestId = 1;
+constexpr std::uint32_t kHttpUnauthorized = 401;
+
+/// Adds single-valued attributes to one group of a message, and remembers whether all of them
+/// could be made.
+class GroupBuilder {
+  public:
+    GroupBuilder(IppMessage& message, IppGroup group) : message_(message), group_(group) {}
+
+    bool ok() const noexcept { return ok_; }
+
+    void add(UniqueIppAttribute attribute) {
+        if (!addIppAttribute(message_, group_, 0, std::move(attribute))) ok_ = false;
+    }
+    void integer(std::string_view name, std::uint32_t value) {
+        add(newIntegerAttribute(index(name), static_cast<std::int32_t>(value)));
+    }
+    void boolean(std::string_view name, bool value) {
+        add(newBooleanAttribute(index(name), value));
+    }
+    void enumeration(std::string_view name, std::uint32_t value) {
+        add(newEnumAttribute(index(name), static_cast<std::int32_t>(value)));
+    }
+    void keyword(std::string_view name, const std::string& value) {
+        add(newKeywordAttribute(index(name), value.c_str()));
+    }
+    void uri(std::string_view name, const std::string& value) {
+        add(newUriAttribute(index(name), value.c_str()));
+    }
+    void name(std::string_view name, const std::string& utf8) {
+        add(newNameAttribute(index(name), utf8.c_str()));
+    }
+    void resolution(std::string_view name, const JobTemplate::Resolution& value) {
+        add(newResolutionAttribute(index(name),
+                                   IppResolution{value.crossFeed, value.feed, value.units}));
+    }
+    void ranges(std::string_view name, std::span<const IppRange> values) {
+        add(newRangeAttribute(index(name), values));
+    }
+
+    static int index(std::string_view name) { return IppAttributeNames::indexOf(name); }
+
+  private:
+    IppMessage& message_;
+    IppGroup group_;
+    bool ok_ = true;
+};
+
+/// The name of the calling thread's user, in UTF-8; empty when the platform does not tell it.
+std::string requestingUserName() {
+    std::array<char, 1024> name{};
+    DWORD size = static_cast<DWORD>(name.size());
+    GetUserNameA(name.data(), &size);
+    name.back() = '\0';
+    return ansiToUtf8(name.data());
+}
+
+/// The attributes that both requests begin with, after charset and natural language.
+void addPrinterAndUser(GroupBuilder& operation, const PrintTarget& target) {
+    operation.uri("printer-uri", target.url);
+    operation.name("requesting-user-name", requestingUserName());
+}
+
+UniqueIppMessage newProbe(const PrintTarget& target) {
+    UniqueIppMessage probe =
+        newIppRequest(kVersion, IppOperation::getPrinterAttributes, kRequestId);
+    if (!probe) return nullptr;
+    GroupBuilder operation(*probe, IppGroup::operation);
+    addPrinterAndUser(operation, target);
+    return operation.ok() ? std::move(probe) : nullptr;
+}
+
+void addPageRanges(GroupBuilder& job, const std::string& text) {
+    std::vector<IppRange> values;
+    try {
+        PageRanges ranges(text);
+        ranges.normalise();
+        for (const PageRanges::Range& range : ranges.ranges()) {
+            values.push_back(
+                {static_cast<std::int32_t>(range.lower), static_cast<std::int32_t>(range.upper)});
+        }
+    } catch (const PageRanges::ParseErrorException&) {
+        // Without a usable text the whole document is wanted: the attribute stays out.
+        return;
+    }
+    job.ranges("page-ranges", values);
+}
+
+/// Every attribute goes out whatever its value: the printer's own defaults must not show through.
+void addJobAttributes(GroupBuilder& job, const JobTemplate& values) {
+    job.integer("job-priority", values.jobPriority);
+    job.keyword("job-hold-until", values.jobHoldUntil);
+    job.keyword("job-sheets", values.jobSheets);
+    job.keyword("multiple-document-handling", values.multipleDocumentHandling);
+    job.integer("copies", values.copies);
+    job.enumeration("finishings", values.finishings);
+    job.keyword("sides", values.sides);
+    job.integer("number-up", values.numberUp);
+    job.enumeration("orientation-requested", values.orientationRequested);
+    job.keyword("media", values.media);
+    job.resolution("printer-resolution", values.printerResolution);
+    job.enumeration("print-quality", values.printQuality);
+    addPageRanges(job, values.pageRanges);
+}
+
+UniqueIppMessage newPrintJob(const PrintTarget& target, const std::string& documentName,
+                             const JobTemplate& jobTemplate) {
+    UniqueIppMessage message = newIppRequest(kVersion, IppOperation::printJob, kRequestId);
+    if (!message) return nullptr;
+    GroupBuilder operation(*message, IppGroup::operation);
+    addPrinterAndUser(operation, target);
+    const std::string name = ansiToUtf8(documentName);
+    operation.name("job-name", name);
+    operation.name("document-name", name);
+    operation.boolean("ipp-attribute-fidelity", jobTemplate.ippAttributeFidelity != 0);
+    GroupBuilder job(*message, IppGroup::job);
+    addJobAttributes(job, jobTemplate);
+    return operation.ok() && job.ok() ? std::move(message) : nullptr;
+}
+
+/// Sends the probe until it went out, asking about certificates on the way. False: given up.
+bool sendProbe(IppConnection& connection, const PrintTarget& target, const IppMessage& probe) {
+    do {
+        if (target.useAuthentication != 0) {
+            connection.sendMessage(probe, false, target.userName, target.password);
+        } else {
+            connection.sendMessage(probe, false);
+        }
+        connection.certificateAndPasswordDialog(GetDesktopWindow());
+    } while (connection.lastError() == kSendAgain);
+    return connection.lastError() == 0;
+}
+
+/// Reads the probe's answer and asks for a password as long as the printer wants one. Any other
+/// answer, an unreadable one included, lets the job go on. False: given up.
+bool settleAuthentication(IppConnection& connection, const IppMessage& probe) {
+    connection.readResponse();
+    while (connection.httpStatus() == kHttpUnauthorized) {
+        do {
+            connection.authenticationDialogAndResend(GetDesktopWindow(), probe, false);
+        } while (connection.lastError() == kSendAgain);
+        if (connection.lastError() != 0) return false;
+        connection.readResponse();
+    }
+    return true;
+}
+
+bool probePrinter(IppConnection& connection, const PrintTarget& target) {
+    const UniqueIppMessage probe = newProbe(target);
+    return probe && sendProbe(connection, target, *probe) &&
+           settleAuthentication(connection, *probe);
+}
+
+}  // namespace
+
+std::unique_ptr<IppConnection> SendPrintJob(const PrintTarget& target,
+                                            const std::string& documentName,
+                                            const JobTemplate& jobTemplate) {
+    auto connection = std::make_unique<IppConnection>(target.url);
+    if (!probePrinter(*connection, target)) return nullptr;
+    const UniqueIppMessage message = newPrintJob(target, documentName, jobTemplate);
+    if (!message) return nullptr;
+    do {
+        connection->sendMessage(*message, true);
+    } while (connection->lastError() == kSendAgain);
+    return connection;
+}
+
+}  // namespace velmora

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "ipp/connection.h"
+#include "ipp/job_template.h"
+#include "ipp/print_target.h"
+
+namespace velmora {
+
+/// Starts one job at one printer: asks the printer for its attributes first (which is where
+/// passwords and certificates are settled, with dialogs of the platform where needed), then posts
+/// the Print-Job request with its attributes and leaves the body open for the document.
+///
+/// Null when the printer could not be reached or the user gave up. Otherwise the caller tests the
+/// connection's lastError() before it writes data; finish() ends the job.
+/// Texts are in the ANSI code page. Safe to call from several threads at once.
+std::unique_ptr<IppConnection> SendPrintJob(const PrintTarget& target,
+                                            const std::string& documentName,
+                                            const JobTemplate& jobTemplate);
+
+}  // namespace velmora
