@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+#include "ipp/print_job.h"
+
+namespace velmora::testing {
+
+/// A document of `size` bytes that differs from place to place, holds every byte value and begins as
+/// PostScript does: a printer that is not told a document's type looks at its first bytes.
+std::string testDocument(std::size_t size);
+
+/// A target without credentials.
+PrintTarget targetOf(const std::string& url);
+
+/// Sends the document in the spooler's pieces; whether the printer accepted it.
+bool sendDocument(IppConnection& connection, const std::string& document);
+
+/// A whole job; whether the printer accepted it.
+bool printDocument(const PrintTarget& target, const std::string& document,
+                   const std::string& name = "Document", const JobTemplate& values = {});
+
+}  // namespace velmora::testing
