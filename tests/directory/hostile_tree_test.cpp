@@ -85,8 +85,8 @@ class CyclicTree : public ::testing::TestWithParam<Cycle> {
     /// The parameter's groups, each holding one printer (id + 100), and two nodes outside.
     CyclicTree() {
         for (const auto& [id, parent] : GetParam().groups) {
-            db.Insert(group(id, parent, "g" + std::to_string(id)));
-            db.Insert(printer(id + 100, id, "p" + std::to_string(id)));
+            db.Insert(group(id, parent, std::to_string(id)));
+            db.Insert(printer(id + 100, id, "P"));
             members.push_back(id);
         }
         db.Insert(group(50, 0, "outside"));
