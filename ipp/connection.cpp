@@ -209,7 +209,7 @@ UniqueIppMessage IppConnection::readResponse() {
 }
 
 bool IppConnection::finish() {
-    if (lastError_ != 0) return false;
+    if (lastError_ != 0 || !bodyOpen_) return false;
     writeData(nullptr, 0);
     const UniqueIppMessage response = readResponse();
     // successful-ok, -ignored-or-substituted-attributes, -conflicting-attributes (RFC 2911, 13.1.2)

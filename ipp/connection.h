@@ -64,7 +64,7 @@ class IppConnection {
     UniqueIppMessage readResponse();
 
     /// Ends the open body and reads the answer; true when the printer accepted the job. False at
-    /// once, with nothing sent, when an error has been noticed before.
+    /// once, with nothing sent, when an error has been noticed before or no body is open.
     bool finish();
 
     std::uint32_t lastError() const noexcept { return lastError_; }

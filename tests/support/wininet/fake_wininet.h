@@ -18,7 +18,7 @@ class FakeWinInet {
   public:
     struct Answer {
         std::string status = "200";
-        std::string body;
+        std::string body = {};
         std::size_t pieceSize = 1024;  ///< what one InternetReadFile gives at most
     };
 
