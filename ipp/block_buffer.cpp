@@ -42,7 +42,7 @@ void IppBlockBuffer::flatten(void* area) const noexcept {
         std::memcpy(target, block->data, kBlockSize);
         target += kBlockSize;
     }
-    std::memcpy(target, last_->data, static_cast<std::size_t>(position_ - last_->data));
+    std::copy<const std::uint8_t*>(last_->data, position_, target);
 }
 
 UniqueIppBlockBuffer newIppBlockBuffer() noexcept {

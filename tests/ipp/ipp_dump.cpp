@@ -20,8 +20,10 @@ std::string quoted(std::string_view octets) {
 
 std::string numbers(std::initializer_list<std::int64_t> list) {
     std::string text;
-    for (const std::int64_t number : list)
-        text += (text.empty() ? "" : ":") + std::to_string(number);
+    for (const std::int64_t number : list) {
+        if (!text.empty()) text += ':';
+        text += std::to_string(number);
+    }
     return text;
 }
 
@@ -60,22 +62,22 @@ std::string payloadOf(const IppValue& value) {
 
 std::string dumpOf(const IppMessage& message) {
     std::string text = numbers({message.version.majorNumber, message.version.minorNumber,
-                                message.operationOrStatus, message.requestId}) +
-                       "\n";
+                                message.operationOrStatus, message.requestId});
+    text += '\n';
     for (unsigned i = 0; i < kIppGroupCount; ++i) {
         unsigned run = 0;
         const IppAttribute* previous = nullptr;
         for (const IppAttribute* attribute = message.group(static_cast<IppGroup>(i)).head;
              attribute != nullptr; previous = attribute, attribute = attribute->next) {
             if (previous != nullptr && previous->groupInstance != attribute->groupInstance) ++run;
-            text += std::to_string(i) + "/" + std::to_string(run) + " " +
-                    std::to_string(attribute->nameIndex) + " " +
-                    std::string(IppAttributeNames::nameOf(attribute->nameIndex)) + " =";
+            text.append(std::to_string(i)).append("/").append(std::to_string(run));
+            text.append(" ").append(std::to_string(attribute->nameIndex)).append(" ");
+            text.append(IppAttributeNames::nameOf(attribute->nameIndex)).append(" =");
             for (const IppValue* value = attribute->firstValue; value; value = value->next) {
-                text += " " + std::to_string(static_cast<std::uint32_t>(value->kind)) + "(" +
-                        payloadOf(*value) + ")";
+                text.append(" ").append(std::to_string(static_cast<std::uint32_t>(value->kind)));
+                text.append("(").append(payloadOf(*value)).append(")");
             }
-            text += "\n";
+            text += '\n';
         }
     }
     return text;

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tests/ipp/wire.h"
+
+namespace velmora {
+
+struct SampleMessage {
+    std::string name;
+    Bytes bytes;
+    std::string dump;  ///< dumpOf() of what it parses to
+};
+
+/// Responses that every policy reads.
+std::vector<SampleMessage> goodMessages();
+
+/// Responses that every policy refuses; each ends where the fault is known.
+std::vector<SampleMessage> badMessages();
+
+/// Responses that only the lenient policy reads.
+std::vector<SampleMessage> toolsMessages();
+
+}  // namespace velmora
