@@ -1,0 +1,10 @@
+#!/usr/bin/env bash
+# One printer is off: the demonstration must fail and say which, and the others must have it all.
+#
+#   print_demo_printer_off.sh PRINT_DEMO ARGUMENTS...
+output=$("$@" --switch-off Sales)
+code=$?
+echo "$output"
+[ "$code" -eq 1 ] || { echo "exit code $code"; exit 1; }
+grep -qE '^Everywhere +Sales .*NOT EQUAL' <<<"$output" || exit 1
+[ "$(grep -cE '^(Office|Everywhere) .* equal$' <<<"$output")" -eq 3 ]
