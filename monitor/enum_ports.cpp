@@ -5,7 +5,7 @@
 #include <cstring>
 #include <mutex>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "monitor/entry_guard.h"
 #include "monitor/monitor_lock.h"
@@ -24,14 +24,14 @@ template <>
 struct Generation<wchar_t> {
     using Info1 = PORT_INFO_1W;
     using Info2 = PORT_INFO_2W;
-    static std::wstring fromAnsi(const std::string& text) { return toWide(text); }
+    static void append(std::wstring& text, const std::string& ansi) { appendWide(text, ansi); }
 };
 
 template <>
 struct Generation<char> {
     using Info1 = PORT_INFO_1A;
     using Info2 = PORT_INFO_2A;
-    static const std::string& fromAnsi(const std::string& text) { return text; }
+    static void append(std::string& text, const std::string& ansi) { text += ansi; }
 };
 
 /// The display name may be cut differently for the two passes, terminator included. The Xcv
@@ -48,7 +48,8 @@ constexpr DisplayNameLimits kXcvGenerationLimits{256, 128};
 /// ports although others may be added or removed meanwhile.
 template <class Char>
 struct Listing {
-    std::vector<std::basic_string<Char>> ports;
+    std::size_t count = 0;
+    std::basic_string<Char> names;        ///< one after the other, each with its terminator
     std::basic_string<Char> displayName;  ///< level 2 only
 };
 
@@ -56,11 +57,13 @@ template <class Char>
 Listing<Char> takeListing(DWORD level) {
     Listing<Char> listing;
     if (PortList* list = portList()) {
-        listing.ports.reserve(list->size());
-        for (const Port& port : *list)
-            listing.ports.push_back(Generation<Char>::fromAnsi(port.config()->name));
+        for (const Port& port : *list) {
+            Generation<Char>::append(listing.names, port.config()->name);
+            listing.names += Char{};
+            ++listing.count;
+        }
     }
-    if (level == 2) listing.displayName = Generation<Char>::fromAnsi(monitorDisplayName());
+    if (level == 2) Generation<Char>::append(listing.displayName, monitorDisplayName());
     return listing;
 }
 
@@ -68,12 +71,10 @@ template <class Char>
 std::size_t neededSize(const Listing<Char>& listing, DWORD level, std::size_t nameLimit) {
     using Info1 = typename Generation<Char>::Info1;
     using Info2 = typename Generation<Char>::Info2;
-    std::size_t size = 0;
-    for (const auto& port : listing.ports)
-        size += (port.size() + 1) * sizeof(Char);
-    if (level == 1) return size + listing.ports.size() * sizeof(Info1);
+    const std::size_t names = listing.names.size() * sizeof(Char);
+    if (level == 1) return names + listing.count * sizeof(Info1);
     const std::size_t name = std::min(listing.displayName.size(), nameLimit - 1) + 1;
-    return size + listing.ports.size() * (sizeof(Info2) + 2 * name * sizeof(Char));
+    return names + listing.count * (sizeof(Info2) + 2 * name * sizeof(Char));
 }
 
 /// Packs strings downward from the end of a buffer.
@@ -82,10 +83,11 @@ class StringPacker {
   public:
     explicit StringPacker(BYTE* end) noexcept : lowest_(end) {}
 
-    Char* put(const std::basic_string<Char>& text) noexcept {
-        const std::size_t bytes = (text.size() + 1) * sizeof(Char);
-        lowest_ -= bytes;
-        std::memcpy(lowest_, text.c_str(), bytes);
+    Char* put(std::basic_string_view<Char> text) noexcept {
+        lowest_ -= sizeof(Char);
+        std::memset(lowest_, 0, sizeof(Char));
+        lowest_ -= text.size() * sizeof(Char);
+        std::memcpy(lowest_, text.data(), text.size() * sizeof(Char));
         return reinterpret_cast<Char*>(lowest_);
     }
 
@@ -96,22 +98,24 @@ class StringPacker {
 template <class Char>
 void fill(const Listing<Char>& listing, DWORD level, std::size_t nameLimit, BYTE* buffer,
           DWORD size) {
+    using View = std::basic_string_view<Char>;
     StringPacker<Char> strings(buffer + size);
-    if (level == 1) {
-        auto* info = reinterpret_cast<typename Generation<Char>::Info1*>(buffer);
-        for (const auto& port : listing.ports)
-            (info++)->pName = strings.put(port);
-        return;
-    }
-    const auto displayName = listing.displayName.substr(0, nameLimit - 1);
-    auto* info = reinterpret_cast<typename Generation<Char>::Info2*>(buffer);
-    for (const auto& port : listing.ports) {
-        info->pDescription = strings.put(displayName);
-        info->pMonitorName = strings.put(displayName);
-        info->pPortName = strings.put(port);
-        info->fPortType = PORT_TYPE_WRITE | PORT_TYPE_READ;
-        info->Reserved = 0;
-        ++info;
+    auto* info1 = reinterpret_cast<typename Generation<Char>::Info1*>(buffer);
+    auto* info2 = reinterpret_cast<typename Generation<Char>::Info2*>(buffer);
+    const View displayName = View(listing.displayName).substr(0, nameLimit - 1);
+    const Char* name = listing.names.c_str();
+    for (std::size_t i = 0; i < listing.count; ++i) {
+        const View port(name);
+        name += port.size() + 1;
+        if (level == 1) {
+            info1[i].pName = strings.put(port);
+            continue;
+        }
+        info2[i].pDescription = strings.put(displayName);
+        info2[i].pMonitorName = strings.put(displayName);
+        info2[i].pPortName = strings.put(port);
+        info2[i].fPortType = PORT_TYPE_WRITE | PORT_TYPE_READ;
+        info2[i].Reserved = 0;
     }
 }
 
@@ -131,7 +135,7 @@ BOOL enumerate(DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* retu
             return FALSE;
         }
         if (total != 0) fill(listing, level, limits.filling, buffer, size);
-        if (returned != nullptr) *returned = static_cast<DWORD>(listing.ports.size());
+        if (returned != nullptr) *returned = static_cast<DWORD>(listing.count);
         return TRUE;
     });
 }

@@ -27,8 +27,8 @@ std::vector<PortConfig> RegistryPortStore::load() {
     const RegistryKey key = RegistryKey::open(portsKey());
     RegistryValue value;
     for (DWORD index = 0; key.enumValue(index, value); ++index) {
-        if (value.type != REG_BINARY) continue;
-        if (std::optional<PortConfig> config = unpack(value.data))
+        if (value.type() != REG_BINARY) continue;
+        if (std::optional<PortConfig> config = unpack(value.data()))
             ports.push_back(std::move(*config));
     }
     return ports;

@@ -29,25 +29,20 @@ void RegistryKey::deleteTree(const std::string& path) {
     SHDeleteKeyA(HKEY_LOCAL_MACHINE, path.c_str());
 }
 
+RegistryValue::RegistryValue() : name_(kMaxValueName), data_(1024) {}
+
 bool RegistryKey::enumValue(DWORD index, RegistryValue& value) const {
     if (!key_) return false;
-    value.name.resize(kMaxValueName);
-    if (value.data.capacity() < 1024) value.data.reserve(1024);
-    value.data.resize(value.data.capacity());
     for (;;) {
-        DWORD nameLength = kMaxValueName;
-        DWORD size = static_cast<DWORD>(value.data.size());
+        value.nameLength_ = kMaxValueName;
+        value.size_ = static_cast<DWORD>(value.data_.size());
         const LSTATUS status =
-            RegEnumValueA(key_.get(), index, value.name.data(), &nameLength, nullptr, &value.type,
-                          reinterpret_cast<BYTE*>(value.data.data()), &size);
-        if (status == ERROR_SUCCESS) {
-            value.name.resize(nameLength);
-            value.data.resize(size);
-            return true;
-        }
+            RegEnumValueA(key_.get(), index, value.name_.data(), &value.nameLength_, nullptr,
+                          &value.type_, reinterpret_cast<BYTE*>(value.data_.data()), &value.size_);
+        if (status == ERROR_SUCCESS) return true;
         // A value may grow between the two calls; the loop ends when it fits.
-        if (status != ERROR_MORE_DATA || size <= value.data.size()) return false;
-        value.data.resize(size);
+        if (status != ERROR_MORE_DATA || value.size_ <= value.data_.size()) return false;
+        value.data_.resize(value.size_);
     }
 }
 

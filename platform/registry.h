@@ -11,11 +11,24 @@
 
 namespace velmora {
 
-/// One value of a key as it is stored, whatever its type.
-struct RegistryValue {
-    std::string name;
-    DWORD type = REG_NONE;
-    std::vector<std::byte> data;
+/// One value of a key as it is stored, whatever its type. The areas are kept from one value to the
+/// next, so that a long enumeration neither allocates nor clears memory for each.
+class RegistryValue {
+  public:
+    RegistryValue();
+
+    std::string_view name() const noexcept { return {name_.data(), nameLength_}; }
+    DWORD type() const noexcept { return type_; }
+    std::span<const std::byte> data() const noexcept { return {data_.data(), size_}; }
+
+  private:
+    friend class RegistryKey;
+
+    std::vector<char> name_;
+    DWORD nameLength_ = 0;
+    DWORD type_ = REG_NONE;
+    std::vector<std::byte> data_;
+    DWORD size_ = 0;
 };
 
 /// A key below HKEY_LOCAL_MACHINE. An object without a key (opening failed) reads as empty and
@@ -33,9 +46,8 @@ class RegistryKey {
 
     explicit operator bool() const noexcept { return static_cast<bool>(key_); }
 
-    /// The value at `index` in enumeration order, none at the end or on an error. A value of any
-    /// size is returned whole. `value` is reused between calls so that a long enumeration does not
-    /// allocate for every value. RegEnumValueA.
+    /// The value at `index` in enumeration order; false at the end or on an error. A value of any
+    /// size is returned whole. RegEnumValueA.
     bool enumValue(DWORD index, RegistryValue& value) const;
 
     /// The subkey name at `index` (RegEnumKeyA, at most 1023 bytes): ERROR_SUCCESS, or

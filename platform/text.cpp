@@ -5,12 +5,20 @@
 namespace velmora {
 
 std::wstring toWide(std::string_view ansi) {
-    if (ansi.empty()) return {};
-    const int size = static_cast<int>(ansi.size());
-    const int length = MultiByteToWideChar(CP_ACP, 0, ansi.data(), size, nullptr, 0);
-    std::wstring wide(static_cast<std::size_t>(length), L'\0');
-    MultiByteToWideChar(CP_ACP, 0, ansi.data(), size, wide.data(), length);
+    std::wstring wide;
+    appendWide(wide, ansi);
     return wide;
+}
+
+void appendWide(std::wstring& text, std::string_view ansi) {
+    if (ansi.empty()) return;
+    const std::size_t before = text.size();
+    const int size = static_cast<int>(ansi.size());
+    // No byte of an ANSI code page becomes more than one UTF-16 unit.
+    text.resize(before + ansi.size());
+    const int length =
+        MultiByteToWideChar(CP_ACP, 0, ansi.data(), size, text.data() + before, size);
+    text.resize(before + static_cast<std::size_t>(length));
 }
 
 std::string toAnsi(std::wstring_view wide) {

@@ -7,6 +7,7 @@ namespace velmora {
 
 /// ANSI code page to UTF-16; bytes that the code page lacks become the system's default character.
 std::wstring toWide(std::string_view ansi);
+void appendWide(std::wstring& text, std::string_view ansi);
 
 /// UTF-16 to the ANSI code page; characters outside it become the system's default character.
 std::string toAnsi(std::wstring_view wide);

@@ -45,9 +45,10 @@ TEST_F(Registry, ValuesOfEverySizeAreEnumeratedWhole) {
     RegistryValue value;
     DWORD count = 0;
     for (; key.enumValue(count, value); ++count) {
-        const std::size_t size = std::stoul(value.name.substr(1)) - 100000;
-        EXPECT_EQ(value.data, std::vector<std::byte>(size, std::byte{0x5A}));
-        EXPECT_EQ(value.type, static_cast<DWORD>(REG_BINARY));
+        const std::size_t size = std::stoul(std::string(value.name().substr(1))) - 100000;
+        EXPECT_EQ(std::vector(value.data().begin(), value.data().end()),
+                  std::vector<std::byte>(size, std::byte{0x5A}));
+        EXPECT_EQ(value.type(), static_cast<DWORD>(REG_BINARY));
     }
     EXPECT_EQ(count, std::size(sizes));
 }
