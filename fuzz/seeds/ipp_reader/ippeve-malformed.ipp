@@ -1,0 +1,1 @@
+400 - Bad Request
