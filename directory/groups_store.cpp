@@ -19,7 +19,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -106,7 +105,8 @@ void readNode(ValueArea& area, const RegistryKey& key, std::uint32_t id, CGroups
     directory.Insert(std::move(node));
 }
 
-/// Calls `visit(name)` for each subkey of `path`, in the registry's order.
+/// Calls `visit(key, name)` for each subkey of `path`, in the registry's order. The key of a subkey
+/// that cannot be opened is empty.
 template <class Visit>
 void forEachSubkey(const std::string& path, Visit visit) {
     const RegistryKey key = RegistryKey::open(path);
@@ -115,7 +115,7 @@ void forEachSubkey(const std::string& path, Visit visit) {
     for (DWORD index = 0;; ++index) {
         const LSTATUS status = key.enumSubkey(index, name);
         if (status == ERROR_SUCCESS) {
-            visit(name);
+            visit(key.openSubkey(name), name);
         } else if (status != ERROR_MORE_DATA) {
             // The end; or a key that another save has just deleted, which would fail for ever. Only
             // a name that is too long says nothing about the names behind it.
@@ -142,6 +142,12 @@ void writeNode(const RegistryKey& key, const CGroupsDBNode& node) {
     if (node.type == NODE_PRINTER) writeTarget(key, static_cast<const CGroupsDBPrinter&>(node));
 }
 
+/// A port's name as the path of its key. Behind "Printers\\" more backslashes say nothing, and at
+/// the front of a path below an open key they are refused.
+std::string withoutLeadingBackslashes(const std::string& name) {
+    return name.substr(std::min(name.find_first_not_of('\\'), name.size()));
+}
+
 }  // namespace
 
 std::uint32_t nodeIdOfKey(const char* name) noexcept {
@@ -160,20 +166,12 @@ void RegistryGroupsStore::load(CGroupsDB& directory) {
     directory.Insert(std::move(root));
 
     ValueArea area;
-    std::string path = groupsKey_ + '\\';
-    const std::size_t groupsLength = path.size();
-    forEachSubkey(groupsKey_, [&](const std::string& name) {
+    forEachSubkey(groupsKey_, [&](const RegistryKey& key, const std::string& name) {
         const std::uint32_t id = nodeIdOfKey(name.c_str());
         directory.ReserveId(id);
-        path.replace(groupsLength, std::string::npos, name);
-        if (const RegistryKey key = RegistryKey::open(path)) readNode(area, key, id, directory);
+        if (key) readNode(area, key, id, directory);
     });
-
-    path = printersKey_ + '\\';
-    const std::size_t printersLength = path.size();
-    forEachSubkey(printersKey_, [&](const std::string& name) {
-        path.replace(printersLength, std::string::npos, name);
-        const RegistryKey key = RegistryKey::open(path);
+    forEachSubkey(printersKey_, [&](const RegistryKey& key, const std::string& name) {
         if (!key) return;
         auto printer = std::make_unique<CGroupsDBPrinter>();
         printer->name = name;
@@ -185,21 +183,16 @@ void RegistryGroupsStore::load(CGroupsDB& directory) {
 void RegistryGroupsStore::save(const CGroupsDB& directory) {
     RegistryKey::deleteTree(groupsKey_);
     RegistryKey::deleteTree(printersKey_);
-    RegistryKey::create(groupsKey_);  // stands even for a tree without records
 
-    std::string path = groupsKey_ + '\\';
-    const std::size_t groupsLength = path.size();
-    for (const auto& [id, node] : directory.nodes()) {
-        path.replace(groupsLength, std::string::npos, std::to_string(id));
-        writeNode(RegistryKey::create(path), *node);
-    }
+    // Stands even for a tree without records.
+    const RegistryKey groups = RegistryKey::create(groupsKey_);
+    for (const auto& [id, node] : directory.nodes())
+        writeNode(groups.createSubkey(std::to_string(id)), *node);
 
-    path = printersKey_ + '\\';
-    const std::size_t printersLength = path.size();
-    for (const auto& [name, printer] : directory.portPrinters()) {
-        path.replace(printersLength, std::string::npos, name);
-        writeTarget(RegistryKey::create(path), *printer);
-    }
+    if (directory.portPrinters().empty()) return;
+    const RegistryKey printers = RegistryKey::create(printersKey_);
+    for (const auto& [name, printer] : directory.portPrinters())
+        writeTarget(printers.createSubkey(withoutLeadingBackslashes(name)), *printer);
 }
 
 }  // namespace velmora

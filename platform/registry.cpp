@@ -12,17 +12,32 @@ constexpr DWORD kMaxValueName = 16384;
 
 }  // namespace
 
-RegistryKey RegistryKey::open(const std::string& path) {
+RegistryKey RegistryKey::openBelow(HKEY parent, const std::string& path) {
     UniqueRegKey key;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS)
-        return {};
+    if (RegOpenKeyExA(parent, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS) return {};
     return RegistryKey(std::move(key));
 }
 
-RegistryKey RegistryKey::create(const std::string& path) {
+RegistryKey RegistryKey::createBelow(HKEY parent, const std::string& path) {
     UniqueRegKey key;
-    if (RegCreateKeyA(HKEY_LOCAL_MACHINE, path.c_str(), key.put()) != ERROR_SUCCESS) return {};
+    if (RegCreateKeyA(parent, path.c_str(), key.put()) != ERROR_SUCCESS) return {};
     return RegistryKey(std::move(key));
+}
+
+RegistryKey RegistryKey::open(const std::string& path) {
+    return openBelow(HKEY_LOCAL_MACHINE, path);
+}
+
+RegistryKey RegistryKey::create(const std::string& path) {
+    return createBelow(HKEY_LOCAL_MACHINE, path);
+}
+
+RegistryKey RegistryKey::openSubkey(const std::string& name) const {
+    return key_ ? openBelow(key_.get(), name) : RegistryKey();
+}
+
+RegistryKey RegistryKey::createSubkey(const std::string& name) const {
+    return key_ ? createBelow(key_.get(), name) : RegistryKey();
 }
 
 void RegistryKey::deleteTree(const std::string& path) {

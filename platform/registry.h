@@ -44,6 +44,11 @@ class RegistryKey {
     /// SHDeleteKeyA: deletes the key with everything below it. A missing key is no error.
     static void deleteTree(const std::string& path);
 
+    // The same below this key, by the subkey's name or by a path without a leading backslash. The
+    // ANSI calls refuse paths of more than 260 characters, while a name alone may have 255.
+    RegistryKey openSubkey(const std::string& name) const;
+    RegistryKey createSubkey(const std::string& name) const;
+
     explicit operator bool() const noexcept { return static_cast<bool>(key_); }
 
     /// The value at `index` in enumeration order; false at the end or on an error. A value of any
@@ -64,6 +69,9 @@ class RegistryKey {
 
   private:
     explicit RegistryKey(UniqueRegKey key) : key_(std::move(key)) {}
+
+    static RegistryKey openBelow(HKEY parent, const std::string& path);
+    static RegistryKey createBelow(HKEY parent, const std::string& path);
 
     UniqueRegKey key_;
 };

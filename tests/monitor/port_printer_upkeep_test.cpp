@@ -1,0 +1,125 @@
+// The printer directory follows the ports: saving and deleting one changes its port printer there
+// and nothing else.
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include "monitor/directory_store.h"
+#include "monitor/port_list.h"
+#include "monitor/port_store.h"
+#include "tests/support/clean_state.h"
+#include "tests/support/packed_record.h"
+#include "tests/support/registry_tool.h"
+
+namespace velmora {
+namespace {
+
+using namespace velmora::testing;
+using Lines = std::vector<std::string>;
+
+const std::string kPorts = kDefaultMonitorKey + "\\Ports";
+const std::string kPrinters = kDefaultMonitorKey + "\\Printers";
+const std::string kRootOfGroups =
+    "HKEY_LOCAL_MACHINE\\" + kDefaultMonitorKey + "\\Printer groups\\1";
+
+PortConfig portOf(const std::string& name, const std::string& url, bool auth) {
+    PortConfig config;
+    config.name = name;
+    config.singleTarget = 1;
+    config.printerUrl = url;
+    config.useAuthentication = auth ? 1 : 0;
+    config.userName = auth ? "joe" : "";
+    config.password = auth ? "secret" : "";
+    return config;
+}
+
+class PortPrinterUpkeep : public CleanStateTest {
+  protected:
+    Lines storedPrinters() const { return queryRegistryTool(kPrinters); }
+
+    RegistryPortStore store;
+};
+
+TEST_F(PortPrinterUpkeep, SavedPortIsRecordedUnderItsName) {
+    PortList list(store);
+    list.update(*list.add(portOf("IPP1", "", false)), portOf("IPP1", "ipp://h/p", true));
+    EXPECT_EQ(
+        storedPrinters(),
+        (Lines{"HKEY_LOCAL_MACHINE\\" + kPrinters + "\\IPP1", "    Password    REG_SZ    secret",
+               "    URI    REG_SZ    ipp://h/p", "    User name    REG_SZ    joe"}));
+    EXPECT_EQ(
+        queryRegistryTool(kDefaultMonitorKey + "\\Printer groups"),
+        (Lines{kRootOfGroups, "    Name    REG_SZ    All groups",
+               "    Parent    REG_BINARY    00000000", "    Type    REG_BINARY    00000000"}));
+}
+
+TEST_F(PortPrinterUpkeep, SavedAgainItIsReplaced) {
+    PortList list(store);
+    Port& port = *list.add(portOf("IPP1", "", false));
+    list.update(port, portOf("IPP1", "ipp://h/p", true));
+    list.update(port, portOf("IPP1", "ipp://h/q", false));
+    EXPECT_EQ(storedPrinters(), (Lines{"HKEY_LOCAL_MACHINE\\" + kPrinters + "\\IPP1",
+                                       "    URI    REG_SZ    ipp://h/q"}));
+}
+
+TEST_F(PortPrinterUpkeep, AddedPortIsNotRecorded) {
+    PortList list(store);
+    list.add(portOf("IPP1", "ipp://h/p", true));
+    EXPECT_EQ(storedPrinters(), Lines{});
+    EXPECT_EQ(queryRegistryTool(kDefaultMonitorKey), Lines{});
+}
+
+TEST_F(PortPrinterUpkeep, DeletedPortIsForgotten) {
+    PortList list(store);
+    Port& one = *list.add(portOf("IPP1", "", false));
+    Port& two = *list.add(portOf("IPP2", "", false));
+    list.update(one, portOf("IPP1", "ipp://h/p", true));
+    list.update(two, portOf("IPP2", "ipp://h/q", false));
+    list.remove(one);
+    EXPECT_EQ(storedPrinters(), (Lines{"HKEY_LOCAL_MACHINE\\" + kPrinters + "\\IPP2",
+                                       "    URI    REG_SZ    ipp://h/q"}));
+    EXPECT_TRUE(readRegistry(kPorts, "IPP1").empty());
+    EXPECT_FALSE(readRegistry(kPorts, "IPP2").empty());
+}
+
+TEST_F(PortPrinterUpkeep, DeletingAPortThatWasNeverSavedLeavesTheOthers) {
+    PortList list(store);
+    Port& one = *list.add(portOf("IPP1", "", false));
+    Port& two = *list.add(portOf("IPP2", "", false));
+    list.update(two, portOf("IPP2", "ipp://h/q", false));
+    list.remove(one);
+    EXPECT_EQ(list.size(), 1u);
+    EXPECT_EQ(storedPrinters().size(), 2u);
+}
+
+TEST_F(PortPrinterUpkeep, TheTreeIsKept) {
+    RegistryGroupsStore directory = directoryStore();
+    CGroupsDB before(directory);
+    CGroupsDBGroup* hall = before.AddGroup("Hall", 1);
+    before.AddPrinter("P", "ipp://h/p", true, "ann", "pw", hall->id);
+    before.RenameNode(1, "Everything");
+    before.Save();
+
+    PortList list(store);
+    Port& port = *list.add(portOf("IPP1", "", false));
+    list.update(port, portOf("IPP1", "ipp://h/p", true));
+    list.remove(port);
+
+    const CGroupsDB after(directory);
+    ASSERT_EQ(after.nodes().size(), 3u);
+    EXPECT_EQ(after.FindNode(1)->name, "Everything");
+    EXPECT_EQ(after.FindGroup(2)->parent, 1u);
+    EXPECT_EQ(after.FindPrinter(3)->password, "pw");
+    EXPECT_TRUE(after.portPrinters().empty());
+}
+
+TEST_F(PortPrinterUpkeep, TheRootIsNamedByTheInterfacesText) {
+    writeSettingsFile("[PagePrinterGroups]\r\nAll groups=Alle Gruppen\r\n");
+    RegistryGroupsStore directory = directoryStore();
+    const CGroupsDB db(directory);
+    EXPECT_EQ(db.FindNode(1)->name, "Alle Gruppen");
+}
+
+}  // namespace
+}  // namespace velmora
