@@ -16,6 +16,8 @@ using Bytes = std::vector<std::uint8_t>;
 /// An encoded message, put together field by field.
 class Wire {
   public:
+    Wire() { bytes_.reserve(256); }
+
     Wire& u8(std::initializer_list<unsigned> octets) {
         for (const unsigned octet : octets)
             bytes_.push_back(static_cast<std::uint8_t>(octet));

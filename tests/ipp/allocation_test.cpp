@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+
+#include "tests/ipp/ipp_dump.h"
+#include "tests/ipp/sample_messages.h"
+#include "tests/ipp/wire.h"
+#include "tests/support/allocations.h"
+
+// What happens when memory runs out at any one place, and how much is used at all.
+
+namespace velmora {
+namespace {
+
+/// Runs `action` with its first, second, ... allocation failing until it makes fewer; every run
+/// must leave nothing allocated. `action(failed)` returns what it produced, `failed` tells
+/// afterwards whether an allocation did fail. Returns the number of allocations.
+template <class Action, class Check>
+std::size_t failEachAllocation(const Action& action, const Check& check) {
+    for (std::size_t index = 0;; ++index) {
+        const std::size_t before = allocationCounts().live;
+        bool happened = false;
+        {
+            const FailingAllocation failing(index);
+            auto result = action();
+            happened = failing.happened();
+            check(result, happened);
+        }
+        EXPECT_EQ(allocationCounts().live, before) << "leak when allocation " << index << " fails";
+        if (!happened || testing::Test::HasFailure()) return index;
+    }
+}
+
+const std::array kTexts = {"one", "two", "a somewhat longer third one"};
+
+UniqueIppAttribute newOfKind(int kind) {
+    static constexpr std::int32_t kNumbers[] = {1, 2, 3};
+    static constexpr bool kBooleans[] = {true, false};
+    static constexpr IppResolution kResolutions[] = {{600, 600, 3}, {300, 300, 4}};
+    static constexpr IppRange kRanges[] = {{1, 2}, {4, 5}};
+    static const IppValue kValues[2] = {};
+    switch (kind) {
+        case 0:
+            return newIntegerAttribute(0, kNumbers);
+        case 1:
+            return newBooleanAttribute(0, kBooleans);
+        case 2:
+            return newEnumAttribute(0, kNumbers);
+        case 3:
+            return newResolutionAttribute(0, kResolutions);
+        case 4:
+            return newRangeAttribute(0, kRanges);
+        case 5:
+            return newNameAttribute(0, kTexts);
+        case 6:
+            return newKeywordAttribute(0, kTexts);
+        case 7:
+            return newUriAttribute(0, kTexts);
+        case 8:
+            return newCharsetAttribute(0, kTexts);
+        case 9:
+            return newNaturalLanguageAttribute(0, kTexts);
+        default:
+            return newIppAttribute(0, kValues);
+    }
+}
+constexpr int kKinds = 11;
+
+TEST(Allocation, ConstructorThatFailsGivesNull) {
+    for (int kind = 0; kind < kKinds; ++kind) {
+        const std::size_t count =
+            failEachAllocation([=] { return newOfKind(kind); },
+                               [](const UniqueIppAttribute& attribute, bool failed) {
+                                   EXPECT_EQ(attribute == nullptr, failed);
+                               });
+        EXPECT_EQ(count, 1u) << "kind " << kind;
+    }
+}
+
+TEST(Allocation, RequestThatFailsGivesNull) {
+    const auto check = [](const UniqueIppMessage& message, bool failed) {
+        EXPECT_EQ(message == nullptr, failed);
+    };
+    EXPECT_EQ(failEachAllocation(
+                  [] {
+                      return newIppRequest({1, 0}, IppOperation::printJob, 1);
+                  },
+                  check),
+              1u);
+    EXPECT_EQ(failEachAllocation([] { return newIppMessage(); }, check), 1u);
+}
+
+/// A request with an attribute of every kind, and long enough for several blocks.
+UniqueIppMessage buildRequest() {
+    UniqueIppMessage message = newIppRequest({1, 0}, IppOperation::printJob, 1);
+    if (!message) return nullptr;
+    for (const IppGroup group : {IppGroup::operation, IppGroup::job}) {
+        for (int kind = 0; kind < kKinds; ++kind) {
+            if (!addIppAttribute(*message, group, 0, newOfKind(kind))) return nullptr;
+        }
+    }
+    return message;
+}
+
+TEST(Allocation, MessageHalfBuiltIsFreedAsAWhole) {
+    const std::size_t count =
+        failEachAllocation(buildRequest, [](const UniqueIppMessage& message, bool failed) {
+            EXPECT_EQ(message == nullptr, failed);
+        });
+    EXPECT_EQ(count, 1u + 2 * kKinds);
+}
+
+TEST(Allocation, EncodeThatFailsGivesMinusOneAndNoBuffer) {
+    const UniqueIppMessage message = buildRequest();
+    struct Encoded {
+        UniqueIppBlockBuffer buffer;
+        int result;
+    };
+    const std::size_t count = failEachAllocation(
+        [&] {
+            Encoded encoded;
+            encoded.result = encodeIppMessage(*message, false, encoded.buffer);
+            return encoded;
+        },
+        [](const Encoded& encoded, bool failed) {
+            EXPECT_EQ(encoded.result, failed ? -1 : 0);
+            EXPECT_EQ(encoded.buffer == nullptr, failed);
+        });
+    EXPECT_GE(count, 3u);
+}
+
+/// A response of many kinds whose storage takes several blocks.
+Bytes largeResponse() {
+    Wire wire = responseHeader();
+    for (int i = 0; i < 40; ++i) {
+        wire.u8({0x04})
+            .value(0x44, "media-supported", std::string(200, 'm'))
+            .value(0x44, "", "a3")
+            .value(0x21, "x-unknown", {0, 0, 0, 1})
+            .value(0x35, "printer-info", std::string_view("\0\2de\0\3abc", 9))
+            .value(0x10, "copies", "");
+    }
+    return wire.u8({0x03}).bytes();
+}
+
+TEST(Allocation, ReaderThatCannotStoreGivesMinusTwoAndStaysThere) {
+    const Bytes bytes = largeResponse();
+    for (const std::size_t piece : {bytes.size(), std::size_t{1}, std::size_t{100}}) {
+        const std::size_t count = failEachAllocation(
+            [&] {
+                UniqueIppMessage message = newIppMessage();
+                if (!message) return -2;
+                IppReader reader(*message, IppReadMode::response);
+                int result = 0;
+                bool stored = true;
+                for (std::size_t at = 0; at < bytes.size(); at += piece) {
+                    result = reader.feed(bytes.data() + at, std::min(piece, bytes.size() - at));
+                    if (result == -2) stored = false;
+                    if (!stored && result != -2) return -100;  // must not go on
+                }
+                return reader.complete() == (result == 1) ? result : -100;
+            },
+            [](int result, bool failed) { EXPECT_EQ(result, failed ? -2 : 1); });
+        EXPECT_GE(count, 4u);
+    }
+}
+
+TEST(Allocation, FreeingReleasesEveryMessage) {
+    const std::size_t before = allocationCounts().live;
+    for (const SampleMessage& sample : goodMessages()) {
+        const auto response = parsed(sample.bytes);
+        // Attributes of both origins in one message.
+        addIppAttribute(*response.message, IppGroup::job, 0, newIntegerAttribute(0, 1));
+        encoded(*response.message, true);
+    }
+    for (const SampleMessage& sample : badMessages())
+        parsed(sample.bytes);
+    EXPECT_EQ(allocationCounts().live, before);
+}
+
+TEST(Allocation, AnswerThatNeverEndsHoldsNoMoreThanTheBound) {
+    constexpr IppReadPolicy kPolicy;
+    const Bytes group = responseHeader().u8({0x04}).bytes();
+    const Bytes endless[] = {Wire().u8({0x04}).bytes(), Wire().value(0x10, "copies", "").bytes(),
+                             Wire().value(0x44, "x", std::string(1023, 'v')).bytes()};
+    for (const Bytes& piece : endless) {
+        const UniqueIppMessage message = newIppMessage();
+        const std::size_t before = allocationCounts().liveBytes;
+        IppReader reader(*message, IppReadMode::response);
+        int result = reader.feed(group.data(), group.size());
+        for (int i = 0; i < 300000 && result == 0; ++i) {
+            result = reader.feed(piece.data(), piece.size());
+        }
+        // Empty groups need no memory at all.
+        EXPECT_EQ(result, piece.size() == 1 ? 0 : -2);
+        EXPECT_LE(allocationCounts().liveBytes - before, kPolicy.maxStoredBytes);
+    }
+}
+
+TEST(Allocation, LongSetOfValuesIsWrittenAndFreed) {
+    Wire wire = responseHeader().u8({0x04}).value(0x21, "copies", {0, 0, 0, 1});
+    for (int i = 0; i < 60000; ++i)
+        wire.value(0x21, "", {0, 0, 0, 1});
+    const auto response = parsed(wire.u8({0x03}).bytes());
+    EXPECT_EQ(response.result, 1);
+    EXPECT_FALSE(encoded(*response.message, true).empty());
+}
+
+}  // namespace
+}  // namespace velmora
