@@ -68,88 +68,97 @@ Outcome fedEveryWay(const Bytes& bytes, const IppReadPolicy& policy = {}) {
     return whole;
 }
 
-class GoodMessage : public testing::TestWithParam<SampleMessage> {};
-
-INSTANTIATE_TEST_SUITE_P(Reader, GoodMessage, testing::ValuesIn(goodMessages()),
-                         [](const auto& sample) { return sample.param.name; });
-
-TEST_P(GoodMessage, ParsesTheSameHoweverItIsCut) {
-    const Outcome outcome = fedEveryWay(GetParam().bytes);
-    EXPECT_EQ(outcome.result, 1);
-    EXPECT_TRUE(outcome.complete);
-    EXPECT_EQ(outcome.dump, GetParam().dump);
+TEST(GoodMessages, ParseTheSameHoweverTheyAreCut) {
+    for (const SampleMessage& sample : goodMessages()) {
+        SCOPED_TRACE(sample.name);
+        const Outcome outcome = fedEveryWay(sample.bytes);
+        EXPECT_EQ(outcome.result, 1);
+        EXPECT_TRUE(outcome.complete);
+        EXPECT_EQ(outcome.dump, sample.dump);
+    }
 }
 
-TEST_P(GoodMessage, EveryPrefixWantsMore) {
-    const Bytes& bytes = GetParam().bytes;
-    for (std::size_t length = 0; length < bytes.size(); ++length) {
-        const Bytes prefix(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
+TEST(GoodMessages, WantMoreAtEveryPrefix) {
+    for (const SampleMessage& sample : goodMessages()) {
+        SCOPED_TRACE(sample.name);
+        const Bytes& bytes = sample.bytes;
+        for (std::size_t length = 0; length < bytes.size(); ++length) {
+            const Bytes prefix(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
+            const auto message = newIppMessage();
+            IppReader reader(*message, IppReadMode::response);
+            EXPECT_EQ(reader.feed(prefix.data(), prefix.size()), 0) << length;
+            EXPECT_FALSE(reader.complete());
+            EXPECT_EQ(reader.feed(prefix.data(), 0, true), -1);
+            const auto last = newIppMessage();
+            IppReader lastPiece(*last, IppReadMode::response);
+            EXPECT_EQ(lastPiece.feed(prefix.data(), prefix.size(), true), -1) << length;
+        }
         const auto message = newIppMessage();
         IppReader reader(*message, IppReadMode::response);
-        EXPECT_EQ(reader.feed(prefix.data(), prefix.size()), 0) << length;
-        EXPECT_FALSE(reader.complete());
-        EXPECT_EQ(reader.feed(prefix.data(), 0, true), -1);
-        const auto last = newIppMessage();
-        IppReader lastPiece(*last, IppReadMode::response);
-        EXPECT_EQ(lastPiece.feed(prefix.data(), prefix.size(), true), -1) << length;
+        EXPECT_EQ(reader.feed(bytes.data(), bytes.size(), true), 1);
     }
-    const auto message = newIppMessage();
-    IppReader reader(*message, IppReadMode::response);
-    EXPECT_EQ(reader.feed(bytes.data(), bytes.size(), true), 1);
 }
 
-TEST_P(GoodMessage, LooksTheSameToTheLenientPolicy) {
-    EXPECT_EQ(fedEveryWay(GetParam().bytes, {.keepUnknownKinds = true}), fed(GetParam().bytes, {}));
+TEST(GoodMessages, LookTheSameToTheLenientPolicy) {
+    for (const SampleMessage& sample : goodMessages()) {
+        SCOPED_TRACE(sample.name);
+        EXPECT_EQ(fedEveryWay(sample.bytes, {.keepUnknownKinds = true}), fed(sample.bytes, {}));
+    }
 }
 
-TEST_P(GoodMessage, IsWrittenAndReadAgainAsTheSameMessage) {
-    const auto first = parsed(GetParam().bytes);
-    const Bytes written = encoded(*first.message, true);
-    ASSERT_FALSE(written.empty());
-    const auto second = parsed(written);
-    EXPECT_EQ(second.result, 1);
-    EXPECT_EQ(dumpOf(*second.message), GetParam().dump);
+TEST(GoodMessages, AreWrittenAndReadAgainAsTheSame) {
+    for (const SampleMessage& sample : goodMessages()) {
+        SCOPED_TRACE(sample.name);
+        const auto first = parsed(sample.bytes);
+        const Bytes written = encoded(*first.message, true);
+        ASSERT_FALSE(written.empty());
+        const auto second = parsed(written);
+        EXPECT_EQ(second.result, 1);
+        EXPECT_EQ(dumpOf(*second.message), sample.dump);
+    }
 }
 
-class BadMessage : public testing::TestWithParam<SampleMessage> {};
-
-INSTANTIATE_TEST_SUITE_P(Reader, BadMessage, testing::ValuesIn(badMessages()),
-                         [](const auto& sample) { return sample.param.name; });
-
-TEST_P(BadMessage, IsASyntaxErrorHoweverItIsCut) {
-    const Outcome outcome = fedEveryWay(GetParam().bytes);
-    EXPECT_EQ(outcome.result, -1);
-    EXPECT_FALSE(outcome.complete);
+TEST(BadMessages, AreSyntaxErrorsHoweverTheyAreCut) {
+    for (const SampleMessage& sample : badMessages()) {
+        SCOPED_TRACE(sample.name);
+        const Outcome outcome = fedEveryWay(sample.bytes);
+        EXPECT_EQ(outcome.result, -1);
+        EXPECT_FALSE(outcome.complete);
+    }
 }
 
-TEST_P(BadMessage, StaysRefusedWhateverFollows) {
-    const auto message = newIppMessage();
-    IppReader reader(*message, IppReadMode::response);
-    const Bytes& bytes = GetParam().bytes;
-    EXPECT_EQ(reader.feed(bytes.data(), bytes.size()), -1);
-    const std::string before = dumpOf(*message);
-    const Bytes good = responseHeader().u8({0x03}).bytes();
-    EXPECT_EQ(reader.feed(good.data(), good.size()), -1);
-    EXPECT_EQ(reader.feed(nullptr, 0), -1);
-    EXPECT_EQ(dumpOf(*message), before);
+TEST(BadMessages, StayRefusedWhateverFollows) {
+    for (const SampleMessage& sample : badMessages()) {
+        SCOPED_TRACE(sample.name);
+        const auto message = newIppMessage();
+        IppReader reader(*message, IppReadMode::response);
+        const Bytes& bytes = sample.bytes;
+        EXPECT_EQ(reader.feed(bytes.data(), bytes.size()), -1);
+        const std::string before = dumpOf(*message);
+        const Bytes good = responseHeader().u8({0x03}).bytes();
+        EXPECT_EQ(reader.feed(good.data(), good.size()), -1);
+        EXPECT_EQ(reader.feed(nullptr, 0), -1);
+        EXPECT_EQ(dumpOf(*message), before);
+    }
 }
 
-class ToolsMessage : public testing::TestWithParam<SampleMessage> {};
-
-INSTANTIATE_TEST_SUITE_P(Reader, ToolsMessage, testing::ValuesIn(toolsMessages()),
-                         [](const auto& sample) { return sample.param.name; });
-
-TEST_P(ToolsMessage, IsRefusedByDefaultAndKeptByTheLenientPolicy) {
-    EXPECT_EQ(fedEveryWay(GetParam().bytes).result, -1);
-    const Outcome lenient = fedEveryWay(GetParam().bytes, {.keepUnknownKinds = true});
-    EXPECT_EQ(lenient.result, 1);
-    EXPECT_EQ(lenient.dump, GetParam().dump);
+TEST(ToolsMessages, AreRefusedByDefaultAndKeptByTheLenientPolicy) {
+    for (const SampleMessage& sample : toolsMessages()) {
+        SCOPED_TRACE(sample.name);
+        EXPECT_EQ(fedEveryWay(sample.bytes).result, -1);
+        const Outcome lenient = fedEveryWay(sample.bytes, {.keepUnknownKinds = true});
+        EXPECT_EQ(lenient.result, 1);
+        EXPECT_EQ(lenient.dump, sample.dump);
+    }
 }
 
-TEST_P(ToolsMessage, IsWrittenAsItCame) {
-    const auto message =
-        parsed(GetParam().bytes, IppReadMode::response, {.keepUnknownKinds = true}).message;
-    EXPECT_EQ(encoded(*message, true), GetParam().bytes);
+TEST(ToolsMessages, AreWrittenAsTheyCame) {
+    for (const SampleMessage& sample : toolsMessages()) {
+        SCOPED_TRACE(sample.name);
+        const auto message =
+            parsed(sample.bytes, IppReadMode::response, {.keepUnknownKinds = true}).message;
+        EXPECT_EQ(encoded(*message, true), sample.bytes);
+    }
 }
 
 TEST(Reader, LenientPolicyRefusesWhatIsNoMatterOfKinds) {
