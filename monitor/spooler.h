@@ -4,6 +4,10 @@
 // Not part of WIN32_LEAN_AND_MEAN's windows.h.
 #include <winspool.h>
 
+// We call the spooler's functions by their full names; a macro of that name would rename our own
+// AddPrinter (directory/groups_db.h) in some files and not in others.
+#undef AddPrinter
+
 namespace velmora {
 
 /// The spooler's functions that the monitor and its UI call. The library does not import the

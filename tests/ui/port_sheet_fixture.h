@@ -1,0 +1,65 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "directory/groups_db.h"
+#include "monitor/port_config.h"
+#include "monitor/spooler.h"
+#include "tests/support/clean_state.h"
+#include "tests/support/dialog_driver.h"
+#include "ui/port_sheet.h"
+#include "ui/resources/resource_ids.h"
+
+namespace velmora::testing {
+
+/// The root group and below it: A (2) with two printers, B (5) with one, C (7) inside A with one.
+CGroupsDB sampleDirectory();
+
+/// A spooler that lists fixed ports and records whose it was asked for.
+class StandInSpooler {
+  public:
+    explicit StandInSpooler(std::vector<std::string> ports);
+    ~StandInSpooler();
+
+    const SpoolerFunctions& functions() const { return functions_; }
+    const std::vector<std::string>& servers() const { return servers_; }
+
+  private:
+    static BOOL WINAPI enumPorts(char* server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed,
+                                 DWORD* returned);
+
+    static StandInSpooler* current_;
+    SpoolerFunctions functions_{};
+    std::vector<std::string> ports_;
+    std::vector<std::string> servers_;
+};
+
+/// A sheet on the test's thread, and a person on another.
+class PortSheetTest : public CleanStateTest {
+  protected:
+    /// A new port's sheet. Returns what the sheet returned; the record is in `config`.
+    bool runNew(const std::function<void(const SheetDriver&)>& person);
+    /// The sheet of the port `config`.
+    bool runConfigure(const std::function<void(const SheetDriver&)>& person);
+
+    CGroupsDB directory = sampleDirectory();
+    PortConfig config;
+    RecordedBoxes boxes;
+    StandInSpooler spooler{{"LPT1:", "Taken", "FILE:"}};
+    std::string server;
+    std::string title = "Configure Port Monitor";
+
+  private:
+    bool run(PortSheet& sheet, const std::function<void(const SheetDriver&)>& person);
+};
+
+using Ids = std::vector<std::uint32_t>;
+
+/// A single-printer record that the sheet accepts as it is.
+PortConfig singlePort();
+PortConfig multiPort(std::vector<std::uint32_t> groups);
+
+}  // namespace velmora::testing

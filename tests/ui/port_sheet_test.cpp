@@ -1,0 +1,185 @@
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/ui/port_sheet_fixture.h"
+
+// What both port sheets have in common.
+
+namespace velmora::testing {
+namespace {
+
+class PortSheetRun : public PortSheetTest {};
+
+TEST_F(PortSheetRun, CancelHandsNothingBack) {
+    config = singlePort();
+    EXPECT_FALSE(runConfigure([](const SheetDriver& sheet) {
+        sheet.page().type(IDC_PORT_URL, "ipp://elsewhere");
+        sheet.page().click(IDC_PORT_MULTI);
+        sheet.cancel();
+    }));
+    EXPECT_EQ(config, singlePort());
+}
+
+TEST_F(PortSheetRun, ClosingTheSheetHandsNothingBack) {
+    config = singlePort();
+    EXPECT_FALSE(runConfigure([](const SheetDriver& sheet) {
+        sheet.page().type(IDC_PORT_URL, "ipp://elsewhere");
+        PostMessageA(sheet.sheet().window(), WM_SYSCOMMAND, SC_CLOSE, 0);
+    }));
+    EXPECT_EQ(config, singlePort());
+}
+
+TEST_F(PortSheetRun, EscapeHandsNothingBack) {
+    config = singlePort();
+    EXPECT_FALSE(runConfigure([](const SheetDriver& sheet) {
+        sheet.page().setFocus(IDC_PORT_URL);
+        sheet.page().press(IDC_PORT_URL, VK_ESCAPE);
+    }));
+    EXPECT_EQ(config, singlePort());
+}
+
+TEST_F(PortSheetRun, MultiRemotePortComesBackWithoutUrlAndCredentials) {
+    config = singlePort();
+    EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) {
+        sheet.page().click(IDC_PORT_MULTI);
+        sheet.page().checkRow(IDC_PORT_GROUPS, 1, true);
+        sheet.ok();
+    }));
+    EXPECT_EQ(config, multiPort({2}));
+}
+
+TEST_F(PortSheetRun, SinglePrinterPortComesBackWithoutGroups) {
+    config = multiPort({2, 5});
+    EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) {
+        sheet.page().click(IDC_PORT_SINGLE);
+        sheet.page().type(IDC_PORT_URL, "ipp://p");
+        sheet.ok();
+    }));
+    EXPECT_TRUE(config.targetIds.empty());
+    EXPECT_EQ(config.singleTarget, 1);
+    EXPECT_EQ(config.printerUrl, "ipp://p");
+}
+
+TEST_F(PortSheetRun, CredentialsWithoutAuthenticationComeBackEmpty) {
+    config = singlePort();
+    EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) {
+        sheet.page().click(IDC_PORT_AUTHENTICATION);
+        EXPECT_EQ(sheet.page().text(IDC_PORT_USER_NAME), "user");
+        sheet.ok();
+    }));
+    EXPECT_EQ(config.useAuthentication, 0);
+    EXPECT_EQ(config.userName, "");
+    EXPECT_EQ(config.password, "");
+}
+
+TEST_F(PortSheetRun, PagesThatWereNotOpenedHandBackWhatTheyWereGiven) {
+    config = singlePort();
+    config.jobTemplate.jobPriority = 77;
+    config.jobTemplate.media = "no such paper";
+    config.jobTemplate.printQuality = 7;
+    config.jobTemplate.pageRanges = "not,a range";
+    const PortConfig before = config;
+    EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) { sheet.ok(); }));
+    EXPECT_EQ(config, before);
+}
+
+TEST_F(PortSheetRun, GroupsThatTheDirectoryDoesNotHaveAreDropped) {
+    config = multiPort({99, 2, 3, 5});
+    EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
+        sheet.page();
+        directory.DeleteNode(2);
+        sheet.ok();
+    }));
+    EXPECT_EQ(config.targetIds, Ids{5}) << "99 is nothing, 3 was a printer, 2 was deleted";
+}
+
+TEST_F(PortSheetRun, HasOkCancelAndHelpAndNoApply) {
+    EXPECT_FALSE(runNew([](const SheetDriver& sheet) {
+        constexpr int kApply = 0x3021;  // ID_APPLY_NOW of the platform's sheet
+        constexpr int kHelp = 9;        // IDHELP
+        const HWND window = sheet.sheet().window();
+        EXPECT_TRUE(IsWindowVisible(GetDlgItem(window, IDOK)));
+        EXPECT_TRUE(IsWindowVisible(GetDlgItem(window, IDCANCEL)));
+        EXPECT_TRUE(IsWindowVisible(GetDlgItem(window, kHelp)));
+        EXPECT_TRUE(IsWindowEnabled(GetDlgItem(window, kHelp)));
+        EXPECT_FALSE(IsWindowVisible(GetDlgItem(window, kApply)));
+        EXPECT_EQ(sheet.tabText(0), "PagePortMain");
+        sheet.help();
+        sheet.cancel();
+    }));
+}
+
+TEST_F(PortSheetRun, MessageComesInTheBoxOfThePlatform) {
+    CDialogNewPort sheet(nullptr, directory, "", spooler.functions());
+    drive([&] { EXPECT_FALSE(sheet.edit(config)); },
+          [&] {
+              const SheetDriver opened(waitForDialog(title).window());
+              opened.ok();
+              HWND box = nullptr;
+              EXPECT_TRUE(waitUntil([&] {
+                  box = GetLastActivePopup(opened.sheet().window());
+                  return box != opened.sheet().window() && GetDlgItem(box, 0xFFFF) != nullptr;
+              }));
+              EXPECT_EQ(DialogDriver(box).text(0xFFFF), "Please enter port name.");
+              EXPECT_EQ(DialogDriver(box).title(), title);
+              EXPECT_FALSE(IsWindowEnabled(opened.sheet().window()));
+              PostMessageA(box, WM_COMMAND, IDOK, 0);
+              DialogDriver(box).waitUntilClosed();
+              EXPECT_TRUE(waitUntil([&] { return opened.page().hasFocus(IDC_PORT_NAME); }));
+              opened.cancel();
+              opened.waitUntilClosed();
+          });
+}
+
+TEST_F(PortSheetRun, TwoSheetsAtOnceDoNotDisturbEachOther) {
+    CGroupsDB otherDirectory = sampleDirectory();
+    PortConfig other = multiPort({2});
+    std::atomic<DWORD> secondThread = 0;
+    std::thread second([&] {
+        secondThread = GetCurrentThreadId();
+        CDialogConfigPort sheet(nullptr, otherDirectory, spooler.functions());
+        EXPECT_TRUE(sheet.edit(other));
+    });
+    EXPECT_TRUE(waitUntil([&] { return secondThread != 0; }));
+    config = singlePort();
+    CDialogConfigPort sheet(nullptr, directory, spooler.functions());
+    drive([&] { EXPECT_TRUE(sheet.edit(config)); },
+          [&, first = GetCurrentThreadId()] {
+              const SheetDriver one(waitForDialogOf(first, title).window());
+              const SheetDriver two(waitForDialogOf(secondThread, title).window());
+              two.page().checkRow(IDC_PORT_GROUPS, 2, true);
+              one.page().type(IDC_PORT_URL, "ipp://one");
+              two.ok();
+              two.waitUntilClosed();
+              one.ok();
+              one.waitUntilClosed();
+          });
+    second.join();
+    EXPECT_EQ(config.printerUrl, "ipp://one");
+    EXPECT_EQ(other.targetIds, (Ids{2, 5}));
+}
+
+/// Throws while the page is left.
+class ThrowingBoxes : public MessageBoxes {
+  public:
+    void show(HWND, const std::string&, MessageIcon) override {
+        throw std::runtime_error("thrown in a handler");
+    }
+};
+
+TEST_F(PortSheetRun, WhatAHandlerThrowsComesOutOfTheModalCall) {
+    ThrowingBoxes throwing;
+    CDialogNewPort sheet(nullptr, directory, "", spooler.functions());
+    sheet.useMessageBoxes(throwing);
+    drive([&] { EXPECT_THROW(sheet.edit(config), std::runtime_error); },
+          [&] {
+              const SheetDriver opened(waitForDialog(title).window());
+              opened.ok();
+              opened.waitUntilClosed();
+          });
+    EXPECT_EQ(config, PortConfig());
+}
+
+}  // namespace
+}  // namespace velmora::testing

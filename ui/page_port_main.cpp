@@ -1,0 +1,189 @@
+#include "ui/page_port_main.h"
+
+#include "directory/groups_db.h"
+#include "directory/printer_url.h"
+#include "monitor/port_names.h"
+#include "ui/data_exchange.h"
+#include "ui/resources/resource_ids.h"
+
+namespace velmora {
+namespace {
+
+bool checkMark(UINT itemState) noexcept {
+    constexpr UINT kCheckedImage = INDEXTOSTATEIMAGEMASK(2);
+    return (itemState & LVIS_STATEIMAGEMASK) == kCheckedImage;
+}
+
+void insertColumn(HWND list, int index, std::string title, int width) {
+    LVCOLUMNA column{};
+    column.mask = LVCF_FMT | LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM;
+    column.fmt = LVCFMT_LEFT;
+    column.cx = width;
+    column.pszText = title.data();
+    column.iSubItem = index;
+    SendMessageA(list, LVM_INSERTCOLUMNA, static_cast<WPARAM>(index),
+                 reinterpret_cast<LPARAM>(&column));
+}
+
+void insertRow(HWND list, int index, GroupRow row, bool checked) {
+    LVITEMA item{};
+    item.mask = LVIF_TEXT | LVIF_PARAM;
+    item.iItem = index;
+    item.pszText = row.name.data();
+    item.lParam = static_cast<LPARAM>(row.id);
+    SendMessageA(list, LVM_INSERTITEMA, 0, reinterpret_cast<LPARAM>(&item));
+
+    std::string count = std::to_string(row.printers);
+    item.mask = LVIF_TEXT;
+    item.iSubItem = 1;
+    item.pszText = count.data();
+    SendMessageA(list, LVM_SETITEMTEXTA, static_cast<WPARAM>(index),
+                 reinterpret_cast<LPARAM>(&item));
+
+    // A check mark given at the insertion is ignored.
+    if (!checked) return;
+    item.stateMask = LVIS_STATEIMAGEMASK;
+    item.state = INDEXTOSTATEIMAGEMASK(2);
+    SendMessageA(list, LVM_SETITEMSTATE, static_cast<WPARAM>(index),
+                 reinterpret_cast<LPARAM>(&item));
+}
+
+}  // namespace
+
+CPagePortMain::CPagePortMain(CGroupsDB& directory, const SpoolerFunctions& spooler)
+    : PropertyPage(IDD_PORT_MAIN, CTextTable(kSection).Lookup("PagePortMain")),
+      directory_(directory),
+      spooler_(spooler) {}
+
+void CPagePortMain::enableCredentials(bool enabled) const noexcept {
+    for (const int id :
+         {IDC_PORT_USER_NAME, IDC_PORT_USER_NAME_LABEL, IDC_PORT_PASSWORD, IDC_PORT_PASSWORD_LABEL})
+        enable(id, enabled);
+}
+
+void CPagePortMain::applyMode() const noexcept {
+    const PortMainControls usable =
+        usableControls(isChecked(IDC_PORT_SINGLE), isChecked(IDC_PORT_AUTHENTICATION));
+    for (const int id : {IDC_PORT_URL, IDC_PORT_URL_LABEL, IDC_PORT_AUTHENTICATION})
+        enable(id, usable.url);
+    enableCredentials(usable.credentials);
+    enable(IDC_PORT_GROUPS, usable.groups);
+}
+
+void CPagePortMain::applyAuthentication() const noexcept {
+    enableCredentials(isChecked(IDC_PORT_AUTHENTICATION));
+}
+
+void CPagePortMain::addColumns() const {
+    const HWND list = control(IDC_PORT_GROUPS);
+    const auto style = SendMessageA(list, LVM_GETEXTENDEDLISTVIEWSTYLE, 0, 0);
+    SendMessageA(list, LVM_SETEXTENDEDLISTVIEWSTYLE, 0, style | LVS_EX_CHECKBOXES);
+    insertColumn(list, 0, texts_.Lookup("Group"), 150);
+    insertColumn(list, 1, texts_.Lookup("Printers number"), 115);
+}
+
+void CPagePortMain::fillList() {
+    const HWND list = control(IDC_PORT_GROUPS);
+    // The list reports every check mark that is set here, as if the user had set it.
+    filling_ = true;
+    SendMessageA(list, WM_SETREDRAW, FALSE, 0);
+    SendMessageA(list, LVM_DELETEALLITEMS, 0, 0);
+    checked_.keepGroupsOf(directory_);
+    int index = 0;
+    for (GroupRow& row : groupRows(directory_)) {
+        const bool checked = checked_.contains(row.id);
+        insertRow(list, index++, std::move(row), checked);
+    }
+    SendMessageA(list, WM_SETREDRAW, TRUE, 0);
+    filling_ = false;
+}
+
+void CPagePortMain::trackItem(const NMLISTVIEW& change) {
+    // A row that is selected changes its state too, but not its check mark.
+    const UINT changed = change.uOldState ^ change.uNewState;
+    if (filling_ || (change.uChanged & LVIF_STATE) == 0 || (changed & LVIS_STATEIMAGEMASK) == 0)
+        return;
+    LVITEMA item{};
+    item.mask = LVIF_PARAM;
+    item.iItem = change.iItem;
+    if (!SendMessageA(change.hdr.hwndFrom, LVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&item)))
+        return;
+    checked_.change(static_cast<std::uint32_t>(item.lParam), checkMark(change.uNewState));
+}
+
+bool CPagePortMain::passes(const std::optional<PortRefusal>& refusal) const {
+    if (!refusal) return true;
+    showMessage(LoadMessage(static_cast<UINT>(refusal->message)),
+                refusal->errorIcon ? MessageIcon::Error : MessageIcon::None);
+    focus(refusal->control);
+    return false;
+}
+
+void CPagePortMain::onInit() {
+    PropertyPage::onInit();
+    texts_.TranslateWindow(window());
+    addColumns();
+    applyAuthentication();
+    applyMode();
+    if (nameLocked_) {
+        enable(IDC_PORT_NAME, false);
+        enable(IDC_PORT_NAME_LABEL, false);
+    }
+}
+
+void CPagePortMain::exchange(DataExchange& data) {
+    data.check(IDC_PORT_AUTHENTICATION, data_.authentication);
+    data.radio(IDC_PORT_SINGLE, data_.mode);
+    data.text(IDC_PORT_NAME, data_.name);
+    data.text(IDC_PORT_USER_NAME, data_.userName);
+    data.text(IDC_PORT_PASSWORD, data_.password);
+    data.text(IDC_PORT_URL, data_.url);
+}
+
+bool CPagePortMain::onCommand(int id, int code) {
+    if (code != BN_CLICKED) return PropertyPage::onCommand(id, code);
+    switch (id) {
+        case IDC_PORT_SINGLE:
+        case IDC_PORT_MULTI:
+            applyMode();
+            return true;
+        case IDC_PORT_AUTHENTICATION:
+            applyAuthentication();
+            return true;
+        default:
+            return PropertyPage::onCommand(id, code);
+    }
+}
+
+std::optional<LRESULT> CPagePortMain::onNotify(NMHDR& header) {
+    if (header.idFrom == IDC_PORT_GROUPS && header.code == LVN_ITEMCHANGED) {
+        trackItem(reinterpret_cast<const NMLISTVIEW&>(header));
+        return 0;
+    }
+    return PropertyPage::onNotify(header);
+}
+
+void CPagePortMain::onActivate() {
+    directory_.RemovePortPrinter(data_.name);
+    fillList();
+    PropertyPage::onActivate();
+}
+
+bool CPagePortMain::onDeactivate() {
+    if (!saveData()) return false;
+    if (isEnabled(IDC_PORT_NAME) &&
+        !passes(checkPortName(data_.name, spoolerPortNames(spooler_, server_))))
+        return false;
+    if (!passes(checkTarget(data_, IsValidPrinterUrl))) return false;
+
+    // The URL alone decides, whatever the mode: a multi-remote port keeps the printer that was
+    // typed in before, and other dialogs go on offering it as a pattern.
+    if (data_.url.empty())
+        directory_.RemovePortPrinter(data_.name);
+    else
+        directory_.SetPortPrinter(data_.name, data_.url, data_.authentication != 0, data_.userName,
+                                  data_.password);
+    return PropertyPage::onDeactivate();
+}
+
+}  // namespace velmora

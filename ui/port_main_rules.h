@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "monitor/port_config.h"
+
+namespace velmora {
+
+class CGroupsDB;
+
+// What the port main page decides, without its window.
+
+enum PortMode { kSinglePrinter = 0, kMultiRemote = 1 };
+
+/// What the page shows and edits, as its controls hold it.
+struct PortMainData {
+    int authentication = 0;  ///< check box: 1 checked
+    int mode = kSinglePrinter;
+    std::string name;
+    std::string userName;
+    std::string password;
+    std::string url;
+};
+
+/// Which controls can be used. The credentials are the two boxes with their labels.
+struct PortMainControls {
+    bool url = false;  ///< with its label and the authentication box
+    bool credentials = false;
+    bool groups = false;
+};
+PortMainControls usableControls(bool singlePrinter, bool authentication) noexcept;
+
+/// Why the page cannot be left: a message, and the control to mend.
+struct PortRefusal {
+    int message;  ///< string-table entry
+    int control;
+    bool errorIcon;
+
+    bool operator==(const PortRefusal&) const = default;
+};
+
+/// A new port's name must be there and be none of those that exist (exact comparison).
+std::optional<PortRefusal> checkPortName(const std::string& name,
+                                         const std::vector<std::string>& existing);
+
+/// A single printer must have a URL that `isValidUrl` accepts.
+std::optional<PortRefusal> checkTarget(const PortMainData& data,
+                                       const std::function<bool(const std::string&)>& isValidUrl);
+
+/// One row of the list of groups.
+struct GroupRow {
+    std::uint32_t id;
+    std::string name;
+    std::size_t printers;  ///< below the group, each counted once
+
+    bool operator==(const GroupRow&) const = default;
+};
+std::vector<GroupRow> groupRows(const CGroupsDB& directory);
+
+/// Between record and page. The first gives what the page starts with; the second puts into the
+/// record what the page ended with, leaving out what the chosen mode has no use for: a multi-remote
+/// port has no URL, no authentication, a port without authentication no credentials, and a
+/// single-printer port no groups.
+PortMainData pageData(const PortConfig& config);
+void storePageData(const PortMainData& data, std::vector<std::uint32_t> groups, PortConfig& config);
+
+}  // namespace velmora

@@ -1,0 +1,61 @@
+#include "ui/port_sheet.h"
+
+#include "directory/groups_db.h"
+#include "ui/resources/resource_ids.h"
+#include "ui/text_table.h"
+#include "ui/window_text.h"
+
+namespace velmora {
+
+PortSheet::PortSheet(HWND parent, CGroupsDB& directory, const SpoolerFunctions& spooler)
+    : SheetWindow(loadResourceText(IDS_CAPTION), parent),
+      directory_(directory),
+      main_(directory, spooler) {
+    addPage(main_);
+}
+
+void PortSheet::useMessageBoxes(MessageBoxes& boxes) noexcept {
+    main_.useMessageBoxes(boxes);
+}
+
+void PortSheet::onInit() {
+    setWindowText(window(), CTextTable("DialogPortProperties").Lookup(windowText(window())));
+}
+
+bool PortSheet::edit(PortConfig& config) {
+    showConfig(config);
+    if (!runModal()) return false;
+    storeConfig(config);
+    return true;
+}
+
+void PortSheet::showConfig(const PortConfig& config) {
+    main_.setData(pageData(config));
+    main_.setCheckedGroups(config.targetIds);
+}
+
+void PortSheet::storeConfig(PortConfig& config) const {
+    CheckedGroups groups = main_.checkedGroups();
+    groups.keepGroupsOf(directory_);
+    storePageData(main_.data(), groups.ids(), config);
+}
+
+CDialogNewPort::CDialogNewPort(HWND parent, CGroupsDB& directory, std::string server,
+                               const SpoolerFunctions& spooler)
+    : PortSheet(parent, directory, spooler) {
+    mainPage().setServer(std::move(server));
+}
+
+void CDialogNewPort::showConfig(const PortConfig& config) {
+    PortConfig start = config;
+    start.singleTarget = 1;
+    PortSheet::showConfig(start);
+}
+
+CDialogConfigPort::CDialogConfigPort(HWND parent, CGroupsDB& directory,
+                                     const SpoolerFunctions& spooler)
+    : PortSheet(parent, directory, spooler) {
+    mainPage().lockName();
+}
+
+}  // namespace velmora

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <string>
+
+#include "monitor/port_config.h"
+#include "monitor/spooler.h"
+#include "ui/page_port_main.h"
+#include "ui/property_sheet.h"
+
+namespace velmora {
+
+class CGroupsDB;
+class MessageBoxes;
+
+/// The property sheet that edits a port. Pages change the printer directory while the sheet is
+/// open; saving it is the caller's business, and so is the record.
+class PortSheet : public SheetWindow {
+  public:
+    /// Runs the sheet modally. True: the user pressed OK, and `config` holds what was edited.
+    /// False: `config` is as it was. Throws what a handler of a page has thrown.
+    bool edit(PortConfig& config);
+
+    /// Messages of all pages and their dialogs go to `boxes`, which must outlive the sheet.
+    void useMessageBoxes(MessageBoxes& boxes) noexcept;
+
+  protected:
+    /// `parent` may be null; `directory` must outlive the sheet.
+    PortSheet(HWND parent, CGroupsDB& directory, const SpoolerFunctions& spooler);
+
+    void onInit() override;
+
+    /// Fills the pages before the sheet runs.
+    virtual void showConfig(const PortConfig& config);
+
+    CPagePortMain& mainPage() noexcept { return main_; }
+
+  private:
+    void storeConfig(PortConfig& config) const;
+
+    CGroupsDB& directory_;
+    CPagePortMain main_;
+};
+
+/// For a port that does not exist yet; it starts as a single printer, whatever the record says.
+class CDialogNewPort : public PortSheet {
+  public:
+    /// `server`: whose ports the new name must differ from; empty: this machine.
+    CDialogNewPort(HWND parent, CGroupsDB& directory, std::string server,
+                   const SpoolerFunctions& spooler = velmora::spooler());
+
+  protected:
+    void showConfig(const PortConfig& config) override;
+};
+
+/// For a port that exists: its name is locked.
+class CDialogConfigPort : public PortSheet {
+  public:
+    CDialogConfigPort(HWND parent, CGroupsDB& directory,
+                      const SpoolerFunctions& spooler = velmora::spooler());
+};
+
+}  // namespace velmora
