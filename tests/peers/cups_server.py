@@ -4,7 +4,8 @@
     cups_server.py --directory DIR [-- COMMAND...]
 
 Must be started as root (cupsd changes to the user lp by itself). Documents stay in
-DIR/spool/d<five digits>-001, the log is DIR/error_log. COMMAND as in ippeve_printer.py.
+DIR/spool/d<five digits>-001 (a job with a banner: -002), the log is DIR/error_log. COMMAND as in
+ippeve_printer.py.
 """
 
 import argparse
@@ -15,12 +16,15 @@ import sys
 
 import peer_process
 
+DATA = "/usr/share/cups"
+
 FILES_CONF = """\
 User lp
 Group lp
 SystemGroup lpadmin
 FileDevice Yes
 ServerRoot {directory}/etc
+DataDir {directory}/data
 RequestRoot {directory}/spool
 TempDir {directory}/tmp
 CacheDir {directory}/cache
@@ -70,10 +74,16 @@ def write(directory, name, text):
 
 def start_server(directory):
     """(process, port); None when the server does not start."""
-    for name in ("etc", "spool", "tmp", "cache", "state"):
+    for name in ("etc", "spool", "tmp", "cache", "state", "data/banners"):
         path = os.path.join(directory, name)
         os.makedirs(path, exist_ok=True)
         shutil.chown(path, "lp", "lp")
+    # The queue knows the job sheets that there is a banner file for.
+    with open(os.path.join(directory, "data/banners/standard"), "w", encoding="ascii") as file:
+        file.write("%!PS\nshowpage\n")
+    for name in os.listdir(DATA):
+        if name != "banners":
+            os.symlink(os.path.join(DATA, name), os.path.join(directory, "data", name))
     shutil.chown(directory, "lp", "lp")
     write(directory, "cups-files.conf", FILES_CONF.format(directory=directory))
     for _ in range(5):

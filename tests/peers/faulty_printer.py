@@ -87,6 +87,9 @@ class Exchange:
 
 def good(exchange):
     exchange.read()
+    if not exchange.request.line.startswith("POST "):
+        exchange.send(raw_http.answer(b"", "405 Method Not Allowed"))
+        return exchange.request.line
     exchange.send(raw_http.answer(raw_http.ipp_answer()))
     return "good"
 

@@ -4,8 +4,8 @@ loopback port, with the attributes that our default job template needs (media "A
 
     ippeve_printer.py --directory DIR [--command PROGRAM] [-- COMMAND...]
 
-Documents stay in DIR as <number>-<job name>.<type>; DIR/printer.log is the printer's own log. The
-printer types the data itself: a document must begin with "%!" or "%PDF".
+Documents stay in DIR as <number>-<job name>.ps; DIR/printer.log is the printer's own log. Data without
+a document-format counts as PostScript, so that the printer takes whatever comes.
 With COMMAND: runs it with {url} in its words replaced and VELMORA_PRINTER_URL set, ends the printer
 and gives the command's exit code. Without: prints the URL and runs until SIGTERM or Ctrl-C, e.g.
 
@@ -25,7 +25,7 @@ ATTR keyword media-supported "A4","Letter","iso_a4_210x297mm","na_letter_8.5x11i
 ATTR keyword media-default "A4"
 ATTR keyword media-ready "A4","Letter"
 ATTR mimeMediaType document-format-supported "application/octet-stream","application/pdf","application/postscript"
-ATTR mimeMediaType document-format-default "application/octet-stream"
+ATTR mimeMediaType document-format-default "application/postscript"
 ATTR keyword sides-supported "one-sided","two-sided-long-edge","two-sided-short-edge"
 ATTR keyword sides-default "one-sided"
 ATTR enum print-quality-supported 3,4,5

@@ -87,6 +87,9 @@ class Stream:
         return size > 0
 
     def read_body(self, request):
+        if request.line.startswith("GET "):
+            # Clients that follow a redirect turn a POST into one and may leave its fields there.
+            return request
         # Transfer-Encoding wins over a Content-Length beside it (RFC 7230, 3.3.3).
         if request.chunked:
             while self.read_piece(request):

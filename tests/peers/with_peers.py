@@ -12,7 +12,8 @@ the number of a loopback port, and each connection to it is one peer:
     client: file PATTERN\\n             a file below the peer's directory (shell pattern, the last
                                        one by name)
     server: SIZE\\n, then SIZE bytes    SIZE -1: no such file
-    client: run WORDS...\\n             a host command, {url} and {directory} replaced
+    client: run WORDS...\\n             a host command; {url}, {directory} (the peer's) and {here}
+                                       (this directory) replaced
     server: SIZE\\n, then SIZE bytes    its standard output
 
 A peer ends when its connection is closed; all end with the command.
@@ -70,9 +71,10 @@ class Peer(socketserver.StreamRequestHandler):
 
     @staticmethod
     def command(directory, url, text):
-        words = [word.replace("{url}", url).replace("{directory}", directory)
-                 for word in shlex.split(text)]
-        child = peer_process.start(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+        for name, value in (("{url}", url), ("{directory}", directory), ("{here}", HERE)):
+            text = text.replace(name, value)
+        child = peer_process.start(
+            shlex.split(text), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
         try:
             return child.communicate(timeout=60)[0]
         except subprocess.TimeoutExpired:

@@ -1,0 +1,226 @@
+// What becomes of a job when the printer, or the network before it, misbehaves: it fails or goes on
+// as stated here, nothing crashes or stays open, and the next job is delivered.
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <psapi.h>
+
+#include <atomic>
+#include <memory>
+#include <ostream>
+#include <thread>
+
+#include "tests/support/peer.h"
+#include "tests/support/printing.h"
+#include "tests/support/wininet/import_patch.h"
+#include "tests/support/wininet/wininet_functions.h"
+
+namespace velmora {
+namespace {
+
+using testing::Peer;
+using testing::printDocument;
+using testing::targetOf;
+using testing::testDocument;
+
+/// What may become of a job; cases in which the moment decides allow more than one.
+enum Outcome : unsigned {
+    kNotStarted = 1,  ///< SendPrintJob gives no connection
+    kFailed = 2,      ///< the job began, and fails in a write or at its end
+    kAccepted = 4,
+};
+
+Outcome runJob(const std::string& url, const std::string& document) {
+    const auto connection = SendPrintJob(targetOf(url), "Document", {});
+    if (!connection) return kNotStarted;
+    if (connection->lastError() != 0) return kFailed;
+    return testing::sendDocument(*connection, document) ? kAccepted : kFailed;
+}
+
+struct FaultCase {
+    const char* name;
+    const char* arguments;  ///< of the faulty printer
+    unsigned onProbe;       ///< outcomes when the probe meets the fault
+    unsigned onJob;         ///< outcomes when the print job meets it
+    std::size_t documentSize = 5000;
+};
+
+void PrintTo(const FaultCase& fault, std::ostream* out) {
+    *out << fault.arguments;
+}
+
+const FaultCase kFaults[] = {
+    // A printer that is silent holds the job as long as the platform waits; here it gives up.
+    {"NeverAnswers", "--seconds 0.5 never-answers", kAccepted, kFailed},
+    {"AnswersSlowly", "--seconds 0.005 slow", kAccepted, kAccepted},
+    // The probe fails, or goes through as far as the platform can tell, by the moment of the reset.
+    {"ClosesBeforeReading", "closes-before-reading", kNotStarted | kAccepted, kFailed},
+    {"ClosesInTheHeaders", "closes-in-headers", kNotStarted | kAccepted, kFailed},
+    {"ClosesInTheBody", "--size 100 closes-in-body", kNotStarted | kAccepted, kFailed, 200000},
+    // A request that meets a closed connection is repeated on a new one by the platform.
+    {"ClosesAfterTheAnswer", "closes-between", kAccepted, kAccepted},
+    {"ClosesBeforeTheAnswer", "closes-before-answer", kAccepted, kFailed},
+    {"ClosesInTheAnswersHeaders", "closes-in-answer-headers", kAccepted, kFailed},
+    {"ClosesInTheAnswer", "closes-in-answer", kAccepted, kFailed},
+    {"ZeroWindow", "--seconds 0.5 zero-window", kNotStarted | kAccepted, kFailed, 8 << 20},
+    {"AnswersBeforeTheBody", "early-answer", kAccepted, kAccepted, 200000},
+    {"RefusesBeforeTheBodyAndCloses", "early-answer-and-close", kAccepted, kFailed, 2 << 20},
+    {"ContinuesLate", "late-continue", kAccepted, kAccepted},
+    {"ExpectationFailed", "expectation-failed", kAccepted, kFailed},
+    // The platform follows redirects by itself, with a GET, which the request then stays: where
+    // nobody listens the probe has failed, and a printer refuses the GET of the job.
+    {"RedirectsElsewhere", "redirects-elsewhere", kNotStarted, kFailed},
+    {"RedirectsToItself", "redirects-to-itself", kFailed, kFailed},
+    {"NotFound", "not-found", kAccepted, kFailed},
+    {"ServerError", "server-error", kAccepted, kFailed},
+    {"Unavailable", "unavailable", kAccepted, kFailed},
+    {"StatusIsNoNumber", "bad-status-line", kAccepted, kFailed},
+    {"StatusOfFourDigits", "long-status", kAccepted, kFailed},
+    {"Garbage", "garbage", kAccepted, kFailed},
+    {"ManyHeaders", "many-headers", kAccepted, kAccepted},
+    // Read to its end and thrown away, in bounded memory.
+    {"HugeAnswer", "--size 0x800000 huge-answer", kAccepted, kAccepted},
+    {"AttributesWithoutEnd", "--size 0x800000 endless-attributes", kAccepted, kFailed},
+    {"BadChunkSize", "bad-chunk-size", kAccepted, kFailed},
+    // Whether the platform still hands over the whole IPP answer behind the number is its affair.
+    {"HugeChunkSize", "huge-chunk-size", kAccepted, kFailed | kAccepted},
+    {"NegativeChunkSize", "negative-chunk-size", kAccepted, kFailed | kAccepted},
+    // What the probe leaves unread in the connection does not reach the job's answer.
+    {"LateFinalChunk", "late-final-chunk", kAccepted, kFailed},
+    {"MalformedAndMore", "malformed-then-more", kAccepted, kFailed},
+    {"Html", "html", kAccepted, kFailed},
+    {"EmptyAnswer", "empty-answer", kAccepted, kFailed},
+    {"Busy", "--size 0x0507 ipp-status", kAccepted, kFailed},
+    {"OutOfBandValue", "no-value", kAccepted, kFailed},
+};
+
+/// Counts the platform's handles that this process holds open.
+class HandleCount {
+  public:
+    HandleCount() : functions_(testing::winInetFunctions()) {
+        original_ = functions_;
+        open_ = 0;
+        functions_.internetOpen = internetOpen;
+        functions_.internetConnect = internetConnect;
+        functions_.httpOpenRequest = httpOpenRequest;
+        functions_.internetCloseHandle = internetCloseHandle;
+    }
+    ~HandleCount() { functions_ = original_; }
+
+    int open() const { return open_; }
+
+  private:
+    static HINTERNET counted(HINTERNET handle) {
+        if (handle != nullptr) ++open_;
+        return handle;
+    }
+    static HINTERNET WINAPI internetOpen(LPCSTR agent, DWORD access, LPCSTR proxy, LPCSTR bypass,
+                                         DWORD flags) {
+        return counted(original_.internetOpen(agent, access, proxy, bypass, flags));
+    }
+    static HINTERNET WINAPI internetConnect(HINTERNET root, LPCSTR server, INTERNET_PORT port,
+                                            LPCSTR user, LPCSTR password, DWORD service,
+                                            DWORD flags, DWORD_PTR context) {
+        return counted(
+            original_.internetConnect(root, server, port, user, password, service, flags, context));
+    }
+    static HINTERNET WINAPI httpOpenRequest(HINTERNET connection, LPCSTR verb, LPCSTR object,
+                                            LPCSTR version, LPCSTR referrer, LPCSTR* types,
+                                            DWORD flags, DWORD_PTR context) {
+        return counted(original_.httpOpenRequest(connection, verb, object, version, referrer, types,
+                                                 flags, context));
+    }
+    static BOOL WINAPI internetCloseHandle(HINTERNET handle) {
+        const BOOL closed = original_.internetCloseHandle(handle);
+        if (closed) --open_;
+        return closed;
+    }
+
+    testing::WinInetFunctions& functions_;
+    static inline testing::WinInetFunctions original_;
+    static inline std::atomic<int> open_;
+};
+
+std::size_t memoryInUse() {
+    PROCESS_MEMORY_COUNTERS counters{};
+    counters.cb = sizeof counters;
+    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+    return counters.WorkingSetSize;
+}
+
+class FaultyPrinters : public ::testing::Test {
+  protected:
+    testing::ShortPauses shortPauses;
+    HandleCount handles;
+};
+
+class FaultyPrinter : public FaultyPrinters, public ::testing::WithParamInterface<FaultCase> {
+  protected:
+    void expectOutcome(int faultyRequest, unsigned allowed, std::size_t documentSize) {
+        Peer printer("faulty_printer --on " + std::to_string(faultyRequest) + " " +
+                     GetParam().arguments);
+        const std::string document = testDocument(documentSize);
+        const std::size_t memory = memoryInUse();
+        const Outcome outcome = runJob(printer.url(), document);
+        EXPECT_NE(outcome & allowed, 0u) << "outcome " << outcome << "\n"
+                                         << printer.file("served").value_or("");
+        EXPECT_LT(memoryInUse(), memory + (24 << 20));
+        EXPECT_EQ(handles.open(), 0);
+        EXPECT_EQ(runJob(printer.url(), testDocument(5000)), kAccepted)
+            << "the next job\n"
+            << printer.file("served").value_or("");
+    }
+};
+
+TEST_P(FaultyPrinter, AtTheProbe) {
+    expectOutcome(1, GetParam().onProbe, 5000);
+}
+
+TEST_P(FaultyPrinter, AtTheJob) {
+    expectOutcome(2, GetParam().onJob, GetParam().documentSize);
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, FaultyPrinter, ::testing::ValuesIn(kFaults),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(FaultyPrinters, RefusedConnectionDoesNotStartTheJob) {
+    Peer refusing("faulty_printer refuses");
+    Peer good("faulty_printer --on 0 slow");
+    EXPECT_EQ(runJob(refusing.url(), testDocument(5000)), kNotStarted);
+    EXPECT_EQ(handles.open(), 0);
+    EXPECT_EQ(runJob(good.url(), testDocument(5000)), kAccepted);
+}
+
+TEST_F(FaultyPrinters, UnknownHostDoesNotStartTheJob) {
+    EXPECT_EQ(runJob("ipp://printer.invalid/ipp/print", testDocument(5000)), kNotStarted);
+    EXPECT_EQ(handles.open(), 0);
+}
+
+TEST_F(FaultyPrinters, PasswordAskedForOnlyByTheJobItselfFailsIt) {
+    Peer printer("faulty_printer --on 2 unauthorized");
+    EXPECT_EQ(runJob(printer.url(), testDocument(5000)), kFailed);
+    EXPECT_EQ(handles.open(), 0);
+    EXPECT_EQ(runJob(printer.url(), testDocument(5000)), kAccepted);
+}
+
+TEST_F(FaultyPrinters, SilentPrinterDoesNotHoldTheOthers) {
+    auto silent = std::make_unique<Peer>("faulty_printer --seconds 60 never-answers");
+    Peer good("faulty_printer --on 0 slow");
+    std::atomic<bool> ended = false;
+    Outcome outcome = kAccepted;
+    std::thread held([&] {
+        outcome = runJob(silent->url(), testDocument(5000));
+        ended = true;
+    });
+    for (int job = 0; job < 3; ++job)
+        EXPECT_EQ(runJob(good.url(), testDocument(100000)), kAccepted);
+    EXPECT_FALSE(ended);
+    silent.reset();  // closes the connection that the job waits on
+    held.join();
+    EXPECT_NE(outcome, kAccepted);
+    EXPECT_EQ(handles.open(), 0);
+}
+
+}  // namespace
+}  // namespace velmora
