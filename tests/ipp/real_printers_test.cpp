@@ -20,7 +20,7 @@ struct PrinterKind {
     const char* firstDocument;  ///< file pattern of the first job's document
 };
 
-const PrinterKind kIppEve{"IppEvePrinter", "ippeve_printer", "1-*.ps"};
+const PrinterKind kIppEve{"IppEvePrinter", "ippeve_printer", "1-*.dat"};
 const PrinterKind kCups{"CupsServer", "cups_server", "spool/d00001-001"};
 
 struct DocumentCase {
@@ -130,7 +130,7 @@ TEST(ChangedTemplate, ArrivesAtIppEvePrinterAsItIs) {
     const std::string sent = testDocument(2000);
     ASSERT_TRUE(printDocument(targetOf(printer.url()), sent, kName, values));
     expectLines(printer, changedLines(values));
-    EXPECT_EQ(printer.file("1-*.ps"), sent);
+    EXPECT_EQ(printer.file("1-*.dat"), sent);
 }
 
 TEST(RefusedJob, IsAFailureAtItsEnd) {

@@ -4,8 +4,8 @@ loopback port, with the attributes that our default job template needs (media "A
 
     ippeve_printer.py --directory DIR [--command PROGRAM] [-- COMMAND...]
 
-Documents stay in DIR as <number>-<job name>.ps; DIR/printer.log is the printer's own log. Data without
-a document-format counts as PostScript, so that the printer takes whatever comes.
+Documents stay in DIR as <number>-<job name>.dat; DIR/printer.log is the printer's own log. Data without
+a document-format is taken whatever it is.
 With COMMAND: runs it with {url} in its words replaced and VELMORA_PRINTER_URL set, ends the printer
 and gives the command's exit code. Without: prints the URL and runs until SIGTERM or Ctrl-C, e.g.
 
