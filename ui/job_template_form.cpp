@@ -74,8 +74,8 @@ JobTemplateForm formOf(const JobTemplate& record) {
         record.pageRanges.empty() ? JobTemplateForm::kAllPages : JobTemplateForm::kSomePages;
     form.qualityIndex = radioIndex(record.printQuality, kFirstQuality, kQualities);
     form.orientationIndex = radioIndex(record.orientationRequested, kPortrait, kOrientations);
-    form.jobSheet = record.jobSheets == kJobSheet;
-    form.fidelity = record.ippAttributeFidelity != 0;
+    form.jobSheet = record.jobSheets == kJobSheet ? 1 : 0;
+    form.fidelity = record.ippAttributeFidelity != 0 ? 1 : 0;
     form.holdUntil = indexOf(holdUntilChoices(), record.jobHoldUntil);
     form.resolution = resolutionIndex(record.printerResolution);
     form.sides = indexOf(sidesChoices(), record.sides);
@@ -86,7 +86,7 @@ JobTemplateForm formOf(const JobTemplate& record) {
 }
 
 void store(const JobTemplateForm& form, JobTemplate& record) {
-    record.jobSheets = form.jobSheet ? kJobSheet : kNoJobSheet;
+    record.jobSheets = form.jobSheet != 0 ? kJobSheet : kNoJobSheet;
     record.jobPriority = static_cast<std::uint32_t>(form.priority);
     storeKeyword(holdUntilChoices(), form.holdUntil, record.jobHoldUntil);
     record.copies = static_cast<std::uint32_t>(form.copies);
@@ -99,7 +99,7 @@ void store(const JobTemplateForm& form, JobTemplate& record) {
     storeNumber(finishingsChoices(), form.finishings, record.finishings);
     storeRadio(form.orientationIndex, kPortrait, kOrientations, record.orientationRequested);
     storeNumber(numberUpChoices(), form.numberUp, record.numberUp);
-    record.ippAttributeFidelity = form.fidelity ? 1 : 0;
+    record.ippAttributeFidelity = form.fidelity != 0 ? 1 : 0;
 }
 
 bool needsPageRangeCheck(const JobTemplateForm& form) noexcept {

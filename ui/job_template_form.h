@@ -20,8 +20,8 @@ struct JobTemplateForm {
     int pageRangeIndex = -1;    ///< kAllPages or kSomePages
     int qualityIndex = -1;      ///< draft, normal, high
     int orientationIndex = -1;  ///< portrait, landscape, reverse-landscape, reverse-portrait
-    bool jobSheet = false;
-    bool fidelity = false;
+    int jobSheet = 0;           ///< 1: checked
+    int fidelity = 0;           ///< 1: checked
 
     int holdUntil = -1;
     int resolution = -1;

@@ -8,6 +8,14 @@ PrinterForm formOf(const CGroupsDBPrinter& printer) {
     return {printer.name, printer.uri, printer.hasAuth != 0, printer.userName, printer.password};
 }
 
+CGroupsDBPrinter recordOf(const PrinterForm& form, std::uint32_t id) {
+    CGroupsDBPrinter printer;
+    printer.id = id;
+    printer.name = form.name;
+    printer.setTarget(form.uri, form.hasAuth, form.userName, form.password);
+    return printer;
+}
+
 PrinterForm withUsedCredentials(PrinterForm form) {
     if (!form.hasAuth) {
         form.userName.clear();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,9 @@ struct PrinterForm {
 };
 
 PrinterForm formOf(const CGroupsDBPrinter& printer);
+
+/// A record for CGroupsDB::UpdatePrinter.
+CGroupsDBPrinter recordOf(const PrinterForm& form, std::uint32_t id);
 
 /// What is kept of an accepted form: no user name and password without authentication.
 PrinterForm withUsedCredentials(PrinterForm form);

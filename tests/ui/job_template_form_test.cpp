@@ -117,8 +117,8 @@ TEST(JobTemplateForm, SelectedItemsAreStoredAsTheirValues) {
     form.media = 16;
     form.orientationIndex = 3;
     form.numberUp = 2;
-    form.jobSheet = true;
-    form.fidelity = true;
+    form.jobSheet = 1;
+    form.fidelity = 1;
     form.pageRangeIndex = JobTemplateForm::kSomePages;
     form.pageRanges = "1,3,5-12";
     JobTemplate record;
@@ -204,7 +204,7 @@ TEST(JobTemplateForm, JobSheetsOtherThanStandardBecomeNone) {
         JobTemplate record;
         record.jobSheets = keyword;
         const JobTemplateForm form = formOf(record);
-        EXPECT_FALSE(form.jobSheet) << keyword;
+        EXPECT_EQ(form.jobSheet, 0) << keyword;
         store(form, record);
         EXPECT_EQ(record.jobSheets, "none") << keyword;
     }

@@ -1,0 +1,211 @@
+// The delivered settings files: what every translation must have in common with the English one.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/escaped_text.h"
+
+namespace velmora {
+namespace {
+
+struct Text {
+    std::string section;
+    std::string key;
+    std::string value;
+};
+
+struct Language {
+    const char* file;
+    bool doubleByte;  ///< code page 932, else 1252
+};
+
+constexpr Language kLanguages[] = {
+    {"Velmora.dat", false},    {"Velmora.de.dat", false}, {"Velmora.fr.dat", false},
+    {"Velmora.es.dat", false}, {"Velmora.ja.dat", true},
+};
+
+std::string contentOf(const std::string& file) {
+    std::ifstream in(std::string(VELMORA_LANGUAGES) + "/" + file, std::ios::binary);
+    EXPECT_TRUE(in) << file;
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+std::vector<Text> textsOf(const std::string& file) {
+    std::vector<Text> texts;
+    std::string content = contentOf(file);
+    std::string section;
+    for (std::size_t start = 0; start < content.size();) {
+        std::size_t end = content.find("\r\n", start);
+        EXPECT_NE(end, std::string::npos) << file << ": a line without its end";
+        end = std::min(end, content.size());
+        const std::string line = content.substr(start, end - start);
+        start = end + 2;
+        if (line.empty() || line[0] == ';') continue;
+        if (line[0] == '[') {
+            section = line.substr(1, line.size() - 2);
+            continue;
+        }
+        const std::size_t equals = line.find('=');
+        EXPECT_NE(equals, std::string::npos) << file << ": " << line;
+        if (equals == std::string::npos) continue;
+        texts.push_back({section, line.substr(0, equals), line.substr(equals + 1)});
+    }
+    return texts;
+}
+
+std::size_t count(const std::string& text, const std::string& part) {
+    std::size_t found = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++found;
+    return found;
+}
+
+/// The letter behind the "&", in lower case; 0 when there is none.
+char mnemonic(const std::string& text) {
+    const std::size_t at = text.find('&');
+    if (at == std::string::npos || at + 1 == text.size()) return 0;
+    const char letter = text[at + 1];
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+class Languages : public ::testing::TestWithParam<Language> {
+  protected:
+    const std::vector<Text> english = textsOf("Velmora.dat");
+    const std::vector<Text> texts = textsOf(GetParam().file);
+};
+
+TEST_P(Languages, HaveTheEnglishKeysInTheSameOrder) {
+    ASSERT_EQ(texts.size(), english.size());
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        EXPECT_EQ(texts[i].section, english[i].section);
+        EXPECT_EQ(texts[i].key, english[i].key);
+    }
+}
+
+TEST_P(Languages, HaveEveryKeyOnceInItsSection) {
+    std::set<std::string> seen;
+    for (const Text& text : texts) {
+        std::string id = text.section + "/" + text.key;
+        // Profile files know no case.
+        std::transform(id.begin(), id.end(), id.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        EXPECT_TRUE(seen.insert(id).second) << id;
+    }
+}
+
+TEST_P(Languages, HoldTextsThatAProfileFileKeeps) {
+    for (const Text& text : texts) {
+        SCOPED_TRACE(text.key);
+        ASSERT_FALSE(text.value.empty());
+        EXPECT_LE(text.value.size(), 1023u);
+        EXPECT_EQ(text.value.find_first_of("\"\t"), std::string::npos);
+        EXPECT_NE(text.value.front(), ' ');
+        EXPECT_NE(text.value.back(), ' ');
+        EXPECT_EQ(text.key, textKey(text.key));
+        EXPECT_EQ(text.key.find('='), std::string::npos);
+    }
+}
+
+TEST_P(Languages, KeepPlaceholdersAndLineEnds) {
+    for (std::size_t i = 0; i < texts.size() && i < english.size(); ++i) {
+        SCOPED_TRACE(texts[i].key);
+        for (const char* part : {"%1!d!", "%2!d!", "%", "!", "\\n"})
+            EXPECT_EQ(count(texts[i].value, part), count(english[i].value, part)) << part;
+        EXPECT_EQ(count(texts[i].value, "\\r") + count(texts[i].value, "\\t"), 0u);
+        EXPECT_EQ(count(unescapeText(texts[i].value), "\n"), count(english[i].value, "\\n"))
+            << "half of a character taken for a backslash";
+    }
+}
+
+TEST_P(Languages, HaveAMnemonicWhereEnglishHasOne) {
+    for (std::size_t i = 0; i < texts.size() && i < english.size(); ++i) {
+        EXPECT_EQ(count(texts[i].value, "&"), count(english[i].value, "&")) << texts[i].key;
+        const char letter = mnemonic(texts[i].value);
+        if (letter != 0) {
+            EXPECT_TRUE((letter >= 'a' && letter <= 'z') || (letter & 0x80) != 0) << texts[i].key;
+        }
+    }
+}
+
+TEST_P(Languages, HaveDistinctMnemonicsOnEveryPageAndInEveryMenu) {
+    // A menu's section holds the items of four popups.
+    const std::string menu = "PagePrinterGroupsMenu";
+    const std::vector<std::vector<std::string>> popups = {
+        {"New", "Cut", "Copy", "Paste", "Delete", "Rename"},
+        {"Group", "Printer"},
+        {"Cut", "Copy", "Paste", "Delete", "Rename", "Properties"},
+    };
+    std::map<std::string, std::multiset<char>> letters;
+    for (const Text& text : texts) {
+        const char letter = mnemonic(text.value);
+        if (letter == 0) continue;
+        if (text.section != menu) letters[text.section].insert(letter);
+        for (std::size_t i = 0; text.section == menu && i < popups.size(); ++i)
+            if (std::count(popups[i].begin(), popups[i].end(), text.key) != 0)
+                letters[menu + std::to_string(i)].insert(letter);
+    }
+    EXPECT_EQ(letters.size(), 5u + popups.size());
+    for (const auto& [page, used] : letters)
+        EXPECT_EQ(std::set<char>(used.begin(), used.end()).size(), used.size())
+            << page << ": " << std::string(used.begin(), used.end());
+}
+
+TEST_P(Languages, AreWrittenInTheirCodePage) {
+    const std::string content = contentOf(GetParam().file);
+    EXPECT_NE(content.substr(0, 2), "\xFF\xFE");
+    EXPECT_NE(content.substr(0, 3), "\xEF\xBB\xBF");
+    for (std::size_t i = 0; i < content.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(content[i]);
+        if (byte < 0x80) continue;
+        if (!GetParam().doubleByte) {
+            // Positions without a character in code page 1252, and its block of rare signs, which
+            // bytes of another encoding would fall into.
+            EXPECT_GE(byte, 0xA0) << "at " << i;
+            continue;
+        }
+        if (byte >= 0xA1 && byte <= 0xDF) continue;  // half-width katakana
+        ASSERT_LT(i + 1, content.size());
+        const auto trail = static_cast<unsigned char>(content[++i]);
+        EXPECT_TRUE((byte >= 0x81 && byte <= 0x9F) || (byte >= 0xE0 && byte <= 0xFC)) << i;
+        EXPECT_TRUE(trail >= 0x40 && trail <= 0xFC && trail != 0x7F) << i;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Delivered, Languages, ::testing::ValuesIn(kLanguages),
+                         [](const auto& info) {
+                             std::string name = info.param.file;
+                             std::replace(name.begin(), name.end(), '.', '_');
+                             return name;
+                         });
+
+TEST(DeliveredSettings, NameTheMonitorAndItsKeyAlikeInEveryLanguage) {
+    // The spooler knows the monitor by its name, and the ports are kept under the key: a change of
+    // language must not lose them.
+    for (const Language& language : kLanguages) {
+        std::map<std::string, std::string> names;
+        for (const Text& text : textsOf(language.file))
+            if (text.section == "Strings") names[text.key] = text.value;
+        EXPECT_EQ(names["Port Monitor Name"], "Velmora IPP Port") << language.file;
+        EXPECT_EQ(names["AppRegKey"], "Velmora") << language.file;
+    }
+}
+
+TEST(DeliveredSettings, EnglishDiffersFromTheBuiltInTextsInNamesAlone) {
+    std::set<std::string> changed;
+    for (const Text& text : textsOf("Velmora.dat"))
+        if (textKey(text.value) != text.key) changed.insert(text.section + ": " + text.value);
+    EXPECT_EQ(changed, (std::set<std::string>{"PageJobTemplate: Job Template", "PagePortMain: Port",
+                                              "PagePrinterGroups: New Group",
+                                              "PagePrinterGroups: Printer Groups",
+                                              "Strings: Velmora", "Strings: Velmora IPP Port"}));
+}
+
+}  // namespace
+}  // namespace velmora

@@ -1,0 +1,132 @@
+#include "ui/dialog_printer.h"
+
+#include "directory/printer_url.h"
+#include "ui/data_exchange.h"
+#include "ui/report_list.h"
+#include "ui/resources/resource_ids.h"
+
+namespace velmora {
+namespace {
+
+// The directory's store reads texts of up to 1,023 bytes; a longer one would be lost with the next
+// load, so none can be typed.
+constexpr WPARAM kLongestText = 1023;
+
+}  // namespace
+
+void PrinterDialog::onInit() {
+    for (const int id :
+         {IDC_PRINTER_NAME, IDC_PRINTER_URL, IDC_PRINTER_USER_NAME, IDC_PRINTER_PASSWORD})
+        SendMessageA(control(id), EM_LIMITTEXT, kLongestText, 0);
+    ModalDialog::onInit();
+    texts_.TranslateWindow(window());
+    applyAuthentication();
+}
+
+bool PrinterDialog::onCommand(int id, int code) {
+    if (id == IDC_PRINTER_AUTHENTICATION && code == BN_CLICKED) {
+        applyAuthentication();
+        return true;
+    }
+    return ModalDialog::onCommand(id, code);
+}
+
+void PrinterDialog::exchange(DataExchange& data) {
+    int authentication = form_.hasAuth ? BST_CHECKED : BST_UNCHECKED;
+    data.check(IDC_PRINTER_AUTHENTICATION, authentication);
+    form_.hasAuth = authentication != BST_UNCHECKED;
+    data.text(IDC_PRINTER_NAME, form_.name);
+    checkName(data);
+    data.text(IDC_PRINTER_URL, form_.uri);
+    checkUrl(data);
+    data.text(IDC_PRINTER_USER_NAME, form_.userName);
+    data.text(IDC_PRINTER_PASSWORD, form_.password);
+}
+
+void PrinterDialog::showForm(PrinterForm form) {
+    form_ = std::move(form);
+    showData();
+    applyAuthentication();
+}
+
+void PrinterDialog::applyAuthentication() const noexcept {
+    const bool needed = isChecked(IDC_PRINTER_AUTHENTICATION);
+    for (const int id : {IDC_PRINTER_USER_NAME, IDC_PRINTER_USER_NAME_LABEL, IDC_PRINTER_PASSWORD,
+                         IDC_PRINTER_PASSWORD_LABEL})
+        enable(id, needed);
+}
+
+void PrinterDialog::checkName(DataExchange& data) const {
+    if (!data.checking()) return;
+    switch (judgePrinterName(form_.name, takenNames_)) {
+        case PrinterNameVerdict::missing:
+            data.refuse(IDC_PRINTER_NAME, LoadMessage(IDS_PRINTER_NAME_MISSING));
+            break;
+        case PrinterNameVerdict::taken:
+            data.refuse(IDC_PRINTER_NAME, LoadMessage(IDS_PRINTER_NAME_USED));
+            break;
+        case PrinterNameVerdict::accepted:
+            break;
+    }
+}
+
+void PrinterDialog::checkUrl(DataExchange& data) const {
+    if (!data.checking()) return;
+    switch (judgePrinterUrl(form_.uri, &IsValidPrinterUrl)) {
+        case PrinterUrlVerdict::missing:
+            data.refuse(IDC_PRINTER_URL, LoadMessage(IDS_URL_MISSING));
+            break;
+        case PrinterUrlVerdict::invalid:
+            data.refuse(IDC_PRINTER_URL, LoadMessage(IDS_URL_INVALID), MessageIcon::Error);
+            break;
+        case PrinterUrlVerdict::accepted:
+            break;
+    }
+}
+
+CDialogNewPrinter::CDialogNewPrinter(std::vector<std::string> takenNames,
+                                     const CGroupsDB::PortPrinters& patterns)
+    : PrinterDialog(IDD_NEW_PRINTER, "DialogNewPrinter", {}, std::move(takenNames)),
+      patterns_(patterns) {}
+
+void CDialogNewPrinter::onInit() {
+    PrinterDialog::onInit();
+    const ReportList list(control(IDC_PRINTER_PATTERNS));
+    list.addStyle(LVS_EX_GRIDLINES | LVS_EX_HEADERDRAGDROP | LVS_EX_FULLROWSELECT);
+    list.addColumn(texts().Lookup("Name"), 100);
+    list.addColumn(texts().Lookup("URL"), 160);
+    for (const auto& [name, printer] : patterns_) {
+        const int row = list.addRow(printer->name, reinterpret_cast<LPARAM>(printer.get()));
+        list.setText(row, 1, printer->uri);
+    }
+}
+
+bool CDialogNewPrinter::onCommand(int id, int code) {
+    if (id == IDC_PRINTER_COPY_PATTERN && code == BN_CLICKED) {
+        copySelectedPattern();
+        return true;
+    }
+    return PrinterDialog::onCommand(id, code);
+}
+
+std::optional<LRESULT> CDialogNewPrinter::onNotify(NMHDR& header) {
+    if (header.idFrom == IDC_PRINTER_PATTERNS && header.code == static_cast<UINT>(NM_DBLCLK)) {
+        copySelectedPattern();
+        return 0;
+    }
+    return PrinterDialog::onNotify(header);
+}
+
+void CDialogNewPrinter::copySelectedPattern() {
+    const ReportList list(control(IDC_PRINTER_PATTERNS));
+    const int row = list.selectedRow();
+    if (row < 0) return;
+    showForm(formOf(*reinterpret_cast<const CGroupsDBPrinter*>(list.rowData(row))));
+}
+
+CDialogPrinterProperties::CDialogPrinterProperties(PrinterForm form,
+                                                   std::vector<std::string> takenNames)
+    : PrinterDialog(IDD_PRINTER_PROPERTIES, "DialogPrinterProperties", std::move(form),
+                    std::move(takenNames)) {}
+
+}  // namespace velmora

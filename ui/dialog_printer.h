@@ -1,0 +1,71 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "directory/groups_db.h"
+#include "ui/dialog.h"
+#include "ui/printer_form.h"
+#include "ui/text_table.h"
+
+namespace velmora {
+
+/// What the two dialogs that edit one printer of the directory have in common. They change nothing
+/// but their own form; the caller writes it into the directory.
+class PrinterDialog : public ModalDialog {
+  public:
+    /// After runModal has returned true: what the user entered, checked.
+    const PrinterForm& form() const noexcept { return form_; }
+
+  protected:
+    /// `section`: where the dialog's texts are looked up. `takenNames`: the other nodes of the
+    /// group that holds, or will hold, the printer.
+    PrinterDialog(int resource, const char* section, PrinterForm form,
+                  std::vector<std::string> takenNames)
+        : ModalDialog(resource),
+          texts_(section),
+          form_(std::move(form)),
+          takenNames_(std::move(takenNames)) {}
+
+    void onInit() override;
+    bool onCommand(int id, int code) override;
+    void exchange(DataExchange& data) override;
+
+    /// Shows other values, with the credentials enabled or not as they ask for.
+    void showForm(PrinterForm form);
+    const CTextTable& texts() const noexcept { return texts_; }
+
+  private:
+    void applyAuthentication() const noexcept;
+    void checkName(DataExchange& data) const;
+    void checkUrl(DataExchange& data) const;
+
+    CTextTable texts_;
+    PrinterForm form_;
+    std::vector<std::string> takenNames_;
+};
+
+/// Makes a printer; its values can be copied from the printer of a port.
+class CDialogNewPrinter : public PrinterDialog {
+  public:
+    /// `patterns`, which the list shows in their order, must outlive the dialog.
+    CDialogNewPrinter(std::vector<std::string> takenNames, const CGroupsDB::PortPrinters& patterns);
+
+  protected:
+    void onInit() override;
+    bool onCommand(int id, int code) override;
+    std::optional<LRESULT> onNotify(NMHDR& header) override;
+
+  private:
+    void copySelectedPattern();
+
+    const CGroupsDB::PortPrinters& patterns_;
+};
+
+/// Edits a printer that exists.
+class CDialogPrinterProperties : public PrinterDialog {
+  public:
+    CDialogPrinterProperties(PrinterForm form, std::vector<std::string> takenNames);
+};
+
+}  // namespace velmora

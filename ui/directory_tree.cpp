@@ -1,0 +1,88 @@
+#include "ui/directory_tree.h"
+
+#include <vector>
+
+#include "ui/group_tree_rules.h"
+#include "ui/tree_rows.h"
+
+namespace velmora {
+namespace {
+
+constexpr std::uint32_t kTopLevel = 0;
+
+}  // namespace
+
+void DirectoryTree::attach(HWND control) {
+    view_ = TreeView(control);
+    view_.setImages(icons_.list());
+}
+
+void DirectoryTree::fill() {
+    const TreeView::Quiet quiet(view_);
+    view_.clear();
+    items_.clear();
+    const std::vector<TreeRow> rows = treeRows(directory_);
+    std::vector<HTREEITEM> items;
+    items.reserve(rows.size());
+    for (const TreeRow& row : rows) {
+        const bool top = row.parentRow == TreeRow::kNoParent;
+        items.push_back(append(top ? nullptr : items[row.parentRow], *row.node));
+        // A damaged directory may have more than one record without a parent; the root is the one
+        // that stands for the whole.
+        if (top && row.node->id == kRootGroup) items_[kTopLevel] = items.back();
+    }
+    view_.select(nullptr);
+}
+
+void DirectoryTree::insert(std::uint32_t id, std::uint32_t parent) {
+    const HTREEITEM parentItem = item(parent);
+    if (parentItem == nullptr) return;
+    const TreeView::Quiet quiet(view_);
+    std::vector<HTREEITEM> items;
+    for (const TreeRow& row : treeRows(directory_, id, view_.depth(parentItem) + 1)) {
+        const bool top = row.parentRow == TreeRow::kNoParent;
+        items.push_back(append(top ? parentItem : items[row.parentRow], *row.node));
+    }
+}
+
+void DirectoryTree::erase(std::uint32_t id) {
+    const HTREEITEM gone = item(id);
+    if (gone == nullptr) return;
+    std::vector<HTREEITEM> pending{gone};
+    while (!pending.empty()) {
+        const HTREEITEM next = pending.back();
+        pending.pop_back();
+        items_.erase(view_.data(next));
+        for (HTREEITEM child = view_.firstChild(next); child != nullptr;
+             child = view_.nextSibling(child))
+            pending.push_back(child);
+    }
+    view_.erase(gone);
+}
+
+void DirectoryTree::refreshName(std::uint32_t id) const {
+    const CGroupsDBNode* node = directory_.FindNode(id);
+    if (node != nullptr && item(id) != nullptr) view_.setText(item(id), node->name);
+}
+
+HTREEITEM DirectoryTree::item(std::uint32_t id) const {
+    const auto found = items_.find(id);
+    return found == items_.end() ? nullptr : found->second;
+}
+
+CGroupsDBNode* DirectoryTree::node(HTREEITEM item) const {
+    return item == nullptr ? nullptr : directory_.FindNode(view_.data(item));
+}
+
+bool DirectoryTree::isTopLevel(HTREEITEM item) const {
+    return item != nullptr && item == this->item(kTopLevel);
+}
+
+HTREEITEM DirectoryTree::append(HTREEITEM parent, const CGroupsDBNode& node) {
+    const int image = node.type == NODE_PRINTER ? TreeIcons::kPrinter : TreeIcons::kGroup;
+    const HTREEITEM item = view_.append(parent, node.name, image, node.id);
+    items_[node.id] = item;
+    return item;
+}
+
+}  // namespace velmora

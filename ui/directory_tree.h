@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+
+#include "directory/groups_db.h"
+#include "ui/tree_icons.h"
+#include "ui/tree_view.h"
+
+namespace velmora {
+
+/// The printer directory in a tree view: which item shows which node. Reads the directory, never
+/// changes it; items are changed after the directory has been.
+class DirectoryTree {
+  public:
+    explicit DirectoryTree(const CGroupsDB& directory) noexcept : directory_(directory) {}
+
+    /// Takes a tree view, which must outlive the calls below, and gives it the pictures.
+    void attach(HWND control);
+    const TreeView& view() const noexcept { return view_; }
+
+    /// Shows the whole directory, with nothing selected.
+    void fill();
+    /// Shows a node with everything below it as the last child of the item of `parent`.
+    void insert(std::uint32_t id, std::uint32_t parent);
+    /// Takes an item away with everything below it.
+    void erase(std::uint32_t id);
+    /// Shows the node's present name.
+    void refreshName(std::uint32_t id) const;
+
+    /// Null when the node is not shown.
+    HTREEITEM item(std::uint32_t id) const;
+    /// The node of an item (null: no item); null also when the directory lacks it.
+    CGroupsDBNode* node(HTREEITEM item) const;
+    CGroupsDBNode* selectedNode() const { return node(view_.selected()); }
+    /// The item that stands for the whole directory.
+    bool isTopLevel(HTREEITEM item) const;
+
+  private:
+    HTREEITEM append(HTREEITEM parent, const CGroupsDBNode& node);
+
+    const CGroupsDB& directory_;
+    TreeView view_;
+    TreeIcons icons_;
+    /// By node; the key 0 is the top-level item once more.
+    std::map<std::uint32_t, HTREEITEM> items_;
+};
+
+}  // namespace velmora

@@ -1,0 +1,191 @@
+#include "ui/page_printer_groups.h"
+
+#include "platform/library.h"
+#include "ui/dialog_printer.h"
+#include "ui/group_tree_rules.h"
+#include "ui/resources/resource_ids.h"
+
+namespace velmora {
+namespace {
+
+constexpr const char* kSection = "PagePrinterGroups";
+
+HACCEL loadAccelerators() {
+    return LoadAcceleratorsA(currentModule(), MAKEINTRESOURCEA(IDR_GROUPS_ACCELERATORS));
+}
+
+}  // namespace
+
+CPagePrinterGroups::CPagePrinterGroups(CGroupsDB& directory)
+    : PropertyPage(IDD_PRINTER_GROUPS, CTextTable(kSection).Lookup(kSection)),
+      directory_(directory),
+      texts_(kSection),
+      tree_(directory),
+      keys_(loadAccelerators(), ID_GROUPS_PROPERTIES) {}
+
+void CPagePrinterGroups::onInit() {
+    PropertyPage::onInit();
+    texts_.TranslateWindow(window());
+    clipboard_.clear();
+    tree_.attach(control(IDC_GROUPS_TREE));
+    keys_.attach(control(IDC_GROUPS_TREE));
+    tree_.fill();
+}
+
+bool CPagePrinterGroups::onCommand(int id, int code) {
+    // Buttons tell of their focus as well, with other codes.
+    if (id >= IDC_GROUPS_NEW_GROUP && id <= IDC_GROUPS_PROPERTIES && code != BN_CLICKED)
+        return PropertyPage::onCommand(id, code);
+    switch (id) {
+        case IDC_GROUPS_NEW_GROUP:
+        case ID_GROUPS_NEW_GROUP:
+            newGroup();
+            return true;
+        case IDC_GROUPS_NEW_PRINTER:
+        case ID_GROUPS_NEW_PRINTER:
+            newPrinter();
+            return true;
+        case IDC_GROUPS_DELETE:
+        case ID_GROUPS_DELETE:
+            deleteNode();
+            return true;
+        case IDC_GROUPS_PROPERTIES:
+        case ID_GROUPS_PROPERTIES:
+            showProperties();
+            return true;
+        case ID_GROUPS_RENAME:
+            renameLabel();
+            return true;
+        case ID_GROUPS_CUT:
+            cut();
+            return true;
+        case ID_GROUPS_COPY:
+            copy();
+            return true;
+        case ID_GROUPS_PASTE:
+            paste();
+            return true;
+        default:
+            return PropertyPage::onCommand(id, code);
+    }
+}
+
+bool CPagePrinterGroups::onDeactivate() {
+    drag_.cancel();
+    // A label that is being edited counts as entered.
+    view().endEdit();
+    // The message about a refused label is on its way; the page must be there for it.
+    if (refusedLabel_) return false;
+    return PropertyPage::onDeactivate();
+}
+
+void CPagePrinterGroups::newGroup() {
+    const CGroupsDBNode* parent = tree_.selectedNode();
+    if (parent == nullptr || parent->type != NODE_GROUP) return;
+    const std::string pattern = texts_.Lookup(loadResourceText(IDS_NEW_GROUP_PATTERN));
+    const CGroupsDBGroup* group =
+        directory_.AddGroup(newGroupName(directory_, parent->id, pattern), parent->id);
+    tree_.insert(group->id, parent->id);
+    view().expand(tree_.item(parent->id));
+    const HTREEITEM item = tree_.item(group->id);
+    if (item == nullptr) return;  // deeper than the tree shows
+    view().select(item);
+    view().editLabel(item);
+}
+
+void CPagePrinterGroups::newPrinter() {
+    const CGroupsDBNode* parent = tree_.selectedNode();
+    if (parent == nullptr || parent->type != NODE_GROUP) return;
+    CDialogNewPrinter dialog(namesInGroup(directory_, parent->id), directory_.portPrinters());
+    dialog.useMessageBoxes(messageBoxes());
+    if (!dialog.runModal(window())) return;
+    const PrinterForm form = withUsedCredentials(dialog.form());
+    const CGroupsDBPrinter* printer = directory_.AddPrinter(
+        form.name, form.uri, form.hasAuth, form.userName, form.password, parent->id);
+    tree_.insert(printer->id, parent->id);
+    if (const HTREEITEM item = tree_.item(printer->id)) view().select(item);
+}
+
+void CPagePrinterGroups::showProperties() {
+    const HTREEITEM item = view().selected();
+    const CGroupsDBNode* node = tree_.node(item);
+    if (node == nullptr || tree_.isTopLevel(item)) return;
+    const CGroupsDBPrinter* printer = directory_.FindPrinter(node->id);
+    if (printer == nullptr) return;
+    CDialogPrinterProperties dialog(formOf(*printer),
+                                    namesInGroup(directory_, printer->parent, printer->id));
+    dialog.useMessageBoxes(messageBoxes());
+    if (!dialog.runModal(window())) return;
+    directory_.UpdatePrinter(recordOf(withUsedCredentials(dialog.form()), printer->id));
+    tree_.refreshName(printer->id);
+}
+
+void CPagePrinterGroups::deleteNode() {
+    const HTREEITEM item = view().selected();
+    const CGroupsDBNode* node = tree_.node(item);
+    if (node == nullptr || tree_.isTopLevel(item) || !canDelete(*node)) return;
+    const std::uint32_t id = node->id;
+    directory_.DeleteNode(id);
+    tree_.erase(id);
+    clipboard_.clear();
+}
+
+void CPagePrinterGroups::renameLabel() {
+    if (const HTREEITEM item = view().selected()) view().editLabel(item);
+}
+
+void CPagePrinterGroups::cut() {
+    if (const CGroupsDBNode* node = tree_.selectedNode()) clipboard_.cut(node->id);
+}
+
+void CPagePrinterGroups::copy() {
+    if (const CGroupsDBNode* node = tree_.selectedNode()) clipboard_.copy(node->id);
+}
+
+void CPagePrinterGroups::paste() {
+    const CGroupsDBNode* target = tree_.selectedNode();
+    if (target == nullptr) return;
+    const NodePlacement placement = planPaste(directory_, clipboard_, target->id);
+    if (placement.verdict != NodePlacement::Verdict::nothing) clipboard_.pasted();
+    place(placement);
+}
+
+bool CPagePrinterGroups::place(const NodePlacement& placement) {
+    switch (placement.verdict) {
+        case NodePlacement::Verdict::nothing:
+            return false;
+        case NodePlacement::Verdict::cannotCopy:
+            showMessage(LoadMessage(IDS_CANNOT_COPY));
+            return false;
+        case NodePlacement::Verdict::cannotMove:
+            showMessage(LoadMessage(IDS_CANNOT_MOVE));
+            return false;
+        case NodePlacement::Verdict::allowed:
+            break;
+    }
+    const TreeView::Quiet quiet(view());
+    for (const std::uint32_t id : carryOut(placement, directory_)) {
+        if (placement.move) tree_.erase(id);
+        tree_.insert(id, placement.target);
+    }
+    view().expand(tree_.item(placement.target));
+    return true;
+}
+
+void CPagePrinterGroups::applyButtons() {
+    const HTREEITEM item = view().selected();
+    if (item == nullptr) return;
+    const GroupsPageButtons buttons = groupsPageButtons(tree_.node(item));
+    enableButton(IDC_GROUPS_NEW_GROUP, buttons.newGroup);
+    enableButton(IDC_GROUPS_NEW_PRINTER, buttons.newPrinter);
+    enableButton(IDC_GROUPS_DELETE, buttons.remove);
+    enableButton(IDC_GROUPS_PROPERTIES, buttons.properties);
+}
+
+void CPagePrinterGroups::enableButton(int id, bool enabled) const {
+    // A disabled control that keeps the focus leaves the keyboard dead.
+    if (!enabled && GetFocus() == control(id)) focus(IDC_GROUPS_TREE);
+    enable(id, enabled);
+}
+
+}  // namespace velmora

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "directory/groups_db.h"
+#include "ui/directory_tree.h"
+#include "ui/node_clipboard.h"
+#include "ui/node_placement.h"
+#include "ui/property_page.h"
+#include "ui/text_table.h"
+#include "ui/tree_drag.h"
+#include "ui/tree_edit.h"
+#include "ui/tree_keys.h"
+
+namespace velmora {
+
+/// The page of both port sheets that edits the printer directory as a tree. Every edit is made in
+/// the directory at once; what keeps the directory is the caller's business.
+class CPagePrinterGroups : public PropertyPage, private DropRules {
+  public:
+    /// `directory` must outlive the page.
+    explicit CPagePrinterGroups(CGroupsDB& directory);
+
+  protected:
+    void onInit() override;
+    bool onCommand(int id, int code) override;
+    std::optional<LRESULT> onNotify(NMHDR& header) override;
+    std::optional<LRESULT> onMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
+    bool onDeactivate() override;
+
+  private:
+    // Commands; each acts on the selected item.
+    void newGroup();
+    void newPrinter();
+    void deleteNode();
+    void showProperties();
+    void renameLabel();
+    void cut();
+    void copy();
+    void paste();
+    /// True when `placement` was allowed and the tree shows its result.
+    bool place(const NodePlacement& placement);
+
+    void applyButtons();
+    void enableButton(int id, bool enabled) const;
+    void showMenu(HTREEITEM item, POINT screen);
+    std::optional<LRESULT> contextMenu(HWND source, LPARAM position);
+
+    // Notifications of the tree.
+    std::optional<LRESULT> treeNotify(NMHDR& header);
+    LRESULT beginLabelEdit(const NMTVDISPINFOA& info);
+    LRESULT endLabelEdit(const NMTVDISPINFOA& info);
+    void reopenRefusedLabel();
+    void keyDown(WORD key) const;
+    void beginDrag(const NMTREEVIEWA& info);
+
+    std::optional<LRESULT> dragMessage(UINT message, WPARAM wParam, LPARAM lParam);
+    bool takesDrop(HTREEITEM item, HTREEITEM target, bool copy) const override;
+    void drop(const TreeDrag::Drop& drop);
+    void endDrag();
+
+    const TreeView& view() const noexcept { return tree_.view(); }
+
+    CGroupsDB& directory_;
+    CTextTable texts_;
+    DirectoryTree tree_;
+    TreeKeys keys_;
+    CTreeEdit edit_;
+    TreeDrag drag_;
+    NodeClipboard clipboard_;
+    /// A label that was refused and waits for its message.
+    std::optional<std::uint32_t> refusedLabel_;
+};
+
+}  // namespace velmora
