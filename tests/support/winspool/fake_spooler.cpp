@@ -1,0 +1,36 @@
+#include "tests/support/winspool/fake_spooler.h"
+
+#include <sstream>
+#include <stdexcept>
+
+#include "platform/library.h"
+
+namespace velmora::testing {
+
+FakeSpooler::FakeSpooler() {
+    char program[MAX_PATH] = {};
+    GetModuleFileNameA(nullptr, program, MAX_PATH);
+    const std::string folder(program, std::string_view(program).rfind('\\') + 1);
+    // By its path the first time; later loads by name find the loaded one. Never freed, as the
+    // spooler's own functions never are.
+    const HMODULE library = LoadLibraryA((folder + "winspool_stand_in\\winspool.drv").c_str());
+    const auto standIn =
+        librarySymbol<SpoolerStandIn*(WINAPI*)()>(library, "VelmoraSpoolerStandIn");
+    if (standIn == nullptr) throw std::runtime_error("winspool stand-in does not load");
+    if (LoadLibraryA("WinSpool.drv") != library) {
+        throw std::runtime_error("another winspool.drv is loaded");
+    }
+    standIn_ = standIn();
+    *standIn_ = {};
+}
+
+std::vector<std::string> FakeSpooler::takeCalls() {
+    std::istringstream lines(standIn_->calls);
+    standIn_->calls[0] = '\0';
+    std::vector<std::string> calls;
+    for (std::string line; std::getline(lines, line);)
+        calls.push_back(line);
+    return calls;
+}
+
+}  // namespace velmora::testing

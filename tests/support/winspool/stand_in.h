@@ -1,0 +1,22 @@
+#pragma once
+
+#include <windows.h>
+
+namespace velmora::testing {
+
+/// Carries out an Xcv command in place of a spooler, as a monitor's XcvDataPort.
+using XcvRoute = DWORD(WINAPI*)(HANDLE xcv, const wchar_t* command, BYTE* input, DWORD inputSize,
+                                BYTE* output, DWORD outputSize, DWORD* needed);
+
+/// What the winspool.drv of ours and the test that uses it share. The library and the test have a
+/// C runtime each, so nothing here owns memory.
+struct SpoolerStandIn {
+    /// The calls in their order, a line each, e.g. "SetJobA 1001 77 0 null 6". Handles count up
+    /// from 1001.
+    char calls[16384];
+    BOOL openPrinterFails;
+    BOOL setJobFails;
+    XcvRoute xcvRoute;  ///< null: XcvDataW fails
+};
+
+}  // namespace velmora::testing
