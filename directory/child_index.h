@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <span>
-#include <utility>
 #include <vector>
 
 #include "directory/groups_db.h"
@@ -18,7 +17,9 @@ class ChildIndex {
         entries_.reserve(nodes.size());
         for (const auto& [id, node] : nodes)
             entries_.push_back({node->parent, id, node.get()});
-        std::ranges::sort(entries_, {}, [](const Entry& e) { return std::pair(e.parent, e.id); });
+        std::ranges::sort(entries_, {}, [](const Entry& entry) {
+            return std::uint64_t{entry.parent} << 32 | entry.id;
+        });
     }
 
     struct Entry {
@@ -28,8 +29,10 @@ class ChildIndex {
     };
 
     std::span<const Entry> childrenOf(std::uint32_t parent) const {
-        const auto found = std::ranges::equal_range(entries_, parent, {}, &Entry::parent);
-        return {found.begin(), found.end()};
+        const auto first = std::ranges::lower_bound(entries_, parent, {}, &Entry::parent);
+        const auto last = std::find_if_not(
+            first, entries_.end(), [parent](const Entry& entry) { return entry.parent == parent; });
+        return {first, last};
     }
 
   private:

@@ -104,7 +104,11 @@ void CGroupsDB::GetGroups(std::vector<CGroupsDBGroup*>& list) const {
 
 void CGroupsDB::CollectPrinters(std::uint32_t group, std::vector<CGroupsDBPrinter*>& list) const {
     if (FindGroup(group) == nullptr) return;
-    const std::vector<CGroupsDBPrinter*> found = printersBelow(ChildIndex(nodes_), group);
+    std::vector<CGroupsDBPrinter*> found = printersBelow(ChildIndex(nodes_), group);
+    if (list.empty()) {
+        list = std::move(found);
+        return;
+    }
     std::unordered_set<CGroupsDBPrinter*> missing(found.begin(), found.end());
     for (CGroupsDBPrinter* const listed : list)
         missing.erase(listed);
