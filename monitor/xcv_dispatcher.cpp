@@ -1,9 +1,132 @@
 #include "monitor/xcv_dispatcher.h"
 
-namespace velmora {
+#include <cstring>
 
-DWORD WINAPI xcvDataPort(HANDLE, const wchar_t*, BYTE*, DWORD, BYTE*, DWORD, DWORD*) {
+#include "monitor/directory_store.h"
+#include "monitor/entry_guard.h"
+#include "monitor/port_config.h"
+#include "monitor/process_port_list.h"
+#include "platform/readable_memory.h"
+#include "platform/text.h"
+
+namespace velmora {
+namespace {
+
+struct XcvCall {
+    const void* input;
+    void* output;
+    DWORD outputSize;
+    DWORD* needed;  ///< may be null
+};
+
+/// Reports the size that an answer of `size` bytes needs.
+DWORD tooSmall(const XcvCall& call, std::size_t size) {
+    if (call.needed != nullptr) *call.needed = static_cast<DWORD>(size);
+    return ERROR_INSUFFICIENT_BUFFER;
+}
+
+bool fits(const XcvCall& call, std::size_t size) {
+    return call.output != nullptr && size <= call.outputSize;
+}
+
+// Inputs are read up to their own end, never by the size that came with them, and never past the
+// memory that can be read. One that has no end there is refused, and nothing is changed.
+
+std::optional<std::string> wideInput(const XcvCall& call) {
+    const auto text = readableText(static_cast<const wchar_t*>(call.input));
+    if (!text) return std::nullopt;
+    return toAnsi(*text);
+}
+
+DWORD monitorUi(const XcvCall& call) {
+    constexpr wchar_t kUiLibrary[] = L"Velmora.dll";
+    // Unlike the other answers this one tells its size every time.
+    if (call.needed != nullptr) *call.needed = sizeof kUiLibrary;
+    if (!fits(call, sizeof kUiLibrary)) return ERROR_INSUFFICIENT_BUFFER;
+    std::memcpy(call.output, kUiLibrary, sizeof kUiLibrary);
+    return ERROR_SUCCESS;
+}
+
+DWORD addPort(const XcvCall& call) {
+    auto name = wideInput(call);
+    if (!name) return ERROR_INVALID_PARAMETER;
+    if (portList() == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
+    PortConfig config;
+    config.name = std::move(*name);
+    portList()->add(std::move(config));
+    return ERROR_SUCCESS;
+}
+
+DWORD deletePort(const XcvCall& call) {
+    const auto name = wideInput(call);
+    if (!name) return ERROR_INVALID_PARAMETER;
+    if (Port* port = portList() == nullptr ? nullptr : portList()->find(*name))
+        portList()->remove(*port);
+    return ERROR_SUCCESS;
+}
+
+DWORD getConfigInfo(const XcvCall& call) {
+    const auto name = readableText(static_cast<const char*>(call.input));
+    Port* const port = name && portList() != nullptr ? portList()->find(*name) : nullptr;
+    if (port == nullptr) return ERROR_INVALID_PARAMETER;
+    const PackedPortConfig record = pack(*port->config());
+    if (!fits(call, record.size())) return tooSmall(call, record.size());
+    std::memcpy(call.output, record.data(), record.size());
+    return ERROR_SUCCESS;
+}
+
+DWORD configPort(const XcvCall& call) {
+    auto config = unpack(readableMemory(call.input));
+    Port* const port = config && portList() != nullptr ? portList()->find(config->name) : nullptr;
+    if (port == nullptr) return ERROR_INVALID_PARAMETER;
+    portList()->update(*port, std::move(*config));
+    return ERROR_SUCCESS;
+}
+
+DWORD getGroupsDb(const XcvCall& call) {
+    RegistryGroupsStore store = directoryStore();
+    const CGroupsDB directory(store);
+    const std::size_t size = directory.GetSize();
+    if (!fits(call, size)) return tooSmall(call, size);
+    directory.Serialize(static_cast<std::byte*>(call.output));
+    return ERROR_SUCCESS;
+}
+
+DWORD setGroupsDb(const XcvCall& call) {
+    RegistryGroupsStore store = directoryStore();
+    CGroupsDB directory(store);
+    if (!directory.Deserialize(readableMemory(call.input))) return ERROR_INVALID_PARAMETER;
+    directory.Save();
+    return ERROR_SUCCESS;
+}
+
+struct Command {
+    const char* name;
+    DWORD (*run)(const XcvCall&);
+};
+
+constexpr Command kCommands[] = {
+    {"MonitorUI", monitorUi},         {"AddPort", addPort},       {"DeletePort", deletePort},
+    {"GetConfigInfo", getConfigInfo}, {"ConfigPort", configPort}, {"GetGroupsDB", getGroupsDb},
+    {"SetGroupsDB", setGroupsDb},
+};
+
+DWORD dispatch(const wchar_t* name, const XcvCall& call) {
+    const auto readable = readableText(name);
+    if (!readable) return ERROR_INVALID_PARAMETER;
+    const std::string ansi = toAnsi(*readable);
+    for (const Command& command : kCommands)
+        if (ansi == command.name) return command.run(call);
     return ERROR_INVALID_PARAMETER;
+}
+
+}  // namespace
+
+DWORD WINAPI xcvDataPort(HANDLE, const wchar_t* command, BYTE* input, DWORD, BYTE* output,
+                         DWORD outputSize, DWORD* needed) {
+    return guardedEntry<DWORD>(ERROR_NOT_ENOUGH_MEMORY, [&] {
+        return dispatch(command, {input, output, outputSize, needed});
+    });
 }
 
 }  // namespace velmora
