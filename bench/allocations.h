@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+
+namespace velmora::bench {
+
+/// What malloc, calloc and realloc were asked for since the program started, by all of its
+/// libraries. Linking allocations.cpp puts counting functions in the C library's place.
+struct Allocations {
+    std::size_t count = 0;
+    std::size_t bytes = 0;
+};
+
+Allocations allocations() noexcept;
+
+}  // namespace velmora::bench
