@@ -12,7 +12,7 @@
 namespace velmora::bench {
 namespace {
 
-constexpr const char* kUrl = "ipp://localhost:631/printers/raw";
+constexpr const char* kUrl = "ipp://localhost:631/queue1";
 constexpr const char* kUser = "user";
 constexpr const char* kDocument = "Document";
 
@@ -22,7 +22,7 @@ std::int32_t number(std::uint32_t value) {
     return static_cast<std::int32_t>(value);
 }
 
-UniqueIppMessage buildOurs() {
+UniqueIppMessage buildOurs(int jobs) {
     UniqueIppMessage message = newIppRequest({1, 0}, IppOperation::printJob, 1);
     const auto operation = [&](UniqueIppAttribute attribute) {
         addIppAttribute(*message, IppGroup::operation, 0, std::move(attribute));
@@ -36,26 +36,28 @@ UniqueIppMessage buildOurs() {
     operation(newNameAttribute(ippName("job-name"), kDocument));
     operation(newNameAttribute(ippName("document-name"), kDocument));
     operation(newBooleanAttribute(ippName("ipp-attribute-fidelity"), t.ippAttributeFidelity != 0));
-    job(newIntegerAttribute(ippName("job-priority"), number(t.jobPriority)));
-    job(newKeywordAttribute(ippName("job-hold-until"), t.jobHoldUntil.c_str()));
-    job(newKeywordAttribute(ippName("job-sheets"), t.jobSheets.c_str()));
-    job(newKeywordAttribute(ippName("multiple-document-handling"),
-                            t.multipleDocumentHandling.c_str()));
-    job(newIntegerAttribute(ippName("copies"), number(t.copies)));
-    job(newEnumAttribute(ippName("finishings"), number(t.finishings)));
-    job(newKeywordAttribute(ippName("sides"), t.sides.c_str()));
-    job(newIntegerAttribute(ippName("number-up"), number(t.numberUp)));
-    job(newEnumAttribute(ippName("orientation-requested"), number(t.orientationRequested)));
-    job(newKeywordAttribute(ippName("media"), t.media.c_str()));
-    job(newResolutionAttribute(
-        ippName("printer-resolution"),
-        {t.printerResolution.crossFeed, t.printerResolution.feed, t.printerResolution.units}));
-    job(newEnumAttribute(ippName("print-quality"), number(t.printQuality)));
-    job(newRangeAttribute(ippName("page-ranges"), std::array{IppRange{1, 3}}));
+    for (int i = 0; i < jobs; ++i) {
+        job(newIntegerAttribute(ippName("job-priority"), number(t.jobPriority)));
+        job(newKeywordAttribute(ippName("job-hold-until"), t.jobHoldUntil.c_str()));
+        job(newKeywordAttribute(ippName("job-sheets"), t.jobSheets.c_str()));
+        job(newKeywordAttribute(ippName("multiple-document-handling"),
+                                t.multipleDocumentHandling.c_str()));
+        job(newIntegerAttribute(ippName("copies"), number(t.copies)));
+        job(newEnumAttribute(ippName("finishings"), number(t.finishings)));
+        job(newKeywordAttribute(ippName("sides"), t.sides.c_str()));
+        job(newIntegerAttribute(ippName("number-up"), number(t.numberUp)));
+        job(newEnumAttribute(ippName("orientation-requested"), number(t.orientationRequested)));
+        job(newKeywordAttribute(ippName("media"), t.media.c_str()));
+        job(newResolutionAttribute(
+            ippName("printer-resolution"),
+            {t.printerResolution.crossFeed, t.printerResolution.feed, t.printerResolution.units}));
+        job(newEnumAttribute(ippName("print-quality"), number(t.printQuality)));
+        job(newRangeAttribute(ippName("page-ranges"), std::array{IppRange{1, 3}}));
+    }
     return message;
 }
 
-ipp_t* buildPeers() {
+ipp_t* buildPeers(int jobs) {
     ipp_t* const m = ippNew();
     ippSetVersion(m, 1, 0);
     ippSetOperation(m, IPP_OP_PRINT_JOB);
@@ -78,20 +80,22 @@ ipp_t* buildPeers() {
     text(IPP_TAG_OPERATION, IPP_TAG_NAME, "document-name", kDocument);
     ippAddBoolean(m, IPP_TAG_OPERATION, "ipp-attribute-fidelity",
                   static_cast<char>(t.ippAttributeFidelity));
-    integer(IPP_TAG_INTEGER, "job-priority", t.jobPriority);
-    keyword("job-hold-until", t.jobHoldUntil);
-    keyword("job-sheets", t.jobSheets);
-    keyword("multiple-document-handling", t.multipleDocumentHandling);
-    integer(IPP_TAG_INTEGER, "copies", t.copies);
-    integer(IPP_TAG_ENUM, "finishings", t.finishings);
-    keyword("sides", t.sides);
-    integer(IPP_TAG_INTEGER, "number-up", t.numberUp);
-    integer(IPP_TAG_ENUM, "orientation-requested", t.orientationRequested);
-    keyword("media", t.media);
-    ippAddResolution(m, IPP_TAG_JOB, "printer-resolution", IPP_RES_PER_INCH,
-                     number(t.printerResolution.crossFeed), number(t.printerResolution.feed));
-    integer(IPP_TAG_ENUM, "print-quality", t.printQuality);
-    ippAddRange(m, IPP_TAG_JOB, "page-ranges", 1, 3);
+    for (int i = 0; i < jobs; ++i) {
+        integer(IPP_TAG_INTEGER, "job-priority", t.jobPriority);
+        keyword("job-hold-until", t.jobHoldUntil);
+        keyword("job-sheets", t.jobSheets);
+        keyword("multiple-document-handling", t.multipleDocumentHandling);
+        integer(IPP_TAG_INTEGER, "copies", t.copies);
+        integer(IPP_TAG_ENUM, "finishings", t.finishings);
+        keyword("sides", t.sides);
+        integer(IPP_TAG_INTEGER, "number-up", t.numberUp);
+        integer(IPP_TAG_ENUM, "orientation-requested", t.orientationRequested);
+        keyword("media", t.media);
+        ippAddResolution(m, IPP_TAG_JOB, "printer-resolution", IPP_RES_PER_INCH,
+                         number(t.printerResolution.crossFeed), number(t.printerResolution.feed));
+        integer(IPP_TAG_ENUM, "print-quality", t.printQuality);
+        ippAddRange(m, IPP_TAG_JOB, "page-ranges", 1, 3);
+    }
     return m;
 }
 
@@ -108,9 +112,14 @@ ssize_t store(void* context, ipp_uchar_t* bytes, std::size_t size) {
 }
 
 UniqueIppAttribute printerAttribute(int i) {
-    static constexpr std::array kMedia = {"A4", "A3", "iso_a4_210x297mm", "na_letter_8.5x11in"};
-    static constexpr std::array<std::int32_t, 12> kOperations = {2,  4,  5,  6,  8,  9,
-                                                                 10, 11, 16, 17, 18, 60};
+    static constexpr std::array kMedia = {"A4",
+                                          "iso_a4_210x297mm",
+                                          "iso_a3_297x420mm",
+                                          "na_letter_8.5x11in",
+                                          "na_legal_8.5x14in",
+                                          "jis_b4_257x364mm"};
+    static constexpr std::array<std::int32_t, 16> kOperations = {2,  4,  5,  6,  8,  9,  10, 11,
+                                                                 12, 13, 14, 16, 17, 18, 59, 60};
     // Every known name in turn, and some that only this printer knows.
     const int index = i % (static_cast<int>(IppAttributeNames::kCount) + 10);
     const bool known = index < static_cast<int>(IppAttributeNames::kCount);
@@ -122,29 +131,34 @@ UniqueIppAttribute printerAttribute(int i) {
         case 1:
             return newEnumAttribute(index, kOperations);
         case 2:
-            return newUriAttribute(index, "ipp://printer.example:631/printers/third-floor/laser");
+            return newUriAttribute(
+                index,
+                "ipp://printer.example:631/printers/third-floor/second-door/in-the-corner/laser");
         case 3:
-            return newNameAttribute(index, "A laser printer, third floor, behind the second door");
+            return newNameAttribute(
+                index, "A laser printer, third floor, behind the second door, takes A3 and A4");
         case 4:
             return newResolutionAttribute(
-                index, std::array{IppResolution{300, 300, 3}, IppResolution{600, 600, 3}});
+                index, std::array{IppResolution{300, 300, 3}, IppResolution{600, 600, 3},
+                                  IppResolution{1200, 600, 3}, IppResolution{1200, 1200, 3}});
         default:
-            return newRangeAttribute(index, std::array{IppRange{1, 99}, IppRange{1, 2147483647}});
+            return newRangeAttribute(
+                index, std::array{IppRange{1, 99}, IppRange{-1, 0}, IppRange{1, 2147483647}});
     }
 }
 
 }  // namespace
 
-std::size_t writeOurs(std::uint8_t* area) {
-    const UniqueIppMessage message = buildOurs();
+std::size_t writeOurs(std::uint8_t* area, int jobs) {
+    const UniqueIppMessage message = buildOurs(jobs);
     UniqueIppBlockBuffer buffer;
     if (encodeIppMessage(*message, false, buffer) != 0) return 0;
     buffer->flatten(area);
     return buffer->size();
 }
 
-std::size_t writePeers(std::uint8_t* area) {
-    ipp_t* const message = buildPeers();
+std::size_t writePeers(std::uint8_t* area, int jobs) {
+    ipp_t* const message = buildPeers(jobs);
     Sink sink{area};
     ippWriteIO(&sink, store, 1, nullptr, message);
     ippDelete(message);
@@ -153,7 +167,7 @@ std::size_t writePeers(std::uint8_t* area) {
 
 std::vector<std::uint8_t> printJobAsAnswer() {
     std::vector<std::uint8_t> bytes(4096);
-    bytes.resize(writeOurs(bytes.data()));
+    bytes.resize(writeOurs(bytes.data(), 1));
     bytes[3] = 0;
     return bytes;
 }

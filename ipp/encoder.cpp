@@ -12,81 +12,83 @@ constexpr std::size_t kLongestField = 0xFFFF;
 /// The longest value of a kind without text (dateTime).
 constexpr std::size_t kLongestFixedValue = 11;
 
-/// One value as it goes out: its tag, the fixed octets of its field, then up to two texts, each
-/// after its own length when there are two.
+/// A value's field apart from its octets.
 struct Field {
-    std::uint8_t tag = 0;
-    std::uint8_t fixedSize = 0;
-    bool lengthBeforeEachText = false;
-    std::uint8_t fixed[kLongestFixedValue];
-    std::string_view language = "";
-    std::string_view text = "";
-
-    std::size_t size() const noexcept {
-        return fixedSize + language.size() + text.size() + (lengthBeforeEachText ? 4 : 0);
-    }
+    std::uint8_t tag;
+    IppValueLayout layout;
+    std::size_t size;
 };
 
-std::size_t putFixed(const IppValue& value, IppValueLayout layout, std::uint8_t* out) noexcept {
+/// The length of the field, whatever it is.
+std::size_t fieldSize(const IppValue& value, IppValueLayout layout) noexcept {
     switch (layout) {
+        case IppValueLayout::nothing:
+            return 0;
         case IppValueLayout::number:
-            storeBig32(out, static_cast<std::uint32_t>(value.number));
             return 4;
         case IppValueLayout::boolean:
-            out[0] = value.number != 0 ? 0x01 : 0x00;
             return 1;
         case IppValueLayout::range:
-            storeBig32(out, static_cast<std::uint32_t>(value.range.lower));
-            storeBig32(out + 4, static_cast<std::uint32_t>(value.range.upper));
             return 8;
         case IppValueLayout::resolution:
-            storeBig32(out, value.resolution.crossFeed);
-            storeBig32(out + 4, value.resolution.feed);
-            out[8] = value.resolution.units;
             return 9;
-        case IppValueLayout::dateTime: {
-            const IppDateTime& time = value.dateTime;
-            storeBig16(out, time.year);
-            const std::uint8_t rest[] = {time.month,
-                                         time.day,
-                                         time.hour,
-                                         time.minutes,
-                                         time.seconds,
-                                         time.deciSeconds,
-                                         static_cast<std::uint8_t>(time.directionFromUtc),
-                                         time.hoursFromUtc,
-                                         time.minutesFromUtc};
-            std::memcpy(out + 2, rest, sizeof rest);
-            return 2 + sizeof rest;
-        }
-        default:
-            return 0;
+        case IppValueLayout::dateTime:
+            return 11;
+        case IppValueLayout::languageText:
+            return std::strlen(value.languageText.language) + std::strlen(value.languageText.text) +
+                   4;
+        case IppValueLayout::text:
+            return value.text.length;
+        case IppValueLayout::raw:
+            return value.raw.length;
     }
+    return 0;
 }
 
-/// False for a value of no kind.
-bool describe(const IppValue& value, Field& field) noexcept {
-    const IppKindRow* const row = ippRowOfKind(value.kind);
-    if (row == nullptr) return false;
-    field.tag = row->tag;
-    switch (row->layout) {
-        case IppValueLayout::text:
-            field.text = value.text.view();
-            break;
-        case IppValueLayout::raw:
-            field.tag = value.raw.tag;
-            field.text = {value.raw.bytes, value.raw.length};
-            break;
-        case IppValueLayout::languageText:
-            field.language = value.languageText.language;
-            field.text = value.languageText.text;
-            field.lengthBeforeEachText = true;
-            break;
+std::uint8_t* put16(std::uint8_t* out, std::size_t number) noexcept {
+    storeBig16(out, static_cast<std::uint16_t>(number));
+    return out + 2;
+}
+
+std::uint8_t* put32(std::uint8_t* out, std::uint32_t number) noexcept {
+    storeBig32(out, number);
+    return out + 4;
+}
+
+std::uint8_t* put(std::uint8_t* out, std::string_view text) noexcept {
+    std::memcpy(out, text.data(), text.size());
+    return out + text.size();
+}
+
+/// The field of a kind without text; the position after it.
+std::uint8_t* putFixed(std::uint8_t* out, const IppValue& value, IppValueLayout layout) noexcept {
+    switch (layout) {
+        case IppValueLayout::number:
+            return put32(out, static_cast<std::uint32_t>(value.number));
+        case IppValueLayout::boolean:
+            *out = value.number != 0 ? 0x01 : 0x00;
+            return out + 1;
+        case IppValueLayout::range:
+            out = put32(out, static_cast<std::uint32_t>(value.range.lower));
+            return put32(out, static_cast<std::uint32_t>(value.range.upper));
+        case IppValueLayout::resolution:
+            out = put32(put32(out, value.resolution.crossFeed), value.resolution.feed);
+            *out = value.resolution.units;
+            return out + 1;
+        case IppValueLayout::dateTime: {
+            const IppDateTime& time = value.dateTime;
+            out = put16(out, time.year);
+            for (const std::uint8_t octet :
+                 {time.month, time.day, time.hour, time.minutes, time.seconds, time.deciSeconds,
+                  static_cast<std::uint8_t>(time.directionFromUtc), time.hoursFromUtc,
+                  time.minutesFromUtc}) {
+                *out++ = octet;
+            }
+            return out;
+        }
         default:
-            field.fixedSize = static_cast<std::uint8_t>(putFixed(value, row->layout, field.fixed));
-            break;
+            return out;
     }
-    return true;
 }
 
 class Writer {
@@ -98,8 +100,9 @@ class Writer {
   private:
     bool group(const IppMessage& message, IppGroup group) noexcept;
     bool attribute(const IppAttribute& attribute) noexcept;
-    bool value(std::string_view name, const Field& field) noexcept;
-    bool valueInPieces(std::string_view name, const Field& field) noexcept;
+    bool value(std::string_view name, const IppValue& value) noexcept;
+    bool field(std::string_view name, const IppValue& value, const Field& field) noexcept;
+    bool fieldInPieces(std::string_view name, const IppValue& value, const Field& field) noexcept;
 
     bool big16(std::size_t number) noexcept {
         std::uint8_t bytes[2];
@@ -112,64 +115,79 @@ class Writer {
     IppBlockBuffer& out_;
 };
 
-std::uint8_t* put(std::uint8_t* out, std::string_view text) noexcept {
-    std::memcpy(out, text.data(), text.size());
-    return out + text.size();
-}
-
-std::uint8_t* put16(std::uint8_t* out, std::size_t number) noexcept {
-    storeBig16(out, static_cast<std::uint16_t>(number));
-    return out + 2;
-}
-
-bool Writer::value(std::string_view name, const Field& field) noexcept {
-    const std::size_t size = field.size();
-    if (size > kLongestField || name.size() > kLongestField) return false;
-    // The usual case in place; `fixed` is copied whole, being short and of a known size.
-    if (out_.room() < 5 + name.size() + size + kLongestFixedValue) {
-        return valueInPieces(name, field);
-    }
+/// Writes in place what the current block has room for, as nearly always.
+bool Writer::field(std::string_view name, const IppValue& value, const Field& field) noexcept {
+    if (field.size > kLongestField || name.size() > kLongestField) return false;
+    if (out_.room() < 5 + name.size() + field.size) return fieldInPieces(name, value, field);
     std::uint8_t* out = out_.position();
     *out++ = field.tag;
     out = put(put16(out, name.size()), name);
-    out = put16(out, size);
-    if (field.fixedSize != 0) {
-        std::memcpy(out, field.fixed, kLongestFixedValue);
-        out += field.fixedSize;
-    } else if (field.lengthBeforeEachText) {
-        out = put(put16(out, field.language.size()), field.language);
-        out = put(put16(out, field.text.size()), field.text);
-    } else {
-        out = put(out, field.text);
+    out = put16(out, field.size);
+    switch (field.layout) {
+        case IppValueLayout::text:
+            out = put(out, value.text.view());
+            break;
+        case IppValueLayout::raw:
+            out = put(out, {value.raw.bytes, value.raw.length});
+            break;
+        case IppValueLayout::languageText:
+            for (const std::string_view part : {std::string_view(value.languageText.language),
+                                                std::string_view(value.languageText.text)}) {
+                out = put(put16(out, part.size()), part);
+            }
+            break;
+        default:
+            out = putFixed(out, value, field.layout);
+            break;
     }
     out_.advance(out);
     return true;
 }
 
-bool Writer::valueInPieces(std::string_view name, const Field& field) noexcept {
-    if (!octet(field.tag) || !big16(name.size()) || !text(name) || !big16(field.size())) {
-        return false;
+/// The same bytes across the end of the block.
+bool Writer::fieldInPieces(std::string_view name, const IppValue& value,
+                           const Field& field) noexcept {
+    if (!octet(field.tag) || !big16(name.size()) || !text(name) || !big16(field.size)) return false;
+    switch (field.layout) {
+        case IppValueLayout::text:
+            return text(value.text.view());
+        case IppValueLayout::raw:
+            return text({value.raw.bytes, value.raw.length});
+        case IppValueLayout::languageText: {
+            const std::string_view language = value.languageText.language;
+            const std::string_view words = value.languageText.text;
+            return big16(language.size()) && text(language) && big16(words.size()) && text(words);
+        }
+        default: {
+            std::uint8_t octets[kLongestFixedValue];
+            const std::uint8_t* const end = putFixed(octets, value, field.layout);
+            return out_.append(octets, static_cast<std::size_t>(end - octets));
+        }
     }
-    if (!field.lengthBeforeEachText) {
-        return out_.append(field.fixed, field.fixedSize) && text(field.text);
-    }
-    return big16(field.language.size()) && text(field.language) && big16(field.text.size()) &&
-           text(field.text);
+}
+
+bool Writer::value(std::string_view name, const IppValue& value) noexcept {
+    const IppKindRow* const row = ippRowOfKind(value.kind);
+    if (row == nullptr) return false;
+    const bool raw = row->layout == IppValueLayout::raw;
+    return field(name, value,
+                 {raw ? value.raw.tag : row->tag, row->layout, fieldSize(value, row->layout)});
 }
 
 bool Writer::attribute(const IppAttribute& attribute) noexcept {
     const IppValue* next = attribute.firstValue;
     if (next == nullptr) return true;
-    Field field;
     std::string_view name = "";
     if (attribute.nameIndex == -1) {
-        if (!describe(*next, field) || field.fixedSize != 0 || field.text.empty()) return false;
-        name = field.text;
+        const IppKindRow* const row = ippRowOfKind(next->kind);
+        if (row == nullptr || row->layout != IppValueLayout::text) return false;
+        name = next->text.view();
+        if (name.empty()) return false;
         if (next->next == nullptr) {
             // A name alone is sent as an unsupported attribute that carries its name as value
             // too. Printers have always been sent it so.
-            field.tag = ippRowOfKind(IppValueKind::unsupported)->tag;
-            return value(name, field);
+            const std::uint8_t tag = ippRowOfKind(IppValueKind::unsupported)->tag;
+            return field(name, *next, {tag, IppValueLayout::text, name.size()});
         }
         next = next->next;
     } else {
@@ -180,8 +198,7 @@ bool Writer::attribute(const IppAttribute& attribute) noexcept {
         name = IppAttributeNames::all()[static_cast<std::size_t>(attribute.nameIndex)];
     }
     for (; next != nullptr; next = next->next) {
-        Field current;
-        if (!describe(*next, current) || !value(name, current)) return false;
+        if (!value(name, *next)) return false;
         name = "";
     }
     return true;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 
 #include "ipp/values.h"
@@ -37,13 +40,46 @@ struct IppKindRow {
     bool readByDefault;
 };
 
+// Row 0 to 2: the out-of-band kinds; row n from 3: the kind of bit n - 1.
+inline constexpr std::array kIppKinds = {
+    IppKindRow{IppValueKind::unsupported, 0x10, IppValueLayout::nothing, true},
+    IppKindRow{IppValueKind::unknown, 0x12, IppValueLayout::nothing, false},
+    IppKindRow{IppValueKind::noValue, 0x13, IppValueLayout::nothing, false},
+    IppKindRow{IppValueKind::integer, 0x21, IppValueLayout::number, true},
+    IppKindRow{IppValueKind::boolean, 0x22, IppValueLayout::boolean, true},
+    IppKindRow{IppValueKind::enumeration, 0x23, IppValueLayout::number, true},
+    IppKindRow{IppValueKind::octetString, 0x30, IppValueLayout::text, true},
+    IppKindRow{IppValueKind::dateTime, 0x31, IppValueLayout::dateTime, true},
+    IppKindRow{IppValueKind::resolution, 0x32, IppValueLayout::resolution, true},
+    IppKindRow{IppValueKind::rangeOfInteger, 0x33, IppValueLayout::range, true},
+    IppKindRow{IppValueKind::textWithLanguage, 0x35, IppValueLayout::languageText, true},
+    IppKindRow{IppValueKind::nameWithLanguage, 0x36, IppValueLayout::languageText, true},
+    IppKindRow{IppValueKind::textWithoutLanguage, 0x41, IppValueLayout::text, true},
+    IppKindRow{IppValueKind::nameWithoutLanguage, 0x42, IppValueLayout::text, true},
+    IppKindRow{IppValueKind::keyword, 0x44, IppValueLayout::text, true},
+    IppKindRow{IppValueKind::uri, 0x45, IppValueLayout::text, true},
+    IppKindRow{IppValueKind::uriScheme, 0x46, IppValueLayout::text, true},
+    IppKindRow{IppValueKind::charset, 0x47, IppValueLayout::text, true},
+    IppKindRow{IppValueKind::naturalLanguage, 0x48, IppValueLayout::text, true},
+    IppKindRow{IppValueKind::mimeMediaType, 0x49, IppValueLayout::text, true},
+    IppKindRow{IppValueKind::rawOctets, 0x00, IppValueLayout::raw, false},
+};
+
+constexpr std::size_t ippRowIndex(IppValueKind kind) noexcept {
+    const auto code = static_cast<std::uint32_t>(kind);
+    return code < 4 ? code : static_cast<std::size_t>(std::countr_zero(code)) + 1;
+}
+
 std::uint8_t ippDelimiterTag(IppGroup group) noexcept;
 
 /// The group's index, or -1 when the tag selects none of ours.
 int ippGroupOfTag(std::uint8_t tag) noexcept;
 
 /// The row of a kind; null for a number that is no kind.
-const IppKindRow* ippRowOfKind(IppValueKind kind) noexcept;
+inline const IppKindRow* ippRowOfKind(IppValueKind kind) noexcept {
+    const std::size_t index = ippRowIndex(kind);
+    return index < kIppKinds.size() && kIppKinds[index].kind == kind ? &kIppKinds[index] : nullptr;
+}
 
 /// The row of a value tag; null for a tag that we do not know.
 const IppKindRow* ippRowOfTag(std::uint8_t tag) noexcept;
