@@ -27,7 +27,7 @@ class IppBlockBuffer {
     /// until then stays, part of these bytes perhaps included.
     bool append(const void* bytes, std::size_t count) noexcept {
         if (count > room()) return appendAcross(bytes, count);
-        std::memcpy(position_, bytes, count);
+        if (count != 0) std::memcpy(position_, bytes, count);  // an empty text may have no bytes
         position_ += count;
         return true;
     }

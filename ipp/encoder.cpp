@@ -56,7 +56,8 @@ std::uint8_t* put32(std::uint8_t* out, std::uint32_t number) noexcept {
 }
 
 std::uint8_t* put(std::uint8_t* out, std::string_view text) noexcept {
-    std::memcpy(out, text.data(), text.size());
+    // An empty view may have no data, which memcpy must not be given.
+    if (!text.empty()) std::memcpy(out, text.data(), text.size());
     return out + text.size();
 }
 
@@ -177,7 +178,7 @@ bool Writer::value(std::string_view name, const IppValue& value) noexcept {
 bool Writer::attribute(const IppAttribute& attribute) noexcept {
     const IppValue* next = attribute.firstValue;
     if (next == nullptr) return true;
-    std::string_view name = "";
+    std::string_view name;  // empty from the second value on
     if (attribute.nameIndex == -1) {
         const IppKindRow* const row = ippRowOfKind(next->kind);
         if (row == nullptr || row->layout != IppValueLayout::text) return false;
@@ -199,7 +200,7 @@ bool Writer::attribute(const IppAttribute& attribute) noexcept {
     }
     for (; next != nullptr; next = next->next) {
         if (!value(name, *next)) return false;
-        name = "";
+        name = {};
     }
     return true;
 }

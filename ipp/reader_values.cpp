@@ -33,7 +33,7 @@ void loadFixed(IppValueLayout layout, const std::uint8_t* in, IppValue& value) n
             value.number = static_cast<std::int32_t>(loadBig32(in));
             break;
         case IppValueLayout::boolean:
-            value.number = static_cast<std::int8_t>(in[0]);
+            value.number = in[0] < 0x80 ? in[0] : in[0] - 0x100;  // sign-extended
             break;
         case IppValueLayout::range:
             value.range = {static_cast<std::int32_t>(loadBig32(in)),
