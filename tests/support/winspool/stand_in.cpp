@@ -13,7 +13,6 @@ using velmora::testing::SpoolerStandIn;
 
 SpoolerStandIn standIn{};
 std::mutex mutex;
-DWORD printers = 0;
 
 /// Keeps what there is room for.
 void record(const char* format, ...) {
@@ -48,7 +47,7 @@ BOOL WINAPI OpenPrinterA(char* name, HANDLE* printer, void* defaults) {
         return FALSE;
     }
     mutex.lock();
-    const DWORD handle = 1000 + ++printers;
+    const DWORD handle = 1000 + ++standIn.printers;
     mutex.unlock();
     *printer = reinterpret_cast<HANDLE>(static_cast<UINT_PTR>(handle));
     record("OpenPrinterA %s %s -> %lu\n", name == nullptr ? "null" : name, shown(defaults), handle);

@@ -11,9 +11,9 @@ using XcvRoute = DWORD(WINAPI*)(HANDLE xcv, const wchar_t* command, BYTE* input,
 /// What the winspool.drv of ours and the test that uses it share. The library and the test have a
 /// C runtime each, so nothing here owns memory.
 struct SpoolerStandIn {
-    /// The calls in their order, a line each, e.g. "SetJobA 1001 77 0 null 6". Handles count up
-    /// from 1001.
+    /// The calls in their order, a line each, e.g. "SetJobA 1001 77 0 null 6".
     char calls[16384];
+    DWORD printers;  ///< opened so far; the handles are 1001 and up
     BOOL openPrinterFails;
     BOOL setJobFails;
     XcvRoute xcvRoute;  ///< null: XcvDataW fails

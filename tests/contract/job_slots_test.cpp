@@ -1,0 +1,80 @@
+// A job through the tables that the library hands out, one for each generation of the contract.
+#include <windows.h>
+
+#include <winspool.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/built_dll.h"
+#include "tests/support/clean_state.h"
+#include "tests/support/packed_record.h"
+#include "tests/support/peer.h"
+
+namespace velmora::testing {
+namespace {
+
+using StartDoc = BOOL(WINAPI*)(HANDLE, void*, DWORD, DWORD, BYTE*);
+
+std::vector<std::byte> singlePrinterRecord(const std::string& name, const std::string& url) {
+    const std::vector<std::byte> defaults = defaultRecord(name);
+    std::vector<std::byte> record = Bytes().text(name).u8(1).text(url).data();
+    // Behind the name, the mode and the empty URL everything stays as it is.
+    record.insert(record.end(), defaults.begin() + static_cast<std::ptrdiff_t>(name.size() + 3),
+                  defaults.end());
+    return record;
+}
+
+class JobSlots : public CleanStateTest {
+  protected:
+    void SetUp() override {
+        CleanStateTest::SetUp();
+        writeRegistryBinary(kDefaultMonitorKey + "\\Ports", "P",
+                            singlePrinterRecord("P", printer_.url()));
+    }
+
+    void print(const Table& table, HANDLE port, void* docInfo) {
+        std::string document = "%!" + std::string(1500, 'x');
+        DWORD written = 0;
+        ASSERT_TRUE(table.entry<StartDoc>(4)(port, nullptr, 0, 1, static_cast<BYTE*>(docInfo)));
+        EXPECT_TRUE(table.entry<PortTransfer>(5)(port, reinterpret_cast<BYTE*>(document.data()),
+                                                 1502, &written));
+        EXPECT_EQ(written, 1502u);
+        EXPECT_TRUE(table.entry<PortCall>(7)(port));
+        EXPECT_TRUE(table.entry<PortCall>(8)(port));
+        const auto body = printer_.file("request-2.body");
+        ASSERT_TRUE(body);
+        EXPECT_TRUE(body->ends_with(document));
+        EXPECT_NE(body->find(std::string("job-name\0\6Report", 16)), std::string::npos);
+    }
+
+    Peer printer_{"http_sink"};
+    const BuiltDll dll_;
+    wchar_t wideName_[7] = L"Report";
+    DOC_INFO_1W wideInfo_{wideName_, nullptr, nullptr};
+    char name_[7] = "Report";
+    DOC_INFO_1A info_{name_, nullptr, nullptr};
+    HANDLE port_ = nullptr;
+};
+
+TEST_F(JobSlots, Monitor2DeliversAJob) {
+    const Table table = dll_.monitor2();
+    ASSERT_TRUE(table.entry<OpenPort2Entry>(2)(nullptr, L"P", &port_));
+    print(table, port_, &wideInfo_);
+}
+
+TEST_F(JobSlots, MonitorExDeliversAJob) {
+    const Table table = dll_.monitorEx();
+    ASSERT_TRUE(table.entry<OpenPortWEntry>(2)(L"P", &port_));
+    print(table, port_, &wideInfo_);
+}
+
+TEST_F(JobSlots, AnsiMonitorDeliversAJob) {
+    const void* storage[BuiltDll::kAnsiSlots] = {};
+    const Table table = dll_.monitorAnsi(storage);
+    ASSERT_TRUE(table.entry<OpenPortAEntry>(2)("P", &port_));
+    print(table, port_, &info_);
+}
+
+}  // namespace
+}  // namespace velmora::testing
