@@ -10,12 +10,17 @@ namespace velmora {
 PortSheet::PortSheet(HWND parent, CGroupsDB& directory, const SpoolerFunctions& spooler)
     : SheetWindow(loadResourceText(IDS_CAPTION), parent),
       directory_(directory),
-      main_(directory, spooler) {
+      main_(directory, spooler),
+      groups_(directory) {
     addPage(main_);
+    addPage(template_);
+    addPage(groups_);
 }
 
 void PortSheet::useMessageBoxes(MessageBoxes& boxes) noexcept {
     main_.useMessageBoxes(boxes);
+    template_.useMessageBoxes(boxes);
+    groups_.useMessageBoxes(boxes);
 }
 
 void PortSheet::onInit() {
@@ -32,12 +37,14 @@ bool PortSheet::edit(PortConfig& config) {
 void PortSheet::showConfig(const PortConfig& config) {
     main_.setData(pageData(config));
     main_.setCheckedGroups(config.targetIds);
+    template_.setJobTemplate(config.jobTemplate);
 }
 
 void PortSheet::storeConfig(PortConfig& config) const {
     CheckedGroups groups = main_.checkedGroups();
     groups.keepGroupsOf(directory_);
     storePageData(main_.data(), groups.ids(), config);
+    config.jobTemplate = template_.jobTemplate();
 }
 
 CDialogNewPort::CDialogNewPort(HWND parent, CGroupsDB& directory, std::string server,
@@ -49,6 +56,7 @@ CDialogNewPort::CDialogNewPort(HWND parent, CGroupsDB& directory, std::string se
 void CDialogNewPort::showConfig(const PortConfig& config) {
     PortConfig start = config;
     start.singleTarget = 1;
+    start.jobTemplate = JobTemplate();
     PortSheet::showConfig(start);
 }
 

@@ -4,7 +4,9 @@
 
 #include "monitor/port_config.h"
 #include "monitor/spooler.h"
+#include "ui/page_job_template.h"
 #include "ui/page_port_main.h"
+#include "ui/page_printer_groups.h"
 #include "ui/property_sheet.h"
 
 namespace velmora {
@@ -39,9 +41,12 @@ class PortSheet : public SheetWindow {
 
     CGroupsDB& directory_;
     CPagePortMain main_;
+    CPageJobTemplate template_;
+    CPagePrinterGroups groups_;
 };
 
-/// For a port that does not exist yet; it starts as a single printer, whatever the record says.
+/// For a port that does not exist yet; it starts as a single printer with the job template of a new
+/// port, whatever the record says.
 class CDialogNewPort : public PortSheet {
   public:
     /// `server`: whose ports the new name must differ from; empty: this machine.

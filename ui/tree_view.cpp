@@ -1,5 +1,7 @@
 #include "ui/tree_view.h"
 
+#include <cstring>
+
 namespace velmora {
 
 LRESULT TreeView::send(UINT message, WPARAM wParam, LPARAM lParam) const {
@@ -112,7 +114,7 @@ HTREEITEM TreeView::itemAt(POINT point) const {
 RECT TreeView::textRect(HTREEITEM item) const {
     RECT rect{};
     // The message takes the item's handle from the area that it fills.
-    *reinterpret_cast<HTREEITEM*>(&rect) = item;
+    std::memcpy(&rect, &item, sizeof item);
     if (!send(TVM_GETITEMRECT, TRUE, reinterpret_cast<LPARAM>(&rect))) return {};
     return rect;
 }
