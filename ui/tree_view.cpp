@@ -76,7 +76,7 @@ bool TreeView::isExpanded(HTREEITEM item) const {
 }
 
 HTREEITEM TreeView::firstChild(HTREEITEM item) const {
-    return next(TVGN_CHILD, item);
+    return item == nullptr ? next(TVGN_ROOT, nullptr) : next(TVGN_CHILD, item);
 }
 
 HTREEITEM TreeView::nextSibling(HTREEITEM item) const {

@@ -28,6 +28,7 @@ class TreeView {
     std::uint32_t data(HTREEITEM item) const;
     // Null at the ends.
     HTREEITEM parent(HTREEITEM item) const;
+    /// Of null: the first item at the top.
     HTREEITEM firstChild(HTREEITEM item) const;
     HTREEITEM nextSibling(HTREEITEM item) const;
     HTREEITEM selected() const;
