@@ -473,9 +473,11 @@ TEST_F(UnreadableValue, TextWithoutTerminatorEndsAtTheNextZeroOfTheArea) {
 }
 
 TEST_F(UnreadableValue, TextThatFillsTheAreaEndsWithIt) {
+    // The platform counts a zero behind a text that is stored without one; there is none here.
+    const Block text(1025, std::byte{'n'});
     for (const unsigned long type : {REG_SZ, REG_BINARY}) {
         writeRegistryRaw(kGroups + "\\2", "Parent", REG_BINARY, number(1));
-        writeRegistryRaw(kGroups + "\\2", "Name", type, Block(1024, std::byte{'n'}));
+        writeRegistryRaw(kGroups + "\\2", "Name", type, std::span(text).first(1024));
         writeRegistryRaw(kGroups + "\\2", "Type", REG_BINARY, number(0));
         const CGroupsDB db(store);
         EXPECT_EQ(db.FindNode(2)->name, std::string(1024, 'n')) << type;
