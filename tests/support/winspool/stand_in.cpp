@@ -65,9 +65,24 @@ BOOL WINAPI SetJobA(HANDLE printer, DWORD job, DWORD level, BYTE* data, DWORD co
     return !standIn.setJobFails;
 }
 
-BOOL WINAPI EnumPortsA(char*, DWORD, BYTE*, DWORD, DWORD* needed, DWORD* returned) {
-    *needed = 0;
+BOOL WINAPI EnumPortsA(char* server, DWORD level, BYTE* buffer, DWORD size, DWORD* needed,
+                       DWORD* returned) {
+    record("EnumPortsA %s %lu\n", server == nullptr ? "null" : server, level);
+    DWORD count = 0;
+    const char* end = standIn.ports;
+    for (; *end != '\0'; end += std::strlen(end) + 1)
+        ++count;
+    const DWORD texts = static_cast<DWORD>(end - standIn.ports);
+    *needed = count * static_cast<DWORD>(sizeof(char*)) + texts;
     *returned = 0;
+    if (*needed > size) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return FALSE;
+    }
+    char* text = reinterpret_cast<char*>(buffer) + count * sizeof(char*);
+    std::memcpy(text, standIn.ports, texts);
+    for (; *returned < count; text += std::strlen(text) + 1)
+        reinterpret_cast<char**>(buffer)[(*returned)++] = text;
     return TRUE;
 }
 

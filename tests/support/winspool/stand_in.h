@@ -17,6 +17,9 @@ struct SpoolerStandIn {
     BOOL openPrinterFails;
     BOOL setJobFails;
     XcvRoute xcvRoute;  ///< null: XcvDataW fails
+    /// What EnumPortsA lists, at level 1 only: names with their terminators, an empty one at the
+    /// end.
+    char ports[256];
 };
 
 }  // namespace velmora::testing
