@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <random>
 #include <string>
 #include <vector>
+
+#include "tests/ipp/page_ranges_model.h"
 
 namespace velmora {
 namespace {
@@ -161,6 +165,60 @@ TEST(PageRangesNormalise, ManyRangesInBadOrdersEndQuickly) {
 TEST(PageRangesNormalise, SixteenAndSeventeenRangesAreSortedAlike) {
     for (std::uint32_t count = 1; count <= 20; ++count) {
         expectAscending(count, count, [=](std::uint32_t i) { return (i * 23) % count + 1; });
+    }
+}
+
+ModelRanges rangesOf(const PageRanges& pages) {
+    ModelRanges ranges;
+    for (const PageRanges::Range& range : pages.ranges()) {
+        ranges.emplace_back(range.lower, range.upper);
+    }
+    return ranges;
+}
+
+/// False, with the text reported, when parser or normal form differ from the model.
+bool agreesWithModel(const std::string& text) {
+    const std::optional<ModelRanges> model = modelParse(text);
+    try {
+        PageRanges pages(text);
+        EXPECT_TRUE(model.has_value()) << '"' << text << '"';
+        if (!model) return false;
+        EXPECT_EQ(rangesOf(pages), *model) << '"' << text << '"';
+        pages.normalise();
+        EXPECT_EQ(rangesOf(pages), modelNormalised(*model)) << '"' << text << '"';
+    } catch (const PageRanges::ParseErrorException&) {
+        EXPECT_FALSE(model.has_value()) << '"' << text << '"';
+    }
+    return !testing::Test::HasFailure();
+}
+
+TEST(PageRanges, EveryShortTextMeansWhatTheModelSays) {
+    const std::string characters = " ,-019a";
+    for (int length = 0; length <= 5; ++length) {
+        std::string text(static_cast<std::size_t>(length), characters.front());
+        for (;;) {
+            if (!agreesWithModel(text)) return;
+            std::size_t at = 0;  // the next text, as a counter does
+            while (at < text.size() && text[at] == characters.back())
+                text[at++] = characters.front();
+            if (at == text.size()) break;
+            text[at] = characters[characters.find(text[at]) + 1];
+        }
+    }
+}
+
+TEST(PageRanges, RandomListsMeanWhatTheModelSays) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 2000; ++round) {
+        std::string text;
+        const std::uint32_t base = round % 3 == 0 ? 4294967230u : 0u;
+        for (std::uint32_t count = 1 + random() % 40; count > 0; --count) {
+            const std::uint32_t lower = base + random() % 60;
+            text += std::to_string(lower);
+            if (random() % 2 == 0) text += "-" + std::to_string(lower + random() % 6);
+            text += ", ";
+        }
+        if (!agreesWithModel(text)) return;
     }
 }
 

@@ -131,7 +131,7 @@ std::vector<SampleMessage> badMessages() {
         bad("InnerLanguageLengthPastTheValue",
             operationGroup().value(0x35, "printer-info", std::string_view("\0\5en\0\0ab", 8))),
         bad("InnerTextLengthPastTheValue", operationGroup().value(0x36, "printer-info",
-                                                                  std::string_view("\0\2en\x81\x09"
+                                                                  std::string_view("\0\2en\x81\x0B"
                                                                                    "ab",
                                                                                    8))),
         bad("InnerLengthsOneTooLong",
