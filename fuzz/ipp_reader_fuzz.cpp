@@ -73,10 +73,13 @@ class Sizes {
 
 Read read(const Bytes& bytes, IppReadMode mode, const IppReadPolicy& policy) {
     Read whole = readInPieces(bytes, mode, policy, [&] { return bytes.size(); });
-    const Read single = readInPieces(bytes, mode, policy, [] { return std::size_t{1}; });
     const Read pieces = readInPieces(bytes, mode, policy, Sizes(bytes));
-    require(single.result == whole.result && single.dump == whole.dump);
     require(pieces.result == whole.result && pieces.dump == whole.dump);
+    // Byte by byte is slow; the short inputs show what there is to see.
+    if (bytes.size() <= 512) {
+        const Read single = readInPieces(bytes, mode, policy, [] { return std::size_t{1}; });
+        require(single.result == whole.result && single.dump == whole.dump);
+    }
     return whole;
 }
 
