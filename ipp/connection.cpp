@@ -269,11 +269,12 @@ bool IppConnection::write(const void* data, std::size_t size) {
 }
 
 bool IppConnection::writeChunk(const void* data, std::size_t size) {
-    char sizeLine[12];
-    const int length =
-        std::snprintf(sizeLine, sizeof sizeLine, "%x\r\n", static_cast<unsigned>(size));
-    return write(sizeLine, static_cast<std::size_t>(length)) && (size == 0 || write(data, size)) &&
-           write("\r\n", 2);
+    char sizeLine[2 * sizeof size + 2];
+    char* end = std::to_chars(sizeLine, sizeLine + 2 * sizeof size, size, 16).ptr;
+    *end++ = '\r';
+    *end++ = '\n';
+    return write(sizeLine, static_cast<std::size_t>(end - sizeLine)) &&
+           (size == 0 || write(data, size)) && write("\r\n", 2);
 }
 
 std::uint32_t IppConnection::errorDialog(HWND owner, std::uint32_t error) {

@@ -173,12 +173,15 @@ class FaultyPrinter : public FaultyPrinters, public ::testing::WithParamInterfac
     }
 };
 
-TEST_P(FaultyPrinter, AtTheProbe) {
-    expectOutcome(1, GetParam().onProbe, 5000);
-}
-
-TEST_P(FaultyPrinter, AtTheJob) {
-    expectOutcome(2, GetParam().onJob, GetParam().documentSize);
+TEST_P(FaultyPrinter, HasItsOutcomeAndDoesNotSpoilTheNextJob) {
+    {
+        SCOPED_TRACE("the probe meets it");
+        expectOutcome(1, GetParam().onProbe, 5000);
+    }
+    {
+        SCOPED_TRACE("the job meets it");
+        expectOutcome(2, GetParam().onJob, GetParam().documentSize);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, FaultyPrinter, ::testing::ValuesIn(kFaults),

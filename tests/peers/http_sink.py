@@ -21,6 +21,11 @@ import peer_process
 import raw_http
 
 
+# A job-attributes group: a completed job with id 1, for clients that ask how it goes on.
+JOB = (b"\x02" + raw_http.attribute(0x21, b"job-id", b"\x00\x00\x00\x01") +
+       raw_http.attribute(0x23, b"job-state", b"\x00\x00\x00\x09"))
+
+
 class Sink:
     def __init__(self, options):
         self.options = options
@@ -49,7 +54,7 @@ class Sink:
         if not self.authorized(request):
             return raw_http.answer(b"", "401 Unauthorized",
                                    ['WWW-Authenticate: Basic realm="printers"'])
-        return raw_http.answer(raw_http.ipp_answer(int(self.options.status, 0)))
+        return raw_http.answer(raw_http.ipp_answer(int(self.options.status, 0), JOB))
 
     def serve_connection(self, connection):
         try:
@@ -59,6 +64,8 @@ class Sink:
             stream = raw_http.Stream(connection)
             while True:
                 request = stream.read_head()
+                if request.fields.get("expect", "").lower() == "100-continue":
+                    connection.sendall(b"HTTP/1.1 100 Continue\r\n\r\n")
                 if self.options.discard and request.chunked:
                     self.discard(stream)
                 else:

@@ -108,13 +108,14 @@ def answer(body, status="200 OK", fields=(), length=True):
     return "\r\n".join(lines).encode("latin-1") + CRLF + CRLF + body
 
 
+def attribute(tag, name, value):
+    """One attribute with one value (RFC 2910, 3.1.3)."""
+    return (bytes([tag]) + len(name).to_bytes(2, "big") + name +
+            len(value).to_bytes(2, "big") + value)
+
+
 def ipp_answer(status=0, attributes=b""):
     """An IPP answer (RFC 2910, 3.1): version 1.0, request id as this program's clients send it."""
-
-    def attribute(tag, name, value):
-        return (bytes([tag]) + len(name).to_bytes(2, "big") + name +
-                len(value).to_bytes(2, "big") + value)
-
     return (b"\x01\x00" + status.to_bytes(2, "big") + b"\x01\x00\x00\x00" + b"\x01" +
             attribute(0x47, b"attributes-charset", b"utf-8") +
             attribute(0x48, b"attributes-natural-language", b"en-us") + attributes + b"\x03")
