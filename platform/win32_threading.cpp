@@ -3,28 +3,60 @@
 #include <process.h>
 #include <windows.h>
 
+#include <atomic>
+#include <climits>
 #include <new>
 #include <utility>
 
+#include "platform/auto_reset_event.h"
 #include "platform/handle.h"
 
 namespace velmora {
 namespace {
 
-class Win32Event final : public Event {
+class ManualResetEvent final : public Event {
   public:
-    explicit Win32Event(EventReset reset)
-        : event_(CreateEventA(nullptr, reset == EventReset::Manual, FALSE, nullptr)) {
+    ManualResetEvent() : event_(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {
         if (!event_) throw std::bad_alloc();
     }
 
-    void set() override { SetEvent(event_.get()); }
-    void reset() override { ResetEvent(event_.get()); }
-    void pulse() override { PulseEvent(event_.get()); }
-    void wait() override { WaitForSingleObject(event_.get(), INFINITE); }
+    void set() override {
+        signalled_ = true;
+        SetEvent(event_.get());
+    }
+    void reset() override {
+        ResetEvent(event_.get());
+        signalled_ = false;
+    }
+    void pulse() override {
+        // Without a waiter there is nobody to release. One that comes while this is looked at
+        // would have come too late for the pulse as well.
+        if (waiters_ == 0 && !signalled_) return;
+        PulseEvent(event_.get());
+        signalled_ = false;
+    }
+    void wait() override {
+        ++waiters_;
+        WaitForSingleObject(event_.get(), INFINITE);
+        --waiters_;
+    }
 
   private:
     UniqueEvent event_;
+    std::atomic<int> waiters_{0};
+    std::atomic<bool> signalled_{false};
+};
+
+class Win32Semaphore {
+  public:
+    Win32Semaphore() : semaphore_(CreateSemaphoreA(nullptr, 0, LONG_MAX, nullptr)) {
+        if (!semaphore_) throw std::bad_alloc();
+    }
+    void post() { ReleaseSemaphore(semaphore_.get(), 1, nullptr); }
+    void wait() { WaitForSingleObject(semaphore_.get(), INFINITE); }
+
+  private:
+    UniqueEvent semaphore_;
 };
 
 class Win32Thread final : public WorkerThread {
@@ -57,7 +89,8 @@ class Win32Thread final : public WorkerThread {
 }  // namespace
 
 std::unique_ptr<Event> makeWin32Event(EventReset reset) {
-    return std::make_unique<Win32Event>(reset);
+    if (reset == EventReset::Auto) return std::make_unique<AutoResetEvent<Win32Semaphore>>();
+    return std::make_unique<ManualResetEvent>();
 }
 
 std::unique_ptr<WorkerThread> startWin32Thread(std::function<void()> body) {

@@ -8,7 +8,8 @@
 
 namespace velmora {
 
-/// CreateEventA, initially not signalled. Throws std::bad_alloc when the system has no event left.
+/// An event, initially not signalled. It enters the kernel only where somebody waits. Throws
+/// std::bad_alloc when the system has no kernel object left.
 std::unique_ptr<Event> makeWin32Event(EventReset reset);
 
 /// Runs `body`, which must not throw, in a new thread of normal priority with the default stack.

@@ -1,0 +1,186 @@
+#include <windows.h>
+
+#include <malloc.h>
+#include <psapi.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bench/bare_client.h"
+#include "bench/report.h"
+#include "monitor/ipp_job_platform.h"
+#include "monitor/multi_target_job.h"
+#include "tests/support/peer.h"
+
+// One document to many printers at once, beside as many bare loops of the platform's calls, each in
+// a thread of its own. All printers are one server that throws the document away.
+
+namespace velmora::bench {
+namespace {
+
+constexpr std::size_t kPiece = 1024;
+
+[[noreturn]] void stop(const char* what) {
+    std::fprintf(stderr, "fan_out_bench: %s\n", what);
+    std::exit(1);
+}
+
+double cpuSeconds() {
+    FILETIME created, ended, kernel, user;
+    GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user);
+    const auto ticks = [](const FILETIME& time) {
+        return time.dwHighDateTime * 4294967296.0 + time.dwLowDateTime;
+    };
+    return (ticks(kernel) + ticks(user)) / 1e7;
+}
+
+double committedBytes() {
+    PROCESS_MEMORY_COUNTERS counters{};
+    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+    return static_cast<double>(counters.PagefileUsage);
+}
+
+/// The product's surroundings, with the packets' memory counted as the heap charges it: a header of
+/// two pointers, in steps of that size.
+class MeasuredPlatform final : public JobPlatform {
+  public:
+    std::unique_ptr<Event> makeEvent(EventReset reset) override { return real_.makeEvent(reset); }
+    void* allocate(std::size_t size) noexcept override {
+        void* const memory = real_.allocate(size);
+        bytes_ += charged(memory);
+        peakBytes_ = std::max(peakBytes_, bytes_);
+        return memory;
+    }
+    void release(void* memory) noexcept override {
+        bytes_ -= charged(memory);
+        real_.release(memory);
+    }
+    std::unique_ptr<WorkerThread> startThread(std::function<void()> body) override {
+        return real_.startThread(std::move(body));
+    }
+    std::unique_ptr<DocumentConnection> connect(const PrintTarget& target, const std::string& name,
+                                                const JobTemplate& jobTemplate) override {
+        auto connection = real_.connect(target, name, jobTemplate);
+        if (connection == nullptr || connection->hasError()) stop("a printer is not reached");
+        return connection;
+    }
+
+    double peakBytes() const { return static_cast<double>(peakBytes_); }
+
+  private:
+    static std::size_t charged(void* memory) {
+        constexpr std::size_t kStep = 2 * sizeof(void*);
+        return (_msize(memory) + kStep + kStep - 1) / kStep * kStep;
+    }
+
+    JobPlatform& real_ = ippJobPlatform();
+    // Packets are made and freed by the writer alone.
+    std::size_t bytes_ = 0;
+    std::size_t peakBytes_ = 0;
+};
+
+struct Cost {
+    double wall = 1e9;
+    double cpu = 1e9;
+    double queueBytes = 0;
+    double peakBytes = 0;
+
+    void keepLeast(const Cost& other) {
+        wall = std::min(wall, other.wall);
+        cpu = std::min(cpu, other.cpu);
+        queueBytes = std::max(queueBytes, other.queueBytes);
+        peakBytes = std::max(peakBytes, other.peakBytes);
+    }
+};
+
+/// Runs `body` while another thread looks at the process's memory.
+template <class Body>
+Cost costOf(Body&& body) {
+    const double memory = committedBytes();
+    const double cpu = cpuSeconds();
+    double peak = memory;
+    std::atomic<bool> done{false};
+    std::thread watch([&] {
+        for (; !done; Sleep(50))
+            peak = std::max(peak, committedBytes());
+    });
+    Cost cost;
+    cost.wall = seconds(body);
+    cost.cpu = cpuSeconds() - cpu;
+    done = true;
+    watch.join();
+    cost.peakBytes = peak - memory;
+    return cost;
+}
+
+Cost printOurs(const std::string& url, int printers, const std::string& document) {
+    MeasuredPlatform platform;
+    PrintTarget target;
+    target.url = url;
+    const std::vector<PrintTarget> targets(static_cast<std::size_t>(printers), target);
+    Cost cost = costOf([&] {
+        MultiTargetJob job(targets, "Document", {}, platform);
+        for (std::size_t at = 0; at < document.size(); at += kPiece) {
+            job.write(document.data() + at, std::min(kPiece, document.size() - at));
+        }
+        job.write(nullptr, 0);
+    });
+    cost.queueBytes = platform.peakBytes();
+    return cost;
+}
+
+Cost printBareLoops(int port, int printers, const std::string& document) {
+    return costOf([&] {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < printers; ++i) {
+            threads.emplace_back([&] {
+                if (!printBare(port, document)) stop("a bare loop fails");
+            });
+        }
+    });
+}
+
+std::string printersText(int printers, const char* what) {
+    return std::to_string(printers) + (printers == 1 ? " printer: " : " printers: ") + what;
+}
+
+void run(Report& report) {
+    testing::Peer sink("http_sink --discard");
+    const int port = std::atoi(sink.url().c_str() + sink.url().rfind(':') + 1);
+    const std::string document(2 << 20, 'x');
+    const auto documentBytes = static_cast<double>(document.size());
+    for (const int printers : {1, 2, 4, 8, 16, 32}) {
+        Cost ours, bare;
+        for (int turn = 0; turn < (printers <= 4 ? 5 : 3); ++turn) {
+            ours.keepLeast(printOurs(sink.url(), printers, document));
+            bare.keepLeast(printBareLoops(port, printers, document));
+        }
+        report.add({printersText(printers, "CPU"), "s", ours.cpu, bare.cpu, 1.05});
+        report.add({printersText(printers, "time"), "s", ours.wall, bare.wall, 0});
+        report.add({printersText(printers, "queue beside the document"), "KiB",
+                    ours.queueBytes / 1024, documentBytes / 1024, 1.04});
+        report.add({printersText(printers, "peak memory"), "KiB", ours.peakBytes / 1024,
+                    bare.peakBytes / 1024, 0});
+    }
+    // With little to send the pauses are all there is, and they run side by side.
+    const std::string small(10 * 1024, 'x');
+    Cost one, many;
+    for (int turn = 0; turn < 3; ++turn) {
+        one.keepLeast(printOurs(sink.url(), 1, small));
+        many.keepLeast(printOurs(sink.url(), 16, small));
+    }
+    report.add({"10 KiB: time for 16 printers beside one", "s", many.wall, one.wall, 1.1});
+}
+
+}  // namespace
+}  // namespace velmora::bench
+
+int main(int argc, char** argv) {
+    velmora::bench::Report report(argc, argv);
+    velmora::bench::run(report);
+}
