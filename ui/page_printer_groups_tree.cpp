@@ -143,6 +143,8 @@ void CPagePrinterGroups::showMenu(HTREEITEM item, POINT screen) {
 
 void CPagePrinterGroups::beginDrag(const NMTREEVIEWA& info) {
     view().select(info.itemNew.hItem);
+    // Escape goes to whatever has the focus, and not every tree takes it when the drag begins.
+    SetFocus(view().control());
     keys_.wantEscape(true);
     drag_.begin(window(), view(), info.itemNew.hItem, info.ptDrag, *this);
 }

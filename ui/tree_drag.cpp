@@ -94,8 +94,9 @@ void TreeDrag::follow() {
 }
 
 void TreeDrag::setTarget(HTREEITEM target) {
-    if (target == target_) return;
     target_ = target;
+    // The tree itself may have marked the dragged item when it began.
+    if (tree_.dropTarget() == target) return;
     // The picture is drawn over the tree, which must not draw below it.
     hideImage();
     tree_.highlightDropTarget(target);

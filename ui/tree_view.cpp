@@ -123,6 +123,10 @@ void TreeView::highlightDropTarget(HTREEITEM item) const {
     send(TVM_SELECTITEM, TVGN_DROPHILITE, reinterpret_cast<LPARAM>(item));
 }
 
+HTREEITEM TreeView::dropTarget() const {
+    return next(TVGN_DROPHILITE, nullptr);
+}
+
 TreeView::Quiet::Quiet(const TreeView& tree) noexcept : control_(tree.control_) {
     SendMessageA(control_, WM_SETREDRAW, FALSE, 0);
 }

@@ -50,6 +50,8 @@ class TreeView {
     /// Where an item's text is, in the control; empty when it is scrolled out of sight.
     RECT textRect(HTREEITEM item) const;
     void highlightDropTarget(HTREEITEM item) const;
+    /// The highlighted item, null for none.
+    HTREEITEM dropTarget() const;
 
     /// Holds back all drawing for as long as it lives.
     class Quiet {
