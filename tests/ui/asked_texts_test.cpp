@@ -54,7 +54,8 @@ class AskedTexts : public GroupsPageTest {
     void provokeMainPage(const SheetDriver& sheet) {
         const DialogDriver page = sheet.page();
         const auto refused = [&] { expectMessage([&] { sheet.chooseTab(1); }); };
-        refused();  // no name
+        page.type(IDC_PORT_NAME, "");
+        refused();
         page.type(IDC_PORT_NAME, "Taken");
         refused();
         page.type(IDC_PORT_NAME, "New");
