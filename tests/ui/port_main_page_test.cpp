@@ -252,6 +252,68 @@ TEST_F(PortMainPage, LeavingWithoutAUrlDropsThePrinterOfThePort) {
     EXPECT_EQ(directory.portPrinters().count("Port"), 0u);
 }
 
+TEST_F(PortMainPage, ShowsTheDirectoryAsOtherPagesLeaveIt) {
+    config = multiPort({7, 2, 5});
+    EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
+        sheet.openPage(2);
+        directory.DeleteNode(5);
+        directory.AddPrinter("c2", "ipp://c2", false, "", "", 7);
+        directory.AddGroup("D", 1);
+        const DialogDriver page = sheet.openPage(0);
+        ASSERT_EQ(page.rows(IDC_PORT_GROUPS), 4);
+        EXPECT_EQ(page.cell(IDC_PORT_GROUPS, 2, 0), "C");
+        EXPECT_EQ(page.cell(IDC_PORT_GROUPS, 2, 1), "2");
+        EXPECT_TRUE(page.rowChecked(IDC_PORT_GROUPS, 2));
+        EXPECT_EQ(page.cell(IDC_PORT_GROUPS, 3, 0), "D");
+        EXPECT_FALSE(page.rowChecked(IDC_PORT_GROUPS, 3));
+        sheet.ok();
+    }));
+    EXPECT_EQ(config.targetIds, (Ids{7, 2})) << "in the order of ticking, refilled or not";
+}
+
+TEST_F(PortMainPage, OtherTabIsRefusedLikeOk) {
+    EXPECT_FALSE(runNew([&](const SheetDriver& sheet) {
+        const HWND page = sheet.page().window();
+        sheet.chooseTab(1);
+        EXPECT_EQ(boxes.take(), kNameMissing);
+        EXPECT_TRUE(waitUntil([&] { return sheet.page().hasFocus(IDC_PORT_NAME); }));
+        EXPECT_EQ(sheet.page().window(), page);
+        sheet.cancel();
+    }));
+}
+
+TEST_F(PortMainPage, RenamedNewPortLeavesNoPrinterUnderItsFirstName) {
+    EXPECT_TRUE(runNew([&](const SheetDriver& sheet) {
+        sheet.page().type(IDC_PORT_NAME, "First");
+        sheet.page().type(IDC_PORT_URL, "ipp://p");
+        sheet.openPage(1);
+        EXPECT_EQ(directory.portPrinters().count("First"), 1u);
+        const DialogDriver page = sheet.openPage(0);
+        EXPECT_TRUE(directory.portPrinters().empty());
+        EXPECT_EQ(page.text(IDC_PORT_URL), "ipp://p");
+        page.type(IDC_PORT_NAME, "Second");
+        sheet.ok();
+    }));
+    EXPECT_EQ(directory.portPrinters().size(), 1u);
+    EXPECT_EQ(directory.portPrinters().count("Second"), 1u);
+}
+
+TEST_F(PortMainPage, TabKeyVisitsTheControlsInTheirOrder) {
+    EXPECT_FALSE(runNew([&](const SheetDriver& sheet) {
+        const DialogDriver page = sheet.page();
+        page.click(IDC_PORT_AUTHENTICATION);
+        page.setFocus(IDC_PORT_NAME);
+        int before = IDC_PORT_NAME;
+        for (const int next : {IDC_PORT_SINGLE, IDC_PORT_URL, IDC_PORT_AUTHENTICATION,
+                               IDC_PORT_USER_NAME, IDC_PORT_PASSWORD}) {
+            page.press(before, VK_TAB);
+            EXPECT_TRUE(waitUntil([&] { return page.hasFocus(next); })) << next;
+            before = next;
+        }
+        sheet.cancel();
+    }));
+}
+
 TEST_F(PortMainPage, TakesLongTextsAndTwoThousandGroups) {
     for (int i = 0; i < 2000; ++i)
         directory.AddGroup("group " + std::to_string(i), 1);

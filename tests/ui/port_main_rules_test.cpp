@@ -1,0 +1,136 @@
+#include "ui/port_main_rules.h"
+
+#include <gtest/gtest.h>
+
+#include "directory/groups_db.h"
+#include "ui/checked_groups.h"
+#include "ui/resources/resource_ids.h"
+
+namespace velmora {
+namespace {
+
+using Ids = std::vector<std::uint32_t>;
+
+TEST(CheckedGroups, KeepTheOrderOfTickingWithoutRepeats) {
+    CheckedGroups groups;
+    groups.assign({7, 2, 7, 5, 2});
+    EXPECT_EQ(groups.ids(), (Ids{7, 2, 5}));
+    groups.change(7, true);
+    EXPECT_EQ(groups.ids(), (Ids{2, 5, 7})) << "ticked again, at the end";
+    groups.change(5, false);
+    groups.change(99, false);
+    groups.change(0xFFFFFFFF, true);
+    EXPECT_EQ(groups.ids(), (Ids{2, 7, 0xFFFFFFFF}));
+    EXPECT_TRUE(groups.contains(7));
+    EXPECT_FALSE(groups.contains(5));
+}
+
+TEST(CheckedGroups, LoseWhatTheDirectoryNoLongerHasAsAGroup) {
+    CGroupsDB directory;
+    const auto group = directory.AddGroup("G", 1)->id;
+    const auto printer = directory.AddPrinter("P", "ipp://p", false, "", "", group)->id;
+    const auto other = directory.AddGroup("H", 1)->id;
+    CheckedGroups groups;
+    groups.assign({other, printer, 77, group});
+    groups.keepGroupsOf(directory);
+    EXPECT_EQ(groups.ids(), (Ids{other, group}));
+    directory.DeleteNode(other);
+    groups.keepGroupsOf(directory);
+    EXPECT_EQ(groups.ids(), Ids{group});
+}
+
+TEST(PortMainRules, ControlsFollowModeAndAuthentication) {
+    const auto letters = [](bool single, bool authentication) {
+        const PortMainControls usable = usableControls(single, authentication);
+        return std::string(usable.url ? "u" : "") + (usable.credentials ? "c" : "") +
+               (usable.groups ? "g" : "");
+    };
+    EXPECT_EQ(letters(true, true), "uc");
+    EXPECT_EQ(letters(true, false), "u");
+    EXPECT_EQ(letters(false, true), "g");
+    EXPECT_EQ(letters(false, false), "g");
+}
+
+TEST(PortMainRules, NameMustBeNewByteForByte) {
+    const std::vector<std::string> existing = {"LPT1:", "IPP1", ""};
+    EXPECT_EQ(checkPortName("", existing),
+              (PortRefusal{IDS_PORT_NAME_MISSING, IDC_PORT_NAME, false}));
+    EXPECT_EQ(checkPortName("IPP1", existing),
+              (PortRefusal{IDS_PORT_NAME_USED, IDC_PORT_NAME, false}));
+    for (const char* name : {"ipp1", "IPP", "IPP11", " IPP1", "\xE4"})
+        EXPECT_EQ(checkPortName(name, existing), std::nullopt) << name;
+    EXPECT_EQ(checkPortName("IPP1", {}), std::nullopt);
+}
+
+TEST(PortMainRules, OnlyASinglePrinterNeedsAUrl) {
+    int asked = 0;
+    const auto refuseAll = [&](const std::string&) {
+        ++asked;
+        return false;
+    };
+    PortMainData data;
+    EXPECT_EQ(checkTarget(data, refuseAll), (PortRefusal{IDS_URL_MISSING, IDC_PORT_URL, false}));
+    EXPECT_EQ(asked, 0);
+    data.url = "x";
+    EXPECT_EQ(checkTarget(data, refuseAll), (PortRefusal{IDS_URL_INVALID, IDC_PORT_URL, true}));
+    EXPECT_EQ(checkTarget(data, [](const std::string& url) { return url == "x"; }), std::nullopt);
+    data.mode = kMultiRemote;
+    EXPECT_EQ(checkTarget(data, refuseAll), std::nullopt);
+    EXPECT_EQ(asked, 1);
+}
+
+TEST(PortMainRules, RowsAreAllGroupsByIdWithTheirPrinters) {
+    CGroupsDB directory;
+    const auto outer = directory.AddGroup("outer", 1)->id;
+    const auto inner = directory.AddGroup("", outer)->id;
+    directory.AddPrinter("P", "ipp://p", false, "", "", inner);
+    directory.AddPrinter("Q", "ipp://q", false, "", "", outer);
+    EXPECT_EQ(groupRows(directory), (std::vector<GroupRow>{{outer, "outer", 2}, {inner, "", 1}}));
+    EXPECT_TRUE(groupRows(CGroupsDB()).empty());
+}
+
+TEST(PortMainRules, RecordTravelsToThePageAndBack) {
+    PortConfig config;
+    config.name = "P";
+    config.singleTarget = 1;
+    config.printerUrl = "ipp://p";
+    config.useAuthentication = 1;
+    config.userName = "u";
+    config.password = "pw";
+    PortConfig stored;
+    stored.jobTemplate.copies = 9;
+    storePageData(pageData(config), {4, 2}, stored);
+    config.jobTemplate.copies = 9;
+    EXPECT_EQ(stored, config) << "a single printer has no groups, and the rest is left alone";
+    config.singleTarget = 7;
+    EXPECT_EQ(pageData(config).mode, kSinglePrinter) << "any value but 0 is true";
+}
+
+TEST(PortMainRules, WhatTheModeHasNoUseForComesBackEmpty) {
+    const PortMainData data{.authentication = 1,
+                            .mode = kMultiRemote,
+                            .name = "P",
+                            .userName = "u",
+                            .password = "pw",
+                            .url = "ipp://p"};
+    PortConfig multi;
+    storePageData(data, {4, 2}, multi);
+    PortConfig expected;
+    expected.name = "P";
+    expected.targetIds = {4, 2};
+    EXPECT_EQ(multi, expected);
+
+    PortMainData single = data;
+    single.mode = kSinglePrinter;
+    single.authentication = 0;
+    PortConfig anonymous;
+    storePageData(single, {4, 2}, anonymous);
+    expected = PortConfig();
+    expected.name = "P";
+    expected.singleTarget = 1;
+    expected.printerUrl = "ipp://p";
+    EXPECT_EQ(anonymous, expected);
+}
+
+}  // namespace
+}  // namespace velmora
