@@ -39,4 +39,8 @@ class ChildIndex {
     std::vector<Entry> entries_;
 };
 
+/// Every printer below `group`, depth first, each once: CGroupsDB::CollectPrinters for callers that
+/// ask for many groups.
+std::vector<CGroupsDBPrinter*> printersBelow(const ChildIndex& index, std::uint32_t group);
+
 }  // namespace velmora

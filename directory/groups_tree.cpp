@@ -14,9 +14,6 @@
 #include "directory/groups_db.h"
 
 namespace velmora {
-namespace {
-
-/// Every printer below `group`, depth first, each once.
 std::vector<CGroupsDBPrinter*> printersBelow(const ChildIndex& index, std::uint32_t group) {
     std::vector<CGroupsDBPrinter*> printers;
     std::unordered_set<std::uint32_t> entered{group};
@@ -36,9 +33,6 @@ std::vector<CGroupsDBPrinter*> printersBelow(const ChildIndex& index, std::uint3
     }
     return printers;
 }
-
-}  // namespace
-
 void SetNodeParent(CGroupsDBNode& node, std::uint32_t parent) {
     node.parent = parent;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "directory/child_index.h"
 #include "directory/groups_db.h"
 #include "ui/resources/resource_ids.h"
 
@@ -34,11 +35,9 @@ std::vector<GroupRow> groupRows(const CGroupsDB& directory) {
     directory.GetGroups(groups);
     std::vector<GroupRow> rows;
     rows.reserve(groups.size());
-    for (const CGroupsDBGroup* group : groups) {
-        std::vector<CGroupsDBPrinter*> printers;
-        directory.CollectPrinters(group->id, printers);
-        rows.push_back({group->id, group->name, printers.size()});
-    }
+    const ChildIndex index(directory.nodes());
+    for (const CGroupsDBGroup* group : groups)
+        rows.push_back({group->id, group->name, printersBelow(index, group->id).size()});
     return rows;
 }
 

@@ -406,6 +406,30 @@ TEST_F(GroupsPage, DamagedDirectoriesAreShownAsFarAsTheyHang) {
     EXPECT_NE(directory.FindNode(1), nullptr);
 }
 
+TEST_F(GroupsPage, TenThousandNodesAreShownAndEdited) {
+    std::uint32_t group = 0;
+    while (directory.nodes().size() < 10000) {
+        if (directory.nodes().size() % 100 == 0 || group == 0)
+            group = directory.AddGroup("g" + std::to_string(directory.nextId()), 1)->id;
+        directory.AddPrinter("p" + std::to_string(directory.nextId()), "h", false, "", "", group);
+    }
+    const std::string last = "All groups/" + directory.FindNode(group)->name;
+    EXPECT_FALSE(runConfigure([&](const SheetDriver& sheet) {
+        const Page page(sheet, sheet.openPage(2));
+        const auto count = [&] { return SendMessageA(page.tree.window(), TVM_GETCOUNT, 0, 0); };
+        EXPECT_EQ(count(), 10000);
+        page.tree.select("All groups/A");
+        page.command(ID_GROUPS_CUT);
+        page.tree.select(last);
+        page.command(ID_GROUPS_PASTE);
+        EXPECT_EQ(count(), 10000);
+        page.tree.select(last);
+        page.command(ID_GROUPS_DELETE);
+        EXPECT_EQ(static_cast<std::size_t>(count()), directory.nodes().size());
+        sheet.cancel();
+    }));
+}
+
 TEST_F(GroupsPage, AChainAsDeepAsTheDirectoryIsShownInPart) {
     std::uint32_t parent = 5;
     for (int i = 0; i < 2000; ++i)
