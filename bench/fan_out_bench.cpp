@@ -156,7 +156,7 @@ void run(Report& report) {
     const auto documentBytes = static_cast<double>(document.size());
     for (const int printers : {1, 2, 4, 8, 16, 32}) {
         Cost ours, bare;
-        for (int turn = 0; turn < (printers <= 4 ? 3 : 2); ++turn) {
+        for (int turn = 0; turn < (printers <= 4 ? 4 : 3); ++turn) {
             ours.keepLeast(printOurs(sink.url(), printers, document));
             bare.keepLeast(printBareLoops(port, printers, document));
         }

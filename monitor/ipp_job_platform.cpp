@@ -1,6 +1,6 @@
 #include "monitor/ipp_job_platform.h"
 
-#include <cstdlib>
+#include <new>
 #include <utility>
 
 #include "ipp/connection.h"
@@ -28,8 +28,10 @@ class IppDocumentConnection final : public DocumentConnection {
 class IppJobPlatform final : public JobPlatform {
   public:
     std::unique_ptr<Event> makeEvent(EventReset reset) override { return makeWin32Event(reset); }
-    void* allocate(std::size_t size) noexcept override { return std::malloc(size); }
-    void release(void* memory) noexcept override { std::free(memory); }
+    void* allocate(std::size_t size) noexcept override {
+        return ::operator new(size, std::nothrow);
+    }
+    void release(void* memory) noexcept override { ::operator delete(memory); }
     std::unique_ptr<WorkerThread> startThread(std::function<void()> body) override {
         return startWin32Thread(std::move(body));
     }
