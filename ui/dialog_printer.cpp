@@ -119,9 +119,8 @@ std::optional<LRESULT> CDialogNewPrinter::onNotify(NMHDR& header) {
 
 void CDialogNewPrinter::copySelectedPattern() {
     const ReportList list(control(IDC_PRINTER_PATTERNS));
-    const int row = list.selectedRow();
-    if (row < 0) return;
-    showForm(formOf(*reinterpret_cast<const CGroupsDBPrinter*>(list.rowData(row))));
+    const auto pattern = list.rowData(list.selectedRow());
+    if (pattern) showForm(formOf(*reinterpret_cast<const CGroupsDBPrinter*>(*pattern)));
 }
 
 CDialogPrinterProperties::CDialogPrinterProperties(PrinterForm form,

@@ -4,6 +4,7 @@
 #include "directory/printer_url.h"
 #include "monitor/port_names.h"
 #include "ui/data_exchange.h"
+#include "ui/report_list.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {
@@ -12,40 +13,6 @@ namespace {
 bool checkMark(UINT itemState) noexcept {
     constexpr UINT kCheckedImage = INDEXTOSTATEIMAGEMASK(2);
     return (itemState & LVIS_STATEIMAGEMASK) == kCheckedImage;
-}
-
-void insertColumn(HWND list, int index, std::string title, int width) {
-    LVCOLUMNA column{};
-    column.mask = LVCF_FMT | LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM;
-    column.fmt = LVCFMT_LEFT;
-    column.cx = width;
-    column.pszText = title.data();
-    column.iSubItem = index;
-    SendMessageA(list, LVM_INSERTCOLUMNA, static_cast<WPARAM>(index),
-                 reinterpret_cast<LPARAM>(&column));
-}
-
-void insertRow(HWND list, int index, GroupRow row, bool checked) {
-    LVITEMA item{};
-    item.mask = LVIF_TEXT | LVIF_PARAM;
-    item.iItem = index;
-    item.pszText = row.name.data();
-    item.lParam = static_cast<LPARAM>(row.id);
-    SendMessageA(list, LVM_INSERTITEMA, 0, reinterpret_cast<LPARAM>(&item));
-
-    std::string count = std::to_string(row.printers);
-    item.mask = LVIF_TEXT;
-    item.iSubItem = 1;
-    item.pszText = count.data();
-    SendMessageA(list, LVM_SETITEMTEXTA, static_cast<WPARAM>(index),
-                 reinterpret_cast<LPARAM>(&item));
-
-    // A check mark given at the insertion is ignored.
-    if (!checked) return;
-    item.stateMask = LVIS_STATEIMAGEMASK;
-    item.state = INDEXTOSTATEIMAGEMASK(2);
-    SendMessageA(list, LVM_SETITEMSTATE, static_cast<WPARAM>(index),
-                 reinterpret_cast<LPARAM>(&item));
 }
 
 }  // namespace
@@ -75,11 +42,10 @@ void CPagePortMain::applyAuthentication() const noexcept {
 }
 
 void CPagePortMain::addColumns() const {
-    const HWND list = control(IDC_PORT_GROUPS);
-    const auto style = SendMessageA(list, LVM_GETEXTENDEDLISTVIEWSTYLE, 0, 0);
-    SendMessageA(list, LVM_SETEXTENDEDLISTVIEWSTYLE, 0, style | LVS_EX_CHECKBOXES);
-    insertColumn(list, 0, texts_.Lookup("Group"), 150);
-    insertColumn(list, 1, texts_.Lookup("Printers number"), 115);
+    const ReportList list(control(IDC_PORT_GROUPS));
+    list.addStyle(LVS_EX_CHECKBOXES);
+    list.addColumn(texts_.Lookup("Group"), 150);
+    list.addColumn(texts_.Lookup("Printers number"), 115);
 }
 
 void CPagePortMain::fillList() {
@@ -89,10 +55,12 @@ void CPagePortMain::fillList() {
     SendMessageA(list, WM_SETREDRAW, FALSE, 0);
     SendMessageA(list, LVM_DELETEALLITEMS, 0, 0);
     checked_.keepGroupsOf(directory_);
-    int index = 0;
-    for (GroupRow& row : groupRows(directory_)) {
-        const bool checked = checked_.contains(row.id);
-        insertRow(list, index++, std::move(row), checked);
+    const ReportList rows(list);
+    for (const GroupRow& group : groupRows(directory_)) {
+        const int row = rows.addRow(group.name, static_cast<LPARAM>(group.id));
+        rows.setText(row, 1, std::to_string(group.printers));
+        // A check mark given at the insertion is ignored.
+        if (checked_.contains(group.id)) rows.check(row);
     }
     SendMessageA(list, WM_SETREDRAW, TRUE, 0);
     filling_ = false;
@@ -103,12 +71,8 @@ void CPagePortMain::trackItem(const NMLISTVIEW& change) {
     const UINT changed = change.uOldState ^ change.uNewState;
     if (filling_ || (change.uChanged & LVIF_STATE) == 0 || (changed & LVIS_STATEIMAGEMASK) == 0)
         return;
-    LVITEMA item{};
-    item.mask = LVIF_PARAM;
-    item.iItem = change.iItem;
-    if (!SendMessageA(change.hdr.hwndFrom, LVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&item)))
-        return;
-    checked_.change(static_cast<std::uint32_t>(item.lParam), checkMark(change.uNewState));
+    if (const auto id = ReportList(change.hdr.hwndFrom).rowData(change.iItem))
+        checked_.change(static_cast<std::uint32_t>(*id), checkMark(change.uNewState));
 }
 
 bool CPagePortMain::passes(const std::optional<PortRefusal>& refusal) const {

@@ -36,6 +36,8 @@ bool CPagePrinterGroups::onCommand(int id, int code) {
     // Buttons tell of their focus as well, with other codes.
     if (id >= IDC_GROUPS_NEW_GROUP && id <= IDC_GROUPS_PROPERTIES && code != BN_CLICKED)
         return PropertyPage::onCommand(id, code);
+    // What a menu or key is about may have been scrolled out of sight.
+    if (id >= ID_GROUPS_CUT && id <= ID_GROUPS_PROPERTIES) view().reselect();
     switch (id) {
         case IDC_GROUPS_NEW_GROUP:
         case ID_GROUPS_NEW_GROUP:

@@ -114,6 +114,7 @@ std::optional<LRESULT> CPagePrinterGroups::contextMenu(HWND source, LPARAM posit
     if (position == -1) {
         const HTREEITEM item = view().selected();
         if (item == nullptr) return 0;
+        view().reselect();
         const RECT text = view().textRect(item);
         POINT below{text.left, text.bottom};
         ClientToScreen(view().control(), &below);

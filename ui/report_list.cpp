@@ -39,16 +39,25 @@ void ReportList::setText(int row, int column, std::string text) const {
                  reinterpret_cast<LPARAM>(&item));
 }
 
+void ReportList::check(int row) const {
+    LVITEMA item{};
+    item.stateMask = LVIS_STATEIMAGEMASK;
+    item.state = INDEXTOSTATEIMAGEMASK(2);
+    SendMessageA(control_, LVM_SETITEMSTATE, static_cast<WPARAM>(row),
+                 reinterpret_cast<LPARAM>(&item));
+}
+
 int ReportList::selectedRow() const {
     return static_cast<int>(
         SendMessageA(control_, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED));
 }
 
-LPARAM ReportList::rowData(int row) const {
+std::optional<LPARAM> ReportList::rowData(int row) const {
     LVITEMA item{};
     item.mask = LVIF_PARAM;
     item.iItem = row;
-    SendMessageA(control_, LVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&item));
+    if (!SendMessageA(control_, LVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&item)))
+        return std::nullopt;
     return item.lParam;
 }
 

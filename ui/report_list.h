@@ -4,6 +4,7 @@
 
 #include <commctrl.h>
 
+#include <optional>
 #include <string>
 
 namespace velmora {
@@ -21,9 +22,13 @@ class ReportList {
     int addRow(std::string text, LPARAM data) const;
     void setText(int row, int column, std::string text) const;
 
+    /// Sets a row's check mark; the list needs the style for it.
+    void check(int row) const;
+
     /// The first selected row, -1 when there is none.
     int selectedRow() const;
-    LPARAM rowData(int row) const;
+    /// None when there is no such row.
+    std::optional<LPARAM> rowData(int row) const;
 
   private:
     HWND control_;

@@ -66,6 +66,13 @@ void TreeView::select(HTREEITEM item) const {
     send(TVM_SELECTITEM, TVGN_CARET, reinterpret_cast<LPARAM>(item));
 }
 
+void TreeView::reselect() const {
+    const HTREEITEM item = selected();
+    if (item == nullptr) return;
+    select(item);
+    send(TVM_ENSUREVISIBLE, 0, reinterpret_cast<LPARAM>(item));
+}
+
 void TreeView::expand(HTREEITEM item) const {
     send(TVM_EXPAND, TVE_EXPAND, reinterpret_cast<LPARAM>(item));
 }

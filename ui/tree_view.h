@@ -34,6 +34,8 @@ class TreeView {
     HTREEITEM selected() const;
     /// Null: none.
     void select(HTREEITEM item) const;
+    /// Selects the selected item, if any, once more and brings it into sight.
+    void reselect() const;
     void expand(HTREEITEM item) const;
     bool isExpanded(HTREEITEM item) const;
     /// 0 for an item at the top.
