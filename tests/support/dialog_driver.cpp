@@ -73,6 +73,10 @@ bool DialogDriver::hasFocus(int id) const {
     GUITHREADINFO info{};
     info.cbSize = sizeof info;
     GetGUIThreadInfo(GetWindowThreadProcessId(window_, nullptr), &info);
+    // Without a window manager the X server now and then leaves no window with the focus. A dialog
+    // that is activated again puts it where it was.
+    const HWND dialog = GetAncestor(window_, GA_ROOT);
+    if (info.hwndFocus == nullptr && IsWindowEnabled(dialog)) SetForegroundWindow(dialog);
     return info.hwndFocus == control(id);
 }
 
