@@ -6,8 +6,8 @@
 
 namespace velmora::testing {
 
-/// A document of `size` bytes that differs from place to place, holds every byte value and begins as
-/// PostScript does: a printer that is not told a document's type looks at its first bytes.
+/// A document of `size` bytes that differs from place to place, holds every byte value and begins
+/// as PostScript does: a printer that is not told a document's type looks at its first bytes.
 std::string testDocument(std::size_t size);
 
 /// A target without credentials.
