@@ -88,7 +88,7 @@ void compare(Report& report, const std::string& what, int repetitions, double ai
     };
     ours();
     peer();
-    const auto times = leastOfTurns(kTurns, repeat(ours), repeat(peer));
+    const auto times = medianOfTurns(kTurns, repeat(ours), repeat(peer));
     report.add(
         {what, "us", times.first / repetitions * 1e6, times.second / repetitions * 1e6, aim});
     const auto counted = [](const auto& body) {

@@ -173,12 +173,12 @@ class DirectoryBench {
         const BareWriter writer(directory);
         writer.save();  // every save that is measured finds the same keys to delete
         add(save_, 1e3, "ms", 1.2,
-            leastOfTurns(
+            medianOfTurns(
                 turns, [&] { directory.Save(); }, [&] { writer.save(); }));
         directory.Save();  // what is loaded is what our own save has written
         BareReader reader;
         add(load_, 1e3, "ms", 1.2,
-            leastOfTurns(
+            medianOfTurns(
                 turns, [&] { directory.Load(); }, [&] { reader.load(); }));
         if (directory.nodes().size() != nodes || directory.portPrinters().size() != nodes / 10)
             std::printf("the directory came back with %zu nodes\n", directory.nodes().size());
@@ -187,7 +187,7 @@ class DirectoryBench {
         std::vector<std::byte> copy(payload.size());
         const auto copyBytes = [&] { std::memcpy(copy.data(), payload.data(), payload.size()); };
         add(serialise_, 1e6, "us", 0,
-            leastOfTurns(
+            medianOfTurns(
                 50,
                 [&] {
                     if (directory.GetSize() == payload.size()) directory.Serialize(payload.data());
@@ -195,13 +195,13 @@ class DirectoryBench {
                 copyBytes));
         CGroupsDB received;
         add(parse_, 1e6, "us", 0,
-            leastOfTurns(
+            medianOfTurns(
                 50, [&] { received.Deserialize(payload); }, copyBytes));
 
         std::vector<CGroupsDBPrinter*> printers;
         std::size_t seen = 0;
         add(collect_, 1e6, "us", 0,
-            leastOfTurns(
+            medianOfTurns(
                 50,
                 [&] {
                     printers.clear();

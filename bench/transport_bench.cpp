@@ -20,8 +20,8 @@ namespace {
 using testing::Peer;
 
 constexpr std::size_t kPiece = 1024;
-constexpr std::size_t kSegment = 2 << 20;  ///< bytes of one turn
-constexpr int kTurns = 16;
+constexpr std::size_t kSegment = 1 << 20;  ///< bytes of one turn
+constexpr int kTurns = 48;
 
 struct Cost {
     double wall = 0;
