@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "platform/handle.h"
+
 namespace velmora {
 
 /// The address of `module`'s export `name` as a function pointer of type Function; null when the
@@ -16,5 +18,8 @@ Function librarySymbol(HMODULE module, const char* name) noexcept {
 
 /// The module that this code was linked into (the DLL, or a test program): owner of its resources.
 HMODULE currentModule() noexcept;
+
+/// The same, kept loaded as long as the handle lives.
+UniqueModule referToCurrentModule() noexcept;
 
 }  // namespace velmora

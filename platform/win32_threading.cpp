@@ -10,6 +10,7 @@
 
 #include "platform/auto_reset_event.h"
 #include "platform/handle.h"
+#include "platform/library.h"
 
 namespace velmora {
 namespace {
@@ -62,12 +63,15 @@ class Win32Semaphore {
 class Win32Thread final : public WorkerThread {
   public:
     /// False when the system has no thread left.
-    bool start(std::unique_ptr<std::function<void()>> body) noexcept {
+    bool start(std::function<void()> body) {
+        auto parameter = std::make_unique<Parameter>();
+        parameter->body = std::move(body);
+        parameter->library = referToCurrentModule();
         // _beginthreadex rather than CreateThread: the body uses the C runtime.
-        thread_.reset(
-            reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, runBody, body.get(), 0, nullptr)));
+        thread_.reset(reinterpret_cast<HANDLE>(
+            _beginthreadex(nullptr, 0, runBody, parameter.get(), 0, nullptr)));
         if (!thread_) return false;
-        static_cast<void>(body.release());  // the thread frees it
+        static_cast<void>(parameter.release());  // the thread frees it
         return true;
     }
 
@@ -76,11 +80,22 @@ class Win32Thread final : public WorkerThread {
     }
 
   private:
-    static unsigned __stdcall runBody(void* parameter) {
-        const std::unique_ptr<std::function<void()>> body(
-            static_cast<std::function<void()>*>(parameter));
-        (*body)();
-        return 0;
+    struct Parameter {
+        std::function<void()> body;
+        /// A thread that nobody waits for may outlive its starter's interest in the library; the
+        /// library's code must stay for it all the same.
+        UniqueModule library;
+    };
+
+    static unsigned __stdcall runBody(void* address) {
+        HMODULE library = nullptr;
+        {
+            const std::unique_ptr<Parameter> parameter(static_cast<Parameter*>(address));
+            parameter->body();
+            library = parameter->library.release();
+        }
+        // One call for both: after the first step there may be no code left to make the second.
+        FreeLibraryAndExitThread(library, 0);
     }
 
     UniqueThread thread_;
@@ -95,7 +110,7 @@ std::unique_ptr<Event> makeWin32Event(EventReset reset) {
 
 std::unique_ptr<WorkerThread> startWin32Thread(std::function<void()> body) {
     auto thread = std::make_unique<Win32Thread>();
-    if (!thread->start(std::make_unique<std::function<void()>>(std::move(body)))) return nullptr;
+    if (!thread->start(std::move(body))) return nullptr;
     return thread;
 }
 

@@ -13,7 +13,8 @@ namespace velmora {
 std::unique_ptr<Event> makeWin32Event(EventReset reset);
 
 /// Runs `body`, which must not throw, in a new thread of normal priority with the default stack.
-/// Null when no thread can be started; `body` is then not run.
+/// Null when no thread can be started; `body` is then not run. The library that this code is part
+/// of stays loaded as long as the thread runs.
 std::unique_ptr<WorkerThread> startWin32Thread(std::function<void()> body);
 
 }  // namespace velmora

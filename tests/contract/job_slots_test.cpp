@@ -76,5 +76,36 @@ TEST_F(JobSlots, AnsiMonitorDeliversAJob) {
     print(table, port_, &info_);
 }
 
+TEST_F(JobSlots, LibraryStaysForTheWorkersOfAJobThatNobodyEnded) {
+    Peer second("http_sink");
+    Bytes directory = Bytes().u32(3).u32(1).u32(0).text("All groups").u32(0);
+    for (const auto& [id, url] : {std::pair{2u, printer_.url()}, {3u, second.url()}}) {
+        directory.u32(id).u32(1).text(url).u32(1).text(url).u8(0).text("").text("");
+    }
+    directory.u32(0);
+    const Table table = dll_.monitor2();
+    const auto xcv = table.entry<XcvDataPortEntry>(16);
+    ASSERT_EQ(xcv(nullptr, L"SetGroupsDB", directory.data().data(), 0, nullptr, 0, nullptr), 0u);
+    // The default record of the port Q, with the root group as its one target.
+    const std::vector<std::byte> defaults = defaultRecord("Q");
+    std::vector<std::byte> record =
+        Bytes().text("Q").u8(0).text("").u8(0).text("").text("").u32(1).u32(1).data();
+    record.insert(record.end(), defaults.begin() + static_cast<std::ptrdiff_t>(record.size() - 4),
+                  defaults.end());
+    ASSERT_EQ(xcv(nullptr, L"AddPort", L"Q", 0, nullptr, 0, nullptr), 0u);
+    ASSERT_EQ(xcv(nullptr, L"ConfigPort", record.data(), 0, nullptr, 0, nullptr), 0u);
+    ASSERT_TRUE(table.entry<OpenPort2Entry>(2)(nullptr, L"Q", &port_));
+    ASSERT_TRUE(
+        table.entry<StartDoc>(4)(port_, nullptr, 0, 1, reinterpret_cast<BYTE*>(&wideInfo_)));
+
+    // The spooler forgets the monitor while the workers pause before their requests.
+    FreeLibrary(dll_.module());
+    EXPECT_NE(GetModuleHandleA("Velmora.dll"), nullptr);
+    for (Peer* printer : {&printer_, &second}) {
+        while (!printer->file("request-1.body"))
+            SleepEx(20, FALSE);
+    }
+}
+
 }  // namespace
 }  // namespace velmora::testing
