@@ -2,9 +2,9 @@
 
 #include <atomic>
 #include <cstdint>
+#include <list>
 #include <memory>
 #include <utility>
-#include <vector>
 
 namespace velmora {
 
@@ -30,12 +30,14 @@ class SnapshotDomain {
         SnapshotDomain* domain_;
     };
 
-    /// Takes over an object that has been replaced, and frees those that nobody can see any more.
+    using Retired = std::list<std::unique_ptr<const T>>;
+
+    /// Takes over objects that have been replaced, and frees those that nobody can see any more.
     /// Every operation on the counter and on the published pointers is sequentially consistent:
     /// when the counter is seen at zero after the replacement, a reader that comes later finds the
     /// new object.
-    void retire(std::unique_ptr<const T> object) {
-        retired_.push_back(std::move(object));
+    void retire(Retired objects) noexcept {
+        retired_.splice(retired_.end(), objects);
         if (readers_.load() == 0) retired_.clear();
     }
 
@@ -43,7 +45,7 @@ class SnapshotDomain {
 
   private:
     std::atomic<std::uint32_t> readers_{0};
-    std::vector<std::unique_ptr<const T>> retired_;
+    Retired retired_;
 };
 
 /// One published object of a domain.
@@ -71,9 +73,14 @@ class Snapshot {
 
     View view() const noexcept { return View(*this); }
 
-    /// Publishes `next`; readers see the old object or the new one, never a mixture.
+    /// Publishes `next`; readers see the old object or the new one, never a mixture. Throws
+    /// std::bad_alloc with nothing changed.
     void replace(std::unique_ptr<const T> next) {
-        domain_.retire(std::unique_ptr<const T>(current_.exchange(next.release())));
+        // The place for the old object comes first: once replaced it must be kept, since a reader
+        // may be looking at it.
+        typename SnapshotDomain<T>::Retired old(1);
+        old.front().reset(current_.exchange(next.release()));
+        domain_.retire(std::move(old));
     }
 
   private:

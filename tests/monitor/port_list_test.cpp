@@ -124,20 +124,6 @@ TEST(PortList, RemovingTheOnlyPortEmptiesTheList) {
     EXPECT_EQ(names(list), Names{"Q"});
 }
 
-TEST(SnapshotDomain, RetiredObjectsGoWhenTheLastReaderHasGone) {
-    SnapshotDomain<int> domain;
-    Snapshot<int> snapshot(domain, std::make_unique<const int>(1));
-    {
-        const auto view = snapshot.view();
-        snapshot.replace(std::make_unique<const int>(2));
-        EXPECT_EQ(domain.retiredCount(), 1u);
-        EXPECT_EQ(*view, 1);
-    }
-    snapshot.replace(std::make_unique<const int>(3));
-    EXPECT_EQ(domain.retiredCount(), 0u);
-    EXPECT_EQ(*snapshot.view(), 3);
-}
-
 /// Writers add, update and remove while readers enumerate. Every configuration is written with its
 /// fields in step, so that a torn read shows; the sanitizers see the rest.
 TEST(PortList, ReadersNeverSeeATornListOrConfiguration) {
