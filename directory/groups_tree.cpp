@@ -14,6 +14,7 @@
 #include "directory/groups_db.h"
 
 namespace velmora {
+
 std::vector<CGroupsDBPrinter*> printersBelow(const ChildIndex& index, std::uint32_t group) {
     std::vector<CGroupsDBPrinter*> printers;
     std::unordered_set<std::uint32_t> entered{group};
@@ -33,6 +34,7 @@ std::vector<CGroupsDBPrinter*> printersBelow(const ChildIndex& index, std::uint3
     }
     return printers;
 }
+
 void SetNodeParent(CGroupsDBNode& node, std::uint32_t parent) {
     node.parent = parent;
 }

@@ -73,8 +73,6 @@ class ByteWriter {
   public:
     explicit ByteWriter(std::byte* position) noexcept : position_(position) {}
 
-    std::byte* position() const noexcept { return position_; }
-
     void u8(std::uint8_t value) noexcept { put(&value, sizeof value); }
     void u32(std::uint32_t value) noexcept { put(&value, sizeof value); }
     /// The text and its terminator; the text must hold no NUL of its own.

@@ -49,15 +49,18 @@ TEST_F(PortRegistry, NameComesFromTheRecordAndNotFromTheValue) {
 }
 
 TEST_F(PortRegistry, TwoRecordsOfOneNameAreTwoPortsAndTheFirstIsFound) {
-    writeRegistryBinary(kPorts, "a", defaultRecord("same"));
-    writeRegistryBinary(kPorts, "b", defaultRecord("same"));
-    const auto table = dll_.monitor2();
+    const std::vector<std::byte> first = defaultRecord("same");
+    std::vector<std::byte> second = first;
+    second[5] = std::byte{1};  // singleTarget, behind the name and its terminator
+    writeRegistryBinary(kPorts, "a", first);
+    writeRegistryBinary(kPorts, "b", second);
     EXPECT_EQ(listedPorts(dll_), (Names{L"same", L"same"}));
-    HANDLE first = nullptr;
-    HANDLE second = nullptr;
-    EXPECT_TRUE(table.entry<OpenPort2Entry>(2)(nullptr, L"same", &first));
-    EXPECT_TRUE(table.entry<OpenPort2Entry>(2)(nullptr, L"same", &second));
-    EXPECT_EQ(first, second);
+    const auto xcv = dll_.monitor2().entry<XcvDataPortEntry>(16);
+    std::vector<std::byte> found(first.size());
+    EXPECT_EQ(xcv(nullptr, L"GetConfigInfo", "same", 5, found.data(),
+                  static_cast<DWORD>(found.size()), nullptr),
+              0u);
+    EXPECT_EQ(found, first);
 }
 
 TEST_F(PortRegistry, DamagedValuesAreSkippedAndLeftAsTheyAre) {

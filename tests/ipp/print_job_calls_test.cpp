@@ -7,6 +7,7 @@
 #include "ipp/print_job.h"
 #include "tests/ipp/expected_requests.h"
 #include "tests/support/wininet/fake_wininet.h"
+#include "tests/support/wininet/import_patch.h"
 
 namespace velmora {
 namespace {
@@ -125,6 +126,36 @@ TEST_F(PrintJobCalls, NamesAreSentInUtf8) {
     ASSERT_TRUE(SendPrintJob(target, "Caf\xE9 \x80", {}));
     EXPECT_EQ(internet.body(),
               chunk(expectedPrintJob(kUrl, userName(), "Caf\xC3\xA9 \xE2\x82\xAC", {})));
+}
+
+std::string platformUserName;
+
+/// As the platform: fills the area with its terminator, or fails for length.
+BOOL WINAPI tellUserName(LPSTR area, LPDWORD size) {
+    if (platformUserName.size() >= *size) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return FALSE;
+    }
+    platformUserName.copy(area, platformUserName.size());
+    area[platformUserName.size()] = '\0';
+    return TRUE;
+}
+
+TEST_F(PrintJobCalls, UserIsNamedInUtf8AndLeftUnnamedWhenThePlatformDoesNotTell) {
+    const testing::ImportPatch patch("ADVAPI32.dll", "GetUserNameA",
+                                     reinterpret_cast<void (*)()>(&tellUserName));
+    const std::pair<std::string, std::string> names[] = {
+        {"J\xF6rg", "J\xC3\xB6rg"},
+        {std::string(1023, 'u'), std::string(1023, 'u')},
+        {std::string(1024, 'u'), ""},  // longer than the area for it
+    };
+    for (const auto& [ansi, utf8] : names) {
+        platformUserName = ansi;
+        internet.writes.clear();
+        ASSERT_TRUE(start());
+        EXPECT_EQ(internet.writes[0], expectedProbe(kUrl, utf8));
+        EXPECT_EQ(internet.body(), chunk(expectedPrintJob(kUrl, utf8, "Document", {})));
+    }
 }
 
 TEST_F(PrintJobCalls, PrinterUriIsTheUrlAsConfigured) {

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "monitor/process_port_list.h"
 #include "tests/monitor/job_test.h"
 #include "tests/support/peer.h"
 #include "tests/support/printing.h"
@@ -85,15 +86,19 @@ TEST_P(JobEntriesOfEveryGeneration, PortWithoutPrintersTakesTheJobAndRefusesItsD
     const HANDLE port = addPort(config);
     EXPECT_TRUE(jobs().start(port, "Printer X", 77, 1, "Report"));
     BOOL written = TRUE;
+    SetLastError(4711);
     EXPECT_EQ(writeText(port, "data", written, jobs()), 0u);
     EXPECT_FALSE(written);
+    EXPECT_EQ(GetLastError(), 4711u) << "the spooler is given no reason";
     EXPECT_TRUE(jobs().end(port));
     EXPECT_EQ(calls(), kWholeJob);
 }
 
 TEST_P(JobEntriesOfEveryGeneration, WithoutADocumentNameNothingIsStarted) {
     const HANDLE port = singlePort("");
+    SetLastError(4711);
     EXPECT_FALSE(jobs().start(port, "Printer X", 77, 1, nullptr));
+    EXPECT_EQ(GetLastError(), 4711u) << "the spooler is given no reason";
     EXPECT_TRUE(jobs().end(port));
     EXPECT_EQ(calls(), Calls{});
 }
@@ -273,10 +278,14 @@ TEST_F(JobEntriesTest, JobKeepsTheConfigurationThatItStartedWith) {
     ASSERT_TRUE(unicodeJobs().start(port, "Printer X", 77, 1, "Report"));
     PortConfig config = *port->config();
     config.printerUrl = other.url();
+    portList()->update(*port, config);
     BOOL written = FALSE;
     EXPECT_EQ(writeText(port, "%!one", written), 5u);
     EXPECT_TRUE(endDocPort(port));
     EXPECT_TRUE(endsWith(printer.file("request-2.body"), "%!one"));
+    EXPECT_EQ(other.file("request-1.body"), std::nullopt);
+    EXPECT_TRUE(printJob(port, "%!two"));
+    EXPECT_TRUE(endsWith(other.file("request-2.body"), "%!two"));
 }
 
 TEST_F(JobEntriesTest, SinglePrinterOfAMultiTargetPortIsSentToOnTheSpoolersThread) {
