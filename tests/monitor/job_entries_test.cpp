@@ -288,6 +288,18 @@ TEST_F(JobEntriesTest, JobKeepsTheConfigurationThatItStartedWith) {
     EXPECT_TRUE(endsWith(other.file("request-2.body"), "%!two"));
 }
 
+TEST_F(JobEntriesTest, JobOfADeletedPortGoesOnToItsEnd) {
+    Peer printer("http_sink");
+    auto* const port = static_cast<Port*>(singlePort(printer.url()));
+    ASSERT_TRUE(unicodeJobs().start(port, "Printer X", 77, 1, "Report"));
+    portList()->remove(*port);
+    BOOL written = FALSE;
+    EXPECT_EQ(writeText(port, "%!one", written), 5u);
+    EXPECT_TRUE(endDocPort(port));
+    EXPECT_TRUE(endsWith(printer.file("request-2.body"), "%!one"));
+    EXPECT_EQ(spooler_.takeCalls(), kWholeJob);
+}
+
 TEST_F(JobEntriesTest, SinglePrinterOfAMultiTargetPortIsSentToOnTheSpoolersThread) {
     NobodyThere printer;
     EXPECT_FALSE(printJob(multiPort({printer.url()}), "%!")) << "so its failure is reported";
