@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "ipp/encoder.h"
-#include "ipp/reader.h"
 
 namespace velmora {
 namespace {
@@ -187,11 +186,11 @@ void IppConnection::authenticationDialogAndResend(HWND owner, const IppMessage& 
     }
 }
 
-UniqueIppMessage IppConnection::readResponse() {
+UniqueIppMessage IppConnection::readResponse(const IppReadPolicy& policy) {
     if (!readStatus() || httpStatus_ != kHttpOk) return nullptr;
     UniqueIppMessage response = newIppMessage();
     if (!response) return nullptr;
-    IppReader reader(*response, IppReadMode::response);
+    IppReader reader(*response, IppReadMode::response, policy);
     std::array<std::byte, 1024> area;
     for (;;) {
         DWORD size = 0;

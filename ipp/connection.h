@@ -7,6 +7,7 @@
 #include <string>
 
 #include "ipp/message.h"
+#include "ipp/reader.h"
 #include "platform/handle.h"
 
 namespace velmora {
@@ -61,7 +62,7 @@ class IppConnection {
 
     /// The answer to a finished request. Null: lastError() is set when it could not be read; an
     /// HTTP status other than 200 stays in httpStatus(); else it was no complete IPP response.
-    UniqueIppMessage readResponse();
+    UniqueIppMessage readResponse(const IppReadPolicy& policy = {});
 
     /// Ends the open body and reads the answer; true when the printer accepted the job. False at
     /// once, with nothing sent, when an error has been noticed before or no body is open.

@@ -75,15 +75,6 @@ void addPrinterAndUser(GroupBuilder& operation, const PrintTarget& target) {
     operation.name("requesting-user-name", requestingUserName());
 }
 
-UniqueIppMessage newProbe(const PrintTarget& target) {
-    UniqueIppMessage probe =
-        newIppRequest(kVersion, IppOperation::getPrinterAttributes, kRequestId);
-    if (!probe) return nullptr;
-    GroupBuilder operation(*probe, IppGroup::operation);
-    addPrinterAndUser(operation, target);
-    return operation.ok() ? std::move(probe) : nullptr;
-}
-
 void addPageRanges(GroupBuilder& job, const std::string& text) {
     std::vector<IppRange> values;
     try {
@@ -117,21 +108,6 @@ void addJobAttributes(GroupBuilder& job, const JobTemplate& values) {
     addPageRanges(job, values.pageRanges);
 }
 
-UniqueIppMessage newPrintJob(const PrintTarget& target, const std::string& documentName,
-                             const JobTemplate& jobTemplate) {
-    UniqueIppMessage message = newIppRequest(kVersion, IppOperation::printJob, kRequestId);
-    if (!message) return nullptr;
-    GroupBuilder operation(*message, IppGroup::operation);
-    addPrinterAndUser(operation, target);
-    const std::string name = ansiToUtf8(documentName);
-    operation.name("job-name", name);
-    operation.name("document-name", name);
-    operation.boolean("ipp-attribute-fidelity", jobTemplate.ippAttributeFidelity != 0);
-    GroupBuilder job(*message, IppGroup::job);
-    addJobAttributes(job, jobTemplate);
-    return operation.ok() && job.ok() ? std::move(message) : nullptr;
-}
-
 /// Sends the probe until it went out, asking about certificates on the way. False: given up.
 bool sendProbe(IppConnection& connection, const PrintTarget& target, const IppMessage& probe) {
     do {
@@ -160,19 +136,42 @@ bool settleAuthentication(IppConnection& connection, const IppMessage& probe) {
 }
 
 bool probePrinter(IppConnection& connection, const PrintTarget& target) {
-    const UniqueIppMessage probe = newProbe(target);
+    const UniqueIppMessage probe = newPrinterRequest(IppOperation::getPrinterAttributes, target);
     return probe && sendProbe(connection, target, *probe) &&
            settleAuthentication(connection, *probe);
 }
 
 }  // namespace
 
+UniqueIppMessage newPrinterRequest(IppOperation operationId, const PrintTarget& target) {
+    UniqueIppMessage message = newIppRequest(kVersion, operationId, kRequestId);
+    if (!message) return nullptr;
+    GroupBuilder operation(*message, IppGroup::operation);
+    addPrinterAndUser(operation, target);
+    return operation.ok() ? std::move(message) : nullptr;
+}
+
+UniqueIppMessage newJobRequest(IppOperation operationId, const PrintTarget& target,
+                               const std::string& documentName, const JobTemplate& jobTemplate) {
+    UniqueIppMessage message = newPrinterRequest(operationId, target);
+    if (!message) return nullptr;
+    GroupBuilder operation(*message, IppGroup::operation);
+    const std::string name = ansiToUtf8(documentName);
+    operation.name("job-name", name);
+    operation.name("document-name", name);
+    operation.boolean("ipp-attribute-fidelity", jobTemplate.ippAttributeFidelity != 0);
+    GroupBuilder job(*message, IppGroup::job);
+    addJobAttributes(job, jobTemplate);
+    return operation.ok() && job.ok() ? std::move(message) : nullptr;
+}
+
 std::unique_ptr<IppConnection> SendPrintJob(const PrintTarget& target,
                                             const std::string& documentName,
                                             const JobTemplate& jobTemplate) {
     auto connection = std::make_unique<IppConnection>(target.url);
     if (!probePrinter(*connection, target)) return nullptr;
-    const UniqueIppMessage message = newPrintJob(target, documentName, jobTemplate);
+    const UniqueIppMessage message =
+        newJobRequest(IppOperation::printJob, target, documentName, jobTemplate);
     if (!message) return nullptr;
     do {
         connection->sendMessage(*message, true);

@@ -9,6 +9,15 @@
 
 namespace velmora {
 
+/// A request with the operation attributes that every request of ours begins with: character set,
+/// language, printer-uri and requesting-user-name. Null when memory runs out.
+UniqueIppMessage newPrinterRequest(IppOperation operation, const PrintTarget& target);
+
+/// The request that begins a print job; with IppOperation::validateJob the question whether the
+/// printer would take it. Texts are in the ANSI code page. Null when memory runs out.
+UniqueIppMessage newJobRequest(IppOperation operation, const PrintTarget& target,
+                               const std::string& documentName, const JobTemplate& jobTemplate);
+
 /// Starts one job at one printer: asks the printer for its attributes first (which is where
 /// passwords and certificates are settled, with dialogs of the platform where needed), then posts
 /// the Print-Job request with its attributes and leaves the body open for the document.
