@@ -1,0 +1,33 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace velmora::ctl {
+
+// What WinInet tells about a URL and about the certificate behind it.
+
+/// A URL as the monitor will read it.
+struct UrlReading {
+    bool usable = false;
+    std::string scheme;  ///< with "ipp" for a URL without one
+    std::string host;
+    unsigned port = 0;
+    std::string path;
+    bool secure = false;
+    std::string problem;                ///< when it is not usable
+    std::vector<std::string> warnings;  ///< traps; UTF-8, safe to show
+};
+UrlReading readUrl(const std::string& url);
+
+struct CertificateReport {
+    bool known = false;  ///< the certificate could be looked at
+    std::string subject, issuer, validFrom, validUntil;
+    std::vector<std::string> problems;  ///< in words; empty: the chain is trusted for this host
+};
+/// Connects, whatever the certificate is worth, and judges it. An empty report when the server
+/// does not answer within `limit`.
+CertificateReport inspectCertificate(const UrlReading& url, std::chrono::seconds limit);
+
+}  // namespace velmora::ctl

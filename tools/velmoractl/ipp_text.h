@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ipp/message.h"
+
+namespace velmora::ctl {
+
+// What an IPP answer says, as text. Everything that a printer wrote is UTF-8 at best and hostile at
+// worst: it goes through shown() before anybody sees it.
+
+/// The name of an attribute, one that we do not know included.
+std::string_view attributeName(const IppAttribute& attribute);
+
+/// Its values, as raw text: keywords and names as they are, "600dpi", "1-99", "true".
+std::vector<std::string> attributeValues(const IppAttribute& attribute);
+
+/// The first attribute of that name in the group (and in its instance); null when there is none.
+const IppAttribute* findAttribute(const IppMessage& message, IppGroup group, std::string_view name,
+                                  std::uint32_t instance = 0);
+
+/// The values of such an attribute, none when it is absent.
+std::vector<std::string> valuesOf(const IppMessage& message, IppGroup group, std::string_view name,
+                                  std::uint32_t instance = 0);
+/// The first of them, or an empty text.
+std::string valueOf(const IppMessage& message, IppGroup group, std::string_view name,
+                    std::uint32_t instance = 0);
+
+/// Values for people, safe to show, with commas between; a long list is cut.
+std::string shownValues(const std::vector<std::string>& values);
+
+/// The name of an enumerated value, such as "idle (3)"; the number alone when it has none.
+/// Attributes: printer-state, job-state, print-quality, orientation-requested, finishings.
+std::string enumText(std::string_view attribute, const std::string& number);
+
+/// Status codes of RFC 2911, 13.1: "client-error-not-found (0x0406)".
+std::string statusText(std::uint32_t status);
+
+}  // namespace velmora::ctl

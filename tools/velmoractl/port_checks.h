@@ -1,0 +1,53 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "directory/groups_db.h"
+#include "monitor/port_config.h"
+#include "tools/velmoractl/session.h"
+
+namespace velmora::ctl {
+
+// Checks of what is typed; each throws a CommandError that begins with `what`.
+
+/// What a new port's name may not be: empty, longer than the platform's lists show, or with a
+/// character that makes the name mean something else to Windows.
+void checkNewPortName(const std::string& name, const std::string& what);
+
+/// A URL that the monitor can use. IsValidPrinterUrl.
+void checkUrl(const std::string& url, const std::string& what);
+
+/// The dialogs read a port's record through an area of 1024 bytes: a larger one could be printed to
+/// but not be configured any more.
+void checkSize(const PortConfig& port, const std::string& what);
+
+const CGroupsDBGroup& requireGroup(const CGroupsDB& directory, const std::string& path,
+                                   const std::string& what);
+
+/// --user, --password, --password-stdin and --no-authentication.
+struct Credentials {
+    std::string user;
+    std::string password;
+    bool passwordFromInput = false;
+    bool none = false;
+    CLI::Option* userOption = nullptr;
+    CLI::Option* passwordOption = nullptr;
+
+    bool given() const {
+        return userOption->count() > 0 || passwordOption->count() > 0 || passwordFromInput;
+    }
+};
+
+void addCredentialOptions(CLI::App& verb, Credentials& credentials);
+
+/// Changes what was given and leaves the rest.
+void applyCredentials(const Credentials& credentials, std::uint8_t& authentication,
+                      std::string& user, std::string& password, const std::string& what);
+
+/// The spooler's printers that print to the port, by name.
+std::vector<std::string> printersOfPort(const Session& session, const std::string& port);
+
+}  // namespace velmora::ctl

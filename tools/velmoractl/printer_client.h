@@ -1,0 +1,48 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "ipp/message.h"
+#include "ipp/print_target.h"
+
+namespace velmora::ctl {
+
+/// What became of one request to a printer.
+struct PrinterAnswer {
+    bool timedOut = false;
+    std::uint32_t error = 0;       ///< Win32 or WinInet
+    std::uint32_t httpStatus = 0;  ///< 0: no answer
+    std::shared_ptr<IppMessage> message;
+};
+
+/// Sends requests by the monitor's own transport, without its dialogs, and reads the answers
+/// leniently: what a printer says beyond what printing needs is shown too. Each question, also to
+/// a printer that never answers, ends after `limit`.
+class PrinterClient {
+  public:
+    PrinterClient(PrintTarget target, std::chrono::seconds limit)
+        : target_(std::move(target)), limit_(limit) {}
+
+    const PrintTarget& target() const { return target_; }
+    PrinterAnswer ask(std::shared_ptr<IppMessage> request) const;
+    /// Get-Printer-Attributes.
+    PrinterAnswer askAttributes() const;
+
+  private:
+    PrintTarget target_;
+    std::chrono::seconds limit_;
+};
+
+/// Why the answer is none, in words; empty when there is an IPP answer that tells success.
+std::string problemText(const PrinterAnswer& answer);
+/// What to do about it, for the second half of an error line.
+std::string remedyText(const PrinterAnswer& answer);
+
+/// Runs `body` in a thread of its own and waits for it; false when it has not ended in time. It is
+/// then left behind, so everything it uses must be its own.
+bool runBounded(std::function<void()> body, std::chrono::seconds limit);
+
+}  // namespace velmora::ctl

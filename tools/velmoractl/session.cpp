@@ -1,0 +1,28 @@
+#include "tools/velmoractl/session.h"
+
+#include "tools/velmoractl/console.h"
+
+namespace velmora::ctl {
+
+void Session::say(const std::string& utf8) const {
+    if (!quiet && !json) writeOut(utf8 + "\n");
+}
+
+void Session::warn(const std::string& utf8) const {
+    writeError("velmoractl: warning: " + utf8 + "\n");
+}
+
+void Session::answer(const Json& value) const {
+    writeOut(value.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+}
+
+CLI::App& addVerb(CLI::App& parent, Session& session, const std::string& name,
+                  const std::string& about, const std::string& example,
+                  std::function<void()> action) {
+    CLI::App* const verb = parent.add_subcommand(name, about);
+    verb->footer("Example:\n  velmoractl " + example);
+    verb->callback([&session, action = std::move(action)] { session.action = action; });
+    return *verb;
+}
+
+}  // namespace velmora::ctl

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace velmora::ctl {
+
+/// UTF-8 that somebody else wrote (a printer, a stored name), made safe for a terminal and a log:
+/// control characters, terminal escapes, characters that turn the direction of writing, and bytes
+/// that are no UTF-8 become \xNN or \u{NNNN}; a backslash becomes two; what is longer than
+/// `longest` bytes is cut, and the cut is told.
+std::string shown(std::string_view text, std::size_t longest = 300);
+
+/// The same in double quotes, which are escaped inside.
+std::string inQuotes(std::string_view text, std::size_t longest = 300);
+
+/// Whether the bytes are UTF-8 (RFC 3629), so that a JSON text may hold them.
+bool isUtf8(std::string_view text);
+
+}  // namespace velmora::ctl

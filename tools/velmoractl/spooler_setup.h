@@ -1,0 +1,43 @@
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace velmora::ctl {
+
+// What the platform's printing setup does: registering monitors, and the files and the key that
+// belong to one.
+
+/// Whether the spooler lists the monitor. EnumMonitorsA.
+bool monitorInstalled(const std::string& server, const std::string& monitor);
+
+/// 0, ERROR_PRINT_MONITOR_ALREADY_INSTALLED, or why not. AddMonitorA.
+DWORD addMonitor(const std::string& monitor, const std::string& library);
+/// 0, ERROR_PRINT_MONITOR_IN_USE, or why not. DeleteMonitorA.
+DWORD deleteMonitor(const std::string& monitor);
+
+/// Makes `path` below HKEY_LOCAL_MACHINE if needed, and lets the system and administrators alone
+/// read and write it and all below it: ports and printers keep passwords there. 0 or why not.
+DWORD restrictKey(const std::string& path);
+/// Whether the key has exactly those rights.
+bool isRestricted(const std::string& path);
+
+enum class FileChange { same, copied, replaced, replacedInUse };
+
+/// Puts `source` in the place of `target`. A target that the spooler has loaded is moved aside and
+/// deleted at the next start of Windows. Throws CommandError.
+FileChange placeFile(const std::string& source, const std::string& target);
+
+enum class FileRemoval { absent, removed, atNextStart };
+FileRemoval removeFile(const std::string& path);
+
+bool fileExists(const std::string& path);
+
+/// The version in a library's resources, "1.0.0.0"; empty when it has none.
+std::string fileVersion(const std::string& path);
+
+/// A 32-bit program on 64-bit Windows sees another system directory than the spooler.
+bool isWrongBitness();
+
+}  // namespace velmora::ctl

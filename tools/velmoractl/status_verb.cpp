@@ -1,0 +1,154 @@
+#include <map>
+#include <memory>
+#include <thread>
+
+#include "platform/profile_file.h"
+#include "tools/velmoractl/console.h"
+#include "tools/velmoractl/installed_settings.h"
+#include "tools/velmoractl/ipp_text.h"
+#include "tools/velmoractl/monitor_channel.h"
+#include "tools/velmoractl/printer_client.h"
+#include "tools/velmoractl/session.h"
+#include "tools/velmoractl/shown_text.h"
+#include "tools/velmoractl/spooler_setup.h"
+
+namespace velmora::ctl {
+namespace {
+
+struct StatusOptions {
+    bool noProbe = false;
+    unsigned timeout = 15;
+};
+
+struct PrinterState {
+    PrintTarget target;
+    bool answers = false;
+    std::string words;
+};
+
+// Each question takes more than a second, most of it waiting.
+constexpr std::size_t kAtOnce = 16;
+
+void askPrinter(PrinterState& printer, std::chrono::seconds limit) {
+    const PrinterAnswer answer = PrinterClient(printer.target, limit).askAttributes();
+    const std::string problem = problemText(answer);
+    printer.answers = problem.empty();
+    if (!printer.answers) {
+        printer.words = problem;
+        return;
+    }
+    const auto value = [&](const char* name) {
+        return valueOf(*answer.message, IppGroup::printer, name);
+    };
+    printer.words =
+        inQuotes(value("printer-name")) + ", " + enumText("printer-state", value("printer-state"));
+    if (value("printer-is-accepting-jobs") == "false") printer.words += ", takes no jobs";
+}
+
+/// Asks all printers, some at once.
+void askPrinters(std::vector<PrinterState>& printers, std::chrono::seconds limit) {
+    for (std::size_t begin = 0; begin < printers.size(); begin += kAtOnce) {
+        std::vector<std::thread> threads;
+        for (std::size_t i = begin; i < std::min(begin + kAtOnce, printers.size()); ++i) {
+            threads.emplace_back([&printer = printers[i], limit] { askPrinter(printer, limit); });
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+}
+
+std::vector<PrintTarget> targetsOf(const PortConfig& port, const CGroupsDB& directory) {
+    if (port.singleTarget) {
+        return {{port.printerUrl, port.useAuthentication, port.userName, port.password}};
+    }
+    std::vector<CGroupsDBPrinter*> printers;
+    for (const std::uint32_t id : port.targetIds)
+        directory.CollectPrinters(id, printers);
+    std::vector<PrintTarget> targets;
+    for (const CGroupsDBPrinter* one : printers) {
+        targets.push_back({one->uri, one->hasAuth, one->userName, one->password});
+    }
+    return targets;
+}
+
+/// Index of the target among the printers, which it joins when it is new: each is asked once.
+std::size_t enter(std::vector<PrinterState>& printers, const PrintTarget& target) {
+    for (std::size_t i = 0; i < printers.size(); ++i) {
+        if (printers[i].target == target) return i;
+    }
+    printers.push_back({target, false, "not asked"});
+    return printers.size() - 1;
+}
+
+std::string libraryVersion(const Session& session) {
+    return session.server.empty() ? fileVersion(systemDirectory() + "\\Velmora.dll") : "";
+}
+
+void status(const Session& session, const StatusOptions& options) {
+    const std::string monitor = monitorName(session);
+    const std::string version = libraryVersion(session);
+    Json json{{"monitor", toUtf8(monitor)},
+              {"version", version},
+              {"registered", monitorInstalled(session.server, monitor)}};
+    if (session.server.empty()) json["key-restricted"] = isRestricted(installedKey());
+    session.say("Velmora.dll " + (version.empty() ? "is not in the system directory" : version));
+    // Fails with the right code and advice when the spooler does not know the monitor.
+    MonitorChannel channel(session);
+    session.say("The spooler knows the monitor " + quotedAnsi(monitor) + ".");
+    if (session.server.empty() && !json["key-restricted"].get<bool>()) {
+        session.warn(
+            "everybody may read the registry key that holds passwords; \"install\" "
+            "restricts it");
+    }
+
+    const std::vector<PortConfig> ports = channel.ports();
+    const CGroupsDB directory = channel.directory();
+    std::vector<PrinterState> printers;
+    std::vector<std::vector<std::size_t>> printersOfPorts;
+    for (const PortConfig& port : ports) {
+        std::vector<std::size_t>& own = printersOfPorts.emplace_back();
+        for (const PrintTarget& target : targetsOf(port, directory)) {
+            own.push_back(enter(printers, target));
+        }
+    }
+    if (!options.noProbe) askPrinters(printers, std::chrono::seconds(options.timeout));
+
+    bool allAnswer = true;
+    json["ports"] = Json::array();
+    for (std::size_t i = 0; i < ports.size(); ++i) {
+        session.say("Port " + quotedAnsi(ports[i].name) +
+                    (printersOfPorts[i].empty() ? " has no printers" : ""));
+        Json targets = Json::array();
+        for (const std::size_t index : printersOfPorts[i]) {
+            const PrinterState& printer = printers[index];
+            allAnswer &= printer.answers;
+            session.say("  " + quotedAnsi(printer.target.url) + "  " +
+                        (printer.answers ? "answers: " : "") + printer.words);
+            targets.push_back({{"url", toUtf8(printer.target.url)},
+                               {"answers", printer.answers},
+                               {"state", printer.words}});
+        }
+        json["ports"].push_back({{"name", toUtf8(ports[i].name)}, {"printers", targets}});
+    }
+    if (ports.empty()) session.say("There are no ports.");
+    if (session.json) session.answer(json);
+    if (!allAnswer && !options.noProbe) {
+        throw CommandError(ExitCode::printerProblem, "status", "not all printers answer",
+                           "\"probe URL\" tells more");
+    }
+}
+
+}  // namespace
+
+void addStatusVerb(CLI::App& app, Session& session) {
+    const auto options = std::make_shared<StatusOptions>();
+    CLI::App& verb =
+        addVerb(app, session, "status", "version, registration, ports, and which printers answer",
+                "status --json", [&session, options] { status(session, *options); });
+    verb.add_flag("--no-probe", options->noProbe, "do not ask the printers");
+    verb.add_option("--timeout", options->timeout, "longest wait for a printer, in seconds")
+        ->check(CLI::Range(1U, 600U))
+        ->type_name("SECONDS");
+}
+
+}  // namespace velmora::ctl

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "ipp/job_template.h"
+
+namespace velmora::ctl {
+
+/// One attribute of the job template: the command-line option and the JSON key of the same name.
+/// Values are texts, such as "two-sided-long-edge", "600dpi", "high", "3".
+struct TemplateAttribute {
+    const char* name;   ///< the IPP attribute
+    const char* value;  ///< what stands for the value in the help text
+    const char* about;
+    /// What may be given, in words, for the help and for messages about a bad value.
+    std::string (*allowed)();
+    std::string (*get)(const JobTemplate& job);
+    /// False, with nothing changed, when the value is not allowed.
+    bool (*set)(JobTemplate& job, const std::string& value);
+};
+
+/// All fourteen, in the order of the record.
+std::span<const TemplateAttribute> templateAttributes();
+
+/// Null when there is none of that name.
+const TemplateAttribute* findTemplateAttribute(std::string_view name);
+
+}  // namespace velmora::ctl
