@@ -1,0 +1,67 @@
+#include "tools/velmoractl/directory_paths.h"
+
+#include <gtest/gtest.h>
+
+namespace velmora::ctl {
+namespace {
+
+class DirectoryPaths : public ::testing::Test {
+  protected:
+    DirectoryPaths() {
+        auto root = std::make_unique<CGroupsDBGroup>();
+        root->id = kRootGroup;
+        root->name = "All groups";
+        directory_.Insert(std::move(root));
+        floor_ = directory_.AddGroup("First floor", kRootGroup)->id;
+        wing_ = directory_.AddGroup("Left", floor_)->id;
+        sales_ = directory_.AddPrinter("Sales", "ipp://p/", false, "", "", wing_)->id;
+        slash_ = directory_.AddGroup("A/B", kRootGroup)->id;
+    }
+
+    std::uint32_t idOf(std::string_view path) const {
+        const CGroupsDBNode* const node = findNode(directory_, path);
+        return node == nullptr ? 0 : node->id;
+    }
+
+    CGroupsDB directory_;
+    std::uint32_t floor_, wing_, sales_, slash_;
+};
+
+TEST_F(DirectoryPaths, NamesLeadFromTheRootDown) {
+    EXPECT_EQ(idOf(""), kRootGroup);
+    EXPECT_EQ(idOf("/"), kRootGroup);
+    EXPECT_EQ(idOf("First floor"), floor_);
+    EXPECT_EQ(idOf("/First floor/Left"), wing_);
+    EXPECT_EQ(idOf("First floor/Left/Sales"), sales_);
+    EXPECT_EQ(idOf("First floor/Right"), 0U);
+    EXPECT_EQ(idOf("first floor"), 0U);
+}
+
+TEST_F(DirectoryPaths, ANumberReachesEveryNode) {
+    EXPECT_EQ(idOf("#" + std::to_string(slash_)), slash_);
+    EXPECT_EQ(idOf("#99"), 0U);
+    EXPECT_EQ(idOf("#"), 0U);
+    EXPECT_EQ(idOf("#1x"), 0U);
+    EXPECT_EQ(idOf("#-1"), 0U);
+}
+
+TEST_F(DirectoryPaths, APathLeadsBackToItsNode) {
+    for (const auto& [id, node] : directory_.nodes())
+        EXPECT_EQ(idOf(pathOf(directory_, id)), id);
+    EXPECT_EQ(pathOf(directory_, sales_), "First floor/Left/Sales");
+    EXPECT_EQ(pathOf(directory_, slash_), "#" + std::to_string(slash_));
+}
+
+TEST_F(DirectoryPaths, ACircleEnds) {
+    SetNodeParent(*directory_.FindNode(floor_), wing_);
+    EXPECT_EQ(pathOf(directory_, sales_), "#" + std::to_string(sales_));
+}
+
+TEST_F(DirectoryPaths, AnEmptyDirectoryHasNothing) {
+    const CGroupsDB empty;
+    EXPECT_EQ(findNode(empty, "/"), nullptr);
+    EXPECT_EQ(findNode(empty, "A/B"), nullptr);
+}
+
+}  // namespace
+}  // namespace velmora::ctl

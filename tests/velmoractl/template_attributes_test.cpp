@@ -1,0 +1,120 @@
+#include "tools/velmoractl/template_attributes.h"
+
+#include <gtest/gtest.h>
+
+namespace velmora::ctl {
+namespace {
+
+TEST(TemplateAttributes, AreFourteenInTheOrderOfTheRecord) {
+    std::vector<std::string> names;
+    for (const TemplateAttribute& one : templateAttributes())
+        names.push_back(one.name);
+    const std::vector<std::string> expected = {"job-priority",
+                                               "job-hold-until",
+                                               "copies",
+                                               "printer-resolution",
+                                               "print-quality",
+                                               "page-ranges",
+                                               "media",
+                                               "orientation-requested",
+                                               "number-up",
+                                               "sides",
+                                               "multiple-document-handling",
+                                               "finishings",
+                                               "job-sheets",
+                                               "ipp-attribute-fidelity"};
+    EXPECT_EQ(names, expected);
+}
+
+TEST(TemplateAttributes, WhatIsReadCanBeSetAndGivesTheSameRecord) {
+    JobTemplate job;
+    job.jobPriority = 100;
+    job.printerResolution = {1200, 300, 4};
+    job.printQuality = 7;
+    job.orientationRequested = 6;
+    job.finishings = 94;
+    job.pageRanges = "1-3, 7";
+    job.media = "Custom roll";
+    job.numberUp = 16;
+    job.ippAttributeFidelity = 1;
+    JobTemplate copy;
+    for (const TemplateAttribute& one : templateAttributes()) {
+        EXPECT_TRUE(one.set(copy, one.get(job))) << one.name;
+    }
+    EXPECT_EQ(copy, job);
+}
+
+struct Value {
+    const char* attribute;
+    std::string text;
+    bool taken;
+};
+
+TEST(TemplateAttributes, TakeWhatIsAllowedAndNothingElse) {
+    const Value values[] = {
+        {"job-priority", "1", true},
+        {"job-priority", "0", false},
+        {"job-priority", "101", false},
+        {"job-priority", "+5", false},
+        {"job-priority", " 5", false},
+        {"job-priority", "99999999999", false},
+        {"job-hold-until", "third-shift", true},
+        {"job-hold-until", "tomorrow", false},
+        {"copies", "2147483647", true},
+        {"copies", "2147483648", false},
+        {"copies", "-1", false},
+        {"printer-resolution", "600", true},
+        {"printer-resolution", "1200x600dpi", true},
+        {"printer-resolution", "118dpcm", true},
+        {"printer-resolution", "x600dpi", false},
+        {"printer-resolution", "600x", false},
+        {"printer-resolution", "600x600x600", false},
+        {"printer-resolution", "0dpi", false},
+        {"printer-resolution", "dpi", false},
+        {"print-quality", "draft", true},
+        {"print-quality", "5", true},
+        {"print-quality", "0", false},
+        {"print-quality", "Draft", false},
+        {"page-ranges", "", true},
+        {"page-ranges", "1,3,5-12", true},
+        {"page-ranges", "5-", false},
+        {"media", "A4", true},
+        {"media", "na_letter_8.5x11in", true},
+        {"media", "", false},
+        {"media", "A\n4", false},
+        {"media", std::string(1023, 'm'), true},
+        {"media", std::string(1024, 'm'), false},
+        {"orientation-requested", "reverse-portrait", true},
+        {"orientation-requested", "sideways", false},
+        {"number-up", "16", true},
+        {"number-up", "0", false},
+        {"sides", "duplex", true},
+        {"sides", "both", false},
+        {"multiple-document-handling", "single-document-new-sheet", true},
+        {"multiple-document-handling", "", false},
+        {"finishings", "staple-dual-bottom", true},
+        {"finishings", "31", true},
+        {"finishings", "glue", false},
+        {"job-sheets", "standard", true},
+        {"job-sheets", "all", false},
+        {"ipp-attribute-fidelity", "true", true},
+        {"ipp-attribute-fidelity", "1", false},
+    };
+    for (const Value& value : values) {
+        const TemplateAttribute* const attribute = findTemplateAttribute(value.attribute);
+        ASSERT_NE(attribute, nullptr) << value.attribute;
+        JobTemplate job;
+        EXPECT_EQ(attribute->set(job, value.text), value.taken)
+            << value.attribute << " " << value.text;
+        if (!value.taken) {
+            EXPECT_EQ(job, JobTemplate()) << value.attribute;
+        }
+    }
+}
+
+TEST(TemplateAttributes, AnUnknownNameIsNone) {
+    EXPECT_EQ(findTemplateAttribute("job-colour"), nullptr);
+}
+
+}  // namespace
+}  // namespace velmora::ctl
