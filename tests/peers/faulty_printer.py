@@ -395,6 +395,22 @@ def no_value(exchange):
     return "no-value"
 
 
+@behaviour
+def hostile_texts(exchange):
+    """a good answer about a printer and a job whose texts attack the terminal that shows them"""
+    exchange.read()
+    evil = (b"\x1b]0;owned\x07\x1b[2J\x9b\xc2\x9b31m\r\n\x00\x7f\xe2\x80\xae\xef\xbb\xbf" +
+            b"x" * 900)
+    texts = [raw_http.attribute(tag, name, evil) for tag, name in
+             ((0x41, b"status-message"), (0x42, b"printer-name"), (0x41, b"printer-info"),
+              (0x44, b"printer-state-reasons"), (0x44, b"media-supported"), (0x42, b"job-name"),
+              (0x42, b"job-originating-user-name"))]
+    exchange.send(raw_http.answer(raw_http.ipp_answer(
+        exchange.options.size, texts[0] + b"\x04" + b"".join(texts[1:5]) +
+        b"\x02" + raw_http.attribute(0x21, b"job-id", b"\x00\x00\x00\x07") + b"".join(texts[5:]))))
+    return "hostile texts"
+
+
 class Printer:
     def __init__(self, options):
         self.options = options

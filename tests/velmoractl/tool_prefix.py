@@ -3,22 +3,34 @@
 import glob
 import json
 import os
+import pty
+import select
 import shutil
+import struct
 import subprocess
 import sys
+import time
+import tty
+from fcntl import ioctl
+from termios import TIOCSWINSZ
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 sys.path.insert(0, os.path.join(ROOT, "tests", "peers"))
 import peer_process  # noqa: E402
 
 DOWNLOAD = "C:\\download"
-MONITORS = "HKLM\\System\\CurrentControlSet\\Control\\Print\\Monitors\\"
-TIMEOUT = 120
+PRINT = "HKLM\\System\\CurrentControlSet\\Control\\Print\\"
+MONITORS = PRINT + "Monitors\\"
+# Of one run of Wine, which may hold dozens of commands.
+TIMEOUT = 300
+
+DONE, FAILED, USAGE, NOT_FOUND, CONFLICT, DENIED, NOT_INSTALLED, PRINTER, CANCELLED = range(9)
 
 
 class Result:
     def __init__(self, code, out, err):
         self.code = code
+        self.raw = out + err
         self.out = out.decode("utf-8", "replace").replace("\r\n", "\n")
         self.err = err.decode("utf-8", "replace").replace("\r\n", "\n")
 
@@ -29,13 +41,47 @@ class Result:
         return f"exit code {self.code}\n--- out\n{self.out}--- err\n{self.err}"
 
 
+class Step:
+    """One program in a batch; `code` is the exit code that it should have."""
+
+    def __init__(self, *words, code=DONE, stdin=b"", is_tool=False):
+        self.words = list(words)
+        self.code = code
+        self.stdin = stdin
+        self.is_tool = is_tool
+
+
+def tool(*words, code=DONE, stdin=b""):
+    return Step(DOWNLOAD + "\\velmoractl.exe", *words, code=code, stdin=stdin, is_tool=True)
+
+
+def set_value(key, name, text):
+    return Step("reg", "add", key, "/v", name, "/d", text, "/f")
+
+
+def use_shim(monitor):
+    """Wine's spooler has no working Xcv channel without it (tests/support/xcv_shim)."""
+    return set_value(MONITORS + monitor, "Driver", "velmora_shim.dll")
+
+
+def let_spooler_find(monitor, port):
+    """Wine's spooler finds a port's monitor by this key; Windows' asks the monitors."""
+    return Step("reg", "add", MONITORS + monitor + "\\Ports\\" + port, "/f")
+
+
+def export_key(key):
+    """Result.raw: all values below the key, as the registry tool writes them."""
+    return Step("reg", "export", key, "C:\\batch\\key.reg", "/y")
+
+
 class ToolPrefix:
     def __init__(self, arch, build_directory, directory):
         self.arch = arch
         self.build = build_directory
         self.prefix = os.path.join(directory, "prefix")
-        self.wine("cmd", "/c", "exit", prefix=None)  # makes the template
         template = os.path.join(self.build, "wine", "template-null")
+        if not os.path.isdir(template):
+            self.wine("cmd", "/c", "exit", prefix=None)  # makes the template
         # Hard links share the files of Windows; the registry is private.
         subprocess.run(["cp", "-al", template, self.prefix], check=True)
         for name in glob.glob(os.path.join(self.prefix, "*.reg")):
@@ -56,6 +102,8 @@ class ToolPrefix:
         shutil.copy(os.path.join(languages, "Velmora.dat"), self.path("download"))
         for name in os.listdir(languages):
             shutil.copy(os.path.join(languages, name), self.path("download", "languages"))
+        shutil.copy(os.path.join(self.build, "bin", "velmora_shim.dll"),
+                    self.path("windows", "system32"))
 
     def wine(self, *words, prefix="", stdin=b""):
         environment = dict(os.environ, VELMORA_WINE_TIMEOUT=str(TIMEOUT), LC_ALL="C.UTF-8")
@@ -70,56 +118,74 @@ class ToolPrefix:
     def tool(self, *words, stdin=b""):
         return self.wine(DOWNLOAD + "\\velmoractl.exe", *words, stdin=stdin)
 
-    def tool_batch(self, commands):
-        """The tool once for each list of words, started by one batch file: most of a short run is
-        the start of Wine."""
+    def batch(self, steps):
+        """Runs the programs one after the other, started by one batch file: most of a short run is
+        the start of Wine. Gives their results."""
         place = self.path("batch")
         shutil.rmtree(place, ignore_errors=True)
         os.makedirs(place)
         lines = ["@echo off"]
-        for index, words in enumerate(commands):
-            command = subprocess.list2cmdline([DOWNLOAD + "\\velmoractl.exe", *words])
-            lines += [f"{command} >C:\\batch\\{index}.out 2>C:\\batch\\{index}.err <NUL",
-                      f"echo %errorlevel% >C:\\batch\\{index}.code"]
+        for index, step in enumerate(steps):
+            with open(self.path("batch", f"{index}.in"), "wb") as file:
+                file.write(step.stdin)
+            files = " ".join(f"{sign}C:\\batch\\{index}.{end}" for sign, end in
+                             (("<", "in"), (">", "out"), ("2>", "err")))
+            command = subprocess.list2cmdline(step.words)
+            lines += [f"{command} {files}", f"echo %errorlevel% >C:\\batch\\{index}.code"]
+            if step.words[:2] == ["reg", "export"]:
+                lines.append(f"move /y {step.words[3]} C:\\batch\\{index}.out >NUL")
         with open(self.path("batch", "run.bat"), "w", encoding="ascii", newline="\r\n") as file:
             file.write("\n".join(lines) + "\n")
-        batch = self.wine("cmd", "/c", "C:\\batch\\run.bat")
+        run = self.wine("cmd", "/c", "C:\\batch\\run.bat")
         results = []
-        for index in range(len(commands)):
+        for index, step in enumerate(steps):
             parts = []
             for end in ("code", "out", "err"):
                 name = os.path.join(place, f"{index}.{end}")
-                assert os.path.exists(name), (commands[index], batch)
+                assert os.path.exists(name), (step.words, run)
                 with open(name, "rb") as file:
                     parts.append(file.read())
             results.append(Result(int(parts[0]), *parts[1:]))
         return results
 
-    def use_shim(self, monitor):
-        """Wine's spooler has no working Xcv channel without it (tests/support/xcv_shim)."""
-        shutil.copy(os.path.join(self.build, "bin", "velmora_shim.dll"),
-                    self.path("windows", "system32"))
-        self.set_value(MONITORS + monitor, "Driver", "velmora_shim.dll")
-
-    def let_spooler_find(self, monitor, port):
-        """Wine's spooler finds a port's monitor by this key; Windows' asks the monitors."""
-        result = self.wine("reg", "add", MONITORS + monitor + "\\Ports\\" + port, "/f")
-        assert result.code == 0, result
-
-    def set_value(self, key, name, text):
-        result = self.wine("reg", "add", key, "/v", name, "/d", text, "/f")
-        assert result.code == 0, result
-
-    def exported_key(self, key):
-        """All values below a key, as the registry tool writes them; empty when there is none."""
-        file = self.path("export.reg")
-        if os.path.exists(file):
-            os.remove(file)
-        self.wine("reg", "export", key, "C:\\export.reg", "/y")
-        if not os.path.exists(file):
-            return b""
-        with open(file, "rb") as stream:
-            return stream.read()
+    def tool_on_terminal(self, words, question, answer, seconds=120):
+        """The tool on a terminal, with somebody who waits for the question and types the answer.
+        Gives the exit code and what the terminal showed."""
+        terminal, end = pty.openpty()
+        # Wine's console edits the line itself, as a shell's would.
+        tty.setraw(end)
+        # Wide enough for no line to be broken.
+        ioctl(end, TIOCSWINSZ, struct.pack("HHHH", 50, 250, 0, 0))
+        wine = "wine" if self.arch == "x86" else shutil.which("wine64") or "/usr/lib/wine/wine64"
+        environment = dict(
+            os.environ, WINEPREFIX=self.prefix, WINEDEBUG="-all", TERM="xterm",
+            WINEARCH="win32" if self.arch == "x86" else "win64",
+            WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe=")
+        environment.pop("DISPLAY", None)
+        process = peer_process.start(
+            [wine, DOWNLOAD + "\\velmoractl.exe", *words], env=environment, stdin=end, stdout=end,
+            stderr=end, start_new_session=True)
+        os.close(end)
+        shown = b""
+        limit = time.monotonic() + seconds
+        answered = False
+        try:
+            while process.poll() is None and time.monotonic() < limit:
+                if select.select([terminal], [], [], 0.1)[0]:
+                    try:
+                        shown += os.read(terminal, 65536)
+                    except OSError:  # the other end is closed
+                        break
+                if not answered and question in shown:
+                    os.write(terminal, answer)
+                    answered = True
+            if time.monotonic() >= limit:
+                raise AssertionError(f"{words} does not end; the terminal shows {shown!r}")
+            process.wait(60)
+        finally:
+            peer_process.stop(process)
+            os.close(terminal)
+        return process.returncode, shown.decode("utf-8", "replace")
 
     def stop(self):
         subprocess.run(["wineserver", "-k"], env=dict(os.environ, WINEPREFIX=self.prefix),
@@ -139,10 +205,10 @@ class Printer:
         self.url = self.process.stdout.readline().strip()
 
     def documents(self):
-        names = sorted(name for name in glob.glob(os.path.join(self.directory, "[0-9]*-*"))
-                       if not name.endswith(".prn"))
+        names = [name for name in glob.glob(os.path.join(self.directory, "[0-9]*-*"))
+                 if not name.endswith(".prn")]
         contents = []
-        for name in names:
+        for name in sorted(names, key=lambda name: int(os.path.basename(name).split("-")[0])):
             with open(name, "rb") as file:
                 contents.append(file.read())
         return contents

@@ -108,6 +108,10 @@ CertificateReport inspect(const UrlReading& url) {
     report.known = true;
     report.subject = nameOf(certificate, 0);
     report.issuer = nameOf(certificate, CERT_NAME_ISSUER_FLAG);
+    const CERT_SIMPLE_CHAIN& certificates = *found->rgpChain[0];
+    for (DWORD i = 0; i < certificates.cElement; ++i) {
+        report.chain.push_back(nameOf(certificates.rgpElement[i]->pCertContext, 0));
+    }
     report.validFrom = dateOf(certificate->pCertInfo->NotBefore);
     report.validUntil = dateOf(certificate->pCertInfo->NotAfter);
     addProblems(found, certificate, url.host, report);

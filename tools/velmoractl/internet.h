@@ -24,6 +24,7 @@ UrlReading readUrl(const std::string& url);
 struct CertificateReport {
     bool known = false;  ///< the certificate could be looked at
     std::string subject, issuer, validFrom, validUntil;
+    std::vector<std::string> chain;     ///< subjects, from the server's own up to the root
     std::vector<std::string> problems;  ///< in words; empty: the chain is trusted for this host
 };
 /// Connects, whatever the certificate is worth, and judges it. An empty report when the server

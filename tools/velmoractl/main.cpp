@@ -1,9 +1,17 @@
 // velmoractl: sets the monitor up and runs it from the command line. docs/command-line.md.
+#include <windows.h>
+// After windows.h.
+#include <shellapi.h>
+
+#include <cstdio>
 #include <new>
 
+#include "platform/text.h"
 #include "tools/velmoractl/console.h"
+#include "tools/velmoractl/local_memory.h"
 #include "tools/velmoractl/session.h"
 #include "tools/velmoractl/shown_text.h"
+#include "tools/velmoractl/spooler_setup.h"
 
 namespace velmora::ctl {
 namespace {
@@ -21,10 +29,36 @@ constexpr char kFooter[] =
     "  velmoractl probe --port Office\n"
     "Every verb has its own --help with an example.";
 
+std::string ownVersion() {
+    std::vector<char> path(32768);
+    GetModuleFileNameA(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    return fileVersion(path.data());
+}
+
+/// The words behind the program's name, last one first as CLI11 wants them, in the code page that
+/// ports are stored in. The C library's own words have look-alikes in the place of characters that
+/// the code page lacks: a port would silently get another name.
+std::vector<std::string> commandLine() {
+    int count = 0;
+    const UniqueLocalMemory memory(CommandLineToArgvW(GetCommandLineW(), &count));
+    const auto* const wide = static_cast<const wchar_t* const*>(memory.get());
+    std::vector<std::string> words;
+    for (int i = count - 1; i > 0; --i) {
+        words.push_back(toAnsi(wide[i]));
+        if (toWide(words.back()) == wide[i]) continue;
+        throw CommandError(ExitCode::usage, "the command line",
+                           inQuotes(toUtf8(std::wstring_view(wide[i]))) +
+                               " has characters that this system's code page lacks",
+                           "write it with other characters");
+    }
+    return words;
+}
+
 void addVerbs(CLI::App& app, Session& session) {
     app.footer(kFooter);
     app.require_subcommand(1);
     app.fallthrough();
+    app.set_version_flag("--version", ownVersion, "this program's version");
     app.add_flag("--json", session.json, "answer in JSON, for scripts");
     app.add_flag("-q,--quiet", session.quiet, "say nothing but errors and warnings");
     app.add_option("--server", session.server, "another computer's spooler")->type_name("NAME");
@@ -59,12 +93,12 @@ int end(ExitCode code, const std::string& line) {
     return static_cast<int>(code);
 }
 
-int run(int argc, char** argv) {
+int run() {
     CLI::App app("Sets up and runs the Velmora IPP port monitor.", "velmoractl");
     Session session;
     addVerbs(app, session);
     try {
-        app.parse(argc, argv);
+        app.parse(commandLine());
         completeServer(session.server);
         session.action();
         return static_cast<int>(ExitCode::done);
@@ -91,6 +125,11 @@ int run(int argc, char** argv) {
 }  // namespace
 }  // namespace velmora::ctl
 
-int main(int argc, char** argv) {
-    return velmora::ctl::run(argc, argv);
+int main() {
+    const int code = velmora::ctl::run();
+    std::fflush(nullptr);
+    // A thread that waits for a silent printer may have been left behind: the ordinary way out
+    // would take down what it is using.
+    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));
+    return code;
 }

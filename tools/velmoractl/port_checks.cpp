@@ -138,4 +138,13 @@ std::vector<std::string> printersOfPort(const Session& session, const std::strin
     return names;
 }
 
+void checkUnused(const Session& session, const std::string& port, const std::string& what) {
+    const std::vector<std::string> printers = printersOfPort(session, port);
+    if (printers.empty()) return;
+    throw CommandError(
+        ExitCode::conflict, what,
+        "the printer " + quotedAnsi(printers.front()) + " prints to the port " + quotedAnsi(port),
+        "give that printer another port, or delete it, first");
+}
+
 }  // namespace velmora::ctl

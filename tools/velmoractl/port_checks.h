@@ -50,4 +50,7 @@ void applyCredentials(const Credentials& credentials, std::uint8_t& authenticati
 /// The spooler's printers that print to the port, by name.
 std::vector<std::string> printersOfPort(const Session& session, const std::string& port);
 
+/// ExitCode::conflict when a printer prints to the port: its jobs would have nowhere to go.
+void checkUnused(const Session& session, const std::string& port, const std::string& what);
+
 }  // namespace velmora::ctl

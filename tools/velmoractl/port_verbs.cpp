@@ -34,6 +34,7 @@ void addTargetOptions(CLI::App& verb, PortOptions& options) {
                         "print to all printers below this group (\"A/B\" or #ID); may be repeated")
             ->type_name("GROUP")
             ->expected(1)
+            ->allow_extra_args(false)
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     options.urlOption->excludes(options.groupOption);
     addCredentialOptions(verb, options.credentials);
@@ -194,12 +195,7 @@ void list(const Session& session) {
 void remove(const Session& session, const std::string& name) {
     MonitorChannel channel(session);
     channel.port(name);  // the monitor itself takes an unknown name for deleted
-    const std::vector<std::string> printers = printersOfPort(session, name);
-    if (!printers.empty()) {
-        throw CommandError(ExitCode::conflict, "port remove " + quotedAnsi(name),
-                           "the printer " + quotedAnsi(printers.front()) + " prints to it",
-                           "give that printer another port, or delete it, first");
-    }
+    checkUnused(session, name, "port remove " + quotedAnsi(name));
     channel.removePort(name);
     if (session.json) session.answer({{"removed", toUtf8(name)}});
     session.say("Port " + quotedAnsi(name) + " has been removed.");

@@ -1,5 +1,6 @@
 #include <fstream>
 #include <memory>
+#include <utility>
 
 #include "platform/handle.h"
 #include "tools/velmoractl/console.h"
@@ -28,6 +29,23 @@ struct PrinterTraits {
     static void close(Type printer) noexcept { ClosePrinter(printer); }
 };
 using UniquePrinter = UniqueHandle<PrinterTraits>;
+
+/// A document that has begun. One that does not come to its end is taken back: half a document must
+/// not be printed as if it were a whole one.
+class OpenDocument {
+  public:
+    explicit OpenDocument(HANDLE printer) : printer_(printer) {}
+    ~OpenDocument() {
+        if (printer_ != nullptr) AbortPrinter(printer_);
+    }
+    OpenDocument(const OpenDocument&) = delete;
+    OpenDocument& operator=(const OpenDocument&) = delete;
+
+    bool end() { return EndDocPrinter(std::exchange(printer_, nullptr)) != FALSE; }
+
+  private:
+    HANDLE printer_;
+};
 
 constexpr std::size_t kPiece = 64 * 1024;
 constexpr DWORD kPollMs = 500;
@@ -80,6 +98,11 @@ std::uint64_t writeDocument(HANDLE printer, std::ifstream& file, ProgressBar& ba
             bar.show(done);
         }
     }
+    if (file.bad()) {
+        throw CommandError(ExitCode::failed, what,
+                           "the file cannot be read beyond byte " + std::to_string(done),
+                           "check the drive; nothing of it is printed");
+    }
     return done;
 }
 
@@ -128,15 +151,16 @@ void print(const Session& session, const PrintOptions& options) {
                            "the job cannot begin, " + errorText(GetLastError()),
                            "\"probe --port " + toUtf8(options.port) + "\" tells what is wrong");
     }
+    OpenDocument document(printer.get());
     const std::uint64_t bytes = writeDocument(printer.get(), file, bar, what);
     // A port that is opened directly prints as it is written; a queue's job begins here.
-    if (!EndDocPrinter(printer.get())) {
+    if (!document.end()) {
         throw CommandError(ExitCode::printerProblem, what,
                            "the job has failed, " + errorText(GetLastError()),
                            "\"probe --port " + toUtf8(options.port) + "\" tells what is wrong");
     }
     bar.end();
-    waitForJob(printer.get(), job, options.wait, what);
+    if (options.wait > 0) waitForJob(printer.get(), job, options.wait, what);
     if (session.json) {
         session.answer(
             {{"port", toUtf8(options.port)}, {"title", toUtf8(title)}, {"bytes", bytes}});
@@ -158,7 +182,8 @@ void addPrintVerb(CLI::App& app, Session& session) {
     verb.add_option("--port", options->port, "the port")->required()->type_name("NAME");
     verb.add_option("--title", options->title, "the job's name (default: the file's)")
         ->type_name("TEXT");
-    verb.add_option("--wait", options->wait, "longest wait for the spooler's queue, in seconds")
+    verb.add_option("--wait", options->wait,
+                    "longest wait for the spooler's queue, in seconds; 0: none")
         ->check(CLI::Range(0U, 86400U))
         ->type_name("SECONDS");
 }

@@ -5,6 +5,7 @@
 #include <wininet.h>
 
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <thread>
 
@@ -93,16 +94,31 @@ bool runBounded(std::function<void()> body, std::chrono::seconds limit) {
         std::mutex mutex;
         std::condition_variable changed;
         bool ended = false;
+        std::exception_ptr failure;
     };
     const auto state = std::make_shared<State>();
-    std::thread([state, body = std::move(body)] {
-        body();
+    std::thread thread([state, body = std::move(body)] {
+        std::exception_ptr failure;
+        try {
+            body();
+        } catch (...) {
+            failure = std::current_exception();
+        }
         const std::scoped_lock lock(state->mutex);
+        state->failure = failure;
         state->ended = true;
         state->changed.notify_all();
-    }).detach();
-    std::unique_lock lock(state->mutex);
-    return state->changed.wait_for(lock, limit, [&] { return state->ended; });
+    });
+    {
+        std::unique_lock lock(state->mutex);
+        if (!state->changed.wait_for(lock, limit, [&] { return state->ended; })) {
+            thread.detach();
+            return false;
+        }
+    }
+    thread.join();
+    if (state->failure) std::rethrow_exception(state->failure);
+    return true;
 }
 
 PrinterAnswer PrinterClient::ask(std::shared_ptr<IppMessage> request) const {

@@ -42,7 +42,7 @@ std::string problemText(const PrinterAnswer& answer);
 std::string remedyText(const PrinterAnswer& answer);
 
 /// Runs `body` in a thread of its own and waits for it; false when it has not ended in time. It is
-/// then left behind, so everything it uses must be its own.
+/// then left behind, so everything it uses must be its own. What it throws is thrown here.
 bool runBounded(std::function<void()> body, std::chrono::seconds limit);
 
 }  // namespace velmora::ctl

@@ -35,6 +35,8 @@ constexpr const char* kDescription[] = {"printer-name",
                                         "printer-state-message",
                                         "printer-is-accepting-jobs",
                                         "queued-job-count",
+                                        "uri-authentication-supported",
+                                        "uri-security-supported",
                                         "ipp-versions-supported",
                                         "document-format-supported",
                                         "media-supported",
@@ -97,14 +99,17 @@ class Probe {
         }
         say("Certificate: for \"" + certificate.subject + "\" by \"" + certificate.issuer +
             "\", valid from " + certificate.validFrom + " until " + certificate.validUntil);
+        std::string chain;
+        for (const std::string& name : certificate.chain)
+            chain += (chain.empty() ? "" : " < ") + ('"' + name + '"');
+        say("  chain: " + chain);
         for (const std::string& problem : certificate.problems)
             say("  problem: " + problem);
         if (certificate.problems.empty()) say("  trusted");
-        json_["certificate"] = {{"subject", certificate.subject},
-                                {"issuer", certificate.issuer},
-                                {"valid-from", certificate.validFrom},
-                                {"valid-until", certificate.validUntil},
-                                {"problems", certificate.problems}};
+        json_["certificate"] = {
+            {"subject", certificate.subject},      {"issuer", certificate.issuer},
+            {"valid-from", certificate.validFrom}, {"valid-until", certificate.validUntil},
+            {"chain", certificate.chain},          {"problems", certificate.problems}};
     }
 
     void reportPrinter(const PrinterAnswer& answer) {
@@ -115,8 +120,10 @@ class Probe {
             json_["remedy"] = remedyText(answer);
             return;
         }
-        say(client_.target().useAuthentication ? "Printer: answers, and takes the user name"
-                                               : "Printer: answers without a user name");
+        say(client_.target().useAuthentication
+                ? "Printer: answers, and does not refuse the user name"
+                : "Printer: answers without a user name");
+        json_["authentication"] = client_.target().useAuthentication != 0;
         Json attributes = Json::object();
         for (const char* name : kDescription) {
             std::vector<std::string> values = valuesOf(*answer.message, IppGroup::printer, name);
@@ -218,9 +225,9 @@ void probe(const Session& session, const ProbeOptions& options) {
     if (session.json) session.answer(all);
     if (!ready) {
         throw CommandError(ExitCode::printerProblem, what, "a job would not be printed",
-                           session.quiet || session.json ? "probe again without --quiet and --json "
-                                                           "to read why"
-                                                         : "what was found stands above");
+                           session.json    ? "the answer tells why"
+                           : session.quiet ? "probe again without --quiet to read why"
+                                           : "what was found stands above");
     }
 }
 

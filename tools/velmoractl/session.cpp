@@ -13,7 +13,8 @@ void Session::warn(const std::string& utf8) const {
 }
 
 void Session::answer(const Json& value) const {
-    writeOut(value.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+    // In ASCII alone: what a printer or a stored name holds may do nothing to a terminal.
+    writeOut(value.dump(2, ' ', true, Json::error_handler_t::replace) + "\n");
 }
 
 CLI::App& addVerb(CLI::App& parent, Session& session, const std::string& name,

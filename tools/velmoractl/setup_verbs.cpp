@@ -192,18 +192,6 @@ void removePorts(const Session& session, MonitorChannel& channel) {
     session.say("The ports and the printer directory have been removed.");
 }
 
-void checkUnused(const Session& session, const std::vector<std::string>& ports,
-                 const std::string& what) {
-    for (const std::string& port : ports) {
-        const std::vector<std::string> printers = printersOfPort(session, port);
-        if (printers.empty()) continue;
-        throw CommandError(ExitCode::conflict, what,
-                           "the printer " + quotedAnsi(printers.front()) + " prints to the port " +
-                               quotedAnsi(port),
-                           "give that printer another port, or delete it, first");
-    }
-}
-
 /// Registration and ports. False when the spooler does not know the monitor.
 bool unregister(const Session& session, const SetupOptions& options, const std::string& monitor,
                 std::string& choice, const std::string& what) {
@@ -211,7 +199,8 @@ bool unregister(const Session& session, const SetupOptions& options, const std::
     {
         MonitorChannel channel(session);
         const std::vector<std::string> ports = channel.portNames();
-        checkUnused(session, ports, what);
+        for (const std::string& port : ports)
+            checkUnused(session, port, what);
         // The root group is always there.
         const std::size_t nodes = channel.directory().nodes().size();
         choice = choosePorts(options, ports.size() + (nodes > 0 ? nodes - 1 : 0), what);
@@ -247,6 +236,7 @@ void uninstall(const Session& session, const SetupOptions& options) {
     if (choice == "remove") {
         // The monitor is gone; what it has left is an empty directory.
         RegistryKey::deleteTree(key);
+        removeEmptyKeys(key);
         sayRemoval(session, kSettings, removeFile(installed(kSettings)));
     } else {
         session.say("The settings stay in the registry and in " + quotedAnsi(installed(kSettings)) +

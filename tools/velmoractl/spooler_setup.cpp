@@ -15,6 +15,7 @@
 #include "platform/handle.h"
 #include "platform/library.h"
 #include "tools/velmoractl/console.h"
+#include "tools/velmoractl/local_memory.h"
 
 namespace velmora::ctl {
 namespace {
@@ -28,13 +29,6 @@ constexpr char kEnvironment[] = "Windows NT x86";
 // Protected from what the keys above grant; the system and administrators have all rights, here
 // and in all keys below.
 constexpr char kRights[] = "D:PAI(A;OICI;KA;;;SY)(A;OICI;KA;;;BA)";
-
-struct LocalMemoryTraits {
-    using Type = void*;
-    static Type empty() noexcept { return nullptr; }
-    static void close(Type memory) noexcept { LocalFree(memory); }
-};
-using UniqueLocalMemory = UniqueHandle<LocalMemoryTraits>;
 
 bool sameContents(const std::string& one, const std::string& other) {
     std::ifstream first(one, std::ios::binary);
@@ -137,6 +131,26 @@ bool isRestricted(const std::string& path) {
     const auto entries = std::count(found.begin(), found.end(), '(');
     return entries == 2 && found.find(";;;SY)") != std::string::npos &&
            found.find(";;;BA)") != std::string::npos;
+}
+
+void removeEmptyKeys(const std::string& path) {
+    std::string above = path;
+    for (std::size_t end = above.rfind('\\'); end != std::string::npos; end = above.rfind('\\')) {
+        above.resize(end);
+        if (above.find('\\') == std::string::npos) return;
+        {
+            UniqueRegKey key;
+            DWORD keys = 0;
+            DWORD values = 0;
+            if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, above.c_str(), 0, KEY_READ, key.put()) != 0 ||
+                RegQueryInfoKeyA(key.get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr,
+                                 &values, nullptr, nullptr, nullptr, nullptr) != 0 ||
+                keys + values > 0) {
+                return;
+            }
+        }
+        if (RegDeleteKeyA(HKEY_LOCAL_MACHINE, above.c_str()) != 0) return;
+    }
 }
 
 bool fileExists(const std::string& path) {

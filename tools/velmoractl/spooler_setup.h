@@ -23,6 +23,9 @@ DWORD restrictKey(const std::string& path);
 /// Whether the key has exactly those rights.
 bool isRestricted(const std::string& path);
 
+/// Removes the keys above the deleted key `path` up to "Software" that hold nothing any more.
+void removeEmptyKeys(const std::string& path);
+
 enum class FileChange { same, copied, replaced, replacedInUse };
 
 /// Puts `source` in the place of `target`. A target that the spooler has loaded is moved aside and

@@ -1,5 +1,6 @@
 #include <map>
 #include <memory>
+#include <optional>
 #include <thread>
 
 #include "platform/profile_file.h"
@@ -31,12 +32,9 @@ constexpr std::size_t kAtOnce = 16;
 
 void askPrinter(PrinterState& printer, std::chrono::seconds limit) {
     const PrinterAnswer answer = PrinterClient(printer.target, limit).askAttributes();
-    const std::string problem = problemText(answer);
-    printer.answers = problem.empty();
-    if (!printer.answers) {
-        printer.words = problem;
-        return;
-    }
+    printer.words = problemText(answer);
+    if (!printer.words.empty()) return;
+    printer.answers = true;
     const auto value = [&](const char* name) {
         return valueOf(*answer.message, IppGroup::printer, name);
     };
@@ -48,12 +46,16 @@ void askPrinter(PrinterState& printer, std::chrono::seconds limit) {
 /// Asks all printers, some at once.
 void askPrinters(std::vector<PrinterState>& printers, std::chrono::seconds limit) {
     for (std::size_t begin = 0; begin < printers.size(); begin += kAtOnce) {
-        std::vector<std::thread> threads;
+        std::vector<std::jthread> threads;
         for (std::size_t i = begin; i < std::min(begin + kAtOnce, printers.size()); ++i) {
-            threads.emplace_back([&printer = printers[i], limit] { askPrinter(printer, limit); });
+            threads.emplace_back([&printer = printers[i], limit] {
+                try {
+                    askPrinter(printer, limit);
+                } catch (const std::exception& error) {
+                    printer.words = "it could not be asked: " + shown(error.what());
+                }
+            });
         }
-        for (std::thread& thread : threads)
-            thread.join();
     }
 }
 
@@ -92,8 +94,15 @@ void status(const Session& session, const StatusOptions& options) {
               {"registered", monitorInstalled(session.server, monitor)}};
     if (session.server.empty()) json["key-restricted"] = isRestricted(installedKey());
     session.say("Velmora.dll " + (version.empty() ? "is not in the system directory" : version));
-    // Fails with the right code and advice when the spooler does not know the monitor.
-    MonitorChannel channel(session);
+    std::optional<MonitorChannel> opened;
+    try {
+        // Fails with the right code and advice when the spooler does not know the monitor.
+        opened.emplace(session);
+    } catch (const CommandError&) {
+        if (session.json) session.answer(json);
+        throw;
+    }
+    MonitorChannel& channel = *opened;
     session.say("The spooler knows the monitor " + quotedAnsi(monitor) + ".");
     if (session.server.empty() && !json["key-restricted"].get<bool>()) {
         session.warn(

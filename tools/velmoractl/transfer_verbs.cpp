@@ -61,8 +61,8 @@ Configuration readWanted(const TransferOptions& options, const CGroupsDB& direct
 }
 
 /// Before the first change: a file is taken as a whole or not at all.
-void checkPlan(const ConfigurationPlan& plan, const Configuration& wanted, MonitorChannel& channel,
-               const std::string& what) {
+void checkPlan(const Session& session, const ConfigurationPlan& plan, const Configuration& wanted,
+               MonitorChannel& channel, const std::string& what) {
     for (const PortConfig& port : wanted.ports) {
         checkSize(port, what + ", port " + quotedAnsi(port.name));
         if (port.singleTarget) checkUrl(port.printerUrl, what + ", port " + quotedAnsi(port.name));
@@ -76,6 +76,8 @@ void checkPlan(const ConfigurationPlan& plan, const Configuration& wanted, Monit
                                "give the port another name in the file");
         }
     }
+    for (const std::string& name : plan.portsToRemove)
+        checkUnused(session, name, what);
 }
 
 void carryOut(const ConfigurationPlan& plan, const Configuration& wanted, MonitorChannel& channel) {
@@ -135,7 +137,7 @@ void importAll(const Session& session, const TransferOptions& options) {
     Configuration wanted = readWanted(options, directory, what);
     const ConfigurationPlan plan =
         planImport(wanted, channel.ports(), directory, options.removeOthers, systemCodec());
-    checkPlan(plan, wanted, channel, what);
+    checkPlan(session, plan, wanted, channel, what);
     if (!options.dryRun) carryOut(plan, wanted, channel);
     report(session, plan, options.dryRun);
 }
