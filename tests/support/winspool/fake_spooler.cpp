@@ -11,13 +11,14 @@ FakeSpooler::FakeSpooler() {
     char program[MAX_PATH] = {};
     GetModuleFileNameA(nullptr, program, MAX_PATH);
     const std::string folder(program, std::string_view(program).rfind('\\') + 1);
-    // By its path the first time; later loads by name find the loaded one. Never freed, as the
-    // spooler's own functions never are.
+    // By its path the first time; later loads by name find the loaded one, or, when there is
+    // another already, either of them. Never freed, as the spooler's own functions never are.
+    const HMODULE loaded = GetModuleHandleA("winspool.drv");
     const HMODULE library = LoadLibraryA((folder + "winspool_stand_in\\winspool.drv").c_str());
     const auto standIn =
         librarySymbol<SpoolerStandIn*(WINAPI*)()>(library, "VelmoraSpoolerStandIn");
     if (standIn == nullptr) throw std::runtime_error("winspool stand-in does not load");
-    if (LoadLibraryA("WinSpool.drv") != library) {
+    if (loaded != nullptr && loaded != library) {
         throw std::runtime_error("another winspool.drv is loaded");
     }
     standIn_ = standIn();
