@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -10,17 +10,11 @@
 
 #include "directory/groups_db.h"
 #include "monitor/port_config.h"
+#include "tools/velmoractl/text_codec.h"
 
 namespace velmora::ctl {
 
 using Json = nlohmann::ordered_json;
-
-/// Stored text is in the ANSI code page, JSON is UTF-8.
-struct TextCodec {
-    std::string (*toUtf8)(const std::string& stored);
-    /// None when the code page lacks a character.
-    std::optional<std::string> (*fromUtf8)(const std::string& utf8);
-};
 
 /// Ports and printer directory as one file holds them. docs/fleet-setup.md describes the file.
 struct Configuration {

@@ -1,4 +1,6 @@
 #include "tools/velmoractl/configuration_file.h"
+
+#include <nlohmann/json.hpp>
 #include "tools/velmoractl/template_attributes.h"
 
 namespace velmora::ctl {

@@ -1,6 +1,7 @@
 #include "tools/velmoractl/configuration_plan.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "tools/velmoractl/directory_paths.h"
 #include "tools/velmoractl/shown_text.h"

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <initializer_list>
 #include <limits>
+#include <nlohmann/json.hpp>
 
 #include "tools/velmoractl/configuration_file.h"
 #include "tools/velmoractl/directory_paths.h"

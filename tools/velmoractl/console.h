@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "tools/velmoractl/command_error.h"
-#include "tools/velmoractl/configuration_file.h"
+#include "tools/velmoractl/text_codec.h"
 
 namespace velmora::ctl {
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "tools/velmoractl/console.h"
 #include "tools/velmoractl/directory_paths.h"
@@ -18,8 +19,8 @@ struct NodeOptions {
     std::string name;
     bool force = false;
     Credentials credentials;
-    CLI::Option* urlOption = nullptr;
-    CLI::Option* nameOption = nullptr;
+    Option urlOption;
+    Option nameOption;
 };
 
 const char* word(std::uint32_t type) {
@@ -171,16 +172,16 @@ void removeNode(const Session& session, const NodeOptions& options, std::uint32_
 
 void setPrinter(const Session& session, const NodeOptions& options) {
     const std::string what = "printer set " + quotedAnsi(options.node);
-    if (options.urlOption->count() > 0) checkUrl(options.url, what);
+    if (options.urlOption.given()) checkUrl(options.url, what);
     MonitorChannel channel(session);
     CGroupsDB directory = channel.directory();
     auto& printer =
         static_cast<CGroupsDBPrinter&>(requireNode(directory, options.node, NODE_PRINTER, what));
-    if (options.nameOption->count() > 0 && options.name != printer.name) {
+    if (options.nameOption.given() && options.name != printer.name) {
         checkFreeName(directory, printer.parent, options.name, what);
         printer.name = options.name;
     }
-    if (options.urlOption->count() > 0) printer.uri = options.url;
+    if (options.urlOption.given()) printer.uri = options.url;
     applyCredentials(options.credentials, printer.hasAuth, printer.userName, printer.password,
                      what);
     store(session, channel, directory, printer, title(directory, printer) + " has been changed.");
@@ -238,24 +239,20 @@ struct VerbText {
 };
 
 /// A verb with one path; `second` names its second word, if it has one.
-CLI::App& addNodeVerb(CLI::App& group, Session& session, const VerbText& text, const char* second,
-                      std::uint32_t type, const std::shared_ptr<NodeOptions>& options,
-                      NodeAction action) {
-    CLI::App& app = addVerb(group, session, text.name, text.about, text.example,
-                            [&session, options, action, type] { action(session, *options, type); });
-    app.add_option("path", options->node, "names from the top down, as \"A/B\", or #ID")
-        ->required()
-        ->type_name("PATH");
+Verb addNodeVerb(Verb group, Session& session, const VerbText& text, const char* second,
+                 std::uint32_t type, const std::shared_ptr<NodeOptions>& options,
+                 NodeAction action) {
+    Verb app = addVerb(group, session, text.name, text.about, text.example,
+                       [&session, options, action, type] { action(session, *options, type); });
+    app.text("path", options->node, "names from the top down, as \"A/B\", or #ID", "PATH")
+        .required();
     if (second != nullptr) {
-        app.add_option(second, options->to, "where to, or the new name")
-            ->required()
-            ->type_name("TEXT");
+        app.text(second, options->to, "where to, or the new name", "TEXT").required();
     }
     return app;
 }
 
-void addCommonVerbs(CLI::App& group, Session& session, std::uint32_t type,
-                    const std::string& sample) {
+void addCommonVerbs(Verb group, Session& session, std::uint32_t type, const std::string& sample) {
     const std::string name = word(type);
     const auto options = std::make_shared<NodeOptions>();
     addNodeVerb(group, session,
@@ -265,30 +262,28 @@ void addCommonVerbs(CLI::App& group, Session& session, std::uint32_t type,
         group, session,
         {"move", "put it into another group", name + " move " + sample + " \"Second floor\""},
         "group", type, options, moveNode);
-    CLI::App& removed =
-        addNodeVerb(group, session, {"remove", "remove it", name + " remove " + sample}, nullptr,
-                    type, options, removeNode);
+    Verb removed = addNodeVerb(group, session, {"remove", "remove it", name + " remove " + sample},
+                               nullptr, type, options, removeNode);
     if (type == NODE_GROUP) {
-        removed.add_flag("--force", options->force,
-                         "with all that is in it, and although ports print to it");
+        removed.flag("--force", options->force,
+                     "with all that is in it, and although ports print to it");
     }
     addVerb(group, session, "list", "list them", name + " list",
             [&session, type] { listNodes(session, type); });
 }
 
-void addPrinterVerbs(CLI::App& group, Session& session) {
+void addPrinterVerbs(Verb group, Session& session) {
     const auto added = std::make_shared<NodeOptions>();
-    CLI::App& add =
+    Verb add =
         addNodeVerb(group, session,
                     {"add", "add a printer to a group",
                      "printer add \"First floor/Sales\" --url ipp://sales.example/ipp/print"},
                     nullptr, NODE_PRINTER, added, addNode);
-    added->urlOption =
-        add.add_option("--url", added->url, "the printer's URL")->required()->type_name("URL");
+    added->urlOption = add.text("--url", added->url, "the printer's URL", "URL").required();
     addCredentialOptions(add, added->credentials);
 
     const auto changed = std::make_shared<NodeOptions>();
-    CLI::App& set =
+    Verb set =
         addNodeVerb(group, session,
                     {"set", "change a printer; what is not named stays",
                      "printer set \"First floor/Sales\" --url https://sales.example/ipp/print"},
@@ -296,9 +291,8 @@ void addPrinterVerbs(CLI::App& group, Session& session) {
                     [](const Session& used, const NodeOptions& options, std::uint32_t) {
                         setPrinter(used, options);
                     });
-    changed->urlOption =
-        set.add_option("--url", changed->url, "the printer's URL")->type_name("URL");
-    changed->nameOption = set.add_option("--name", changed->name, "a new name")->type_name("NAME");
+    changed->urlOption = set.text("--url", changed->url, "the printer's URL", "URL");
+    changed->nameOption = set.text("--name", changed->name, "a new name", "NAME");
     addCredentialOptions(set, changed->credentials);
 
     addNodeVerb(group, session,
@@ -311,17 +305,14 @@ void addPrinterVerbs(CLI::App& group, Session& session) {
 
 }  // namespace
 
-void addDirectoryVerbs(CLI::App& app, Session& session) {
-    CLI::App& groups = *app.add_subcommand("group", "groups of printers in the printer directory");
-    groups.require_subcommand(1);
-    groups.footer("Example:\n  velmoractl group add \"First floor\"");
+void addDirectoryVerbs(Verb app, Session& session) {
+    Verb groups = app.group("group", "groups of printers in the printer directory",
+                            "group add \"First floor\"");
     addNodeVerb(groups, session, {"add", "add a group", "group add \"First floor/Left wing\""},
                 nullptr, NODE_GROUP, std::make_shared<NodeOptions>(), addNode);
     addCommonVerbs(groups, session, NODE_GROUP, "\"First floor\"");
 
-    CLI::App& printers = *app.add_subcommand("printer", "printers in the printer directory");
-    printers.require_subcommand(1);
-    printers.footer("Example:\n  velmoractl printer list");
+    Verb printers = app.group("printer", "printers in the printer directory", "printer list");
     addPrinterVerbs(printers, session);
     addCommonVerbs(printers, session, NODE_PRINTER, "\"First floor/Sales\"");
 }

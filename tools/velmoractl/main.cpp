@@ -35,15 +35,15 @@ std::string ownVersion() {
     return fileVersion(path.data());
 }
 
-/// The words behind the program's name, last one first as CLI11 wants them, in the code page that
-/// ports are stored in. The C library's own words have look-alikes in the place of characters that
-/// the code page lacks: a port would silently get another name.
+/// The words behind the program's name in the code page that ports are stored in. The C library's
+/// own words have look-alikes in the place of characters that the code page lacks: a port would
+/// silently get another name.
 std::vector<std::string> commandLine() {
     int count = 0;
     const UniqueLocalMemory memory(CommandLineToArgvW(GetCommandLineW(), &count));
     const auto* const wide = static_cast<const wchar_t* const*>(memory.get());
     std::vector<std::string> words;
-    for (int i = count - 1; i > 0; --i) {
+    for (int i = 1; i < count; ++i) {
         words.push_back(toAnsi(wide[i]));
         if (toWide(words.back()) == wide[i]) continue;
         throw CommandError(ExitCode::usage, "the command line",
@@ -54,24 +54,20 @@ std::vector<std::string> commandLine() {
     return words;
 }
 
-void addVerbs(CLI::App& app, Session& session) {
-    app.footer(kFooter);
-    app.require_subcommand(1);
-    app.fallthrough();
-    app.set_version_flag("--version", ownVersion, "this program's version");
-    app.add_flag("--json", session.json, "answer in JSON, for scripts");
-    app.add_flag("-q,--quiet", session.quiet, "say nothing but errors and warnings");
-    app.add_option("--server", session.server, "another computer's spooler")->type_name("NAME");
-    app.add_option("--monitor", session.monitor,
-                   "the monitor's name with the spooler, when it differs from this computer's")
-        ->type_name("NAME");
-    addSetupVerbs(app, session);
-    addStatusVerb(app, session);
-    addPortVerbs(app, session);
-    addDirectoryVerbs(app, session);
-    addTransferVerbs(app, session);
-    addProbeVerbs(app, session);
-    addPrintVerb(app, session);
+void addVerbs(Verb program, Session& session) {
+    program.flag("--json", session.json, "answer in JSON, for scripts");
+    program.flag("-q,--quiet", session.quiet, "say nothing but errors and warnings");
+    program.text("--server", session.server, "another computer's spooler", "NAME");
+    program.text("--monitor", session.monitor,
+                 "the monitor's name with the spooler, when it differs from this computer's",
+                 "NAME");
+    addSetupVerbs(program, session);
+    addStatusVerb(program, session);
+    addPortVerbs(program, session);
+    addDirectoryVerbs(program, session);
+    addTransferVerbs(program, session);
+    addProbeVerbs(program, session);
+    addPrintVerb(program, session);
 }
 
 /// "NAME" and "\\NAME" mean the same computer.
@@ -94,22 +90,17 @@ int end(ExitCode code, const std::string& line) {
 }
 
 int run() {
-    CLI::App app("Sets up and runs the Velmora IPP port monitor.", "velmoractl");
+    CommandLine line("Sets up and runs the Velmora IPP port monitor.", kFooter, ownVersion);
     Session session;
-    addVerbs(app, session);
+    addVerbs(line.program(), session);
     try {
-        app.parse(commandLine());
-        completeServer(session.server);
-        session.action();
+        if (const std::optional<std::string> help = line.parse(commandLine())) {
+            writeOut(toUtf8(*help));
+        } else {
+            completeServer(session.server);
+            session.action();
+        }
         return static_cast<int>(ExitCode::done);
-    } catch (const CLI::Success& help) {
-        std::ostringstream text;
-        app.exit(help, text, text);
-        writeOut(toUtf8(text.str()));
-        return static_cast<int>(ExitCode::done);
-    } catch (const CLI::ParseError& error) {
-        return end(ExitCode::usage, "the command line: " + shown(toUtf8(error.what())) +
-                                        "; see velmoractl --help, or --help behind the verb");
     } catch (const CommandError& error) {
         return end(error.code(), error.what());
     } catch (const std::bad_alloc&) {

@@ -74,21 +74,18 @@ const CGroupsDBGroup& requireGroup(const CGroupsDB& directory, const std::string
     return static_cast<const CGroupsDBGroup&>(*node);
 }
 
-void addCredentialOptions(CLI::App& verb, Credentials& credentials) {
+void addCredentialOptions(Verb verb, Credentials& credentials) {
     credentials.userOption =
-        verb.add_option("--user", credentials.user, "the printer asks for this user name")
-            ->type_name("NAME");
+        verb.text("--user", credentials.user, "the printer asks for this user name", "NAME");
     credentials.passwordOption =
-        verb.add_option("--password", credentials.password,
-                        "and this password (others may see it in the list of processes)")
-            ->type_name("TEXT");
-    CLI::Option* const input =
-        verb.add_flag("--password-stdin", credentials.passwordFromInput,
-                      "read the password from the keyboard or the standard input");
-    CLI::Option* const none =
-        verb.add_flag("--no-authentication", credentials.none, "the printer asks for no user name");
-    input->excludes(credentials.passwordOption);
-    none->excludes(credentials.userOption)->excludes(credentials.passwordOption)->excludes(input);
+        verb.text("--password", credentials.password,
+                  "and this password (others may see it in the list of processes)", "TEXT");
+    Option input = verb.flag("--password-stdin", credentials.passwordFromInput,
+                             "read the password from the keyboard or the standard input");
+    Option none =
+        verb.flag("--no-authentication", credentials.none, "the printer asks for no user name");
+    input.excludes(credentials.passwordOption);
+    none.excludes(credentials.userOption).excludes(credentials.passwordOption).excludes(input);
 }
 
 void applyCredentials(const Credentials& credentials, std::uint8_t& authentication,
@@ -99,8 +96,8 @@ void applyCredentials(const Credentials& credentials, std::uint8_t& authenticati
         password.clear();
     }
     if (!credentials.given()) return;
-    if (credentials.userOption->count() > 0) user = credentials.user;
-    if (credentials.passwordOption->count() > 0) password = credentials.password;
+    if (credentials.userOption.given()) user = credentials.user;
+    if (credentials.passwordOption.given()) password = credentials.password;
     if (credentials.passwordFromInput) {
         if (isConsole(STD_INPUT_HANDLE)) writeError("Password: ");
         const std::optional<std::string> line = readLine(false);

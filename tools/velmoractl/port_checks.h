@@ -1,6 +1,5 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -33,15 +32,13 @@ struct Credentials {
     std::string password;
     bool passwordFromInput = false;
     bool none = false;
-    CLI::Option* userOption = nullptr;
-    CLI::Option* passwordOption = nullptr;
+    Option userOption;
+    Option passwordOption;
 
-    bool given() const {
-        return userOption->count() > 0 || passwordOption->count() > 0 || passwordFromInput;
-    }
+    bool given() const { return userOption.given() || passwordOption.given() || passwordFromInput; }
 };
 
-void addCredentialOptions(CLI::App& verb, Credentials& credentials);
+void addCredentialOptions(Verb verb, Credentials& credentials);
 
 /// Changes what was given and leaves the rest.
 void applyCredentials(const Credentials& credentials, std::uint8_t& authentication,

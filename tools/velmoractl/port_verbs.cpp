@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "tools/velmoractl/configuration_plan.h"
 #include "tools/velmoractl/console.h"
@@ -21,36 +22,30 @@ struct PortOptions {
     std::vector<std::string> groups;
     Credentials credentials;
     std::map<std::string, std::string> attributes;
-    CLI::Option* urlOption = nullptr;
-    CLI::Option* groupOption = nullptr;
-    std::vector<std::pair<std::string, CLI::Option*>> attributeOptions;
+    Option urlOption;
+    Option groupOption;
+    std::vector<std::pair<std::string, Option>> attributeOptions;
 };
 
-void addTargetOptions(CLI::App& verb, PortOptions& options) {
-    options.urlOption =
-        verb.add_option("--url", options.url, "print to this printer")->type_name("URL");
-    options.groupOption =
-        verb.add_option("--group", options.groups,
-                        "print to all printers below this group (\"A/B\" or #ID); may be repeated")
-            ->type_name("GROUP")
-            ->expected(1)
-            ->allow_extra_args(false)
-            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    options.urlOption->excludes(options.groupOption);
+void addTargetOptions(Verb verb, PortOptions& options) {
+    options.urlOption = verb.text("--url", options.url, "print to this printer", "URL");
+    options.groupOption = verb.texts(
+        "--group", options.groups,
+        "print to all printers below this group (\"A/B\" or #ID); may be repeated", "GROUP");
+    options.urlOption.excludes(options.groupOption);
     addCredentialOptions(verb, options.credentials);
     for (const TemplateAttribute& attribute : templateAttributes()) {
-        CLI::Option* const option =
-            verb.add_option(std::string("--") + attribute.name, options.attributes[attribute.name],
-                            attribute.about)
-                ->type_name(attribute.value)
-                ->group("Job template");
+        Option option =
+            verb.text(std::string("--") + attribute.name, options.attributes[attribute.name],
+                      attribute.about, attribute.value);
+        option.under("Job template");
         options.attributeOptions.emplace_back(attribute.name, option);
     }
 }
 
 void applyTemplate(const PortOptions& options, JobTemplate& job, const std::string& what) {
     for (const auto& [name, option] : options.attributeOptions) {
-        if (option->count() == 0) continue;
+        if (!option.given()) continue;
         const TemplateAttribute& attribute = *findTemplateAttribute(name);
         const std::string& value = options.attributes.at(name);
         if (attribute.set(job, value)) continue;
@@ -61,13 +56,13 @@ void applyTemplate(const PortOptions& options, JobTemplate& job, const std::stri
 
 void applyTargets(const PortOptions& options, MonitorChannel& channel, PortConfig& port,
                   const std::string& what) {
-    if (options.urlOption->count() > 0) {
+    if (options.urlOption.given()) {
         checkUrl(options.url, what);
         port.singleTarget = 1;
         port.printerUrl = options.url;
         port.targetIds.clear();
     }
-    if (options.groupOption->count() > 0) {
+    if (options.groupOption.given()) {
         const CGroupsDB directory = channel.directory();
         port.singleTarget = 0;
         port.targetIds.clear();
@@ -109,14 +104,14 @@ Json described(const PortConfig& port, const CGroupsDB& directory) {
 void add(const Session& session, const PortOptions& options) {
     const std::string what = "port add " + quotedAnsi(options.name);
     checkNewPortName(options.name, what);
-    if (options.urlOption->count() + options.groupOption->count() == 0) {
+    if (!options.urlOption.given() && !options.groupOption.given()) {
         throw CommandError(ExitCode::usage, what, "no target is given",
                            "give --url URL for one printer, or --group GROUP for many");
     }
     PortConfig port;
     port.name = options.name;
     applyTemplate(options, port.jobTemplate, what);
-    if (options.urlOption->count() > 0) checkUrl(options.url, what);
+    if (options.urlOption.given()) checkUrl(options.url, what);
     MonitorChannel channel(session);
     if (channel.portNameTaken(port.name)) {
         throw CommandError(ExitCode::conflict, what, "the spooler has a port of that name",
@@ -201,31 +196,30 @@ void remove(const Session& session, const std::string& name) {
     session.say("Port " + quotedAnsi(name) + " has been removed.");
 }
 
-CLI::App& addNamed(CLI::App& group, Session& session, const char* verb, const char* about,
-                   const char* example, std::string& name, std::function<void()> action) {
-    CLI::App& app = addVerb(group, session, verb, about, example, std::move(action));
-    app.add_option("name", name, "the port's name")->required()->type_name("NAME");
+Verb addNamed(Verb group, Session& session, const char* verb, const char* about,
+              const char* example, std::string& name, std::function<void()> action) {
+    Verb app = addVerb(group, session, verb, about, example, std::move(action));
+    app.text("name", name, "the port's name", "NAME").required();
     return app;
 }
 
 }  // namespace
 
-void addPortVerbs(CLI::App& app, Session& session) {
-    CLI::App& group = *app.add_subcommand("port", "add, change, show and remove ports");
-    group.require_subcommand(1);
-    group.footer("Example:\n  velmoractl port add Office --url ipp://printer.example/ipp/print");
+void addPortVerbs(Verb app, Session& session) {
+    Verb group = app.group("port", "add, change, show and remove ports",
+                           "port add Office --url ipp://printer.example/ipp/print");
 
     const auto added = std::make_shared<PortOptions>();
-    CLI::App& addApp = addNamed(group, session, "add", "add a port",
-                                "port add Office --url ipp://printer.example/ipp/print --media A4 "
-                                "--sides two-sided-long-edge",
-                                added->name, [&session, added] { add(session, *added); });
+    Verb addApp = addNamed(group, session, "add", "add a port",
+                           "port add Office --url ipp://printer.example/ipp/print --media A4 "
+                           "--sides two-sided-long-edge",
+                           added->name, [&session, added] { add(session, *added); });
     addTargetOptions(addApp, *added);
 
     const auto changed = std::make_shared<PortOptions>();
-    CLI::App& setApp = addNamed(group, session, "set", "change a port; what is not named stays",
-                                "port set Office --print-quality high --copies 2", changed->name,
-                                [&session, changed] { set(session, *changed); });
+    Verb setApp = addNamed(group, session, "set", "change a port; what is not named stays",
+                           "port set Office --print-quality high --copies 2", changed->name,
+                           [&session, changed] { set(session, *changed); });
     addTargetOptions(setApp, *changed);
 
     const auto name = std::make_shared<std::string>();

@@ -1,5 +1,6 @@
 #include <fstream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "platform/handle.h"
@@ -171,21 +172,16 @@ void print(const Session& session, const PrintOptions& options) {
 
 }  // namespace
 
-void addPrintVerb(CLI::App& app, Session& session) {
+void addPrintVerb(Verb app, Session& session) {
     const auto options = std::make_shared<PrintOptions>();
-    CLI::App& verb = addVerb(app, session, "print", "print a file in the printer's own format",
-                             "print manual.pdf --port Office",
-                             [&session, options] { print(session, *options); });
-    verb.add_option("file", options->file, "the file; it is sent as it is")
-        ->required()
-        ->type_name("FILE");
-    verb.add_option("--port", options->port, "the port")->required()->type_name("NAME");
-    verb.add_option("--title", options->title, "the job's name (default: the file's)")
-        ->type_name("TEXT");
-    verb.add_option("--wait", options->wait,
-                    "longest wait for the spooler's queue, in seconds; 0: none")
-        ->check(CLI::Range(0U, 86400U))
-        ->type_name("SECONDS");
+    Verb verb = addVerb(app, session, "print", "print a file in the printer's own format",
+                        "print manual.pdf --port Office",
+                        [&session, options] { print(session, *options); });
+    verb.text("file", options->file, "the file; it is sent as it is", "FILE").required();
+    verb.text("--port", options->port, "the port", "NAME").required();
+    verb.text("--title", options->title, "the job's name (default: the file's)", "TEXT");
+    verb.seconds("--wait", options->wait, 0, 86400,
+                 "longest wait for the spooler's queue, in seconds; 0: none");
 }
 
 }  // namespace velmora::ctl

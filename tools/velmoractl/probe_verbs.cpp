@@ -1,4 +1,5 @@
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <set>
 
 #include "ipp/print_job.h"
@@ -282,32 +283,28 @@ void jobs(const Session& session, const ProbeOptions& options) {
     if (instances.empty()) session.say("The printer has no such jobs.");
 }
 
-void addCommonOptions(CLI::App& verb, ProbeOptions& options) {
+void addCommonOptions(Verb verb, ProbeOptions& options) {
     addCredentialOptions(verb, options.credentials);
-    verb.add_option("--timeout", options.timeout, "longest wait for each answer, in seconds")
-        ->check(CLI::Range(1U, 600U))
-        ->type_name("SECONDS");
+    verb.seconds("--timeout", options.timeout, 1, 600, "longest wait for each answer, in seconds");
 }
 
 }  // namespace
 
-void addProbeVerbs(CLI::App& app, Session& session) {
+void addProbeVerbs(Verb app, Session& session) {
     const auto probed = std::make_shared<ProbeOptions>();
-    CLI::App& verb =
-        addVerb(app, session, "probe", "what a job would meet at a printer",
-                "probe ipp://printer.example/ipp/print\n  velmoractl probe --port Office",
-                [&session, probed] { probe(session, *probed); });
-    verb.add_option("url", probed->url, "the printer's URL")->type_name("URL");
-    verb.add_option("--port", probed->port, "the printers of this port, with its job template")
-        ->type_name("NAME");
+    Verb verb = addVerb(app, session, "probe", "what a job would meet at a printer",
+                        "probe ipp://printer.example/ipp/print\n  velmoractl probe --port Office",
+                        [&session, probed] { probe(session, *probed); });
+    verb.text("url", probed->url, "the printer's URL", "URL");
+    verb.text("--port", probed->port, "the printers of this port, with its job template", "NAME");
     addCommonOptions(verb, *probed);
 
     const auto asked = std::make_shared<ProbeOptions>();
-    CLI::App& list = addVerb(app, session, "jobs", "list a printer's jobs",
-                             "jobs ipp://printer.example/ipp/print --completed",
-                             [&session, asked] { jobs(session, *asked); });
-    list.add_option("url", asked->url, "the printer's URL")->required()->type_name("URL");
-    list.add_flag("--completed", asked->all, "the jobs that have ended");
+    Verb list = addVerb(app, session, "jobs", "list a printer's jobs",
+                        "jobs ipp://printer.example/ipp/print --completed",
+                        [&session, asked] { jobs(session, *asked); });
+    list.text("url", asked->url, "the printer's URL", "URL").required();
+    list.flag("--completed", asked->all, "the jobs that have ended");
     addCommonOptions(list, *asked);
 }
 

@@ -1,5 +1,7 @@
 #include "tools/velmoractl/session.h"
 
+#include <nlohmann/json.hpp>
+
 #include "tools/velmoractl/console.h"
 
 namespace velmora::ctl {
@@ -17,13 +19,10 @@ void Session::answer(const Json& value) const {
     writeOut(value.dump(2, ' ', true, Json::error_handler_t::replace) + "\n");
 }
 
-CLI::App& addVerb(CLI::App& parent, Session& session, const std::string& name,
-                  const std::string& about, const std::string& example,
-                  std::function<void()> action) {
-    CLI::App* const verb = parent.add_subcommand(name, about);
-    verb->footer("Example:\n  velmoractl " + example);
-    verb->callback([&session, action = std::move(action)] { session.action = action; });
-    return *verb;
+Verb addVerb(Verb parent, Session& session, const std::string& name, const std::string& about,
+             const std::string& example, std::function<void()> action) {
+    return parent.verb(name, about, example,
+                       [&session, action = std::move(action)] { session.action = action; });
 }
 
 }  // namespace velmora::ctl

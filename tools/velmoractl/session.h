@@ -1,9 +1,9 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 
+#include "tools/velmoractl/command_line.h"
 #include "tools/velmoractl/configuration_file.h"
 
 namespace velmora::ctl {
@@ -26,17 +26,16 @@ struct Session {
 };
 
 /// A verb with its help and example; `action` runs after the whole command line has been read.
-CLI::App& addVerb(CLI::App& parent, Session& session, const std::string& name,
-                  const std::string& about, const std::string& example,
-                  std::function<void()> action);
+Verb addVerb(Verb parent, Session& session, const std::string& name, const std::string& about,
+             const std::string& example, std::function<void()> action);
 
 // One function a verb group; each adds its verbs to the command line.
-void addSetupVerbs(CLI::App& app, Session& session);
-void addStatusVerb(CLI::App& app, Session& session);
-void addPortVerbs(CLI::App& app, Session& session);
-void addDirectoryVerbs(CLI::App& app, Session& session);
-void addTransferVerbs(CLI::App& app, Session& session);
-void addProbeVerbs(CLI::App& app, Session& session);
-void addPrintVerb(CLI::App& app, Session& session);
+void addSetupVerbs(Verb app, Session& session);
+void addStatusVerb(Verb app, Session& session);
+void addPortVerbs(Verb app, Session& session);
+void addDirectoryVerbs(Verb app, Session& session);
+void addTransferVerbs(Verb app, Session& session);
+void addProbeVerbs(Verb app, Session& session);
+void addPrintVerb(Verb app, Session& session);
 
 }  // namespace velmora::ctl

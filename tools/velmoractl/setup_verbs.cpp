@@ -1,4 +1,5 @@
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "monitor/settings.h"
 #include "platform/registry.h"
@@ -248,25 +249,21 @@ void uninstall(const Session& session, const SetupOptions& options) {
 
 }  // namespace
 
-void addSetupVerbs(CLI::App& app, Session& session) {
+void addSetupVerbs(Verb app, Session& session) {
     const auto options = std::make_shared<SetupOptions>();
-    CLI::App& in =
+    Verb in =
         addVerb(app, session, "install", "set the monitor up on this computer; can be repeated",
                 "install --language de", [&session, options] { install(session, *options); });
-    in.add_option("--from", options->from, "folder of Velmora.dll (default: this program's)")
-        ->type_name("FOLDER");
-    in.add_option("--language", options->language, "texts of the dialogs, such as de")
-        ->type_name("CODE");
-    in.add_flag(
-        "--replace-settings", options->replaceSettings,
-        "replace a settings file that is already there, the monitor's name and the registry "
-        "key in it too");
-    CLI::App& out =
+    in.text("--from", options->from, "folder of Velmora.dll (default: this program's)", "FOLDER");
+    in.text("--language", options->language, "texts of the dialogs, such as de", "CODE");
+    in.flag("--replace-settings", options->replaceSettings,
+            "replace a settings file that is already there, the monitor's name and the registry "
+            "key in it too");
+    Verb out =
         addVerb(app, session, "uninstall", "remove the monitor from this computer",
                 "uninstall --ports keep", [&session, options] { uninstall(session, *options); });
-    out.add_option("--ports", options->ports, "what becomes of the ports: keep or remove")
-        ->check(CLI::IsMember({"keep", "remove"}))
-        ->type_name("keep|remove");
+    out.oneOf("--ports", options->ports, "what becomes of the ports: keep or remove",
+              {"keep", "remove"});
 }
 
 }  // namespace velmora::ctl

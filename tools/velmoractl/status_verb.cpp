@@ -1,5 +1,6 @@
 #include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <thread>
 
@@ -149,15 +150,13 @@ void status(const Session& session, const StatusOptions& options) {
 
 }  // namespace
 
-void addStatusVerb(CLI::App& app, Session& session) {
+void addStatusVerb(Verb app, Session& session) {
     const auto options = std::make_shared<StatusOptions>();
-    CLI::App& verb =
+    Verb verb =
         addVerb(app, session, "status", "version, registration, ports, and which printers answer",
                 "status --json", [&session, options] { status(session, *options); });
-    verb.add_flag("--no-probe", options->noProbe, "do not ask the printers");
-    verb.add_option("--timeout", options->timeout, "longest wait for a printer, in seconds")
-        ->check(CLI::Range(1U, 600U))
-        ->type_name("SECONDS");
+    verb.flag("--no-probe", options->noProbe, "do not ask the printers");
+    verb.seconds("--timeout", options->timeout, 1, 600, "longest wait for a printer, in seconds");
 }
 
 }  // namespace velmora::ctl

@@ -1,6 +1,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 #include "tools/velmoractl/configuration_plan.h"
 #include "tools/velmoractl/console.h"
@@ -144,24 +145,21 @@ void importAll(const Session& session, const TransferOptions& options) {
 
 }  // namespace
 
-void addTransferVerbs(CLI::App& app, Session& session) {
+void addTransferVerbs(Verb app, Session& session) {
     const auto options = std::make_shared<TransferOptions>();
-    CLI::App& out = addVerb(app, session, "export", "write ports and printer directory to a file",
-                            "export fleet.json --with-passwords",
-                            [&session, options] { exportAll(session, *options); });
-    out.add_option("file", options->file, "the file; - for the standard output")
-        ->required()
-        ->type_name("FILE");
-    out.add_flag("--with-passwords", options->passwords, "the passwords too, in clear");
+    Verb out = addVerb(app, session, "export", "write ports and printer directory to a file",
+                       "export fleet.json --with-passwords",
+                       [&session, options] { exportAll(session, *options); });
+    out.text("file", options->file, "the file; - for the standard output", "FILE").required();
+    out.flag("--with-passwords", options->passwords, "the passwords too, in clear");
 
-    CLI::App& in = addVerb(
-        app, session, "import", "make ports and printer directory as a file says",
-        "import fleet.json --dry-run", [&session, options] { importAll(session, *options); });
-    in.add_option("file", options->file, "a file that \"export\" wrote, or one like it")
-        ->required()
-        ->type_name("FILE");
-    in.add_flag("--dry-run", options->dryRun, "only show what would be changed");
-    in.add_flag("--remove-others", options->removeOthers, "remove ports that the file lacks");
+    Verb in = addVerb(app, session, "import", "make ports and printer directory as a file says",
+                      "import fleet.json --dry-run",
+                      [&session, options] { importAll(session, *options); });
+    in.text("file", options->file, "a file that \"export\" wrote, or one like it", "FILE")
+        .required();
+    in.flag("--dry-run", options->dryRun, "only show what would be changed");
+    in.flag("--remove-others", options->removeOthers, "remove ports that the file lacks");
 }
 
 }  // namespace velmora::ctl

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace velmora::ctl {
+
+// The words that the program takes. A cover of CLI11, whose header takes longer to compile than all
+// else: command_line.cpp alone includes it. Texts are in the ANSI code page.
+
+/// An option or word of a verb. A handle: copies mean the same option.
+class Option {
+  public:
+    Option() = default;
+    explicit Option(CLI::Option* option) : option_(option) {}
+
+    /// Whether it stands on the command line. False for a handle of nothing.
+    bool given() const;
+    Option& required();
+    Option& excludes(const Option& other);
+    /// A heading of its own in the help text.
+    Option& under(const std::string& heading);
+
+  private:
+    CLI::Option* option_ = nullptr;
+};
+
+/// A verb, a group of verbs, or the whole program. A handle as well. The values that options are
+/// written to must outlive CommandLine::parse.
+class Verb {
+  public:
+    explicit Verb(CLI::App* app) : app_(app) {}
+
+    /// A name without dashes is that of a word by its place. `type` stands for the value in the
+    /// help text.
+    Option text(const std::string& name, std::string& value, const std::string& about,
+                const std::string& type);
+    /// An option that may be repeated.
+    Option texts(const std::string& name, std::vector<std::string>& values,
+                 const std::string& about, const std::string& type);
+    Option oneOf(const std::string& name, std::string& value, const std::string& about,
+                 const std::vector<std::string>& allowed);
+    Option seconds(const std::string& name, unsigned& value, unsigned lowest, unsigned highest,
+                   const std::string& about);
+    Option flag(const std::string& name, bool& value, const std::string& about);
+
+    /// A group of verbs, of which one must be named.
+    Verb group(const std::string& name, const std::string& about, const std::string& example);
+    /// `chosen` is called when the command line names this verb.
+    Verb verb(const std::string& name, const std::string& about, const std::string& example,
+              std::function<void()> chosen);
+
+  private:
+    CLI::App* app_;
+};
+
+class CommandLine {
+  public:
+    CommandLine(const std::string& about, const std::string& footer,
+                std::function<std::string()> version);
+    ~CommandLine();
+    CommandLine(const CommandLine&) = delete;
+    CommandLine& operator=(const CommandLine&) = delete;
+
+    Verb program();
+    /// Reads the words behind the program's name. A text when help or the version was asked for.
+    /// Throws CommandError.
+    std::optional<std::string> parse(std::vector<std::string> words);
+
+  private:
+    std::unique_ptr<CLI::App> app_;
+};
+
+}  // namespace velmora::ctl
