@@ -268,7 +268,6 @@ class Verbs(WithPrinter):
             (USAGE, ["port", "add", "P", "--url", "http://h" + long]),
             (USAGE, ["port", "add", "P", "--url", url, "--group", "Floor"]),
             (NOT_FOUND, ["port", "add", "P", "--group", "Cellar"]),
-            (NOT_FOUND, ["port", "add", "P", "--group", "[Floor,Cellar]"]),
             (CONFLICT, ["port", "add", "Office", "--url", url]),
             (CONFLICT, ["port", "add", "OFFICE", "--url", url]),
             (USAGE, ["port", "add", "P", "--url", url, "--password", "p"]),
@@ -317,6 +316,14 @@ class Verbs(WithPrinter):
         words = ["port", "add", "\u65e5\u672c", "--url", self.printer.url]
         result = self.check(USAGE, words, self.prefix.tool(*words))
         self.assertIn("\u65e5\u672c", result.err)
+
+    def test_words_are_taken_as_they_stand(self):
+        # No file name is put in the place of a star, no list is read into brackets.
+        star, brackets = self.batch(
+            tool("port", "show", DOWNLOAD + "\\*", code=NOT_FOUND),
+            tool("port", "add", "P", "--group", "[Floor,Cellar]", code=NOT_FOUND))
+        self.assertIn("download\\\\*", star.err)
+        self.assertIn('"[Floor,Cellar]"', brackets.err)
 
     def test_a_bad_value_of_the_job_template_names_what_is_allowed(self):
         cases = {"job-priority": "1 to 100", "job-hold-until": "no-hold", "copies": "2147483647",

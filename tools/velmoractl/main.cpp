@@ -1,14 +1,11 @@
 // velmoractl: sets the monitor up and runs it from the command line. docs/command-line.md.
 #include <windows.h>
-// After windows.h.
-#include <shellapi.h>
 
 #include <cstdio>
 #include <new>
 
 #include "platform/text.h"
 #include "tools/velmoractl/console.h"
-#include "tools/velmoractl/local_memory.h"
 #include "tools/velmoractl/session.h"
 #include "tools/velmoractl/shown_text.h"
 #include "tools/velmoractl/spooler_setup.h"
@@ -36,12 +33,9 @@ std::string ownVersion() {
 }
 
 /// The words behind the program's name in the code page that ports are stored in. The C library's
-/// own words have look-alikes in the place of characters that the code page lacks: a port would
-/// silently get another name.
-std::vector<std::string> commandLine() {
-    int count = 0;
-    const UniqueLocalMemory memory(CommandLineToArgvW(GetCommandLineW(), &count));
-    const auto* const wide = static_cast<const wchar_t* const*>(memory.get());
+/// own conversion puts look-alikes in the place of characters that the code page lacks: a port
+/// would silently get another name.
+std::vector<std::string> commandLine(int count, const wchar_t* const* wide) {
     std::vector<std::string> words;
     for (int i = 1; i < count; ++i) {
         words.push_back(toAnsi(wide[i]));
@@ -89,12 +83,12 @@ int end(ExitCode code, const std::string& line) {
     return static_cast<int>(code);
 }
 
-int run() {
+int run(int count, const wchar_t* const* words) {
     CommandLine line("Sets up and runs the Velmora IPP port monitor.", kFooter, ownVersion);
     Session session;
     addVerbs(line.program(), session);
     try {
-        if (const std::optional<std::string> help = line.parse(commandLine())) {
+        if (const std::optional<std::string> help = line.parse(commandLine(count, words))) {
             writeOut(toUtf8(*help));
         } else {
             completeServer(session.server);
@@ -116,8 +110,8 @@ int run() {
 }  // namespace
 }  // namespace velmora::ctl
 
-int main() {
-    const int code = velmora::ctl::run();
+int wmain(int count, wchar_t** words) {
+    const int code = velmora::ctl::run(count, words);
     std::fflush(nullptr);
     // A thread that waits for a silent printer may have been left behind: the ordinary way out
     // would take down what it is using.
