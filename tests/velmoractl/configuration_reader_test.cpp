@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/velmoractl/latin1_codec.h"
 #include "tools/velmoractl/configuration_file.h"
 #include "tools/velmoractl/directory_paths.h"
