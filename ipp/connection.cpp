@@ -36,15 +36,8 @@ constexpr std::array<DWORD, 4> kAskableErrors = {
     ERROR_INTERNET_INVALID_CA,
 };
 
-struct UrlParts {
-    std::array<char, 128> scheme{};
-    std::array<char, 128> host{};
-    std::array<char, 512> path{};  // the query stays in it: extra information is not asked for
-    INTERNET_PORT port = 0;
-};
-
-std::optional<UrlParts> crack(const std::string& url) {
-    UrlParts parts;
+std::optional<PrinterUrlParts> crack(const std::string& url) {
+    PrinterUrlParts parts;
     URL_COMPONENTSA components{};
     components.dwStructSize = sizeof components;
     components.lpszScheme = parts.scheme.data();
@@ -55,14 +48,6 @@ std::optional<UrlParts> crack(const std::string& url) {
     components.dwUrlPathLength = static_cast<DWORD>(parts.path.size());
     if (!InternetCrackUrlA(url.c_str(), 0, 0, &components)) return std::nullopt;
     parts.port = components.nPort != 0 ? components.nPort : kIppPort;
-    return parts;
-}
-
-std::optional<UrlParts> crackPrinterUrl(const std::string& url) {
-    std::optional<UrlParts> parts = crack(url);
-    if (!parts && GetLastError() == ERROR_INTERNET_UNRECOGNIZED_SCHEME) {
-        parts = crack("ipp://" + url);
-    }
     return parts;
 }
 
@@ -81,6 +66,18 @@ std::vector<std::byte> encode(const IppMessage& message) {
 
 }  // namespace
 
+std::optional<PrinterUrlParts> crackPrinterUrl(const std::string& url) {
+    std::optional<PrinterUrlParts> parts = crack(url);
+    if (!parts && GetLastError() == ERROR_INTERNET_UNRECOGNIZED_SCHEME) {
+        parts = crack("ipp://" + url);
+        if (parts) parts->schemeAdded = true;
+    }
+    // Only the scheme as it is usually spelled: the cracker keeps the user's capitals, and ports
+    // configured with them have always been sent in the clear.
+    if (parts) parts->secure = std::strcmp(parts->scheme.data(), "https") == 0;
+    return parts;
+}
+
 void InternetTraits::close(Type handle) noexcept {
     InternetCloseHandle(handle);
 }
@@ -90,7 +87,7 @@ IppConnection::IppConnection(const std::string& url) {
 }
 
 bool IppConnection::open(const std::string& url) {
-    const std::optional<UrlParts> parts = crackPrinterUrl(url);
+    const std::optional<PrinterUrlParts> parts = crackPrinterUrl(url);
     if (!parts) return false;
 
     root_.reset(InternetOpenA("IPP client", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
@@ -101,9 +98,7 @@ bool IppConnection::open(const std::string& url) {
     if (!connection_) return fail();
 
     DWORD flags = INTERNET_FLAG_NO_CACHE_WRITE | INTERNET_FLAG_KEEP_CONNECTION;
-    // Only the scheme as it is usually spelled: the cracker keeps the user's capitals, and ports
-    // configured with them have always been sent in the clear.
-    if (std::strcmp(parts->scheme.data(), "https") == 0) flags |= INTERNET_FLAG_SECURE;
+    if (parts->secure) flags |= INTERNET_FLAG_SECURE;
     request_.reset(HttpOpenRequestA(connection_.get(), "POST", parts->path.data(), "HTTP/1.1",
                                     nullptr, nullptr, flags, 0));
     if (!request_) return fail();

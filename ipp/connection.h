@@ -2,8 +2,10 @@
 
 #include <windows.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "ipp/message.h"
@@ -11,6 +13,19 @@
 #include "platform/handle.h"
 
 namespace velmora {
+
+/// A printer's URL as a connection takes it apart. Texts end with a NUL.
+struct PrinterUrlParts {
+    std::array<char, 128> scheme{};
+    std::array<char, 128> host{};
+    std::array<char, 512> path{};  ///< the query stays in it: extra information is not asked for
+    std::uint16_t port = 0;        ///< 631 when the URL gives none
+    bool schemeAdded = false;      ///< the URL had none; "ipp://" was put in front of it
+    bool secure = false;
+};
+
+/// None when the platform's cracker refuses the URL. InternetCrackUrlA.
+std::optional<PrinterUrlParts> crackPrinterUrl(const std::string& url);
 
 /// A WinInet handle; WinInet itself is known to connection.cpp alone.
 struct InternetTraits {

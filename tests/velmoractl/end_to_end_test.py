@@ -9,12 +9,13 @@ import concurrent.futures
 import json
 import os
 import re
+import shlex
 import sys
 import tempfile
 import unittest
 
 from tool_prefix import (CANCELLED, CONFLICT, DONE, DOWNLOAD, FAILED, NOT_FOUND, NOT_INSTALLED,
-                         PRINT, PRINTER, USAGE, Printer, Step, ToolPrefix, export_key,
+                         PRINT, PRINTER, ROOT, USAGE, Printer, Step, ToolPrefix, export_key,
                          let_spooler_find, peer_process, set_value, tool, use_shim)
 
 MONITOR = "Velmora IPP Port"
@@ -409,6 +410,49 @@ class Verbs(WithPrinter):
         for refused in (used, others, uninstall):
             self.assertIn('"Queue"', refused.err)
         self.assertIn("probe --port", failed.err)
+
+
+class Documentation(WithPrinter):
+    """What the documents tell an administrator to type."""
+
+    @staticmethod
+    def text(name):
+        with open(os.path.join(ROOT, "docs", name), encoding="utf-8") as file:
+            return file.read()
+
+    def commands(self, name):
+        """Steps for the commands of a document. The examples' printers are the one that is there."""
+        steps = []
+        for line in re.findall(r"^ {4,}velmoractl (.*)$", self.text(name), re.MULTILINE):
+            line = re.split(r"   +", line)[0]  # what follows explains the command
+            line = re.sub(r"ipp://\w+\.example/ipp/print", self.printer.url, line)
+            line = re.sub(r"(test\.pdf|fleet\.json)", r"C:/\1", line)
+            words = shlex.split(line.replace("PRINTSRV", "%COMPUTERNAME%"))
+            if words[0] == "print":
+                steps.append(let_spooler_find(MONITOR, words[words.index("--port") + 1]))
+            steps.append(tool(*words))
+            if words[0] == "install":
+                steps.append(use_shim(MONITOR))
+        self.assertTrue(steps, name)
+        return steps
+
+    def test_the_commands_of_the_documents_work(self):
+        self.write("test.pdf", b"%PDF-1.4\n" + DOCUMENT)
+        fleet = re.search(r"^    \{.*?^    \}", self.text("fleet-setup.md"),
+                          re.MULTILINE | re.DOTALL)
+        example = self.write("example.json", fleet.group().encode())
+        installing = self.commands("install.md")
+        *_, ports = self.batch(
+            *[step for step in installing if "uninstall" not in step.words],
+            *self.commands("languages.md"), *self.commands("first-port.md"),
+            *self.commands("fleet-setup.md"), tool("import", example),
+            tool("port", "list", "--json"))
+        self.assertEqual({"Office", "Everywhere", "Floor 1", "Floor 2"},
+                         {port["name"] for port in ports.json()})
+        self.assertEqual([b"%PDF-1.4\n" + DOCUMENT], self.printer.documents())
+        # Removal stands twice, each for an installed monitor.
+        keep, remove = [step for step in installing if "uninstall" in step.words]
+        self.batch(keep, tool("install"), use_shim(MONITOR), remove)
 
 
 def main():

@@ -1,43 +1,14 @@
-#include <windows.h>
-// After windows.h.
-#include <wininet.h>
-
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cstdlib>
 #include <optional>
 
+#include "ipp/connection.h"
 #include "tools/velmoractl/console.h"
 #include "tools/velmoractl/internet.h"
 
 namespace velmora::ctl {
 namespace {
-
-constexpr unsigned kIppPort = 631;
-
-struct Parts {
-    // The monitor's own areas.
-    std::array<char, 128> scheme{};
-    std::array<char, 128> host{};
-    std::array<char, 512> path{};
-    unsigned port = 0;
-};
-
-std::optional<Parts> crack(const std::string& url) {
-    Parts parts;
-    URL_COMPONENTSA components{};
-    components.dwStructSize = sizeof components;
-    components.lpszScheme = parts.scheme.data();
-    components.dwSchemeLength = static_cast<DWORD>(parts.scheme.size());
-    components.lpszHostName = parts.host.data();
-    components.dwHostNameLength = static_cast<DWORD>(parts.host.size());
-    components.lpszUrlPath = parts.path.data();
-    components.dwUrlPathLength = static_cast<DWORD>(parts.path.size());
-    if (!InternetCrackUrlA(url.c_str(), 0, 0, &components)) return std::nullopt;
-    parts.port = components.nPort;
-    return parts;
-}
 
 std::string lower(std::string text) {
     std::ranges::transform(text, text.begin(),
@@ -103,12 +74,7 @@ void addWarnings(const std::string& url, UrlReading& reading, bool completed) {
 
 UrlReading readUrl(const std::string& url) {
     UrlReading reading;
-    std::optional<Parts> parts = crack(url);
-    bool completed = false;
-    if (!parts && GetLastError() == ERROR_INTERNET_UNRECOGNIZED_SCHEME) {
-        parts = crack("ipp://" + url);
-        completed = true;
-    }
+    const std::optional<PrinterUrlParts> parts = crackPrinterUrl(url);
     if (!parts) {
         reading.problem = url.empty() ? "the URL is empty"
                                       : "the URL cannot be read (its host may have 127 characters, "
@@ -118,8 +84,8 @@ UrlReading readUrl(const std::string& url) {
     reading.scheme = parts->scheme.data();
     reading.host = parts->host.data();
     reading.path = parts->path.data();
-    reading.port = parts->port != 0 ? parts->port : kIppPort;
-    reading.secure = reading.scheme == "https";
+    reading.port = parts->port;
+    reading.secure = parts->secure;
     if (reading.host.empty()) {
         reading.problem =
             url.find("://") == std::string::npos
@@ -129,7 +95,7 @@ UrlReading readUrl(const std::string& url) {
         return reading;
     }
     reading.usable = true;
-    addWarnings(url, reading, completed);
+    addWarnings(url, reading, parts->schemeAdded);
     return reading;
 }
 
