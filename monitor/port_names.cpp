@@ -16,7 +16,7 @@ std::vector<std::string> spoolerPortNames(const SpoolerFunctions& spooler,
                               reinterpret_cast<BYTE*>(area.data()), size, &needed, &count)) {
             std::vector<std::string> names;
             for (DWORD i = 0; i < count; ++i)
-                names.emplace_back(area[i].pName);
+                if (area[i].pName != nullptr) names.emplace_back(area[i].pName);
             return names;
         }
         if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) break;

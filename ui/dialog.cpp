@@ -102,6 +102,9 @@ INT_PTR DialogWindow::route(UINT message, WPARAM wParam, LPARAM lParam) {
             onInit();
             return TRUE;
         case WM_COMMAND:
+            // A command that was posted before a dialog or message box of ours opened arrives while
+            // that one is open, in the middle of the command that waits for it.
+            if (!IsWindowEnabled(GetAncestor(window_, GA_ROOT))) return FALSE;
             return onCommand(LOWORD(wParam), HIWORD(wParam));
         case WM_NOTIFY:
             return answer(window_, onNotify(*reinterpret_cast<NMHDR*>(lParam)));

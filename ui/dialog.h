@@ -52,7 +52,8 @@ class DialogWindow {
     /// the platform then sets the focus.
     virtual void onInit();
     /// A control's notification `code` (BN_CLICKED, CBN_SELCHANGE...), or a menu command (code 0)
-    /// or accelerator (code 1). True: handled.
+    /// or accelerator (code 1). True: handled. Not called while the window or its sheet is disabled
+    /// by a dialog on top of it.
     virtual bool onCommand(int id, int code);
     /// A WM_NOTIFY of a control. A value is the answer to the control, none: not handled.
     virtual std::optional<LRESULT> onNotify(NMHDR& header);

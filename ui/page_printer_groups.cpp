@@ -33,6 +33,8 @@ void CPagePrinterGroups::onInit() {
 }
 
 bool CPagePrinterGroups::onCommand(int id, int code) {
+    // Keys reach the tree during a drag too; what is dragged must not be deleted under the pointer.
+    if (drag_.active()) return true;
     // Buttons tell of their focus as well, with other codes.
     if (id >= IDC_GROUPS_NEW_GROUP && id <= IDC_GROUPS_PROPERTIES && code != BN_CLICKED)
         return PropertyPage::onCommand(id, code);
@@ -73,7 +75,7 @@ bool CPagePrinterGroups::onCommand(int id, int code) {
 }
 
 bool CPagePrinterGroups::onDeactivate() {
-    drag_.cancel();
+    endDrag();
     // A label that is being edited counts as entered.
     view().endEdit();
     // The message about a refused label is on its way; the page must be there for it.
@@ -98,13 +100,14 @@ void CPagePrinterGroups::newGroup() {
 void CPagePrinterGroups::newPrinter() {
     const CGroupsDBNode* parent = tree_.selectedNode();
     if (parent == nullptr || parent->type != NODE_GROUP) return;
-    CDialogNewPrinter dialog(namesInGroup(directory_, parent->id), directory_.portPrinters());
+    const std::uint32_t group = parent->id;
+    CDialogNewPrinter dialog(namesInGroup(directory_, group), directory_.portPrinters());
     dialog.useMessageBoxes(messageBoxes());
     if (!dialog.runModal(window())) return;
     const PrinterForm form = withUsedCredentials(dialog.form());
-    const CGroupsDBPrinter* printer = directory_.AddPrinter(
-        form.name, form.uri, form.hasAuth, form.userName, form.password, parent->id);
-    tree_.insert(printer->id, parent->id);
+    const CGroupsDBPrinter* printer = directory_.AddPrinter(form.name, form.uri, form.hasAuth,
+                                                            form.userName, form.password, group);
+    tree_.insert(printer->id, group);
     if (const HTREEITEM item = tree_.item(printer->id)) view().select(item);
 }
 
@@ -114,12 +117,13 @@ void CPagePrinterGroups::showProperties() {
     if (node == nullptr || tree_.isTopLevel(item)) return;
     const CGroupsDBPrinter* printer = directory_.FindPrinter(node->id);
     if (printer == nullptr) return;
+    const std::uint32_t id = printer->id;
     CDialogPrinterProperties dialog(formOf(*printer),
-                                    namesInGroup(directory_, printer->parent, printer->id));
+                                    namesInGroup(directory_, printer->parent, id));
     dialog.useMessageBoxes(messageBoxes());
     if (!dialog.runModal(window())) return;
-    directory_.UpdatePrinter(recordOf(withUsedCredentials(dialog.form()), printer->id));
-    tree_.refreshName(printer->id);
+    directory_.UpdatePrinter(recordOf(withUsedCredentials(dialog.form()), id));
+    tree_.refreshName(id);
 }
 
 void CPagePrinterGroups::deleteNode() {

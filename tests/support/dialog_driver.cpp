@@ -33,6 +33,18 @@ BOOL CALLBACK visit(HWND window, LPARAM parameter) {
     return FALSE;
 }
 
+/// Message numbers of marks; the one that was taken from the queue last.
+std::atomic<WPARAM> lastMark = 0;
+std::atomic<WPARAM> seenMark = 0;
+
+LRESULT CALLBACK seeMark(int code, WPARAM removed, LPARAM parameter) {
+    const auto& message = *reinterpret_cast<const MSG*>(parameter);
+    if (code == HC_ACTION && removed == PM_REMOVE && message.message == WM_NULL &&
+        message.wParam != 0)
+        seenMark = message.wParam;
+    return CallNextHookEx(nullptr, code, removed, parameter);
+}
+
 HWND findDialog(DWORD thread, const std::string& title) {
     Search search{GetCurrentProcessId(), thread, title, nullptr};
     EnumWindows(&visit, reinterpret_cast<LPARAM>(&search));
@@ -142,6 +154,18 @@ void DialogDriver::checkRow(int id, int row, bool check) const {
     item.state = static_cast<UINT>(INDEXTOSTATEIMAGEMASK(check ? 2 : 1));
     SendMessageA(control(id), LVM_SETITEMSTATE, static_cast<WPARAM>(row),
                  reinterpret_cast<LPARAM>(&item));
+}
+
+void DialogDriver::settle() const {
+    const HHOOK hook = SetWindowsHookExA(WH_GETMESSAGE, &seeMark, nullptr,
+                                         GetWindowThreadProcessId(window_, nullptr));
+    EXPECT_NE(hook, nullptr);
+    for (int round = 0; round < 2; ++round) {
+        const WPARAM mark = ++lastMark;
+        PostMessageA(window_, WM_NULL, mark, 0);
+        EXPECT_TRUE(waitUntil([&] { return seenMark == mark; })) << "the dialog does not react";
+    }
+    UnhookWindowsHookEx(hook);
 }
 
 void DialogDriver::waitUntilClosed() const {

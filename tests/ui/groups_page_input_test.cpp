@@ -81,9 +81,12 @@ TEST_F(GroupsPageInput, ControlKeysCopyCutAndPaste) {
         desk.input.keys({VK_CONTROL, 'V'});
         EXPECT_TRUE(desk.lineUp(
             {"All groups", " A", "  a2", "  C", "   c1", " B", "  b1", "  C", "   c1", "  a1"}));
+        // The cut is spent. The key has been dealt with when a later one has had its effect.
         desk.input.keys({VK_CONTROL, 'V'});
-        desk.focusOn("All groups/B/b1");
-        desk.input.keys({VK_CONTROL, 'V'});
+        desk.focusOn("All groups/A/a2");
+        desk.input.keys({VK_DELETE});
+        EXPECT_TRUE(desk.lineUp(
+            {"All groups", " A", "  C", "   c1", " B", "  b1", "  C", "   c1", "  a1"}));
         EXPECT_TRUE(desk.sheet.sheet().isOpen());
     });
     EXPECT_EQ(named("a1")->parent, 5u);
@@ -156,9 +159,12 @@ TEST_F(GroupsPageInput, KeysInALabelEditBelongToTheEditor) {
         desk.tree.waitUntilEdited();
         EXPECT_TRUE(desk.sheet.sheet().isOpen()) << "Escape cancels the edit alone";
         EXPECT_EQ(desk.tree.lines(), kStart);
+        // Nothing is pasted, since the page's clipboard is still empty.
         desk.focusOn("All groups/B");
         desk.input.keys({VK_CONTROL, 'V'});
-        EXPECT_EQ(desk.tree.lines(), kStart) << "the page's clipboard is still empty";
+        desk.focusOn("All groups/B/b1");
+        desk.input.keys({VK_DELETE});
+        EXPECT_TRUE(desk.lineUp({"All groups", " A", "  a1", "  a2", "  C", "   c1", " B"}));
     });
     EXPECT_EQ(named("a1")->id, 3u);
 }
@@ -339,6 +345,39 @@ TEST_F(GroupsPageInput, EscapeEndsADragAndLeavesTheSheetOpen) {
         }));
         EXPECT_EQ(desk.tree.lines(), kStart);
         EXPECT_TRUE(desk.sheet.sheet().isOpen());
+    });
+}
+
+TEST_F(GroupsPageInput, OtherKeysDoNothingDuringADrag) {
+    sit([&](const Desk& desk) {
+        desk.input.dragTo(desk.treeWindow(), desk.tree.middle("All groups/A/C"),
+                          desk.tree.middle("All groups/B"));
+        desk.input.keys({VK_DELETE});
+        desk.input.keys({VK_F2});
+        desk.input.keys({VK_RETURN});
+        desk.input.keys({VK_CONTROL, 'X'});
+        desk.input.buttonUp();
+        EXPECT_TRUE(
+            desk.lineUp({"All groups", " A", "  a1", "  a2", " B", "  b1", "  C", "   c1"}));
+        EXPECT_FALSE(desk.tree.isEditing());
+        desk.settle();
+        desk.command(ID_GROUPS_PASTE);
+        EXPECT_EQ(boxes.count(), 0u) << "nothing was cut";
+    });
+    EXPECT_EQ(named("C")->parent, 5u);
+}
+
+TEST_F(GroupsPageInput, EscapeClosesTheSheetAgainWhenThePageWasLeftDuringADrag) {
+    sit([&](const Desk& desk) {
+        desk.input.dragTo(desk.treeWindow(), desk.tree.middle("All groups/A/C"),
+                          desk.tree.middle("All groups/B"));
+        desk.sheet.openPage(0);
+        desk.input.buttonUp();
+        desk.sheet.openPage(2);
+        EXPECT_EQ(desk.tree.lines(), kStart);
+        desk.focusTree();
+        desk.input.keys({VK_ESCAPE});
+        EXPECT_TRUE(waitUntil([&] { return !desk.sheet.sheet().isOpen(); }));
     });
 }
 

@@ -98,12 +98,15 @@ TEST_F(GroupsPage, TheRootIsNeitherDeletedNorRenamedNorCut) {
         page.tree.select("All groups");
         EXPECT_FALSE(page.enabled(IDC_GROUPS_DELETE));
         page.command(ID_GROUPS_DELETE);
-        page.press(IDC_GROUPS_TREE, VK_DELETE);
-        page.press(IDC_GROUPS_TREE, VK_F2);
         page.command(ID_GROUPS_RENAME);
         page.command(ID_GROUPS_CUT);
         page.tree.select("All groups/B");
         page.command(ID_GROUPS_PASTE);
+        EXPECT_EQ(page.tree.lines(), before);
+        page.tree.select("All groups");
+        page.press(IDC_GROUPS_TREE, VK_DELETE);
+        page.press(IDC_GROUPS_TREE, VK_F2);
+        page.settle();
         EXPECT_FALSE(page.tree.isEditing());
         EXPECT_EQ(page.tree.lines(), before);
     });
@@ -346,6 +349,25 @@ TEST_F(GroupsPage, PropertiesEditThePrinterAndItsLabel) {
     EXPECT_EQ(printer->hasAuth, 0);
     EXPECT_EQ(printer->userName, "");
     EXPECT_EQ(printer->password, "");
+}
+
+TEST_F(GroupsPage, CommandsThatArriveWhileADialogIsOpenAreDropped) {
+    work([&](const Page& page) {
+        page.tree.select("All groups/A/a1");
+        page.postCommand(ID_GROUPS_PROPERTIES);
+        page.postCommand(ID_GROUPS_PROPERTIES);
+        page.postCommand(ID_GROUPS_DELETE);
+        const DialogDriver dialog = waitForDialog("Printer properties");
+        page.settle();
+        EXPECT_EQ(GetLastActivePopup(page.sheet.sheet().window()), dialog.window())
+            << "a second dialog";
+        dialog.type(IDC_PRINTER_NAME, "renamed");
+        dialog.clickWithoutWaiting(IDOK);
+        dialog.waitUntilClosed();
+        EXPECT_TRUE(waitUntil([&] { return page.tree.item("All groups/A/renamed") != nullptr; }));
+    });
+    ASSERT_NE(directory.FindPrinter(3), nullptr) << "deleted under its dialog";
+    EXPECT_EQ(directory.FindPrinter(3)->name, "renamed");
 }
 
 TEST_F(GroupsPage, PropertiesOfAGroupDoNothing) {
