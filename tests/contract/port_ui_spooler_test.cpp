@@ -1,5 +1,6 @@
 #include <windows.h>
 
+#include <commctrl.h>
 #include <winspool.h>
 
 #include "tests/support/clean_state.h"
@@ -62,6 +63,18 @@ class PortUiThroughSpooler : public CleanStateTest {
         return result;
     }
 
+    /// Makes a group below "All groups" on the printer groups page.
+    static void addGroup(const DialogDriver& page, const std::string& name) {
+        const HWND tree = page.control(IDC_GROUPS_TREE);
+        const auto root = SendMessageA(tree, TVM_GETNEXTITEM, TVGN_ROOT, 0);
+        SendMessageA(tree, TVM_SELECTITEM, TVGN_CARET, root);
+        page.click(IDC_GROUPS_NEW_GROUP);
+        const auto editor = reinterpret_cast<HWND>(SendMessageA(tree, TVM_GETEDITCONTROL, 0, 0));
+        ASSERT_NE(editor, nullptr);
+        SendMessageA(editor, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(name.c_str()));
+        SendMessageA(tree, TVM_ENDEDITLABELNOW, FALSE, 0);
+    }
+
     DWORD lastError_ = 0;
 
   private:
@@ -99,15 +112,13 @@ TEST_F(PortUiThroughSpooler, PortIsAddedConfiguredAndDeletedAndTheDirectoryTrave
                         EXPECT_EQ(sheet.page().text(IDC_PORT_URL), "ipp://printer");
                         sheet.page().click(IDC_PORT_MULTI);
                         sheet.page().checkRow(IDC_PORT_GROUPS, 0, true);
-                        if (sheet.pageCount() > 2) {
-                            const DialogDriver groups = sheet.openPage(2);
-                            EXPECT_TRUE(static_cast<bool>(groups));
-                        }
+                        addGroup(sheet.openPage(2), "Office");
                         sheet.ok();
                     }))
         << lastError_;
     const auto record = readRegistry(kPortsKey, "IPP 1");
     EXPECT_EQ(record.size(), defaultRecord("IPP 1").size() + 4) << "one group, no URL";
+    EXPECT_EQ(readRegistry(kGroupsKey + "\\2", "Name"), Bytes().text("Office").data());
 
     EXPECT_FALSE(run([&] { return AddPortA(nullptr, nullptr, monitor.data()); },
                      [](const SheetDriver& sheet) { sheet.cancel(); }));

@@ -1,4 +1,6 @@
+#include <atomic>
 #include <cstring>
+#include <thread>
 
 #include "tests/support/built_dll.h"
 #include "tests/support/clean_state.h"
@@ -207,6 +209,32 @@ TEST_F(PortUi, ConfiguresAPort) {
                     }));
     EXPECT_EQ(readRegistry(kPortsKey, "P"), singleRecord("P", "ipp://new"));
     EXPECT_EQ(spooler_.takeCalls().at(0).substr(0, 34), "OpenPrinterA \\\\host\\,XcvPort P set");
+}
+
+TEST_F(PortUi, OfTwoSheetsForOnePortTheLastToBeConfirmedWins) {
+    makePort("P", singleRecord("P", "ipp://old"));
+    std::atomic<DWORD> otherThread = 0;
+    std::thread other([&] {
+        otherThread = GetCurrentThreadId();
+        EXPECT_TRUE(configurePortUi(L"P"));
+    });
+    EXPECT_TRUE(waitUntil([&] { return otherThread != 0; }));
+    drive([&] { EXPECT_TRUE(configurePortUi(L"P")); },
+          [&, thread = GetCurrentThreadId()] {
+              const SheetDriver last(waitForDialogOf(thread, "Configure Port Monitor").window());
+              const SheetDriver first(
+                  waitForDialogOf(otherThread, "Configure Port Monitor").window());
+              EXPECT_EQ(last.page().text(IDC_PORT_URL), "ipp://old");
+              fillIn(last, "", "ipp://last");
+              fillIn(first, "", "ipp://first");
+              first.ok();
+              first.waitUntilClosed();
+              other.join();
+              EXPECT_EQ(readRegistry(kPortsKey, "P"), singleRecord("P", "ipp://first"));
+              last.ok();
+              last.waitUntilClosed();
+          });
+    EXPECT_EQ(readRegistry(kPortsKey, "P"), singleRecord("P", "ipp://last"));
 }
 
 TEST_F(PortUi, CancelledConfigurationSucceedsAndSendsNothing) {

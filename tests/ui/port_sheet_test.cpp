@@ -9,7 +9,18 @@
 namespace velmora::testing {
 namespace {
 
-class PortSheetRun : public PortSheetTest {};
+class PortSheetRun : public PortSheetTest {
+  protected:
+    /// Opens the dialog for a new printer in the first group.
+    static DialogDriver startNewPrinter(const SheetDriver& sheet) {
+        EXPECT_TRUE(waitUntil([&] { return static_cast<bool>(sheet.page()); }));
+        const DialogDriver groups = sheet.openPage(2);
+        const TreeView tree(groups.control(IDC_GROUPS_TREE));
+        tree.select(tree.firstChild(nullptr));
+        groups.clickWithoutWaiting(IDC_GROUPS_NEW_PRINTER);
+        return waitForDialog("New Printer Properties");
+    }
+};
 
 TEST_F(PortSheetRun, CancelHandsNothingBack) {
     config = singlePort();
@@ -179,6 +190,41 @@ TEST_F(PortSheetRun, WhatAHandlerThrowsComesOutOfTheModalCall) {
               opened.waitUntilClosed();
           });
     EXPECT_EQ(config, PortConfig());
+}
+
+TEST_F(PortSheetRun, WhatADialogOfAPageThrowsComesOutToo) {
+    ThrowingBoxes throwing;
+    config = multiPort({1});
+    CDialogConfigPort sheet(nullptr, directory, spooler.functions());
+    sheet.useMessageBoxes(throwing);
+    drive([&] { EXPECT_THROW(sheet.edit(config), std::runtime_error); },
+          [&] {
+              const SheetDriver opened(waitForDialog(title).window());
+              startNewPrinter(opened).clickWithoutWaiting(IDOK);
+              opened.waitUntilClosed();
+          });
+    EXPECT_EQ(config, multiPort({1}));
+}
+
+TEST_F(PortSheetRun, AnOwnerThatEndsTakesSheetAndDialogsWithItAndHandsNothingBack) {
+    config = multiPort({1});
+    drive(
+        [&] {
+            const HWND owner = CreateWindowA("STATIC", "owner", WS_POPUP | WS_VISIBLE, 0, 0, 50, 50,
+                                             nullptr, nullptr, nullptr, nullptr);
+            CDialogConfigPort sheet(owner, directory, spooler.functions());
+            EXPECT_FALSE(sheet.edit(config));
+            EXPECT_FALSE(IsWindow(owner));
+        },
+        [&] {
+            const SheetDriver opened(waitForDialog(title).window());
+            const DialogDriver dialog = startNewPrinter(opened);
+            PostMessageA(GetWindow(opened.sheet().window(), GW_OWNER), WM_CLOSE, 0, 0);
+            dialog.waitUntilClosed();
+            opened.waitUntilClosed();
+        });
+    EXPECT_EQ(config, multiPort({1}));
+    EXPECT_EQ(directory.nodes().size(), sampleDirectory().nodes().size());
 }
 
 }  // namespace
