@@ -40,8 +40,13 @@ std::atomic<WPARAM> seenMark = 0;
 LRESULT CALLBACK seeMark(int code, WPARAM removed, LPARAM parameter) {
     const auto& message = *reinterpret_cast<const MSG*>(parameter);
     if (code == HC_ACTION && removed == PM_REMOVE && message.message == WM_NULL &&
-        message.wParam != 0)
+        message.wParam != 0) {
+        // Under Wine this asks the X server, whose events about the windows that this thread has
+        // shown so far have come when it answers. They are dealt with before the next message.
+        POINT ignored;
+        GetCursorPos(&ignored);
         seenMark = message.wParam;
+    }
     return CallNextHookEx(nullptr, code, removed, parameter);
 }
 

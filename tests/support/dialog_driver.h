@@ -54,8 +54,9 @@ class DialogDriver {
     bool rowChecked(int id, int row) const;
     void checkRow(int id, int row, bool check) const;
 
-    /// Returns when the window's thread has dealt with all that was posted to it, and with what
-    /// that has posted: before a look at what must not have happened.
+    /// Returns when the window's thread has dealt with all that was posted to it, with what that
+    /// has posted, and with the window system's events: before a look at what must not have
+    /// happened, and before real input.
     void settle() const;
 
     bool isOpen() const { return IsWindow(window_) != FALSE; }

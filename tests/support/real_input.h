@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <initializer_list>
 
 namespace velmora::testing {
@@ -12,6 +13,9 @@ class RealInput {
   public:
     /// Brings `window` to the front, where keys go.
     explicit RealInput(HWND window);
+    RealInput(const RealInput&) = delete;
+    RealInput& operator=(const RealInput&) = delete;
+    ~RealInput();
 
     /// Presses the keys in order and releases them in the opposite one.
     void keys(std::initializer_list<WORD> virtualKeys) const;
@@ -22,11 +26,20 @@ class RealInput {
     void moveTo(HWND control, POINT point) const;
     void buttonDown() const;
     void buttonUp() const;
-    void click(HWND control, POINT point) const;
     void rightClick(HWND control, POINT point) const;
     void doubleClick(HWND control, POINT point) const;
-    /// Presses the button at `from`, moves in steps to `to` and stays there.
+    /// Presses the button at `from`, moves by way of the middle to `to` and stays there.
     void dragTo(HWND control, POINT from, POINT to) const;
+
+  private:
+    /// Waits until the window's thread knows of everything that has happened so far.
+    void settle() const;
+    /// Sends input that releases `count` keys or buttons and waits until they have arrived.
+    void release(const std::function<void()>& send, unsigned count) const;
+
+    HWND window_;
+    HHOOK hook_;
+    mutable DWORD moved_ = GetTickCount();  ///< when the pointer was moved last
 };
 
 }  // namespace velmora::testing
