@@ -213,15 +213,15 @@ TEST_F(PortUi, ConfiguresAPort) {
 
 TEST_F(PortUi, OfTwoSheetsForOnePortTheLastToBeConfirmedWins) {
     makePort("P", singleRecord("P", "ipp://old"));
-    std::atomic<DWORD> otherThread = 0;
-    std::thread other([&] {
-        otherThread = GetCurrentThreadId();
-        EXPECT_TRUE(configurePortUi(L"P"));
-    });
-    EXPECT_TRUE(waitUntil([&] { return otherThread != 0; }));
     drive([&] { EXPECT_TRUE(configurePortUi(L"P")); },
           [&, thread = GetCurrentThreadId()] {
               const SheetDriver last(waitForDialogOf(thread, "Configure Port Monitor").window());
+              std::atomic<DWORD> otherThread = 0;
+              std::thread other([&] {
+                  otherThread = GetCurrentThreadId();
+                  EXPECT_TRUE(configurePortUi(L"P"));
+              });
+              EXPECT_TRUE(waitUntil([&] { return otherThread != 0; }));
               const SheetDriver first(
                   waitForDialogOf(otherThread, "Configure Port Monitor").window());
               EXPECT_EQ(last.page().text(IDC_PORT_URL), "ipp://old");

@@ -146,27 +146,29 @@ TEST_F(PortSheetRun, MessageComesInTheBoxOfThePlatform) {
 TEST_F(PortSheetRun, TwoSheetsAtOnceDoNotDisturbEachOther) {
     CGroupsDB otherDirectory = sampleDirectory();
     PortConfig other = multiPort({2});
-    std::atomic<DWORD> secondThread = 0;
-    std::thread second([&] {
-        secondThread = GetCurrentThreadId();
-        CDialogConfigPort sheet(nullptr, otherDirectory, spooler.functions());
-        EXPECT_TRUE(sheet.edit(other));
-    });
-    EXPECT_TRUE(waitUntil([&] { return secondThread != 0; }));
     config = singlePort();
     CDialogConfigPort sheet(nullptr, directory, spooler.functions());
     drive([&] { EXPECT_TRUE(sheet.edit(config)); },
           [&, first = GetCurrentThreadId()] {
               const SheetDriver one(waitForDialogOf(first, title).window());
+              // One after the other: Wine does not always survive two threads that show their first
+              // windows in the same moment.
+              std::atomic<DWORD> secondThread = 0;
+              std::thread second([&] {
+                  secondThread = GetCurrentThreadId();
+                  CDialogConfigPort otherSheet(nullptr, otherDirectory, spooler.functions());
+                  EXPECT_TRUE(otherSheet.edit(other));
+              });
+              EXPECT_TRUE(waitUntil([&] { return secondThread != 0; }));
               const SheetDriver two(waitForDialogOf(secondThread, title).window());
               two.page().checkRow(IDC_PORT_GROUPS, 2, true);
               one.page().type(IDC_PORT_URL, "ipp://one");
               two.ok();
               two.waitUntilClosed();
+              second.join();
               one.ok();
               one.waitUntilClosed();
           });
-    second.join();
     EXPECT_EQ(config.printerUrl, "ipp://one");
     EXPECT_EQ(other.targetIds, (Ids{2, 5}));
 }
