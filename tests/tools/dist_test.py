@@ -48,7 +48,8 @@ class Dist(unittest.TestCase):
     def test_everything_is_in_it_with_its_checksum(self):
         path, files = self.make()
         for name in [*PROGRAMS, "x86/Velmora.dat", "x64/Velmora.dat", "languages/Velmora.de.dat",
-                     "docs/install.md", "docs/images/new-port.png", "LICENSE.txt"]:
+                     "docs/install.md", "docs/images/new-port.png", "LICENSE.txt",
+                     "THIRD-PARTY.txt"]:
             self.assertIn(name, files)
         sums = dict(reversed(line.split(" *", 1))
                     for line in files.pop("SHA256SUMS.txt").decode("ascii").splitlines())

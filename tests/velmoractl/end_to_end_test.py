@@ -323,7 +323,7 @@ class Verbs(WithPrinter):
         star, brackets = self.batch(
             tool("port", "show", DOWNLOAD + "\\*", code=NOT_FOUND),
             tool("port", "add", "P", "--group", "[Floor,Cellar]", code=NOT_FOUND))
-        self.assertIn("download\\\\*", star.err)
+        self.assertIn("programs\\\\*", star.err)
         self.assertIn('"[Floor,Cellar]"', brackets.err)
 
     def test_a_bad_value_of_the_job_template_names_what_is_allowed(self):

@@ -18,7 +18,8 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 sys.path.insert(0, os.path.join(ROOT, "tests", "peers"))
 import peer_process  # noqa: E402
 
-DOWNLOAD = "C:\\download"
+# The download unpacked: a folder for the architecture beside the one of the languages.
+DOWNLOAD = "C:\\download\\programs"
 PRINT = "HKLM\\System\\CurrentControlSet\\Control\\Print\\"
 MONITORS = PRINT + "Monitors\\"
 # Of one run of Wine, which may hold dozens of commands.
@@ -95,11 +96,13 @@ class ToolPrefix:
         return os.path.join(self.prefix, "drive_c", *names)
 
     def fill_download(self):
+        programs = self.path("download", "programs")
+        os.makedirs(programs)
         os.makedirs(self.path("download", "languages"))
         languages = os.path.join(ROOT, "ui", "languages")
         for name in ("velmoractl.exe", "Velmora.dll"):
-            shutil.copy(os.path.join(self.build, "bin", name), self.path("download"))
-        shutil.copy(os.path.join(languages, "Velmora.dat"), self.path("download"))
+            shutil.copy(os.path.join(self.build, "bin", name), programs)
+        shutil.copy(os.path.join(languages, "Velmora.dat"), programs)
         for name in os.listdir(languages):
             shutil.copy(os.path.join(languages, name), self.path("download", "languages"))
         shutil.copy(os.path.join(self.build, "bin", "velmora_shim.dll"),
