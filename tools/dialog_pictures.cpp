@@ -27,7 +27,11 @@ std::string folder;
 
 /// Writes a 24-bit bitmap of the window as it stands on the screen.
 void savePicture(HWND window, const std::string& name) {
-    Sleep(400);  // let the controls paint
+    // All that is to be seen is painted, then shown: Wine collects it for a while.
+    DialogDriver(window).settle();
+    RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_ALLCHILDREN | RDW_UPDATENOW);
+    Sleep(200);
+    DialogDriver(window).settle();
     RECT place{};
     GetWindowRect(window, &place);
     const int width = place.right - place.left;

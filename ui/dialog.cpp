@@ -99,6 +99,7 @@ INT_PTR DialogWindow::dispatch(UINT message, WPARAM wParam, LPARAM lParam) noexc
 INT_PTR DialogWindow::route(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
         case WM_INITDIALOG:
+            font_.adapt(window_);
             onInit();
             return TRUE;
         case WM_COMMAND:

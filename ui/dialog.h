@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "ui/dialog_font.h"
 #include "ui/message_box.h"
 
 namespace velmora {
@@ -81,6 +82,7 @@ class DialogWindow {
 
     int resource_;
     HWND window_ = nullptr;
+    DialogFont font_;
     MessageBoxes* boxes_ = &platformMessageBoxes();
     std::exception_ptr thrown_;
 };

@@ -18,6 +18,10 @@ int TextMeasure::width(const std::string& text) const {
     return static_cast<int>(size.cx);
 }
 
+int TextMeasure::charset() const {
+    return GetTextCharset(context_);
+}
+
 int TextMeasure::averageCharWidth() const {
     TEXTMETRICA metrics{};
     GetTextMetricsA(context_, &metrics);

@@ -16,6 +16,8 @@ class TextMeasure {
 
     int width(const std::string& text) const;
     int averageCharWidth() const;
+    /// The character set that the font was chosen with (SHIFTJIS_CHARSET...).
+    int charset() const;
 
   private:
     HWND control_;

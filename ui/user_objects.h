@@ -22,6 +22,13 @@ struct BitmapTraits {
 };
 using UniqueBitmap = UniqueHandle<BitmapTraits>;
 
+struct FontTraits {
+    using Type = HFONT;
+    static Type empty() noexcept { return nullptr; }
+    static void close(Type font) noexcept { DeleteObject(font); }
+};
+using UniqueFont = UniqueHandle<FontTraits>;
+
 struct ImageListTraits {
     using Type = HIMAGELIST;
     static Type empty() noexcept { return nullptr; }

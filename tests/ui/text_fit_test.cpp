@@ -57,9 +57,10 @@ BOOL CALLBACK visit(HWND control, LPARAM parameter) {
     if ((windowClass != "Static" && windowClass != "Button") || text.empty()) return TRUE;
     RECT area{};
     GetClientRect(control, &area);
-    EXPECT_LE(TextMeasure(control).width(text) + takenByTheControl(control, windowClass),
-              area.right)
-        << text;
+    const TextMeasure measure(control);
+    // In a font without the language's characters every text would be a row of narrow boxes.
+    EXPECT_EQ(measure.charset(), GetACP() == kJapanese ? SHIFTJIS_CHARSET : ANSI_CHARSET) << text;
+    EXPECT_LE(measure.width(text) + takenByTheControl(control, windowClass), area.right) << text;
     ++measured;
     return TRUE;
 }
