@@ -121,7 +121,7 @@ bool runBounded(std::function<void()> body, std::chrono::seconds limit) {
     return true;
 }
 
-PrinterAnswer PrinterClient::ask(std::shared_ptr<IppMessage> request) const {
+PrinterAnswer PrinterClient::ask(const std::shared_ptr<IppMessage>& request) const {
     const auto answer = std::make_shared<PrinterAnswer>();
     if (!request) {
         answer->error = ERROR_NOT_ENOUGH_MEMORY;

@@ -27,7 +27,7 @@ class PrinterClient {
         : target_(std::move(target)), limit_(limit) {}
 
     const PrintTarget& target() const { return target_; }
-    PrinterAnswer ask(std::shared_ptr<IppMessage> request) const;
+    PrinterAnswer ask(const std::shared_ptr<IppMessage>& request) const;
     /// Get-Printer-Attributes.
     PrinterAnswer askAttributes() const;
 
