@@ -460,6 +460,8 @@ class Printer:
         try:
             outcome = act(exchange)
         except (raw_http.Closed, Fault, OSError) as error:
+            # Whoever reads the line finds the connection closed.
+            connection.close()
             self.log(f"{exchange.number} {error or 'client closed'}")
             raise
         self.log(f"{exchange.number} {outcome}")
