@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <memory>
 #include <new>
 #include <string>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "tests/monitor/fake_printers.h"
+#include "tests/support/native_threading.h"
 
 namespace velmora {
 namespace {
@@ -57,16 +57,15 @@ TEST(MultiTargetJob, EveryWorkerHasItsOwnCopyOfTheOrder) {
         auto name = std::make_unique<std::string>("Report of the year, long enough for the heap");
         auto jobTemplate = std::make_unique<JobTemplate>();
         jobTemplate->copies = 7;
-        std::atomic<bool> go{false};
+        testing_support::NativeEvent go(EventReset::Manual);
         for (std::size_t i = 0; i < 2; ++i) {
-            platform.printer(i).beforeConnect = [&go] { go.wait(false); };
+            platform.printer(i).beforeConnect = [&go] { go.wait(); };
         }
         MultiTargetJob job(*targets, *name, *jobTemplate, platform);
         targets.reset();
         name.reset();
         jobTemplate.reset();
-        go = true;
-        go.notify_all();
+        go.set();
         print(job, {"x"});
     }
     EXPECT_EQ(platform.printer(1).target, (PrintTarget{"1", 1, "user", "secret"}));
@@ -157,8 +156,8 @@ TEST(MultiTargetJob, PieceWithoutMemoryIsRefusedAndTheJobStillEnds) {
 
 TEST(MultiTargetJob, WriterNeverWaitsForASlowPrinter) {
     NativeJobPlatform platform(2);
-    std::atomic<bool> go{false};
-    platform.printer(1).beforeConnect = [&go] { go.wait(false); };
+    testing_support::NativeEvent go(EventReset::Manual);
+    platform.printer(1).beforeConnect = [&go] { go.wait(); };
     {
         MultiTargetJob job(platform.targets(), "Doc", {}, platform);
         const std::string piece(1024, 'x');
@@ -166,8 +165,7 @@ TEST(MultiTargetJob, WriterNeverWaitsForASlowPrinter) {
             ASSERT_TRUE(job.write(piece.data(), piece.size()));
         ASSERT_TRUE(job.write(nullptr, 0));
         EXPECT_EQ(platform.memory.liveBlocks(), 201u) << "the slow printer needs every packet";
-        go = true;
-        go.notify_all();
+        go.set();
     }
     expectWholeDocument(platform.printer(1), std::string(200 * 1024, 'x'));
     EXPECT_LE(platform.memory.peakBytes(), 200u * 1024 * 104 / 100);
