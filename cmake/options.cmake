@@ -19,7 +19,7 @@ if(WIN32)
     add_link_options(-static -Wl,--gc-sections)
 elseif(VELMORA_SANITIZE)
     add_compile_options(-fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all
-                        -fno-omit-frame-pointer -g)
+                        -fno-omit-frame-pointer -g1)
     add_link_options(-fsanitize=${VELMORA_SANITIZE})
     if(VELMORA_FUZZ)
         # Coverage for libFuzzer; the fuzz targets alone link its main().

@@ -5,13 +5,10 @@
 // output with it: a tenth of the library's size.
 namespace __gnu_cxx {
 
-// The names are the runtime library's.
-// NOLINTBEGIN(bugprone-reserved-identifier)
 void __verbose_terminate_handler();
 
 void __verbose_terminate_handler() {
     std::abort();
 }
-// NOLINTEND(bugprone-reserved-identifier)
 
 }  // namespace __gnu_cxx
