@@ -121,7 +121,7 @@ HTREEITEM TreeView::itemAt(POINT point) const {
 RECT TreeView::textRect(HTREEITEM item) const {
     RECT rect{};
     // The message takes the item's handle from the area that it fills.
-    std::memcpy(&rect, &item, sizeof item);
+    std::memcpy(&rect, &item, sizeof item);  // NOLINT(bugprone-sizeof-expression)
     if (!send(TVM_GETITEMRECT, TRUE, reinterpret_cast<LPARAM>(&rect))) return {};
     return rect;
 }
