@@ -7,7 +7,6 @@
 #include <psapi.h>
 
 #include <atomic>
-#include <chrono>
 #include <memory>
 #include <ostream>
 #include <thread>
@@ -15,6 +14,7 @@
 
 #include "tests/support/peer.h"
 #include "tests/support/printing.h"
+#include "tests/support/waiting.h"
 #include "tests/support/wininet/import_patch.h"
 #include "tests/support/wininet/wininet_functions.h"
 
@@ -25,6 +25,7 @@ using testing::Peer;
 using testing::printDocument;
 using testing::targetOf;
 using testing::testDocument;
+using testing::waitUntil;
 
 /// What may become of a job; cases in which the moment decides allow more than one.
 enum Outcome : unsigned {
@@ -148,17 +149,16 @@ class HandleCount {
 /// closing a connection that the platform keeps for the next request, would be a matter of luck.
 void waitForEndOf(int request, Peer& printer) {
     const std::string number = "\n" + std::to_string(request) + " ";
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (std::chrono::steady_clock::now() < deadline) {
+    const auto hasEnded = [&] {
         const std::string served = "\n" + printer.file("served").value_or("");
         // The line about the request as it was read begins with the operation.
         for (std::size_t at = served.find(number); at != std::string::npos;
              at = served.find(number, at + 1)) {
-            if (served.compare(at + number.size(), 2, "0x") != 0) return;
+            if (served.compare(at + number.size(), 2, "0x") != 0) return true;
         }
-        Sleep(10);
-    }
-    ADD_FAILURE() << "request " << request << " has no end";
+        return false;
+    };
+    EXPECT_TRUE(waitUntil(hasEnded)) << "request " << request << " has no end";
 }
 
 /// The most memory that the process has had in use so far.

@@ -58,12 +58,6 @@ HWND findDialog(DWORD thread, const std::string& title) {
 
 }  // namespace
 
-bool waitUntil(const std::function<bool()>& condition) {
-    for (const DWORD start = GetTickCount(); GetTickCount() - start < kPatience; Sleep(10))
-        if (condition()) return true;
-    return condition();
-}
-
 HWND DialogDriver::control(int id) const {
     const HWND found = GetDlgItem(window_, id);
     EXPECT_NE(found, nullptr) << "no control " << id;

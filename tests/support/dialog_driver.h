@@ -9,17 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/waiting.h"
 #include "ui/message_box.h"
 
 namespace velmora::testing {
 
 // Works dialogs as a person would, by control id, from a second thread of the process that shows
 // them. Everything waits by looking again, for at most kPatience, and fails the test then.
-
-constexpr DWORD kPatience = 20000;  ///< milliseconds
-
-/// Looks again and again until `condition` holds. False when patience has run out.
-bool waitUntil(const std::function<bool()>& condition);
 
 /// A dialog or a page of a sheet.
 class DialogDriver {
