@@ -134,8 +134,8 @@ class ToolPrefix:
             files = " ".join(f"{sign}C:\\batch\\{index}.{end}" for sign, end in
                              (("<", "in"), (">", "out"), ("2>", "err")))
             command = subprocess.list2cmdline(step.words)
-            # 9009: cmd could not start the program, which happens to Wine's about once in some
-            # thousand starts. Nothing has run, so it can be tried again.
+            # 9009: cmd could not start the program, which Wine's did once in several thousand
+            # starts, under load. Nothing has run then, so it can be tried again.
             lines += [f"{command} {files}", f"if %errorlevel%==9009 {command} {files}",
                       f"echo %errorlevel% >C:\\batch\\{index}.code"]
             if step.words[:2] == ["reg", "export"]:
