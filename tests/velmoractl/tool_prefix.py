@@ -134,7 +134,10 @@ class ToolPrefix:
             files = " ".join(f"{sign}C:\\batch\\{index}.{end}" for sign, end in
                              (("<", "in"), (">", "out"), ("2>", "err")))
             command = subprocess.list2cmdline(step.words)
-            lines += [f"{command} {files}", f"echo %errorlevel% >C:\\batch\\{index}.code"]
+            # 9009: cmd could not start the program, which Wine's did once in several thousand
+            # starts, under load. Nothing has run then, so it can be tried again.
+            lines += [f"{command} {files}", f"if %errorlevel%==9009 {command} {files}",
+                      f"echo %errorlevel% >C:\\batch\\{index}.code"]
             if step.words[:2] == ["reg", "export"]:
                 lines.append(f"move /y {step.words[3]} C:\\batch\\{index}.out >NUL")
         with open(self.path("batch", "run.bat"), "w", encoding="ascii", newline="\r\n") as file:
