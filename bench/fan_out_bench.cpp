@@ -13,9 +13,9 @@
 
 #include "bench/bare_client.h"
 #include "bench/report.h"
-#include "monitor/ipp_job_platform.h"
-#include "monitor/multi_target_job.h"
-#include "tests/support/peer.h"
+#include "harness/peer.h"
+#include "monitor/jobs/ipp_job_platform.h"
+#include "monitor/jobs/multi_target_job.h"
 
 // One document to many printers at once, beside as many bare loops of the platform's calls, each in
 // a thread of its own. All printers are one server that throws the document away.

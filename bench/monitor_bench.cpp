@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "bench/report.h"
-#include "monitor/port_config.h"
+#include "port/port_config.h"
 
 // What a spooler waits for when it starts: the monitor loads its ports and lists them. Beside it a
 // bare loop of the same registry calls, which no monitor can do without.

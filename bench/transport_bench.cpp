@@ -7,8 +7,8 @@
 #include <string>
 
 #include "bench/report.h"
+#include "harness/peer.h"
 #include "ipp/print_job.h"
-#include "tests/support/peer.h"
 
 // A document through the connection in the spooler's pieces. Beside it a bare loop of the same
 // platform calls to the same server: what any monitor on this platform pays. Beside that CUPS's ipp

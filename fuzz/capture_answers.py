@@ -3,7 +3,7 @@
 
     capture_answers.py SEED_DIRECTORY        (as root: cupsd wants it)
 
-Starts tests/peers/ippeve_printer.py and tests/peers/cups_server.py, sends each some requests as
+Starts harness/peers/ippeve_printer.py and harness/peers/cups_server.py, sends each some requests as
 this program encodes them, and writes the bodies of the answers to SEED_DIRECTORY.
 """
 
@@ -15,7 +15,7 @@ import tempfile
 import urllib.parse
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-PEERS = os.path.join(HERE, "..", "tests", "peers")
+PEERS = os.path.join(HERE, "..", "harness", "peers")
 
 OPERATION_GROUP, END = b"\x01", b"\x03"
 

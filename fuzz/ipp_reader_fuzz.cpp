@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/ipp/ipp_dump.h"
+#include "harness/ipp_dump.h"
 #include "tests/ipp/wire.h"
 
 // Any bytes, as a response and as a request, read strictly and leniently:

@@ -10,8 +10,8 @@
 #include "monitor/entry_guard.h"
 #include "monitor/monitor_lock.h"
 #include "monitor/process_port_list.h"
-#include "monitor/settings.h"
 #include "platform/text.h"
+#include "port/settings.h"
 
 namespace velmora {
 namespace {

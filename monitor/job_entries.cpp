@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "monitor/entry_guard.h"
-#include "monitor/job_lifecycle.h"
+#include "monitor/jobs/job_lifecycle.h"
 #include "monitor/monitor_lock.h"
-#include "monitor/spooler.h"
 #include "platform/text.h"
+#include "port/spooler.h"
 
 namespace velmora {
 namespace {

@@ -4,10 +4,10 @@
 #include <memory>
 #include <utility>
 
-#include "monitor/job_info.h"
-#include "monitor/port_config.h"
-#include "monitor/print_job.h"
+#include "monitor/jobs/job_info.h"
+#include "monitor/jobs/print_job.h"
 #include "monitor/snapshot.h"
+#include "port/port_config.h"
 
 namespace velmora {
 

@@ -1,8 +1,8 @@
 #include "monitor/port_store.h"
 
-#include "monitor/directory_store.h"
-#include "monitor/settings.h"
 #include "platform/registry.h"
+#include "port/directory_store.h"
+#include "port/settings.h"
 
 namespace velmora {
 namespace {

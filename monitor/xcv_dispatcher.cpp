@@ -2,12 +2,12 @@
 
 #include <cstring>
 
-#include "monitor/directory_store.h"
 #include "monitor/entry_guard.h"
-#include "monitor/port_config.h"
 #include "monitor/process_port_list.h"
 #include "platform/readable_memory.h"
 #include "platform/text.h"
+#include "port/directory_store.h"
+#include "port/port_config.h"
 
 namespace velmora {
 namespace {

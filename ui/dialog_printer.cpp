@@ -1,8 +1,8 @@
 #include "ui/dialog_printer.h"
 
-#include "directory/printer_url.h"
-#include "ui/data_exchange.h"
-#include "ui/report_list.h"
+#include "ipp/printer_url.h"
+#include "ui/kit/data_exchange.h"
+#include "ui/kit/report_list.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {

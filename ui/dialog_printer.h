@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "directory/groups_db.h"
-#include "ui/dialog.h"
+#include "ui/kit/dialog.h"
 #include "ui/printer_form.h"
 #include "ui/text_table.h"
 

@@ -4,8 +4,8 @@
 #include <map>
 
 #include "directory/groups_db.h"
+#include "ui/kit/tree_view.h"
 #include "ui/tree_icons.h"
-#include "ui/tree_view.h"
 
 namespace velmora {
 

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <span>
 
-#include "ui/job_template_choices.h"
+#include "ipp/job_template_choices.h"
 
 namespace velmora {
 namespace {

@@ -1,9 +1,9 @@
 #include "ui/page_job_template.h"
 
+#include "ipp/job_template_choices.h"
 #include "ipp/page_ranges.h"
-#include "ui/combo_list.h"
-#include "ui/data_exchange.h"
-#include "ui/job_template_choices.h"
+#include "ui/kit/combo_list.h"
+#include "ui/kit/data_exchange.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {

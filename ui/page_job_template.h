@@ -5,7 +5,7 @@
 
 #include "ipp/job_template.h"
 #include "ui/job_template_form.h"
-#include "ui/property_page.h"
+#include "ui/kit/property_page.h"
 #include "ui/text_table.h"
 
 namespace velmora {

@@ -1,10 +1,10 @@
 #include "ui/page_port_main.h"
 
 #include "directory/groups_db.h"
-#include "directory/printer_url.h"
-#include "monitor/port_names.h"
-#include "ui/data_exchange.h"
-#include "ui/report_list.h"
+#include "ipp/printer_url.h"
+#include "port/port_names.h"
+#include "ui/kit/data_exchange.h"
+#include "ui/kit/report_list.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {

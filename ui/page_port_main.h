@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "monitor/spooler.h"
+#include "port/spooler.h"
 #include "ui/checked_groups.h"
+#include "ui/kit/property_page.h"
 #include "ui/port_main_rules.h"
-#include "ui/property_page.h"
 #include "ui/text_table.h"
 
 namespace velmora {

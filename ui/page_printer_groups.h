@@ -6,13 +6,13 @@
 
 #include "directory/groups_db.h"
 #include "ui/directory_tree.h"
+#include "ui/kit/property_page.h"
+#include "ui/kit/tree_drag.h"
+#include "ui/kit/tree_edit.h"
+#include "ui/kit/tree_keys.h"
 #include "ui/node_clipboard.h"
 #include "ui/node_placement.h"
-#include "ui/property_page.h"
 #include "ui/text_table.h"
-#include "ui/tree_drag.h"
-#include "ui/tree_edit.h"
-#include "ui/tree_keys.h"
 
 namespace velmora {
 

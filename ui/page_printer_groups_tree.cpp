@@ -6,9 +6,9 @@
 
 #include "platform/library.h"
 #include "ui/group_tree_rules.h"
+#include "ui/kit/user_objects.h"
 #include "ui/page_printer_groups.h"
 #include "ui/resources/resource_ids.h"
-#include "ui/user_objects.h"
 
 namespace velmora {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "monitor/port_config.h"
+#include "port/port_config.h"
 
 namespace velmora {
 

@@ -1,9 +1,9 @@
 #include "ui/port_sheet.h"
 
 #include "directory/groups_db.h"
+#include "ui/kit/window_text.h"
 #include "ui/resources/resource_ids.h"
 #include "ui/text_table.h"
-#include "ui/window_text.h"
 
 namespace velmora {
 

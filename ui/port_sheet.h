@@ -2,12 +2,12 @@
 
 #include <string>
 
-#include "monitor/port_config.h"
-#include "monitor/spooler.h"
+#include "port/port_config.h"
+#include "port/spooler.h"
+#include "ui/kit/property_sheet.h"
 #include "ui/page_job_template.h"
 #include "ui/page_port_main.h"
 #include "ui/page_printer_groups.h"
-#include "ui/property_sheet.h"
 
 namespace velmora {
 

@@ -4,11 +4,11 @@
 #include <array>
 #include <vector>
 
-#include "monitor/settings.h"
 #include "platform/library.h"
 #include "platform/text.h"
+#include "port/settings.h"
+#include "ui/kit/window_text.h"
 #include "ui/resources/resource_ids.h"
-#include "ui/window_text.h"
 
 namespace velmora {
 namespace {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/user_objects.h"
+#include "ui/kit/user_objects.h"
 
 namespace velmora {
 

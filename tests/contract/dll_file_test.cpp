@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <set>
 
-#include "tests/support/built_dll.h"
+#include "harness/built_dll.h"
 
 namespace velmora::testing {
 namespace {

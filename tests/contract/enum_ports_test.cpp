@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <functional>
 
-#include "tests/support/built_dll.h"
-#include "tests/support/clean_state.h"
-#include "tests/support/packed_record.h"
+#include "harness/built_dll.h"
+#include "harness/clean_state.h"
+#include "harness/packed_record.h"
 
 namespace velmora::testing {
 namespace {

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/built_dll.h"
-#include "tests/support/clean_state.h"
-#include "tests/support/packed_record.h"
-#include "tests/support/peer.h"
+#include "harness/built_dll.h"
+#include "harness/clean_state.h"
+#include "harness/packed_record.h"
+#include "harness/peer.h"
 
 namespace velmora::testing {
 namespace {

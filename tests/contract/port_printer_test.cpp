@@ -3,10 +3,10 @@
 
 #include <windows.h>
 
-#include "tests/support/built_dll.h"
-#include "tests/support/clean_state.h"
-#include "tests/support/packed_record.h"
-#include "tests/support/registry_tool.h"
+#include "harness/built_dll.h"
+#include "harness/clean_state.h"
+#include "harness/packed_record.h"
+#include "harness/registry_tool.h"
 
 namespace velmora::testing {
 namespace {

@@ -3,9 +3,9 @@
 #include <commctrl.h>
 #include <winspool.h>
 
-#include "tests/support/clean_state.h"
-#include "tests/support/dialog_driver.h"
-#include "tests/support/packed_record.h"
+#include "harness/clean_state.h"
+#include "harness/dialog_driver.h"
+#include "harness/packed_record.h"
 #include "ui/resources/resource_ids.h"
 
 // The whole way: an administrator's call to the platform's spooler, which asks the monitor for its

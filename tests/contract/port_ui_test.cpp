@@ -2,11 +2,11 @@
 #include <cstring>
 #include <thread>
 
-#include "tests/support/built_dll.h"
-#include "tests/support/clean_state.h"
-#include "tests/support/dialog_driver.h"
-#include "tests/support/packed_record.h"
-#include "tests/support/winspool/fake_spooler.h"
+#include "harness/built_dll.h"
+#include "harness/clean_state.h"
+#include "harness/dialog_driver.h"
+#include "harness/packed_record.h"
+#include "harness/winspool/fake_spooler.h"
 #include "ui/resources/resource_ids.h"
 
 // Adding, configuring and deleting ports through the entries of the built library, with a person at

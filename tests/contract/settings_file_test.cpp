@@ -2,9 +2,9 @@
 
 #include <winspool.h>
 
-#include "tests/support/built_dll.h"
-#include "tests/support/clean_state.h"
-#include "tests/support/packed_record.h"
+#include "harness/built_dll.h"
+#include "harness/clean_state.h"
+#include "harness/packed_record.h"
 
 namespace velmora::testing {
 namespace {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/clean_state.h"
-#include "tests/support/packed_record.h"
+#include "harness/clean_state.h"
+#include "harness/packed_record.h"
 
 namespace velmora::testing {
 namespace {

@@ -1,5 +1,5 @@
-#include "tests/support/built_dll.h"
-#include "tests/support/clean_state.h"
+#include "harness/built_dll.h"
+#include "harness/clean_state.h"
 
 namespace velmora::testing {
 namespace {

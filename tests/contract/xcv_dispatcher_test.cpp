@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <cwchar>
 
-#include "tests/support/built_dll.h"
-#include "tests/support/clean_state.h"
-#include "tests/support/guarded_bytes.h"
-#include "tests/support/packed_record.h"
+#include "harness/built_dll.h"
+#include "harness/clean_state.h"
+#include "harness/guarded_bytes.h"
+#include "harness/packed_record.h"
 
 // The monitor's end of the Xcv channel, through the table of the built library.
 

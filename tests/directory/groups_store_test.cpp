@@ -7,10 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include "harness/clean_state.h"
+#include "harness/packed_record.h"
+#include "harness/registry_tool.h"
 #include "tests/directory/directory_builders.h"
-#include "tests/support/clean_state.h"
-#include "tests/support/packed_record.h"
-#include "tests/support/registry_tool.h"
 
 namespace velmora {
 namespace {

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "directory/groups_db.h"
+#include "harness/guarded_bytes.h"
+#include "harness/packed_record.h"
 #include "tests/directory/directory_builders.h"
-#include "tests/support/guarded_bytes.h"
-#include "tests/support/packed_record.h"
 
 namespace velmora {
 namespace {

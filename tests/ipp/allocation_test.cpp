@@ -3,10 +3,10 @@
 #include <array>
 #include <string>
 
-#include "tests/ipp/ipp_dump.h"
+#include "harness/allocations.h"
+#include "harness/ipp_dump.h"
 #include "tests/ipp/sample_messages.h"
 #include "tests/ipp/wire.h"
-#include "tests/support/allocations.h"
 
 // What happens when memory runs out at any one place, and how much is used at all.
 

@@ -4,9 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "harness/wininet/fake_wininet.h"
 #include "ipp/connection.h"
 #include "tests/ipp/expected_requests.h"
-#include "tests/support/wininet/fake_wininet.h"
 
 namespace velmora {
 namespace {

@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include "harness/peer.h"
+#include "harness/printing.h"
 #include "tests/ipp/expected_requests.h"
-#include "tests/support/peer.h"
-#include "tests/support/printing.h"
 
 namespace velmora {
 namespace {

@@ -5,7 +5,7 @@
 #include <array>
 #include <string>
 
-#include "tests/ipp/ipp_dump.h"
+#include "harness/ipp_dump.h"
 #include "tests/ipp/wire.h"
 
 namespace velmora {

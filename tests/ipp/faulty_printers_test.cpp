@@ -12,11 +12,11 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/peer.h"
-#include "tests/support/printing.h"
-#include "tests/support/waiting.h"
-#include "tests/support/wininet/import_patch.h"
-#include "tests/support/wininet/wininet_functions.h"
+#include "harness/peer.h"
+#include "harness/printing.h"
+#include "harness/waiting.h"
+#include "harness/wininet/import_patch.h"
+#include "harness/wininet/wininet_functions.h"
 
 namespace velmora {
 namespace {

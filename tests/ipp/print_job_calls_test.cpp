@@ -4,10 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "harness/wininet/fake_wininet.h"
+#include "harness/wininet/import_patch.h"
 #include "ipp/print_job.h"
 #include "tests/ipp/expected_requests.h"
-#include "tests/support/wininet/fake_wininet.h"
-#include "tests/support/wininet/import_patch.h"
 
 namespace velmora {
 namespace {

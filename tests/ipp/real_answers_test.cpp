@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string>
 
-#include "tests/ipp/ipp_dump.h"
+#include "harness/ipp_dump.h"
 #include "tests/ipp/wire.h"
 
 // Answers of ippeveprinter and cupsd, as they came: fuzz/capture_answers.py.

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "harness/peer.h"
+#include "harness/printing.h"
 #include "tests/ipp/expected_requests.h"
-#include "tests/support/peer.h"
-#include "tests/support/printing.h"
 
 namespace velmora {
 namespace {

@@ -9,11 +9,11 @@
 #include <mutex>
 #include <thread>
 
+#include "harness/clean_state.h"
 #include "monitor/enum_ports.h"
 #include "monitor/job_entries.h"
 #include "monitor/port_entries.h"
 #include "monitor/process_port_list.h"
-#include "tests/support/clean_state.h"
 
 namespace velmora {
 namespace {

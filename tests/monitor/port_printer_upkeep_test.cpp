@@ -5,12 +5,12 @@
 
 #include <gtest/gtest.h>
 
-#include "monitor/directory_store.h"
+#include "harness/clean_state.h"
+#include "harness/packed_record.h"
+#include "harness/registry_tool.h"
 #include "monitor/port_list.h"
 #include "monitor/port_store.h"
-#include "tests/support/clean_state.h"
-#include "tests/support/packed_record.h"
-#include "tests/support/registry_tool.h"
+#include "port/directory_store.h"
 
 namespace velmora {
 namespace {

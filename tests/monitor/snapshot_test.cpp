@@ -6,7 +6,7 @@
 #include <new>
 #include <utility>
 
-#include "tests/support/allocations.h"
+#include "harness/allocations.h"
 
 namespace velmora {
 namespace {

@@ -14,8 +14,8 @@
 #else
 #include <semaphore>
 
+#include "harness/native_threading.h"
 #include "platform/auto_reset_event.h"
-#include "tests/support/native_threading.h"
 #endif
 
 namespace velmora {

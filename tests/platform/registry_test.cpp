@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "tests/support/clean_state.h"
+#include "harness/clean_state.h"
 
 namespace velmora {
 namespace {

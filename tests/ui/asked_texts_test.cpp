@@ -7,10 +7,10 @@
 #include <sstream>
 
 #include "directory/groups_store.h"
-#include "monitor/directory_store.h"
-#include "monitor/settings.h"
+#include "port/directory_store.h"
+#include "port/settings.h"
 #include "tests/ui/groups_page_fixture.h"
-#include "ui/window_text.h"
+#include "ui/kit/window_text.h"
 
 namespace velmora::testing {
 namespace {

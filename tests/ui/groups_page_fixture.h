@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/real_input.h"
+#include "harness/real_input.h"
 #include "tests/ui/port_sheet_fixture.h"
 #include "tests/ui/tree_driver.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "ui/job_template_choices.h"
+#include "ipp/job_template_choices.h"
 
 namespace velmora {
 namespace {

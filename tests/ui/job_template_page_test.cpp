@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
+#include "ipp/job_template_choices.h"
 #include "tests/ui/port_sheet_fixture.h"
-#include "ui/job_template_choices.h"
-#include "ui/text_measure.h"
+#include "ui/kit/text_measure.h"
 
 namespace velmora::testing {
 namespace {

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "directory/groups_db.h"
-#include "monitor/port_config.h"
-#include "monitor/spooler.h"
-#include "tests/support/clean_state.h"
-#include "tests/support/dialog_driver.h"
+#include "harness/clean_state.h"
+#include "harness/dialog_driver.h"
+#include "port/port_config.h"
+#include "port/spooler.h"
 #include "ui/port_sheet.h"
 #include "ui/resources/resource_ids.h"
 

@@ -2,9 +2,9 @@
 
 #include <commctrl.h>
 
-#include "tests/support/clean_state.h"
-#include "tests/support/dialog_driver.h"
-#include "tests/support/real_input.h"
+#include "harness/clean_state.h"
+#include "harness/dialog_driver.h"
+#include "harness/real_input.h"
 #include "ui/dialog_printer.h"
 #include "ui/resources/resource_ids.h"
 

@@ -1,4 +1,4 @@
-#include "tests/support/resources.h"
+#include "harness/resources.h"
 
 #include <commctrl.h>
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "tests/support/built_dll.h"
+#include "harness/built_dll.h"
 
 namespace velmora::testing {
 namespace {

@@ -6,9 +6,9 @@
 #include <iterator>
 
 #include "tests/ui/groups_page_fixture.h"
-#include "ui/text_measure.h"
+#include "ui/kit/text_measure.h"
+#include "ui/kit/window_text.h"
 #include "ui/text_table.h"
-#include "ui/window_text.h"
 
 namespace velmora::testing {
 namespace {

@@ -4,9 +4,9 @@
 
 #include <array>
 
-#include "tests/support/clean_state.h"
+#include "harness/clean_state.h"
+#include "ui/kit/window_text.h"
 #include "ui/resources/resource_ids.h"
-#include "ui/window_text.h"
 
 namespace velmora::testing {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/dialog_driver.h"
+#include "harness/dialog_driver.h"
 
 namespace velmora::testing {
 

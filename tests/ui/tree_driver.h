@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "ui/tree_view.h"
+#include "ui/kit/tree_view.h"
 
 namespace velmora::testing {
 

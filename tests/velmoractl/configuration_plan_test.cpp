@@ -1,10 +1,10 @@
-#include "tools/velmoractl/configuration_plan.h"
+#include "velmoractl/text/configuration_plan.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/velmoractl/latin1_codec.h"
-#include "tools/velmoractl/directory_paths.h"
+#include "velmoractl/text/directory_paths.h"
 
 namespace velmora::ctl {
 namespace {

@@ -4,8 +4,8 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/velmoractl/latin1_codec.h"
-#include "tools/velmoractl/configuration_file.h"
-#include "tools/velmoractl/directory_paths.h"
+#include "velmoractl/text/configuration_file.h"
+#include "velmoractl/text/directory_paths.h"
 
 namespace velmora::ctl {
 namespace {

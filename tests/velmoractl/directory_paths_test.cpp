@@ -1,4 +1,4 @@
-#include "tools/velmoractl/directory_paths.h"
+#include "velmoractl/text/directory_paths.h"
 
 #include <gtest/gtest.h>
 

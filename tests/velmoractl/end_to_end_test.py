@@ -14,6 +14,7 @@ import sys
 import tempfile
 import unittest
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "harness"))
 from tool_prefix import (CANCELLED, CONFLICT, DONE, DOWNLOAD, FAILED, NOT_FOUND, NOT_INSTALLED,
                          PRINT, PRINTER, ROOT, USAGE, Printer, Step, ToolPrefix, export_key,
                          let_spooler_find, peer_process, set_value, tool, use_shim)

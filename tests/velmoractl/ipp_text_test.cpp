@@ -1,4 +1,4 @@
-#include "tools/velmoractl/ipp_text.h"
+#include "velmoractl/text/ipp_text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/velmoractl/configuration_file.h"
+#include "velmoractl/text/configuration_file.h"
 
 namespace velmora::ctl {
 

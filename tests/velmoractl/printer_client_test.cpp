@@ -1,4 +1,4 @@
-#include "tools/velmoractl/printer_client.h"
+#include "velmoractl/printer_client.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <future>
 #include <stdexcept>
 
-#include "tools/velmoractl/console.h"
+#include "velmoractl/text/console.h"
 
 namespace velmora::ctl {
 namespace {

@@ -1,4 +1,4 @@
-#include "tools/velmoractl/shown_text.h"
+#include "velmoractl/text/shown_text.h"
 
 #include <gtest/gtest.h>
 

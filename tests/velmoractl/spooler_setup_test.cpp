@@ -1,4 +1,4 @@
-#include "tools/velmoractl/spooler_setup.h"
+#include "velmoractl/setup/spooler_setup.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tools/velmoractl/template_attributes.h"
+#include "velmoractl/text/template_attributes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tools/velmoractl/internet.h"
+#include "velmoractl/internet.h"
 
 namespace velmora::ctl {
 namespace {

@@ -1,0 +1,93 @@
+#include "dll/port_dialogs.h"
+
+#include <mutex>
+#include <string>
+
+#include "monitor/entry_guard.h"
+#include "monitor/monitor_lock.h"
+#include "monitor/process_port_list.h"
+#include "platform/text.h"
+#include "port/directory_store.h"
+#include "ui/port_sheet.h"
+
+namespace velmora {
+namespace {
+
+Port* findPort(const std::string& name) {
+    return portList() == nullptr ? nullptr : portList()->find(name);
+}
+
+BOOL addPort(HWND window, const std::string& server) {
+    RegistryGroupsStore store = directoryStore();
+    CGroupsDB directory(store);
+    PortConfig config;
+    if (portList() == nullptr || !CDialogNewPort(window, directory, server).edit(config)) {
+        SetLastError(ERROR_CANCELLED);
+        return FALSE;
+    }
+    Port* const port = portList()->add(config);
+    portList()->update(*port, config);
+    directory.Save();
+    return TRUE;
+}
+
+/// TRUE also when the user cancels, as with the entry that works through Xcv.
+BOOL configurePort(HWND window, const std::string& name) {
+    Port* const port = findPort(name);
+    if (port == nullptr) return FALSE;
+    RegistryGroupsStore store = directoryStore();
+    CGroupsDB directory(store);
+    PortConfig config = *port->config();
+    if (CDialogConfigPort(window, directory).edit(config)) {
+        portList()->update(*port, config);
+        // Groups and printers that were edited in the sheet are part of its result.
+        directory.Save();
+    }
+    return TRUE;
+}
+
+BOOL deletePort(const std::string& name) {
+    Port* const port = findPort(name);
+    if (port == nullptr) return FALSE;
+    portList()->remove(*port);
+    return TRUE;
+}
+
+std::string text(const wchar_t* argument) {
+    return argument == nullptr ? std::string() : toAnsi(argument);
+}
+
+std::string text(const char* argument) {
+    return argument == nullptr ? "" : argument;
+}
+
+}  // namespace
+
+BOOL WINAPI addPortW(wchar_t* server, HWND window, wchar_t*) {
+    return guardedEntry(FALSE, [&] { return addPort(window, text(server)); });
+}
+
+BOOL WINAPI configurePortW(wchar_t*, HWND window, wchar_t* port) {
+    return guardedEntry(FALSE, [&] { return configurePort(window, text(port)); });
+}
+
+BOOL WINAPI deletePortW(wchar_t*, HWND, wchar_t* port) {
+    return guardedEntry(FALSE, [&] { return deletePort(text(port)); });
+}
+
+BOOL WINAPI addPortA(char* server, HWND window, char*) {
+    const std::lock_guard lock(monitorLock());
+    return guardedEntry(FALSE, [&] { return addPort(window, text(server)); });
+}
+
+BOOL WINAPI configurePortA(char*, HWND window, char* port) {
+    const std::lock_guard lock(monitorLock());
+    return guardedEntry(FALSE, [&] { return configurePort(window, text(port)); });
+}
+
+BOOL WINAPI deletePortA(char*, HWND, char* port) {
+    const std::lock_guard lock(monitorLock());
+    return guardedEntry(FALSE, [&] { return deletePort(text(port)); });
+}
+
+}  // namespace velmora

@@ -1,0 +1,42 @@
+#include "harness/printing.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+
+namespace velmora::testing {
+
+std::string testDocument(std::size_t size) {
+    std::string bytes(size, '\0');
+    std::uint32_t state = 1;
+    for (char& byte : bytes) {
+        state = state * 1664525 + 1013904223;
+        byte = static_cast<char>(state >> 24);
+    }
+    const std::string_view start = std::string_view("%!").substr(0, size);
+    std::ranges::copy(start, bytes.begin());
+    return bytes;
+}
+
+PrintTarget targetOf(const std::string& url) {
+    PrintTarget target;
+    target.url = url;
+    return target;
+}
+
+bool sendDocument(IppConnection& connection, const std::string& document) {
+    constexpr std::size_t kPiece = 1024;
+    for (std::size_t at = 0; at < document.size(); at += kPiece) {
+        connection.writeData(document.data() + at, std::min(kPiece, document.size() - at));
+        if (connection.lastError() != 0) return false;
+    }
+    return connection.finish();
+}
+
+bool printDocument(const PrintTarget& target, const std::string& document, const std::string& name,
+                   const JobTemplate& values) {
+    const auto connection = SendPrintJob(target, name, values);
+    return connection && connection->lastError() == 0 && sendDocument(*connection, document);
+}
+
+}  // namespace velmora::testing

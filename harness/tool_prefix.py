@@ -1,0 +1,224 @@
+"""A Wine prefix with the files of a download in it, and the administration tool run there."""
+
+import glob
+import json
+import os
+import pty
+import select
+import shutil
+import struct
+import subprocess
+import sys
+import time
+import tty
+from fcntl import ioctl
+from termios import TIOCSWINSZ
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+sys.path.insert(0, os.path.join(ROOT, "harness", "peers"))
+import peer_process  # noqa: E402
+
+# The download unpacked: a folder for the architecture beside the one of the languages.
+DOWNLOAD = "C:\\download\\programs"
+PRINT = "HKLM\\System\\CurrentControlSet\\Control\\Print\\"
+MONITORS = PRINT + "Monitors\\"
+# Of one run of Wine, which may hold dozens of commands.
+TIMEOUT = 300
+
+DONE, FAILED, USAGE, NOT_FOUND, CONFLICT, DENIED, NOT_INSTALLED, PRINTER, CANCELLED = range(9)
+
+
+class Result:
+    def __init__(self, code, out, err):
+        self.code = code
+        self.raw = out + err
+        self.out = out.decode("utf-8", "replace").replace("\r\n", "\n")
+        self.err = err.decode("utf-8", "replace").replace("\r\n", "\n")
+
+    def json(self):
+        return json.loads(self.out)
+
+    def __repr__(self):
+        return f"exit code {self.code}\n--- out\n{self.out}--- err\n{self.err}"
+
+
+class Step:
+    """One program in a batch; `code` is the exit code that it should have."""
+
+    def __init__(self, *words, code=DONE, stdin=b"", is_tool=False):
+        self.words = list(words)
+        self.code = code
+        self.stdin = stdin
+        self.is_tool = is_tool
+
+
+def tool(*words, code=DONE, stdin=b""):
+    return Step(DOWNLOAD + "\\velmoractl.exe", *words, code=code, stdin=stdin, is_tool=True)
+
+
+def set_value(key, name, text):
+    return Step("reg", "add", key, "/v", name, "/d", text, "/f")
+
+
+def use_shim(monitor):
+    """Wine's spooler has no working Xcv channel without it (harness/xcv_shim)."""
+    return set_value(MONITORS + monitor, "Driver", "velmora_shim.dll")
+
+
+def let_spooler_find(monitor, port):
+    """Wine's spooler finds a port's monitor by this key; Windows' asks the monitors."""
+    return Step("reg", "add", MONITORS + monitor + "\\Ports\\" + port, "/f")
+
+
+def export_key(key):
+    """Result.raw: all values below the key, as the registry tool writes them."""
+    return Step("reg", "export", key, "C:\\batch\\key.reg", "/y")
+
+
+class ToolPrefix:
+    def __init__(self, arch, build_directory, directory):
+        self.arch = arch
+        self.build = build_directory
+        self.prefix = os.path.join(directory, "prefix")
+        template = os.path.join(self.build, "wine", "template-null")
+        if not os.path.isdir(template):
+            self.wine("cmd", "/c", "exit", prefix=None)  # makes the template
+        # Hard links share the files of Windows; the registry is private.
+        subprocess.run(["cp", "-al", template, self.prefix], check=True)
+        for name in glob.glob(os.path.join(self.prefix, "*.reg")):
+            os.remove(name)
+        for name in glob.glob(os.path.join(template, "*.reg")):
+            shutil.copy2(name, self.prefix)
+        self.fill_download()
+
+    def path(self, *names):
+        """The host's path of a file on drive C."""
+        return os.path.join(self.prefix, "drive_c", *names)
+
+    def fill_download(self):
+        programs = self.path("download", "programs")
+        os.makedirs(programs)
+        os.makedirs(self.path("download", "languages"))
+        languages = os.path.join(ROOT, "ui", "languages")
+        for name in ("velmoractl.exe", "Velmora.dll"):
+            shutil.copy(os.path.join(self.build, "bin", name), programs)
+        shutil.copy(os.path.join(languages, "Velmora.dat"), programs)
+        for name in os.listdir(languages):
+            shutil.copy(os.path.join(languages, name), self.path("download", "languages"))
+        shutil.copy(os.path.join(self.build, "bin", "velmora_shim.dll"),
+                    self.path("windows", "system32"))
+
+    def wine(self, *words, prefix="", stdin=b""):
+        environment = dict(os.environ, VELMORA_WINE_TIMEOUT=str(TIMEOUT), LC_ALL="C.UTF-8")
+        if prefix is not None:
+            environment["VELMORA_WINE_PREFIX"] = self.prefix
+        process = subprocess.run(
+            [os.path.join(ROOT, "harness", "wine-run"), self.arch,
+             os.path.join(self.build, "wine"), *words],
+            env=environment, input=stdin, capture_output=True, timeout=TIMEOUT + 30, check=False)
+        return Result(process.returncode, process.stdout, process.stderr)
+
+    def tool(self, *words, stdin=b""):
+        return self.wine(DOWNLOAD + "\\velmoractl.exe", *words, stdin=stdin)
+
+    def batch(self, steps):
+        """Runs the programs one after the other, started by one batch file: most of a short run is
+        the start of Wine. Gives their results."""
+        place = self.path("batch")
+        shutil.rmtree(place, ignore_errors=True)
+        os.makedirs(place)
+        lines = ["@echo off"]
+        for index, step in enumerate(steps):
+            with open(self.path("batch", f"{index}.in"), "wb") as file:
+                file.write(step.stdin)
+            files = " ".join(f"{sign}C:\\batch\\{index}.{end}" for sign, end in
+                             (("<", "in"), (">", "out"), ("2>", "err")))
+            command = subprocess.list2cmdline(step.words)
+            # 9009: cmd could not start the program, which Wine's did once in several thousand
+            # starts, under load. Nothing has run then, so it can be tried again.
+            lines += [f"{command} {files}", f"if %errorlevel%==9009 {command} {files}",
+                      f"echo %errorlevel% >C:\\batch\\{index}.code"]
+            if step.words[:2] == ["reg", "export"]:
+                lines.append(f"move /y {step.words[3]} C:\\batch\\{index}.out >NUL")
+        with open(self.path("batch", "run.bat"), "w", encoding="ascii", newline="\r\n") as file:
+            file.write("\n".join(lines) + "\n")
+        run = self.wine("cmd", "/c", "C:\\batch\\run.bat")
+        results = []
+        for index, step in enumerate(steps):
+            parts = []
+            for end in ("code", "out", "err"):
+                name = os.path.join(place, f"{index}.{end}")
+                assert os.path.exists(name), (step.words, run)
+                with open(name, "rb") as file:
+                    parts.append(file.read())
+            results.append(Result(int(parts[0]), *parts[1:]))
+        return results
+
+    def tool_on_terminal(self, words, question, answer, seconds=120):
+        """The tool on a terminal, with somebody who waits for the question and types the answer.
+        Gives the exit code and what the terminal showed."""
+        terminal, end = pty.openpty()
+        # Wine's console edits the line itself, as a shell's would.
+        tty.setraw(end)
+        # Wide enough for no line to be broken.
+        ioctl(end, TIOCSWINSZ, struct.pack("HHHH", 50, 250, 0, 0))
+        wine = "wine" if self.arch == "x86" else shutil.which("wine64") or "/usr/lib/wine/wine64"
+        environment = dict(
+            os.environ, WINEPREFIX=self.prefix, WINEDEBUG="-all", TERM="xterm",
+            WINEARCH="win32" if self.arch == "x86" else "win64",
+            WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe=")
+        environment.pop("DISPLAY", None)
+        process = peer_process.start(
+            [wine, DOWNLOAD + "\\velmoractl.exe", *words], env=environment, stdin=end, stdout=end,
+            stderr=end, start_new_session=True)
+        os.close(end)
+        shown = b""
+        limit = time.monotonic() + seconds
+        answered = False
+        try:
+            while process.poll() is None and time.monotonic() < limit:
+                if select.select([terminal], [], [], 0.1)[0]:
+                    try:
+                        shown += os.read(terminal, 65536)
+                    except OSError:  # the other end is closed
+                        break
+                if not answered and question in shown:
+                    os.write(terminal, answer)
+                    answered = True
+            if time.monotonic() >= limit:
+                raise AssertionError(f"{words} does not end; the terminal shows {shown!r}")
+            process.wait(60)
+        finally:
+            peer_process.stop(process)
+            os.close(terminal)
+        return process.returncode, shown.decode("utf-8", "replace")
+
+    def stop(self):
+        subprocess.run(["wineserver", "-k"], env=dict(os.environ, WINEPREFIX=self.prefix),
+                       stderr=subprocess.DEVNULL, timeout=30, check=False)
+
+
+class Printer:
+    """One of the peers on loopback; without a name a real IPP printer."""
+
+    def __init__(self, directory, peer="ippeve_printer", *arguments):
+        self.directory = directory
+        os.makedirs(directory)
+        self.process = peer_process.start(
+            [sys.executable, os.path.join(ROOT, "harness", "peers", peer + ".py"),
+             "--directory", directory, *arguments],
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+        self.url = self.process.stdout.readline().strip()
+
+    def documents(self):
+        names = [name for name in glob.glob(os.path.join(self.directory, "[0-9]*-*"))
+                 if not name.endswith(".prn")]
+        contents = []
+        for name in sorted(names, key=lambda name: int(os.path.basename(name).split("-")[0])):
+            with open(name, "rb") as file:
+                contents.append(file.read())
+        return contents
+
+    def stop(self):
+        peer_process.stop(self.process)
+        self.process.stdout.close()

@@ -1,0 +1,67 @@
+#include "harness/wininet/import_patch.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+namespace velmora::testing {
+namespace {
+
+template <class T>
+T* at(const void* base, DWORD offset) {
+    return reinterpret_cast<T*>(static_cast<char*>(const_cast<void*>(base)) + offset);
+}
+
+/// The place in the program's import table that holds the function's address (PE format, "The
+/// .idata section"); null when there is none.
+void** findImport(const char* library, const char* function) {
+    const void* base = GetModuleHandleA(nullptr);
+    const auto* headers =
+        at<IMAGE_NT_HEADERS>(base, static_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
+    const DWORD table =
+        headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    for (auto* library_ = at<IMAGE_IMPORT_DESCRIPTOR>(base, table); library_->Name != 0;
+         ++library_) {
+        if (lstrcmpiA(at<char>(base, library_->Name), library) != 0) continue;
+        auto* name = at<IMAGE_THUNK_DATA>(base, library_->OriginalFirstThunk);
+        auto* address = at<void*>(base, library_->FirstThunk);
+        for (; name->u1.AddressOfData != 0; ++name, ++address) {
+            if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
+            const auto* entry =
+                at<IMAGE_IMPORT_BY_NAME>(base, static_cast<DWORD>(name->u1.AddressOfData));
+            if (std::string(reinterpret_cast<const char*>(entry->Name)) == function) return address;
+        }
+    }
+    return nullptr;
+}
+
+void writeImport(void** entry, void* value) {
+    DWORD protection = 0;
+    VirtualProtect(entry, sizeof *entry, PAGE_READWRITE, &protection);
+    *entry = value;
+    VirtualProtect(entry, sizeof *entry, protection, &protection);
+}
+
+void WINAPI shortSleep(DWORD milliseconds) {
+    SleepEx(std::min<DWORD>(milliseconds, 10), FALSE);
+}
+
+}  // namespace
+
+ImportPatch::ImportPatch(const char* library, const char* function, void (*replacement)())
+    : entry_(findImport(library, function)) {
+    if (entry_ == nullptr) throw std::runtime_error(std::string("not imported: ") + function);
+    original_ = *entry_;
+    writeImport(entry_, reinterpret_cast<void*>(replacement));
+}
+
+ImportPatch::~ImportPatch() {
+    writeImport(entry_, original_);
+}
+
+ShortPauses::ShortPauses()
+    : patch_("KERNEL32.dll", "Sleep", reinterpret_cast<void (*)()>(&shortSleep)) {}
+
+}  // namespace velmora::testing

@@ -1,0 +1,56 @@
+#include "monitor/jobs/multi_target_job.h"
+
+#include <cstdint>
+
+namespace velmora {
+namespace {
+
+constexpr std::uint32_t kEndStepMilliseconds = 1000;
+
+}  // namespace
+
+MultiTargetJob::MultiTargetJob(const std::vector<PrintTarget>& targets,
+                               const std::string& documentName, const JobTemplate& jobTemplate,
+                               JobPlatform& platform)
+    : queue_(targets.size(), platform), workers_(targets.size()) {
+    // Nothing below may throw: the workers that run already use the queue.
+    for (std::size_t slot = 0; slot < targets.size(); ++slot) {
+        workers_[slot] = startWorker(slot, targets[slot], documentName, jobTemplate, platform);
+        if (workers_[slot] == nullptr) queue_.abandonSlot(slot);
+    }
+}
+
+MultiTargetJob::~MultiTargetJob() {
+    // Without an end the workers would wait for ever. The spooler always ends a job before it drops
+    // it; this is for the way out after an error.
+    if (!queue_.ended()) queue_.write(nullptr, 0);
+    for (auto& worker : workers_) {
+        if (worker == nullptr) continue;
+        // A pulse reaches only those who wait at that moment; a worker that was busy sending gets
+        // one of the next.
+        do {
+            queue_.wakeReaders();
+        } while (!worker->waitForEnd(kEndStepMilliseconds));
+        worker.reset();
+    }
+}
+
+bool MultiTargetJob::write(const void* data, std::size_t length) {
+    return queue_.write(data, static_cast<std::uint32_t>(length));
+}
+
+std::unique_ptr<TargetWorker> MultiTargetJob::startWorker(std::size_t slot,
+                                                          const PrintTarget& target,
+                                                          const std::string& documentName,
+                                                          const JobTemplate& jobTemplate,
+                                                          JobPlatform& platform) try {
+    auto worker =
+        std::make_unique<TargetWorker>(queue_, slot, platform, target, documentName, jobTemplate);
+    if (!worker->start()) return nullptr;
+    return worker;
+} catch (...) {
+    // One printer less; the others get the document.
+    return nullptr;
+}
+
+}  // namespace velmora

@@ -1,0 +1,130 @@
+#include "monitor/jobs/packet_queue.h"
+
+#include <cstring>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace velmora {
+
+// Freed without a destructor call.
+static_assert(std::is_trivially_destructible_v<DataPacket>);
+
+void PacketQueue::PacketDeleter::operator()(DataPacket* packet) const noexcept {
+    platform->release(packet);
+}
+
+PacketQueue::PacketQueue(std::size_t slots, QueuePlatform& platform)
+    : platform_(platform),
+      slots_(slots),
+      dataEvent_(platform.makeEvent(EventReset::Manual)),
+      consumedEvent_(platform.makeEvent(EventReset::Auto)),
+      endPacket_(makePacket(nullptr, 0)) {
+    if (endPacket_ == nullptr) throw std::bad_alloc();
+    dataEvent_->reset();
+}
+
+PacketQueue::~PacketQueue() {
+    while (head_.load(std::memory_order_relaxed) != nullptr)
+        takeHead();
+}
+
+bool PacketQueue::write(const void* data, std::uint32_t length) {
+    if (ended()) return false;
+    PacketPtr packet = length == 0 ? std::exchange(endPacket_, nullptr) : makePacket(data, length);
+    if (packet == nullptr) return false;
+    packet->sequence = nextSequence_++;
+
+    consumedEvent_->reset();
+    append(std::move(packet));
+    dataEvent_->pulse();
+    // The writer never waits for a reader: it sets the event itself before it waits. A slow printer
+    // thus costs memory, but does not hold up the others.
+    consumedEvent_->set();
+    consumedEvent_->wait();
+
+    walkPastGoneReaders();
+    freeLeftPackets();
+    return true;
+}
+
+void PacketQueue::abandonSlot(std::size_t slot) noexcept {
+    slots_[slot].gone.store(true, std::memory_order_release);
+}
+
+PacketQueue::PacketPtr PacketQueue::makePacket(const void* data, std::uint32_t length) noexcept {
+    void* const memory = platform_.allocate(sizeof(DataPacket) + length);
+    if (memory == nullptr) return {nullptr, {&platform_}};
+    auto* const packet =
+        new (memory) DataPacket{0, nullptr, static_cast<std::uint32_t>(slots_.size()), length};
+    if (length != 0) std::memcpy(static_cast<void*>(packet + 1), data, length);
+    return {packet, {&platform_}};
+}
+
+void PacketQueue::append(PacketPtr packet) noexcept {
+    // The links own the packets; takeHead() takes them back.
+    DataPacket* const added = packet.release();
+    // Readers that had gone by the previous write have nothing to do with this packet. Nobody else
+    // sees it yet.
+    added->pendingReaders.fetch_sub(walkedPastSlots_, std::memory_order_relaxed);
+    (tail_ == nullptr ? head_ : tail_->next).store(added, std::memory_order_release);
+    tail_ = added;
+}
+
+void PacketQueue::walkPastGoneReaders() noexcept {
+    for (Slot& slot : slots_) {
+        if (slot.walkedPast || !slot.gone.load(std::memory_order_acquire)) continue;
+        slot.walkedPast = true;
+        ++walkedPastSlots_;
+        // A reader that had not begun counts in every packet, so the head is the first of all.
+        DataPacket* packet =
+            slot.position != nullptr ? slot.position : head_.load(std::memory_order_relaxed);
+        for (; packet != nullptr; packet = packet->next.load(std::memory_order_relaxed)) {
+            packet->pendingReaders.fetch_sub(1, std::memory_order_relaxed);
+        }
+    }
+}
+
+void PacketQueue::freeLeftPackets() noexcept {
+    for (;;) {
+        const DataPacket* const head = head_.load(std::memory_order_relaxed);
+        // Acquire: what the readers did with the packet comes before its end.
+        if (head == nullptr || head->pendingReaders.load(std::memory_order_acquire) != 0) return;
+        takeHead();
+    }
+}
+
+PacketQueue::PacketPtr PacketQueue::takeHead() noexcept {
+    DataPacket* const head = head_.load(std::memory_order_relaxed);
+    DataPacket* const next = head->next.load(std::memory_order_relaxed);
+    head_.store(next, std::memory_order_relaxed);
+    if (next == nullptr) tail_ = nullptr;
+    return {head, {&platform_}};
+}
+
+PacketQueue::Reader::~Reader() {
+    Slot& slot = queue_.slots_[slot_];
+    slot.position = current_;
+    slot.gone.store(true, std::memory_order_release);
+}
+
+const DataPacket& PacketQueue::Reader::first() {
+    do {
+        waitForData();
+        current_ = queue_.head_.load(std::memory_order_acquire);
+    } while (current_ == nullptr);
+    return *current_;
+}
+
+const DataPacket* PacketQueue::Reader::successor() const noexcept {
+    return current_->next.load(std::memory_order_acquire);
+}
+
+void PacketQueue::Reader::moveOn() noexcept {
+    DataPacket* const left = current_;
+    current_ = left->next.load(std::memory_order_acquire);
+    queue_.consumedEvent_->set();
+    left->pendingReaders.fetch_sub(1, std::memory_order_release);
+}
+
+}  // namespace velmora

@@ -1,0 +1,27 @@
+#include "port/settings.h"
+
+namespace velmora {
+
+const ProfileFile& settingsFile() {
+    static const ProfileFile file(systemDirectory() + "\\Velmora.dat");
+    return file;
+}
+
+std::string readSetting(const std::string& text) {
+    return lookupText(settingsFile(), "Strings", text);
+}
+
+std::string monitorDisplayName() {
+    return readSetting("Port Monitor Name");
+}
+
+const std::string& appRegKey() {
+    static const std::string key = readSetting("AppRegKey");
+    return key;
+}
+
+std::string monitorRegistryKey() {
+    return "Software\\" + appRegKey() + "\\Ipp\\PortMonitor\\1.1";
+}
+
+}  // namespace velmora

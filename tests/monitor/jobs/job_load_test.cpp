@@ -1,0 +1,171 @@
+// Many jobs: at once, and one after the other.
+#include <windows.h>
+
+#include <psapi.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <map>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "harness/peer.h"
+#include "harness/printing.h"
+#include "platform/library.h"
+#include "tests/monitor/jobs/job_test.h"
+
+namespace velmora::testing {
+namespace {
+
+class JobLoad : public JobTest {};
+
+TEST_F(JobLoad, SixtyFourPortsPrintAtOnceFromAsManyThreads) {
+    constexpr int kPorts = 64;
+    Peer printer("http_sink");
+    std::vector<std::string> documents;
+    std::vector<HANDLE> ports;
+    for (int i = 0; i < kPorts; ++i) {
+        documents.push_back(testDocument(10000 + 100 * i) + "#" + std::to_string(i) + "#");
+        ports.push_back(singlePort(printer.url()));
+    }
+    std::vector<char> printed(kPorts);
+    {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < kPorts; ++i) {
+            threads.emplace_back([&, i] {
+                printed[i] = printJob(ports[i], documents[i], "Document " + std::to_string(i));
+            });
+        }
+    }
+    EXPECT_EQ(printed, std::vector<char>(kPorts, true));
+    std::map<int, int> arrivals;
+    for (int request = 1; request <= 2 * kPorts; ++request) {
+        const auto body = printer.file("request-" + std::to_string(request) + ".body");
+        ASSERT_TRUE(body) << request;
+        for (int i = 0; i < kPorts; ++i) {
+            if (body->ends_with(documents[i])) ++arrivals[i];
+        }
+    }
+    EXPECT_EQ(arrivals.size(), std::size_t{kPorts});
+    for (const auto& [document, count] : arrivals)
+        EXPECT_EQ(count, 1) << document;
+}
+
+/// What the process holds.
+struct Holdings {
+    double handles;
+    double bytes;  ///< of committed memory
+};
+
+/// The handles of this process among those of all. GetProcessHandleCount would say it at once, but
+/// Wine's always says 0.
+double handleCount() {
+    struct Entry {
+        ULONG process;
+        BYTE type;
+        BYTE flags;
+        USHORT handle;
+        void* object;
+        ULONG access;
+    };
+    struct Table {
+        ULONG count;
+        Entry entries[1];
+    };
+    constexpr ULONG kSystemHandleInformation = 16;
+    const auto query = librarySymbol<LONG(WINAPI*)(ULONG, void*, ULONG, ULONG*)>(
+        GetModuleHandleA("ntdll.dll"), "NtQuerySystemInformation");
+    std::vector<std::byte> area(4 << 20);
+    if (query(kSystemHandleInformation, area.data(), static_cast<ULONG>(area.size()), nullptr) !=
+        0) {
+        throw std::runtime_error("handles cannot be counted");
+    }
+    const auto* const table = reinterpret_cast<const Table*>(area.data());
+    const std::span entries(table->entries, table->count);
+    return static_cast<double>(std::ranges::count(entries, GetCurrentProcessId(), &Entry::process));
+}
+
+Holdings holdings() {
+    PROCESS_MEMORY_COUNTERS counters{};
+    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+    return {handleCount(), static_cast<double>(counters.PagefileUsage)};
+}
+
+/// What each of `count` runs adds on the average.
+template <class Run>
+Holdings growthPerRun(int count, Run run) {
+    const Holdings before = holdings();
+    for (int i = 0; i < count; ++i)
+        run();
+    const Holdings after = holdings();
+    return {(after.handles - before.handles) / count, (after.bytes - before.bytes) / count};
+}
+
+void show(const char* what, int count, const Holdings& growth) {
+    std::printf("%s, %d: %.2f handles and %.0f bytes each\n", what, count, growth.handles,
+                growth.bytes);
+}
+
+DWORD WINAPI shortWait(HANDLE object, DWORD milliseconds) {
+    return WaitForSingleObjectEx(object, milliseconds == 1000 ? 20 : milliseconds, FALSE);
+}
+
+constexpr int kWarmUp = 10;
+constexpr int kJobs = 500;
+
+TEST_F(JobLoad, HandlesAndMemoryAreCounted) {
+    const Holdings before = holdings();
+    std::vector<UniqueEvent> events;
+    for (int i = 0; i < 100; ++i)
+        events.emplace_back(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+    const std::vector<char> memory(8 << 20, 'x');
+    const Holdings after = holdings();
+    EXPECT_EQ(after.handles - before.handles, 100);
+    EXPECT_GE(after.bytes - before.bytes, 8 << 20);
+}
+
+TEST_F(JobLoad, JobsForOnePrinterLeaveTheirConnectionAndNothingElse) {
+    Peer printer("http_sink --discard");
+    const std::string document = testDocument(3000);
+    const HANDLE port = singlePort(printer.url());
+    const auto job = [&] { ASSERT_TRUE(printJob(port, document)); };
+    // The same traffic without the monitor, its connections left open in the same way.
+    const auto bare = [&] {
+        auto connection = SendPrintJob(targetOf(printer.url()), "Document", {});
+        ASSERT_TRUE(connection && sendDocument(*connection, document));
+        static_cast<void>(connection.release());
+    };
+    for (int i = 0; i < kWarmUp; ++i) {
+        job();
+        bare();
+    }
+    const Holdings left = growthPerRun(100, bare);
+    const Holdings growth = growthPerRun(kJobs, job);
+    show("connections left open", 100, left);
+    show("jobs for one printer", kJobs, growth);
+    EXPECT_LE(growth.handles, left.handles + 0.1);
+    EXPECT_LE(growth.bytes, left.bytes * 1.05 + 256);
+}
+
+TEST_F(JobLoad, JobsForSeveralPrintersLeaveNothing) {
+    // The steps in which a job waits for its workers would only take time here.
+    const ImportPatch shortSteps("KERNEL32.dll", "WaitForSingleObject",
+                                 reinterpret_cast<void (*)()>(&shortWait));
+    Peer printer("http_sink --discard");
+    const std::string document = testDocument(3000);
+    const HANDLE port = multiPort({printer.url(), printer.url()});
+    const auto job = [&] { ASSERT_TRUE(printJob(port, document)); };
+    for (int i = 0; i < kWarmUp; ++i)
+        job();
+    const Holdings growth = growthPerRun(kJobs, job);
+    show("jobs for two printers", kJobs, growth);
+    EXPECT_LE(growth.handles, 0.1);
+    EXPECT_LE(growth.bytes, 256);
+}
+
+}  // namespace
+}  // namespace velmora::testing

@@ -1,0 +1,99 @@
+#include "tests/monitor/jobs/job_test.h"
+
+#include "monitor/job_entries.h"
+#include "monitor/process_port_list.h"
+#include "platform/text.h"
+#include "port/directory_store.h"
+
+#include <winspool.h>
+
+namespace velmora::testing {
+namespace {
+
+BOOL startUnicode(HANDLE port, const char* printer, DWORD job, DWORD level, const char* document) {
+    std::wstring printerName = printer == nullptr ? L"" : toWide(printer);
+    std::wstring documentName = document == nullptr ? L"" : toWide(document);
+    // The spooler's document information of every level begins alike.
+    DOC_INFO_2W info{document == nullptr ? nullptr : documentName.data(), nullptr, nullptr, 0, 77};
+    return startDocPortW(port, printer == nullptr ? nullptr : printerName.data(), job, level,
+                         reinterpret_cast<BYTE*>(&info));
+}
+
+BOOL startAnsi(HANDLE port, const char* printer, DWORD job, DWORD level, const char* document) {
+    DOC_INFO_2A info{const_cast<char*>(document), nullptr, nullptr, 0, 77};
+    return startDocPortA(port, const_cast<char*>(printer), job, level,
+                         reinterpret_cast<BYTE*>(&info));
+}
+
+}  // namespace
+
+void PrintTo(const JobEntries& entries, std::ostream* out) {
+    *out << entries.name;
+}
+
+const std::vector<JobEntries>& jobGenerations() {
+    static const std::vector<JobEntries> generations{
+        {"Unicode", startUnicode, writePort, endDocPort},
+        {"Ansi", startAnsi, writePortA, endDocPortA},
+    };
+    return generations;
+}
+
+const JobEntries& unicodeJobs() {
+    return jobGenerations().front();
+}
+
+void JobTest::SetUp() {
+    CleanStateTest::SetUp();
+    createPortList();
+}
+
+HANDLE JobTest::addPort(const PortConfig& config) {
+    return portList()->add(config);
+}
+
+HANDLE JobTest::singlePort(const std::string& url) {
+    PortConfig config;
+    config.name = "Single";
+    config.singleTarget = 1;
+    config.printerUrl = url;
+    return addPort(config);
+}
+
+HANDLE JobTest::multiPort(const std::vector<std::string>& urls) {
+    auto store = directoryStore();
+    CGroupsDB directory(store);
+    PortConfig config;
+    config.name = "Multi";
+    config.targetIds = {directory.AddGroup("Group", 1)->id};
+    for (const std::string& url : urls) {
+        auto printer = std::make_unique<CGroupsDBPrinter>();
+        printer->id = directory.nextId();
+        printer->parent = config.targetIds[0];
+        printer->name = url;
+        printer->uri = url;
+        directory.Insert(std::move(printer));
+    }
+    directory.Save();
+    return addPort(config);
+}
+
+bool printJob(HANDLE port, const std::string& document, const std::string& name,
+              const JobEntries& entries) {
+    if (!entries.start(port, "Printer X", 77, 1, name.c_str())) {
+        entries.end(port);
+        return false;
+    }
+    BOOL written = FALSE;
+    const DWORD count = writeText(port, document, written, entries);
+    return entries.end(port) && written && count == document.size();
+}
+
+DWORD writeText(HANDLE port, const std::string& text, BOOL& result, const JobEntries& entries) {
+    DWORD count = 4711;
+    result = entries.write(port, reinterpret_cast<BYTE*>(const_cast<char*>(text.data())),
+                           static_cast<DWORD>(text.size()), &count);
+    return count;
+}
+
+}  // namespace velmora::testing

@@ -1,0 +1,251 @@
+#include "monitor/jobs/packet_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "harness/counted_memory.h"
+
+namespace velmora {
+namespace {
+
+using testing_support::CountedMemory;
+
+/// An event on which no wait waits, so that writer and readers can take turns in one thread.
+class RecordedEvent final : public Event {
+  public:
+    RecordedEvent(std::string name, std::vector<std::string>& log)
+        : name_(std::move(name)), log_(log) {}
+    void set() override { log_.push_back("set " + name_); }
+    void reset() override { log_.push_back("reset " + name_); }
+    void pulse() override { log_.push_back("pulse " + name_); }
+    void wait() override { log_.push_back("wait " + name_); }
+
+  private:
+    std::string name_;
+    std::vector<std::string>& log_;
+};
+
+class OneThreadPlatform final : public QueuePlatform {
+  public:
+    std::unique_ptr<Event> makeEvent(EventReset reset) override {
+        if (!events) throw std::bad_alloc();
+        return std::make_unique<RecordedEvent>(reset == EventReset::Manual ? "data" : "consumed",
+                                               log);
+    }
+    void* allocate(std::size_t size) noexcept override { return memory.allocate(size); }
+    void release(void* block) noexcept override { memory.release(block); }
+
+    std::vector<std::string> log;
+    CountedMemory memory;
+    bool events = true;
+};
+
+std::string textOf(const DataPacket& packet) {
+    return {static_cast<const char*>(packet.data()), packet.length};
+}
+
+class PacketQueueTest : public testing::Test {
+  protected:
+    ~PacketQueueTest() override {
+        queue.reset();
+        EXPECT_EQ(platform.memory.liveBlocks(), 0u);
+        EXPECT_EQ(platform.memory.wrongReleases(), 0u);
+    }
+
+    void open(std::size_t slots) { queue.emplace(slots, platform); }
+    bool write(const std::string& text) {
+        return queue->write(text.data(), static_cast<std::uint32_t>(text.size()));
+    }
+    /// Packets in the queue; the end packet is set aside from the beginning.
+    std::size_t queued() const { return platform.memory.liveBlocks() - (queue->ended() ? 0 : 1); }
+
+    OneThreadPlatform platform;
+    std::optional<PacketQueue> queue;
+};
+
+TEST_F(PacketQueueTest, WriterSetsTheConsumedEventItselfAndSoNeverWaitsForReaders) {
+    open(2);
+    EXPECT_EQ(platform.log, std::vector<std::string>{"reset data"});
+    platform.log.clear();
+    ASSERT_TRUE(write("a"));
+    EXPECT_EQ(platform.log, (std::vector<std::string>{"reset consumed", "pulse data",
+                                                      "set consumed", "wait consumed"}));
+}
+
+TEST_F(PacketQueueTest, PacketsCarryTheirNumberTheirBytesAndAllSlots) {
+    open(3);
+    ASSERT_TRUE(write("first"));
+    ASSERT_TRUE(write(std::string("se\0cond", 7)));
+    ASSERT_TRUE(write(""));
+    PacketQueue::Reader reader(*queue, 0);
+    const DataPacket* packet = &reader.first();
+    EXPECT_EQ(packet->sequence, 0u);
+    EXPECT_EQ(packet->pendingReaders.load(), 3u);
+    EXPECT_EQ(textOf(*packet), "first");
+    packet = reader.successor();
+    EXPECT_EQ(packet->sequence, 1u);
+    EXPECT_EQ(textOf(*packet), std::string("se\0cond", 7));
+    reader.moveOn();
+    packet = reader.successor();
+    EXPECT_EQ(packet->sequence, 2u);
+    EXPECT_EQ(packet->length, 0u);
+    reader.moveOn();
+    EXPECT_EQ(reader.successor(), nullptr);
+}
+
+TEST_F(PacketQueueTest, ReaderLeavesAPacketOnlyForItsSuccessor) {
+    open(1);
+    ASSERT_TRUE(write("a"));
+    PacketQueue::Reader reader(*queue, 0);
+    const DataPacket& a = reader.first();
+    ASSERT_TRUE(write("b"));
+    EXPECT_EQ(a.pendingReaders.load(), 1u);
+    platform.log.clear();
+    reader.moveOn();
+    EXPECT_EQ(platform.log, std::vector<std::string>{"set consumed"});
+    EXPECT_EQ(a.pendingReaders.load(), 0u);
+    EXPECT_EQ(queued(), 2u) << "only the writer frees";
+    ASSERT_TRUE(write("c"));
+    EXPECT_EQ(queued(), 2u);
+}
+
+TEST_F(PacketQueueTest, PacketsAreFreedFromTheHeadWhenTheSlowestReaderHasLeftThem) {
+    open(2);
+    PacketQueue::Reader fast(*queue, 0);
+    PacketQueue::Reader slow(*queue, 1);
+    ASSERT_TRUE(write("0"));
+    fast.first();
+    for (int i = 1; i <= 5; ++i) {
+        ASSERT_TRUE(write(std::to_string(i)));
+        fast.moveOn();
+    }
+    EXPECT_EQ(queued(), 6u);
+    EXPECT_EQ(textOf(slow.first()), "0")
+        << "a reader that begins late starts with the first packet";
+    slow.moveOn();
+    slow.moveOn();
+    ASSERT_TRUE(write("6"));
+    EXPECT_EQ(queued(), 5u);
+}
+
+TEST_F(PacketQueueTest, ReaderThatNeverBeganIsWalkedPast) {
+    open(2);
+    PacketQueue::Reader healthy(*queue, 0);
+    ASSERT_TRUE(write("0"));
+    healthy.first();
+    for (int i = 1; i < 10; ++i) {
+        ASSERT_TRUE(write(std::to_string(i)));
+        healthy.moveOn();
+    }
+    EXPECT_EQ(queued(), 10u);
+    { PacketQueue::Reader refused(*queue, 1); }
+    ASSERT_TRUE(write("10"));
+    EXPECT_EQ(queued(), 2u) << "where the healthy reader stands, and the new one";
+    for (int i = 11; i < 20; ++i) {
+        healthy.moveOn();
+        ASSERT_TRUE(write(std::to_string(i)));
+        EXPECT_EQ(queued(), 2u);
+    }
+}
+
+TEST_F(PacketQueueTest, ReaderThatFailsMidwayIsWalkedPastFromWhereItStood) {
+    open(2);
+    PacketQueue::Reader healthy(*queue, 0);
+    std::optional<PacketQueue::Reader> failing(std::in_place, *queue, 1);
+    for (int i = 0; i < 4; ++i)
+        ASSERT_TRUE(write(std::to_string(i)));
+    failing->first();
+    failing->moveOn();
+    failing.reset();
+    EXPECT_EQ(textOf(healthy.first()), "0");
+    EXPECT_EQ(healthy.first().pendingReaders.load(), 1u);
+    ASSERT_TRUE(write("4"));
+    EXPECT_EQ(queued(), 5u);
+    for (int i = 1; i <= 4; ++i) {
+        EXPECT_EQ(textOf(*healthy.successor()), std::to_string(i));
+        healthy.moveOn();
+    }
+    ASSERT_TRUE(write("5"));
+    EXPECT_EQ(queued(), 2u);
+}
+
+TEST_F(PacketQueueTest, SlotWithoutAReaderDoesNotKeepTheDocument) {
+    open(3);
+    queue->abandonSlot(0);
+    queue->abandonSlot(2);
+    PacketQueue::Reader healthy(*queue, 1);
+    ASSERT_TRUE(write("0"));
+    EXPECT_EQ(healthy.first().pendingReaders.load(), 1u);
+    for (int i = 1; i < 10; ++i) {
+        ASSERT_TRUE(write(std::to_string(i)));
+        healthy.moveOn();
+        EXPECT_LE(queued(), 3u);
+    }
+}
+
+TEST_F(PacketQueueTest, WithoutAnyReaderNothingStays) {
+    open(2);
+    ASSERT_TRUE(write("kept until somebody is known to be gone"));
+    EXPECT_EQ(queued(), 1u);
+    { PacketQueue::Reader refused(*queue, 0); }
+    queue->abandonSlot(1);
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(write("x"));
+        EXPECT_EQ(queued(), 0u);
+    }
+    ASSERT_TRUE(write(""));
+    EXPECT_EQ(queued(), 0u);
+}
+
+TEST_F(PacketQueueTest, OutOfMemoryRefusesThePieceAndChangesNothingElse) {
+    open(1);
+    ASSERT_TRUE(write("a"));
+    platform.log.clear();
+    platform.memory.allow(0);
+    EXPECT_FALSE(write("lost"));
+    EXPECT_TRUE(platform.log.empty());
+    platform.memory.allowAll();
+    ASSERT_TRUE(write("b"));
+    PacketQueue::Reader reader(*queue, 0);
+    reader.first();
+    EXPECT_EQ(textOf(*reader.successor()), "b");
+    EXPECT_EQ(reader.successor()->sequence, 1u);
+}
+
+TEST_F(PacketQueueTest, DocumentEndsEvenWithoutMemory) {
+    open(1);
+    platform.memory.allow(0);
+    EXPECT_TRUE(write(""));
+    PacketQueue::Reader reader(*queue, 0);
+    EXPECT_EQ(reader.first().length, 0u);
+}
+
+TEST_F(PacketQueueTest, NothingFollowsTheEnd) {
+    open(1);
+    ASSERT_TRUE(write(""));
+    EXPECT_FALSE(write("x"));
+    EXPECT_FALSE(write(""));
+    EXPECT_EQ(queued(), 1u);
+}
+
+TEST_F(PacketQueueTest, CannotBeMadeWithoutAnEventOrItsEndPacket) {
+    platform.events = false;
+    EXPECT_THROW(open(1), std::bad_alloc);
+    platform.events = true;
+    platform.memory.allow(0);
+    EXPECT_THROW(open(1), std::bad_alloc);
+    platform.memory.allowAll();
+}
+
+TEST_F(PacketQueueTest, HeaderCostsNoMoreThanFourPercentOfAFullPiece) {
+    // 32-bit header: 16 bytes; what the heap adds comes on top.
+    EXPECT_LE(sizeof(DataPacket), 4 * sizeof(void*));
+}
+
+}  // namespace
+}  // namespace velmora

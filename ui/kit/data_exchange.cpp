@@ -1,0 +1,84 @@
+#include "ui/kit/data_exchange.h"
+
+#include <windows.h>
+
+#include "ui/kit/dialog.h"
+#include "ui/kit/number_text.h"
+#include "ui/resources/resource_ids.h"
+#include "ui/text_table.h"
+
+namespace velmora {
+namespace {
+
+bool isRadioButton(HWND control) {
+    return (SendMessageA(control, WM_GETDLGCODE, 0, 0) & DLGC_RADIOBUTTON) != 0;
+}
+
+/// The next control after `control` in the tab order that still belongs to its group, or null.
+HWND nextOfGroup(HWND control) {
+    const HWND next = GetWindow(control, GW_HWNDNEXT);
+    if (next == nullptr || (GetWindowLongPtrA(next, GWL_STYLE) & WS_GROUP) != 0) return nullptr;
+    return next;
+}
+
+std::string outOfBounds(int low, int high) {
+    const std::string text = LoadMessage(IDS_INTEGER_RANGE);
+    if (auto message = formatNumbers(text, {low, high})) return *message;
+    // A translator's placeholders must not decide what the user gets to read.
+    return formatNumbers(loadResourceText(IDS_INTEGER_RANGE), {low, high}).value_or(text);
+}
+
+}  // namespace
+
+void DataExchange::text(int id, std::string& value) {
+    if (loading())
+        dialog_.setText(id, value);
+    else if (!refused_)
+        value = dialog_.text(id);
+}
+
+void DataExchange::integer(int id, int& value, int low, int high) {
+    if (loading()) {
+        dialog_.setText(id, std::to_string(value));
+        return;
+    }
+    if (refused_) return;
+    const auto number = parseNumber(dialog_.text(id));
+    if (!number)
+        refuse(id, lookupString("Please enter an integer."));
+    else if (*number < low || *number > high)
+        refuse(id, outOfBounds(low, high));
+    else
+        value = static_cast<int>(*number);
+}
+
+void DataExchange::check(int id, int& value) {
+    const HWND control = dialog_.control(id);
+    if (loading())
+        SendMessageA(control, BM_SETCHECK, static_cast<WPARAM>(value), 0);
+    else if (!refused_)
+        value = static_cast<int>(SendMessageA(control, BM_GETCHECK, 0, 0));
+}
+
+void DataExchange::radio(int first, int& index) {
+    if (refused_) return;
+    if (!loading()) index = -1;
+    int position = 0;
+    for (HWND control = dialog_.control(first); control != nullptr;
+         control = nextOfGroup(control)) {
+        if (!isRadioButton(control)) continue;
+        if (loading())
+            SendMessageA(control, BM_SETCHECK, position == index ? BST_CHECKED : BST_UNCHECKED, 0);
+        else if (SendMessageA(control, BM_GETCHECK, 0, 0) == BST_CHECKED)
+            index = position;
+        ++position;
+    }
+}
+
+void DataExchange::refuse(int id, const std::string& message, MessageIcon icon) {
+    refused_ = true;
+    dialog_.showMessage(message, icon);
+    dialog_.focus(id);
+}
+
+}  // namespace velmora

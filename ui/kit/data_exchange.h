@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string>
+
+#include "ui/kit/message_box.h"
+
+namespace velmora {
+
+class DialogWindow;
+
+/// One pass over a dialog's data, moving it between members and controls in the order of the calls.
+/// The first refusal shows its message and puts the focus into the control concerned; all further
+/// steps then do nothing, so the members behind it keep what they had.
+class DataExchange {
+  public:
+    enum class Direction { ToControls, FromControls };
+
+    DataExchange(DialogWindow& dialog, Direction direction) noexcept
+        : dialog_(dialog), direction_(direction) {}
+
+    bool refused() const noexcept { return refused_; }
+    /// Data are being saved and nothing has been refused yet: checks run only then.
+    bool checking() const noexcept { return direction_ == Direction::FromControls && !refused_; }
+
+    void text(int id, std::string& value);
+
+    /// A number with its bounds. Refused when the text is no number, or one outside the bounds.
+    void integer(int id, int& value, int low, int high);
+
+    /// The state of a check box: 1 checked, 0 not.
+    void check(int id, int& value);
+
+    /// The index of the selected one of the auto radio buttons from `first` to the end of its group
+    /// (the next control with WS_GROUP), -1 when none is.
+    void radio(int first, int& index);
+
+    /// Shows the message and ends the pass as refused.
+    void refuse(int id, const std::string& message, MessageIcon icon = MessageIcon::None);
+
+  private:
+    bool loading() const noexcept { return direction_ == Direction::ToControls; }
+
+    DialogWindow& dialog_;
+    Direction direction_;
+    bool refused_ = false;
+};
+
+}  // namespace velmora

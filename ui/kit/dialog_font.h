@@ -1,0 +1,20 @@
+#pragma once
+
+#include "ui/kit/user_objects.h"
+
+namespace velmora {
+
+/// The font of a dialog's controls. The one that the dialog's resource names is a bitmap font on
+/// some systems, and may have no characters of the code page that all our texts are in.
+class DialogFont {
+  public:
+    /// For a dialog whose controls exist: gives them the platform's own font, in the height of the
+    /// dialog's, where the dialog's font lacks the system's characters. The object must outlive the
+    /// controls.
+    void adapt(HWND dialog);
+
+  private:
+    UniqueFont font_;
+};
+
+}  // namespace velmora

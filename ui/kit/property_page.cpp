@@ -1,0 +1,59 @@
+#include "ui/kit/property_page.h"
+
+#include "platform/library.h"
+#include "ui/kit/property_sheet.h"
+
+namespace velmora {
+
+void PropertyPage::onInit() {
+    sheet_->pageCreated(GetParent(window()));
+    DialogWindow::onInit();
+}
+
+void PropertyPage::onActivate() {
+    showData();
+}
+
+bool PropertyPage::onDeactivate() {
+    return saveData();
+}
+
+std::optional<LRESULT> PropertyPage::onNotify(NMHDR& header) {
+    switch (header.code) {
+        case PSN_SETACTIVE:
+            onActivate();
+            return 0;
+        case PSN_KILLACTIVE:
+            return onDeactivate() ? FALSE : TRUE;
+        default:
+            return DialogWindow::onNotify(header);
+    }
+}
+
+void PropertyPage::abandon() noexcept {
+    // Posted, because the sheet may be in the middle of making or changing the page.
+    PostMessageA(GetParent(window()), PSM_PRESSBUTTON, PSBTN_CANCEL, 0);
+}
+
+PROPSHEETPAGEA PropertyPage::description() noexcept {
+    PROPSHEETPAGEA page{};
+    page.dwSize = sizeof page;
+    // A Help button without a help file behind it is part of the sheet's look.
+    page.dwFlags = PSP_USETITLE | PSP_HASHELP;
+    page.hInstance = currentModule();
+    page.pszTemplate = MAKEINTRESOURCEA(resource());
+    page.pszTitle = title_.c_str();
+    page.pfnDlgProc = &procedure;
+    page.lParam = reinterpret_cast<LPARAM>(this);
+    return page;
+}
+
+INT_PTR CALLBACK PropertyPage::procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_INITDIALOG) {
+        const auto* const page = reinterpret_cast<const PROPSHEETPAGEA*>(lParam);
+        reinterpret_cast<PropertyPage*>(page->lParam)->attach(window);
+    }
+    return deliver(window, message, wParam, lParam);
+}
+
+}  // namespace velmora

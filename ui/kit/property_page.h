@@ -1,0 +1,48 @@
+#pragma once
+
+#include <windows.h>
+
+#include <prsht.h>
+
+#include <string>
+
+#include "ui/kit/dialog.h"
+
+namespace velmora {
+
+class SheetWindow;
+
+/// A page of a property sheet. Its window is made when the page is first shown and lives until the
+/// sheet ends; a page that the user never visits has none. So the data stay in the object: filled
+/// before the sheet runs, read after it, never taken from the controls then.
+class PropertyPage : public DialogWindow {
+  public:
+    const std::string& title() const noexcept { return title_; }
+
+  protected:
+    /// `title`: what the tab shows, already translated.
+    PropertyPage(int resource, std::string title)
+        : DialogWindow(resource), title_(std::move(title)) {}
+
+    /// The page comes to the front: the first time after onInit. The base moves the data into the
+    /// controls.
+    virtual void onActivate();
+    /// Another tab or OK was chosen; false keeps the page. The base saves the data.
+    virtual bool onDeactivate();
+
+    /// As DialogWindow::onInit; an override calls this first.
+    void onInit() override;
+    std::optional<LRESULT> onNotify(NMHDR& header) override;
+    void abandon() noexcept override;
+
+  private:
+    friend class SheetWindow;
+
+    PROPSHEETPAGEA description() noexcept;
+    static INT_PTR CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+
+    std::string title_;
+    SheetWindow* sheet_ = nullptr;
+};
+
+}  // namespace velmora

@@ -1,0 +1,68 @@
+#include "ui/kit/tree_keys.h"
+
+#include <windowsx.h>
+
+#include "ui/kit/tree_view.h"
+
+namespace velmora {
+namespace {
+
+bool isControlCharacter(WPARAM character) noexcept {
+    return character < ' ';
+}
+
+}  // namespace
+
+bool TreeKeys::wants(const MSG* key) const noexcept {
+    return key != nullptr &&
+           (key->wParam == VK_RETURN || (wantsEscape_ && key->wParam == VK_ESCAPE));
+}
+
+bool TreeKeys::translate(UINT message, WPARAM wParam, LPARAM lParam) const noexcept {
+    MSG key{};
+    key.hwnd = window();
+    key.message = message;
+    key.wParam = wParam;
+    key.lParam = lParam;
+    // A modal sheet has a message loop of the platform's, which knows no accelerators.
+    return TranslateAcceleratorA(GetParent(window()), accelerators_, &key) != 0;
+}
+
+bool TreeKeys::hitsItem(LPARAM point) const noexcept {
+    return TreeView(window()).itemAt({GET_X_LPARAM(point), GET_Y_LPARAM(point)}) != nullptr;
+}
+
+LRESULT TreeKeys::onMessage(UINT message, WPARAM wParam, LPARAM lParam) noexcept {
+    switch (message) {
+        case WM_GETDLGCODE: {
+            const LRESULT code = original(message, wParam, lParam);
+            return wants(reinterpret_cast<const MSG*>(lParam)) ? code | DLGC_WANTMESSAGE : code;
+        }
+        case WM_KEYDOWN:
+            if (wParam == VK_RETURN) {
+                PostMessageA(GetParent(window()), WM_COMMAND, static_cast<WPARAM>(openCommand_), 0);
+                return 0;
+            }
+            if (wParam == VK_ESCAPE && wantsEscape_)
+                return SendMessageA(GetParent(window()), message, wParam, lParam);
+            if (translate(message, wParam, lParam)) return 0;
+            break;
+        case WM_CHAR:
+            // What is left of Enter, Escape and the accelerators: the tree would beep at it, or
+            // search an item that begins with it.
+            if (isControlCharacter(wParam)) return 0;
+            break;
+        case WM_LBUTTONDBLCLK: {
+            const bool onItem = hitsItem(lParam);
+            const LRESULT result = original(message, wParam, lParam);
+            if (onItem)
+                PostMessageA(GetParent(window()), WM_COMMAND, static_cast<WPARAM>(openCommand_), 0);
+            return result;
+        }
+        default:
+            break;
+    }
+    return original(message, wParam, lParam);
+}
+
+}  // namespace velmora

@@ -1,0 +1,52 @@
+#include "ui/kit/window_subclass.h"
+
+namespace velmora {
+namespace {
+
+constexpr const char* kOwner = "Velmora.WindowSubclass";
+
+WNDPROC exchangeProcedure(HWND window, WNDPROC procedure, bool unicode) noexcept {
+    const auto value = reinterpret_cast<LONG_PTR>(procedure);
+    // A procedure set by the wrong one of the two would turn the control's texts into the ANSI
+    // code page and back.
+    return reinterpret_cast<WNDPROC>(unicode ? SetWindowLongPtrW(window, GWLP_WNDPROC, value)
+                                             : SetWindowLongPtrA(window, GWLP_WNDPROC, value));
+}
+
+}  // namespace
+
+void WindowSubclass::attach(HWND window) noexcept {
+    detach();
+    if (window == nullptr || !SetPropA(window, kOwner, this)) return;
+    window_ = window;
+    unicode_ = IsWindowUnicode(window) != FALSE;
+    previous_ = exchangeProcedure(window, &procedure, unicode_);
+}
+
+void WindowSubclass::detach() noexcept {
+    if (window_ == nullptr) return;
+    RemovePropA(window_, kOwner);
+    exchangeProcedure(window_, previous_, unicode_);
+    window_ = nullptr;
+}
+
+LRESULT WindowSubclass::original(UINT message, WPARAM wParam, LPARAM lParam) const noexcept {
+    return unicode_ ? CallWindowProcW(previous_, window_, message, wParam, lParam)
+                    : CallWindowProcA(previous_, window_, message, wParam, lParam);
+}
+
+LRESULT CALLBACK WindowSubclass::procedure(HWND window, UINT message, WPARAM wParam,
+                                           LPARAM lParam) noexcept {
+    auto* const self = static_cast<WindowSubclass*>(GetPropA(window, kOwner));
+    if (self == nullptr) return DefWindowProcA(window, message, wParam, lParam);
+    if (message == WM_NCDESTROY) {
+        const WNDPROC previous = self->previous_;
+        const bool unicode = self->unicode_;
+        self->detach();
+        return unicode ? CallWindowProcW(previous, window, message, wParam, lParam)
+                       : CallWindowProcA(previous, window, message, wParam, lParam);
+    }
+    return self->onMessage(message, wParam, lParam);
+}
+
+}  // namespace velmora

@@ -1,0 +1,129 @@
+#include <windows.h>
+// After windows.h.
+#include <wincrypt.h>
+#include <wininet.h>
+
+#include <array>
+#include <memory>
+
+#include "ipp/connection.h"
+#include "platform/text.h"
+#include "velmoractl/internet.h"
+#include "velmoractl/printer_client.h"
+#include "velmoractl/text/console.h"
+#include "velmoractl/text/shown_text.h"
+
+namespace velmora::ctl {
+namespace {
+
+// INTERNET_OPTION_SERVER_CERT_CHAIN_CONTEXT: the chain, to be freed by the caller.
+constexpr DWORD kOptionChain = 105;
+constexpr DWORD kIgnoreAll = SECURITY_FLAG_IGNORE_CERT_CN_INVALID |
+                             SECURITY_FLAG_IGNORE_CERT_DATE_INVALID |
+                             SECURITY_FLAG_IGNORE_UNKNOWN_CA | SECURITY_FLAG_IGNORE_REVOCATION;
+
+struct ChainTraits {
+    using Type = PCCERT_CHAIN_CONTEXT;
+    static Type empty() noexcept { return nullptr; }
+    static void close(Type chain) noexcept { CertFreeCertificateChain(chain); }
+};
+using UniqueChain = UniqueHandle<ChainTraits>;
+
+std::string nameOf(PCCERT_CONTEXT certificate, DWORD flags) {
+    std::array<wchar_t, 256> area{};
+    CertGetNameStringW(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, flags, nullptr, area.data(),
+                       static_cast<DWORD>(area.size()));
+    return shown(toUtf8(std::wstring_view(area.data())));
+}
+
+std::string dateOf(const FILETIME& time) {
+    SYSTEMTIME parts{};
+    FileTimeToSystemTime(&time, &parts);
+    char text[32];
+    std::snprintf(text, sizeof text, "%04u-%02u-%02u", parts.wYear, parts.wMonth, parts.wDay);
+    return text;
+}
+
+/// One policy run with some failures forgiven; what is left is a failure of another kind.
+DWORD judge(PCCERT_CHAIN_CONTEXT chain, std::wstring& host, DWORD forgiven) {
+    SSL_EXTRA_CERT_CHAIN_POLICY_PARA server{};
+    server.cbSize = sizeof server;
+    server.dwAuthType = AUTHTYPE_SERVER;
+    server.fdwChecks = forgiven;
+    server.pwszServerName = host.data();
+    CERT_CHAIN_POLICY_PARA parameters{};
+    parameters.cbSize = sizeof parameters;
+    parameters.pvExtraPolicyPara = &server;
+    CERT_CHAIN_POLICY_STATUS status{};
+    status.cbSize = sizeof status;
+    if (!CertVerifyCertificateChainPolicy(CERT_CHAIN_POLICY_SSL, chain, &parameters, &status)) {
+        return GetLastError();
+    }
+    return status.dwError;
+}
+
+void addProblems(PCCERT_CHAIN_CONTEXT chain, PCCERT_CONTEXT certificate, const std::string& host,
+                 CertificateReport& report) {
+    const LONG time = CertVerifyTimeValidity(nullptr, certificate->pCertInfo);
+    if (time > 0) report.problems.push_back("it expired on " + report.validUntil);
+    if (time < 0) report.problems.push_back("it is not valid before " + report.validFrom);
+    std::wstring wideHost = toWide(host);
+    constexpr DWORD kForgiveAuthority = SECURITY_FLAG_IGNORE_UNKNOWN_CA;
+    constexpr DWORD kForgiveDate = SECURITY_FLAG_IGNORE_CERT_DATE_INVALID;
+    constexpr DWORD kForgiveName = SECURITY_FLAG_IGNORE_CERT_CN_INVALID;
+    if (judge(chain, wideHost, kForgiveAuthority | kForgiveDate) != 0) {
+        report.problems.push_back("it is for another host name than " + quotedAnsi(host));
+    }
+    constexpr DWORD kUntrusted = CERT_TRUST_IS_UNTRUSTED_ROOT | CERT_TRUST_IS_PARTIAL_CHAIN;
+    if ((chain->TrustStatus.dwErrorStatus & kUntrusted) != 0 ||
+        judge(chain, wideHost, kForgiveDate | kForgiveName) != 0) {
+        report.problems.push_back("its authority " + inQuotes(report.issuer) +
+                                  " is not trusted by this computer");
+    }
+}
+
+CertificateReport inspect(const UrlReading& url) {
+    CertificateReport report;
+    const UniqueInternet root(
+        InternetOpenA("IPP client", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
+    const UniqueInternet connection(InternetConnectA(root.get(), url.host.c_str(),
+                                                     static_cast<INTERNET_PORT>(url.port), nullptr,
+                                                     nullptr, INTERNET_SERVICE_HTTP, 0, 0));
+    const UniqueInternet request(HttpOpenRequestA(
+        connection.get(), "HEAD", url.path.c_str(), "HTTP/1.1", nullptr, nullptr,
+        INTERNET_FLAG_SECURE | INTERNET_FLAG_NO_CACHE_WRITE | INTERNET_FLAG_NO_UI, 0));
+    if (!request) return report;
+    DWORD ignored = kIgnoreAll;
+    InternetSetOptionA(request.get(), INTERNET_OPTION_SECURITY_FLAGS, &ignored, sizeof ignored);
+    // What it answers does not matter, only the certificate that it shows on the way.
+    HttpSendRequestA(request.get(), nullptr, 0, nullptr, 0);
+    PCCERT_CHAIN_CONTEXT found = nullptr;
+    DWORD size = sizeof found;
+    if (!InternetQueryOptionA(request.get(), kOptionChain, &found, &size) || found == nullptr) {
+        return report;
+    }
+    const UniqueChain chain(found);
+    if (found->cChain == 0 || found->rgpChain[0]->cElement == 0) return report;
+    PCCERT_CONTEXT const certificate = found->rgpChain[0]->rgpElement[0]->pCertContext;
+    report.known = true;
+    report.subject = nameOf(certificate, 0);
+    report.issuer = nameOf(certificate, CERT_NAME_ISSUER_FLAG);
+    const CERT_SIMPLE_CHAIN& certificates = *found->rgpChain[0];
+    for (DWORD i = 0; i < certificates.cElement; ++i) {
+        report.chain.push_back(nameOf(certificates.rgpElement[i]->pCertContext, 0));
+    }
+    report.validFrom = dateOf(certificate->pCertInfo->NotBefore);
+    report.validUntil = dateOf(certificate->pCertInfo->NotAfter);
+    addProblems(found, certificate, url.host, report);
+    return report;
+}
+
+}  // namespace
+
+CertificateReport inspectCertificate(const UrlReading& url, std::chrono::seconds limit) {
+    const auto report = std::make_shared<CertificateReport>();
+    const bool ended = runBounded([report, url] { *report = inspect(url); }, limit);
+    return ended ? *report : CertificateReport();
+}
+
+}  // namespace velmora::ctl

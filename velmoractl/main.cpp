@@ -1,0 +1,120 @@
+// velmoractl: sets the monitor up and runs it from the command line. docs/command-line.md.
+#include <windows.h>
+
+#include <cstdio>
+#include <new>
+
+#include "platform/text.h"
+#include "velmoractl/setup/spooler_setup.h"
+#include "velmoractl/text/console.h"
+#include "velmoractl/text/shown_text.h"
+#include "velmoractl/verbs/session.h"
+
+namespace velmora::ctl {
+namespace {
+
+constexpr char kFooter[] =
+    "Exit codes:\n"
+    "  0 done                          5 only administrators may do it\n"
+    "  1 the system refused            6 the spooler does not know the monitor\n"
+    "  2 wrong words or a bad value    7 a printer does not answer or would refuse a job\n"
+    "  3 no such port, group, printer  8 cancelled\n"
+    "  4 name taken, or in use\n"
+    "Example:\n"
+    "  velmoractl install\n"
+    "  velmoractl port add Office --url ipp://printer.example/ipp/print\n"
+    "  velmoractl probe --port Office\n"
+    "Every verb has its own --help with an example.";
+
+std::string ownVersion() {
+    std::vector<char> path(32768);
+    GetModuleFileNameA(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    return fileVersion(path.data());
+}
+
+/// The words behind the program's name in the code page that ports are stored in. The C library's
+/// own conversion puts look-alikes in the place of characters that the code page lacks: a port
+/// would silently get another name.
+std::vector<std::string> commandLine(int count, const wchar_t* const* wide) {
+    std::vector<std::string> words;
+    for (int i = 1; i < count; ++i) {
+        words.push_back(toAnsi(wide[i]));
+        if (toWide(words.back()) == wide[i]) continue;
+        throw CommandError(ExitCode::usage, "the command line",
+                           inQuotes(toUtf8(std::wstring_view(wide[i]))) +
+                               " has characters that this system's code page lacks",
+                           "write it with other characters");
+    }
+    return words;
+}
+
+void addVerbs(Verb program, Session& session) {
+    program.flag("--json", session.json, "answer in JSON, for scripts");
+    program.flag("-q,--quiet", session.quiet, "say nothing but errors and warnings");
+    program.text("--server", session.server, "another computer's spooler", "NAME");
+    program.text("--monitor", session.monitor,
+                 "the monitor's name with the spooler, when it differs from this computer's",
+                 "NAME");
+    addSetupVerbs(program, session);
+    addStatusVerb(program, session);
+    addPortVerbs(program, session);
+    addDirectoryVerbs(program, session);
+    addTransferVerbs(program, session);
+    addProbeVerbs(program, session);
+    addPrintVerb(program, session);
+}
+
+/// "NAME" and "\\NAME" mean the same computer.
+void completeServer(std::string& server) {
+    if (!server.empty() && !server.starts_with("\\\\")) server = "\\\\" + server;
+}
+
+std::string oneLine(std::string text) {
+    for (char& c : text) {
+        if (c == '\n' || c == '\r') c = ' ';
+    }
+    while (text.ends_with(' '))
+        text.pop_back();
+    return text;
+}
+
+int end(ExitCode code, const std::string& line) {
+    writeError("velmoractl: " + oneLine(line) + "\n");
+    return static_cast<int>(code);
+}
+
+int run(int count, const wchar_t* const* words) {
+    CommandLine line("Sets up and runs the Velmora IPP port monitor.", kFooter, ownVersion);
+    Session session;
+    addVerbs(line.program(), session);
+    try {
+        if (const std::optional<std::string> help = line.parse(commandLine(count, words))) {
+            writeOut(toUtf8(*help));
+        } else {
+            completeServer(session.server);
+            session.action();
+        }
+        return static_cast<int>(ExitCode::done);
+    } catch (const CommandError& error) {
+        return end(error.code(), error.what());
+    } catch (const std::bad_alloc&) {
+        return end(ExitCode::failed,
+                   "memory has run out: the system gives no more; close programs "
+                   "and try again");
+    } catch (const std::exception& error) {
+        return end(ExitCode::failed, std::string("the command has ended: ") + shown(error.what()) +
+                                         "; please report this");
+    }
+}
+
+}  // namespace
+}  // namespace velmora::ctl
+
+int wmain(int count, wchar_t** words) {
+    const int code = velmora::ctl::run(count, words);
+    std::fflush(nullptr);
+    // A thread that waits for a silent printer may have been left behind: the ordinary way out
+    // would take down what it is using.
+    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));
+    return code;
+}

@@ -1,0 +1,180 @@
+#include "velmoractl/printer_client.h"
+
+#include <windows.h>
+// After windows.h.
+#include <wininet.h>
+
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <thread>
+
+#include "ipp/connection.h"
+#include "ipp/print_job.h"
+#include "velmoractl/text/console.h"
+#include "velmoractl/text/ipp_text.h"
+#include "velmoractl/text/shown_text.h"
+
+namespace velmora::ctl {
+namespace {
+
+constexpr std::uint32_t kHttpOk = 200;
+
+struct ErrorWords {
+    std::uint32_t error;
+    const char* words;
+    const char* remedy;
+};
+
+// What the codes mean to somebody who has a printer in mind.
+constexpr ErrorWords kErrorWords[] = {
+    {ERROR_INVALID_HANDLE, "the URL cannot be used", "write it as ipp://HOST/PATH"},
+    {ERROR_INTERNET_NAME_NOT_RESOLVED, "the host name is unknown",
+     "check the name in the URL, and the name service"},
+    {ERROR_INTERNET_CANNOT_CONNECT, "nothing answers at that host and port",
+     "check that the printer is on, the port number in the URL, and firewalls"},
+    {ERROR_INTERNET_TIMEOUT, "the printer does not answer in time", "check that it is on"},
+    {ERROR_INTERNET_CONNECTION_ABORTED, "the connection was closed by the printer",
+     "try again; check whether the port expects https"},
+    {ERROR_INTERNET_CONNECTION_RESET, "the connection was closed by the printer",
+     "try again; check whether the port expects https"},
+    {ERROR_INTERNET_SEC_CERT_DATE_INVALID, "its certificate has expired or is not yet valid",
+     "renew the printer's certificate, and check this computer's clock"},
+    {ERROR_INTERNET_SEC_CERT_CN_INVALID, "its certificate is for another host name",
+     "use the name that the certificate holds in the URL"},
+    {ERROR_INTERNET_INVALID_CA, "its certificate comes from an authority that is not trusted",
+     "import the authority's certificate into the computer's trusted roots"},
+    {ERROR_INTERNET_SECURITY_CHANNEL_ERROR, "no secure connection can be made",
+     "check that the port speaks https"},
+};
+
+const ErrorWords* wordsFor(std::uint32_t error) {
+    for (const ErrorWords& one : kErrorWords) {
+        if (one.error == error) return &one;
+    }
+    return nullptr;
+}
+
+struct HttpWords {
+    std::uint32_t status;
+    const char* words;
+    const char* remedy;
+};
+constexpr HttpWords kHttpWords[] = {
+    {401, "it asks for a user name and a password, or refuses those it was given",
+     "set them with \"port set NAME --user USER --password-stdin\""},
+    {403, "it forbids the request to this computer or user",
+     "allow this computer in the printer's settings"},
+    {404, "there is no printer at the URL's path", "check the path; ipp/print is a common one"},
+    {426, "it wants a secure connection", "use an https URL"},
+};
+
+PrinterAnswer exchange(const PrintTarget& target, const IppMessage& request) {
+    PrinterAnswer answer;
+    IppConnection connection(target.url);
+    if (target.useAuthentication != 0) {
+        connection.sendMessage(request, false, target.userName, target.password);
+    } else {
+        connection.sendMessage(request, false);
+    }
+    if (connection.lastError() == 0) {
+        IppReadPolicy policy;
+        policy.keepUnknownKinds = true;
+        answer.message = connection.readResponse(policy);
+    }
+    answer.error = connection.lastError();
+    answer.httpStatus = connection.httpStatus();
+    return answer;
+}
+
+}  // namespace
+
+bool runBounded(std::function<void()> body, std::chrono::seconds limit) {
+    struct State {
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool ended = false;
+        std::exception_ptr failure;
+    };
+    const auto state = std::make_shared<State>();
+    std::thread thread([state, body = std::move(body)] {
+        std::exception_ptr failure;
+        try {
+            body();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        const std::scoped_lock lock(state->mutex);
+        state->failure = failure;
+        state->ended = true;
+        state->changed.notify_all();
+    });
+    {
+        std::unique_lock lock(state->mutex);
+        if (!state->changed.wait_for(lock, limit, [&] { return state->ended; })) {
+            thread.detach();
+            return false;
+        }
+    }
+    thread.join();
+    if (state->failure) std::rethrow_exception(state->failure);
+    return true;
+}
+
+PrinterAnswer PrinterClient::ask(const std::shared_ptr<IppMessage>& request) const {
+    const auto answer = std::make_shared<PrinterAnswer>();
+    if (!request) {
+        answer->error = ERROR_NOT_ENOUGH_MEMORY;
+        return *answer;
+    }
+    // The transport has no time limit of its own; a printer that never answers keeps the thread.
+    const bool ended = runBounded(
+        [answer, request, target = target_] { *answer = exchange(target, *request); }, limit_);
+    if (ended) return *answer;
+    PrinterAnswer late;
+    late.timedOut = true;
+    return late;
+}
+
+PrinterAnswer PrinterClient::askAttributes() const {
+    return ask(newPrinterRequest(IppOperation::getPrinterAttributes, target_));
+}
+
+std::string problemText(const PrinterAnswer& answer) {
+    if (answer.timedOut) return "the printer does not answer in time";
+    if (answer.error != 0) {
+        const ErrorWords* const words = wordsFor(answer.error);
+        return words != nullptr
+                   ? std::string(words->words) + " (error " + std::to_string(answer.error) + ")"
+                   : errorText(answer.error);
+    }
+    if (answer.httpStatus == 0) return "the connection was closed without an answer";
+    if (answer.httpStatus != kHttpOk) {
+        const std::string status = "HTTP status " + std::to_string(answer.httpStatus);
+        for (const HttpWords& one : kHttpWords) {
+            if (one.status == answer.httpStatus)
+                return std::string(one.words) + " (" + status + ")";
+        }
+        return "it answers with " + status;
+    }
+    if (!answer.message) return "what answers there does not speak IPP";
+    const std::uint32_t status = answer.message->operationOrStatus & 0xFFFF;
+    if (status < 0x0100) return {};
+    const std::string message = valueOf(*answer.message, IppGroup::operation, "status-message");
+    return "it answers " + statusText(status) + (message.empty() ? "" : ": " + inQuotes(message));
+}
+
+std::string remedyText(const PrinterAnswer& answer) {
+    if (const ErrorWords* const words = wordsFor(answer.error)) return words->remedy;
+    for (const HttpWords& one : kHttpWords) {
+        if (one.status == answer.httpStatus) return one.remedy;
+    }
+    if (answer.timedOut)
+        return "check that it is on and not busy, or give more time with --timeout";
+    if (answer.httpStatus == kHttpOk && !answer.message) {
+        return "check the URL's host, port and path";
+    }
+    return "check the printer";
+}
+
+}  // namespace velmora::ctl

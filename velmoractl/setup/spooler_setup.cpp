@@ -1,0 +1,211 @@
+#include "velmoractl/setup/spooler_setup.h"
+
+// Not part of WIN32_LEAN_AND_MEAN's windows.h.
+#include <aclapi.h>
+#include <sddl.h>
+#include <winspool.h>
+#include <winver.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <vector>
+
+#include "platform/handle.h"
+#include "platform/library.h"
+#include "velmoractl/local_memory.h"
+#include "velmoractl/text/console.h"
+
+namespace velmora::ctl {
+namespace {
+
+#ifdef _WIN64
+constexpr char kEnvironment[] = "Windows x64";
+#else
+constexpr char kEnvironment[] = "Windows NT x86";
+#endif
+
+// Protected from what the keys above grant; the system and administrators have all rights, here
+// and in all keys below.
+constexpr char kRights[] = "D:PAI(A;OICI;KA;;;SY)(A;OICI;KA;;;BA)";
+
+bool sameContents(const std::string& one, const std::string& other) {
+    std::ifstream first(one, std::ios::binary);
+    std::ifstream second(other, std::ios::binary);
+    if (!first || !second) return false;
+    return std::equal(std::istreambuf_iterator<char>(first), {},
+                      std::istreambuf_iterator<char>(second), {});
+}
+
+bool isInUse(DWORD error) {
+    return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED ||
+           error == ERROR_USER_MAPPED_FILE;
+}
+
+/// A loaded library cannot be overwritten but renamed.
+bool moveAside(const std::string& path) {
+    for (int number = 1; number < 100; ++number) {
+        const std::string aside = path + ".old" + std::to_string(number);
+        if (!MoveFileA(path.c_str(), aside.c_str())) {
+            if (GetLastError() == ERROR_ALREADY_EXISTS) continue;
+            return false;
+        }
+        MoveFileExA(aside.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+bool monitorInstalled(const std::string& server, const std::string& monitor) {
+    std::string computer = server;
+    char* const where = computer.empty() ? nullptr : computer.data();
+    DWORD needed = 0;
+    DWORD count = 0;
+    EnumMonitorsA(where, 1, nullptr, 0, &needed, &count);
+    std::vector<BYTE> area(needed);
+    if (!EnumMonitorsA(where, 1, area.data(), needed, &needed, &count)) return false;
+    const auto* const info = reinterpret_cast<const MONITOR_INFO_1A*>(area.data());
+    return std::any_of(info, info + count,
+                       [&](const MONITOR_INFO_1A& one) { return monitor == one.pName; });
+}
+
+DWORD addMonitor(const std::string& monitor, const std::string& library) {
+    std::string name = monitor;
+    std::string file = library;
+    char environment[sizeof kEnvironment];
+    std::copy(std::begin(kEnvironment), std::end(kEnvironment), environment);
+    MONITOR_INFO_2A info{name.data(), environment, file.data()};
+    return AddMonitorA(nullptr, 2, reinterpret_cast<BYTE*>(&info)) ? 0 : GetLastError();
+}
+
+DWORD deleteMonitor(const std::string& monitor) {
+    std::string name = monitor;
+    return DeleteMonitorA(nullptr, nullptr, name.data()) ? 0 : GetLastError();
+}
+
+DWORD restrictKey(const std::string& path) {
+    UniqueRegKey key;
+    DWORD error = static_cast<DWORD>(RegCreateKeyExA(
+        HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0,
+        KEY_READ | KEY_WRITE | WRITE_DAC | READ_CONTROL, nullptr, key.put(), nullptr));
+    if (error != ERROR_SUCCESS) return error;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorA(kRights, SDDL_REVISION_1, &descriptor,
+                                                              nullptr)) {
+        return GetLastError();
+    }
+    const UniqueLocalMemory owner(descriptor);
+    BOOL present = FALSE;
+    BOOL defaulted = FALSE;
+    PACL rights = nullptr;
+    if (!GetSecurityDescriptorDacl(descriptor, &present, &rights, &defaulted))
+        return GetLastError();
+    // SetSecurityInfo, unlike RegSetKeySecurity, also changes the keys that are there below.
+    return SetSecurityInfo(key.get(), SE_REGISTRY_KEY,
+                           DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION, nullptr,
+                           nullptr, rights, nullptr);
+}
+
+bool isRestricted(const std::string& path) {
+    UniqueRegKey key;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, READ_CONTROL, key.put()) != 0) {
+        return false;
+    }
+    PACL rights = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (GetSecurityInfo(key.get(), SE_REGISTRY_KEY, DACL_SECURITY_INFORMATION, nullptr, nullptr,
+                        &rights, nullptr, &descriptor) != ERROR_SUCCESS) {
+        return false;
+    }
+    const UniqueLocalMemory owner(descriptor);
+    char* text = nullptr;
+    if (!ConvertSecurityDescriptorToStringSecurityDescriptorA(
+            descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr)) {
+        return false;
+    }
+    const UniqueLocalMemory textOwner(text);
+    const std::string found = text;
+    const auto entries = std::count(found.begin(), found.end(), '(');
+    return entries == 2 && found.find(";;;SY)") != std::string::npos &&
+           found.find(";;;BA)") != std::string::npos;
+}
+
+void removeEmptyKeys(const std::string& path) {
+    std::string above = path;
+    for (std::size_t end = above.rfind('\\'); end != std::string::npos; end = above.rfind('\\')) {
+        above.resize(end);
+        if (above.find('\\') == std::string::npos) return;
+        {
+            UniqueRegKey key;
+            DWORD keys = 0;
+            DWORD values = 0;
+            if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, above.c_str(), 0, KEY_READ, key.put()) != 0 ||
+                RegQueryInfoKeyA(key.get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr,
+                                 &values, nullptr, nullptr, nullptr, nullptr) != 0 ||
+                keys + values > 0) {
+                return;
+            }
+        }
+        if (RegDeleteKeyA(HKEY_LOCAL_MACHINE, above.c_str()) != 0) return;
+    }
+}
+
+bool fileExists(const std::string& path) {
+    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+FileChange placeFile(const std::string& source, const std::string& target) {
+    const std::string what = "copying " + quotedAnsi(source) + " to " + quotedAnsi(target);
+    const bool there = fileExists(target);
+    if (there && sameContents(source, target)) return FileChange::same;
+    if (CopyFileA(source.c_str(), target.c_str(), FALSE)) {
+        return there ? FileChange::replaced : FileChange::copied;
+    }
+    const DWORD error = GetLastError();
+    if (there && isInUse(error) && moveAside(target) &&
+        CopyFileA(source.c_str(), target.c_str(), FALSE)) {
+        return FileChange::replacedInUse;
+    }
+    throw systemError(what, error, "check that both folders are there and have room");
+}
+
+FileRemoval removeFile(const std::string& path) {
+    if (!fileExists(path)) return FileRemoval::absent;
+    if (DeleteFileA(path.c_str())) return FileRemoval::removed;
+    const DWORD error = GetLastError();
+    if (isInUse(error) && moveAside(path)) return FileRemoval::atNextStart;
+    throw systemError("deleting " + quotedAnsi(path), error, "close what uses the file");
+}
+
+std::string fileVersion(const std::string& path) {
+    DWORD unused = 0;
+    const DWORD size = GetFileVersionInfoSizeA(path.c_str(), &unused);
+    if (size == 0) return {};
+    std::vector<std::byte> area(size);
+    void* fixed = nullptr;
+    UINT length = 0;
+    if (!GetFileVersionInfoA(path.c_str(), 0, size, area.data()) ||
+        !VerQueryValueA(area.data(), "\\", &fixed, &length) || length < sizeof(VS_FIXEDFILEINFO)) {
+        return {};
+    }
+    const auto& info = *static_cast<const VS_FIXEDFILEINFO*>(fixed);
+    std::string text;
+    for (const DWORD part : {info.dwFileVersionMS, info.dwFileVersionLS}) {
+        text += (text.empty() ? "" : ".") + std::to_string(HIWORD(part)) + "." +
+                std::to_string(LOWORD(part));
+    }
+    return text;
+}
+
+bool isWrongBitness() {
+    // Not in the oldest systems' kernel32.
+    using IsWow64 = BOOL(WINAPI*)(HANDLE, BOOL*);
+    const auto isWow64 = librarySymbol<IsWow64>(GetModuleHandleA("kernel32.dll"), "IsWow64Process");
+    BOOL emulated = FALSE;
+    return isWow64 != nullptr && isWow64(GetCurrentProcess(), &emulated) && emulated;
+}
+
+}  // namespace velmora::ctl

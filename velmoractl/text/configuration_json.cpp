@@ -1,0 +1,79 @@
+#include "velmoractl/text/configuration_file.h"
+
+#include <nlohmann/json.hpp>
+#include "velmoractl/text/template_attributes.h"
+
+namespace velmora::ctl {
+namespace {
+
+void addCredentials(Json& json, bool authentication, const std::string& user,
+                    const std::string& password, bool withPassword, const TextCodec& codec) {
+    json["authentication"] = authentication;
+    // Texts that a switched-off authentication has left behind belong to the record all the same.
+    if (!user.empty() || authentication) json["user"] = codec.toUtf8(user);
+    if (withPassword && (!password.empty() || authentication)) {
+        json["password"] = codec.toUtf8(password);
+    }
+}
+
+Json templateJson(const JobTemplate& job, const TextCodec& codec) {
+    Json json = Json::object();
+    for (const TemplateAttribute& attribute : templateAttributes()) {
+        json[attribute.name] = codec.toUtf8(attribute.get(job));
+    }
+    return json;
+}
+
+Json portPrinterJson(const CGroupsDBPrinter& printer, bool withPassword, const TextCodec& codec) {
+    Json json{{"port", codec.toUtf8(printer.name)}, {"url", codec.toUtf8(printer.uri)}};
+    addCredentials(json, printer.hasAuth != 0, printer.userName, printer.password, withPassword,
+                   codec);
+    return json;
+}
+
+}  // namespace
+
+Json toJson(const PortConfig& port, bool withPassword, const TextCodec& codec) {
+    Json json{{"name", codec.toUtf8(port.name)},
+              {"mode", port.singleTarget ? "single-printer" : "multi-remote"},
+              {"url", codec.toUtf8(port.printerUrl)}};
+    addCredentials(json, port.useAuthentication != 0, port.userName, port.password, withPassword,
+                   codec);
+    json["groups"] = port.targetIds;
+    json["job-template"] = templateJson(port.jobTemplate, codec);
+    return json;
+}
+
+Json toJson(const CGroupsDBNode& node, bool withPassword, const TextCodec& codec) {
+    Json json{{"id", node.id},
+              {"parent", node.parent},
+              {"type", node.type == NODE_PRINTER ? "printer" : "group"},
+              {"name", codec.toUtf8(node.name)}};
+    if (node.type == NODE_PRINTER) {
+        const auto& printer = static_cast<const CGroupsDBPrinter&>(node);
+        json["url"] = codec.toUtf8(printer.uri);
+        addCredentials(json, printer.hasAuth != 0, printer.userName, printer.password, withPassword,
+                       codec);
+    }
+    return json;
+}
+
+Json toJson(const std::vector<PortConfig>& ports, const CGroupsDB& directory, bool withPasswords,
+            const TextCodec& codec) {
+    Json json{{"format", "velmora-configuration"}, {"version", 1}};
+    json["ports"] = Json::array();
+    for (const PortConfig& port : ports)
+        json["ports"].push_back(toJson(port, withPasswords, codec));
+    Json nodes = Json::array();
+    for (const auto& [id, node] : directory.nodes()) {
+        nodes.push_back(toJson(*node, withPasswords, codec));
+    }
+    Json portPrinters = Json::array();
+    for (const auto& [name, printer] : directory.portPrinters()) {
+        portPrinters.push_back(portPrinterJson(*printer, withPasswords, codec));
+    }
+    json["directory"] = {{"nodes", std::move(nodes)}, {"port-printers", std::move(portPrinters)}};
+    return json;
+}
+
+}  // namespace velmora::ctl

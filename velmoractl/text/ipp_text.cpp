@@ -1,0 +1,184 @@
+#include "velmoractl/text/ipp_text.h"
+
+#include <cstdio>
+#include <span>
+
+#include "ipp/job_template_choices.h"
+#include "velmoractl/text/shown_text.h"
+
+namespace velmora::ctl {
+namespace {
+
+constexpr std::size_t kShownValues = 24;
+constexpr std::uint8_t kDotsPerCentimetre = 4;
+
+std::string textOf(const IppValue& value) {
+    char area[48];
+    switch (value.kind) {
+        case IppValueKind::integer:
+        case IppValueKind::enumeration:
+            return std::to_string(value.number);
+        case IppValueKind::boolean:
+            return value.number != 0 ? "true" : "false";
+        case IppValueKind::rangeOfInteger:
+            return std::to_string(value.range.lower) + "-" + std::to_string(value.range.upper);
+        case IppValueKind::resolution: {
+            const IppResolution& dots = value.resolution;
+            std::string text = std::to_string(dots.crossFeed);
+            if (dots.feed != dots.crossFeed) text += "x" + std::to_string(dots.feed);
+            return text + (dots.units == kDotsPerCentimetre ? "dpcm" : "dpi");
+        }
+        case IppValueKind::dateTime: {
+            const IppDateTime& time = value.dateTime;
+            std::snprintf(area, sizeof area, "%04u-%02u-%02u %02u:%02u:%02u", time.year, time.month,
+                          time.day, time.hour, time.minutes, time.seconds);
+            return area;
+        }
+        case IppValueKind::textWithLanguage:
+        case IppValueKind::nameWithLanguage:
+            return value.languageText.text;
+        case IppValueKind::unsupported:
+            return "unsupported";
+        case IppValueKind::unknown:
+            return "unknown";
+        case IppValueKind::noValue:
+            return "no value";
+        case IppValueKind::rawOctets:
+            std::snprintf(area, sizeof area, "(%u bytes of type 0x%02x)",
+                          static_cast<unsigned>(value.raw.length), value.raw.tag);
+            return area;
+        default:
+            return std::string(value.text.view());
+    }
+}
+
+struct Enumeration {
+    std::string_view attribute;
+    std::span<const NumberChoice> names;
+};
+
+// RFC 2911: printer-state 4.4.11, job-state 4.3.7, print-quality 4.2.13, orientation 4.2.10.
+constexpr NumberChoice kPrinterStates[] = {{"idle", 3}, {"processing", 4}, {"stopped", 5}};
+constexpr NumberChoice kJobStates[] = {
+    {"pending", 3},  {"pending-held", 4}, {"processing", 5}, {"processing-stopped", 6},
+    {"canceled", 7}, {"aborted", 8},      {"completed", 9}};
+constexpr NumberChoice kQualities[] = {{"draft", 3}, {"normal", 4}, {"high", 5}};
+constexpr NumberChoice kOrientations[] = {
+    {"portrait", 3}, {"landscape", 4}, {"reverse-landscape", 5}, {"reverse-portrait", 6}};
+
+std::span<const NumberChoice> namesOf(std::string_view attribute) {
+    if (attribute.ends_with("-supported")) attribute.remove_suffix(10);
+    const Enumeration enumerations[] = {{"printer-state", kPrinterStates},
+                                        {"job-state", kJobStates},
+                                        {"print-quality", kQualities},
+                                        {"orientation-requested", kOrientations},
+                                        {"finishings", finishingsChoices()}};
+    for (const Enumeration& enumeration : enumerations) {
+        if (attribute == enumeration.attribute) return enumeration.names;
+    }
+    return {};
+}
+
+struct StatusName {
+    std::uint32_t status;
+    const char* name;
+};
+constexpr StatusName kStatusNames[] = {
+    {0x0000, "successful-ok"},
+    {0x0001, "successful-ok-ignored-or-substituted-attributes"},
+    {0x0002, "successful-ok-conflicting-attributes"},
+    {0x0400, "client-error-bad-request"},
+    {0x0401, "client-error-forbidden"},
+    {0x0402, "client-error-not-authenticated"},
+    {0x0403, "client-error-not-authorized"},
+    {0x0404, "client-error-not-possible"},
+    {0x0405, "client-error-timeout"},
+    {0x0406, "client-error-not-found"},
+    {0x0407, "client-error-gone"},
+    {0x0408, "client-error-request-entity-too-large"},
+    {0x0409, "client-error-request-value-too-long"},
+    {0x040A, "client-error-document-format-not-supported"},
+    {0x040B, "client-error-attributes-or-values-not-supported"},
+    {0x040C, "client-error-uri-scheme-not-supported"},
+    {0x040D, "client-error-charset-not-supported"},
+    {0x040E, "client-error-conflicting-attributes"},
+    {0x040F, "client-error-compression-not-supported"},
+    {0x0500, "server-error-internal-error"},
+    {0x0501, "server-error-operation-not-supported"},
+    {0x0502, "server-error-service-unavailable"},
+    {0x0503, "server-error-version-not-supported"},
+    {0x0504, "server-error-device-error"},
+    {0x0505, "server-error-temporary-error"},
+    {0x0506, "server-error-not-accepting-jobs"},
+    {0x0507, "server-error-busy"},
+    {0x0508, "server-error-job-canceled"},
+};
+
+}  // namespace
+
+std::string_view attributeName(const IppAttribute& attribute) {
+    if (attribute.nameIndex >= 0) return IppAttributeNames::nameOf(attribute.nameIndex);
+    // The name of an attribute that the table lacks stands in front of its values.
+    return attribute.firstValue == nullptr ? std::string_view() : attribute.firstValue->text.view();
+}
+
+std::vector<std::string> attributeValues(const IppAttribute& attribute) {
+    const IppValue* value = attribute.firstValue;
+    if (attribute.nameIndex < 0 && value != nullptr) value = value->next;
+    std::vector<std::string> values;
+    for (; value != nullptr; value = value->next)
+        values.push_back(textOf(*value));
+    return values;
+}
+
+const IppAttribute* findAttribute(const IppMessage& message, IppGroup group, std::string_view name,
+                                  std::uint32_t instance) {
+    for (const IppAttribute* one = message.group(group).head; one != nullptr; one = one->next) {
+        if (one->groupInstance == instance && attributeName(*one) == name) return one;
+    }
+    return nullptr;
+}
+
+std::vector<std::string> valuesOf(const IppMessage& message, IppGroup group, std::string_view name,
+                                  std::uint32_t instance) {
+    const IppAttribute* const found = findAttribute(message, group, name, instance);
+    return found == nullptr ? std::vector<std::string>() : attributeValues(*found);
+}
+
+std::string valueOf(const IppMessage& message, IppGroup group, std::string_view name,
+                    std::uint32_t instance) {
+    const std::vector<std::string> values = valuesOf(message, group, name, instance);
+    return values.empty() ? std::string() : values.front();
+}
+
+std::string shownValues(const std::vector<std::string>& values) {
+    std::string text;
+    for (std::size_t i = 0; i < values.size() && i < kShownValues; ++i) {
+        text += (i == 0 ? "" : ", ") + shown(values[i], 80);
+    }
+    if (values.size() > kShownValues) {
+        text += " and " + std::to_string(values.size() - kShownValues) + " more";
+    }
+    return text;
+}
+
+std::string enumText(std::string_view attribute, const std::string& number) {
+    for (const NumberChoice& choice : namesOf(attribute)) {
+        if (std::to_string(choice.value) == number) {
+            return std::string(choice.text) + " (" + number + ")";
+        }
+    }
+    return shown(number, 80);
+}
+
+std::string statusText(std::uint32_t status) {
+    const std::uint32_t code = status & 0xFFFF;
+    char number[16];
+    std::snprintf(number, sizeof number, "0x%04x", static_cast<unsigned>(code));
+    for (const StatusName& one : kStatusNames) {
+        if (one.status == code) return std::string(one.name) + " (" + number + ")";
+    }
+    return std::string("status ") + number;
+}
+
+}  // namespace velmora::ctl

@@ -1,0 +1,102 @@
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <optional>
+
+#include "ipp/connection.h"
+#include "velmoractl/internet.h"
+#include "velmoractl/text/console.h"
+
+namespace velmora::ctl {
+namespace {
+
+std::string lower(std::string text) {
+    std::ranges::transform(text, text.begin(),
+                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+/// What stands between "://" (or the beginning) and the path.
+std::string authorityOf(const std::string& url) {
+    const std::size_t scheme = url.find("://");
+    const std::size_t begin = scheme == std::string::npos ? 0 : scheme + 3;
+    return url.substr(begin, url.find_first_of("/?#", begin) - begin);
+}
+
+/// The number behind the host as it was typed; -1 when there is none.
+long typedPort(const std::string& authority) {
+    const std::size_t colon = authority.rfind(':');
+    if (colon == std::string::npos || colon + 1 == authority.size()) return -1;
+    char* end = nullptr;
+    const long port = std::strtol(authority.c_str() + colon + 1, &end, 10);
+    return *end == '\0' ? port : -1;
+}
+
+void addWarnings(const std::string& url, UrlReading& reading, bool completed) {
+    const std::string authority = authorityOf(url);
+    auto& warnings = reading.warnings;
+    const std::string port = std::to_string(reading.port);
+    if (completed) {
+        warnings.push_back("the URL has no scheme: the monitor puts ipp:// in front of it");
+    }
+    const std::string scheme = lower(reading.scheme);
+    if (scheme == "https" && reading.scheme != "https") {
+        warnings.push_back(
+            "the scheme is not written in small letters: the monitor sends without "
+            "encryption; write https");
+    } else if (scheme == "ipps") {
+        warnings.push_back(
+            "the monitor does not know ipps and sends without encryption; write "
+            "https and the port, as in https://" +
+            toUtf8(reading.host) + ":631");
+    } else if (scheme != "https" && scheme != "http" && scheme != "ipp") {
+        warnings.push_back("the scheme " + quotedAnsi(reading.scheme) +
+                           " is not one of ipp, http and https; the monitor speaks HTTP to port " +
+                           port + " all the same");
+    }
+    if (authority.find('@') != std::string::npos) {
+        warnings.push_back("the user name in the URL is not used; give it to the port instead");
+    }
+    const long typed = typedPort(authority);
+    if (typed >= 0 && static_cast<unsigned long>(typed) != reading.port) {
+        warnings.push_back("port " + std::to_string(typed) + " is not possible; " + port +
+                           " is used");
+    }
+    if (url.find('#') != std::string::npos) {
+        warnings.push_back("what stands behind # may be sent as part of the path");
+    }
+    if (reading.path.empty() || reading.path == "/") {
+        warnings.push_back("the URL has no path; most printers want one, such as /ipp/print");
+    }
+}
+
+}  // namespace
+
+UrlReading readUrl(const std::string& url) {
+    UrlReading reading;
+    const std::optional<PrinterUrlParts> parts = crackPrinterUrl(url);
+    if (!parts) {
+        reading.problem = url.empty() ? "the URL is empty"
+                                      : "the URL cannot be read (its host may have 127 characters, "
+                                        "its path 511)";
+        return reading;
+    }
+    reading.scheme = parts->scheme.data();
+    reading.host = parts->host.data();
+    reading.path = parts->path.data();
+    reading.port = parts->port;
+    reading.secure = parts->secure;
+    if (reading.host.empty()) {
+        reading.problem =
+            url.find("://") == std::string::npos
+                ? "what stands in front of the first colon, " + quotedAnsi(reading.scheme) +
+                      ", is taken for the scheme, and there is no host; write ipp:// in front"
+                : "the URL has no host name";
+        return reading;
+    }
+    reading.usable = true;
+    addWarnings(url, reading, parts->schemeAdded);
+    return reading;
+}
+
+}  // namespace velmora::ctl

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "directory/groups_db.h"
+#include "port/port_config.h"
+#include "velmoractl/verbs/session.h"
+
+namespace velmora::ctl {
+
+// Checks of what is typed; each throws a CommandError that begins with `what`.
+
+/// What a new port's name may not be: empty, longer than the platform's lists show, or with a
+/// character that makes the name mean something else to Windows.
+void checkNewPortName(const std::string& name, const std::string& what);
+
+/// A URL that the monitor can use. IsValidPrinterUrl.
+void checkUrl(const std::string& url, const std::string& what);
+
+/// The dialogs read a port's record through an area of 1024 bytes: a larger one could be printed to
+/// but not be configured any more.
+void checkSize(const PortConfig& port, const std::string& what);
+
+const CGroupsDBGroup& requireGroup(const CGroupsDB& directory, const std::string& path,
+                                   const std::string& what);
+
+/// --user, --password, --password-stdin and --no-authentication.
+struct Credentials {
+    std::string user;
+    std::string password;
+    bool passwordFromInput = false;
+    bool none = false;
+    Option userOption;
+    Option passwordOption;
+
+    bool given() const { return userOption.given() || passwordOption.given() || passwordFromInput; }
+};
+
+void addCredentialOptions(Verb verb, Credentials& credentials);
+
+/// Changes what was given and leaves the rest.
+void applyCredentials(const Credentials& credentials, std::uint8_t& authentication,
+                      std::string& user, std::string& password, const std::string& what);
+
+/// The spooler's printers that print to the port, by name.
+std::vector<std::string> printersOfPort(const Session& session, const std::string& port);
+
+/// ExitCode::conflict when a printer prints to the port: its jobs would have nowhere to go.
+void checkUnused(const Session& session, const std::string& port, const std::string& what);
+
+}  // namespace velmora::ctl

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "velmoractl/text/command_line.h"
+#include "velmoractl/text/configuration_file.h"
+
+namespace velmora::ctl {
+
+/// What all commands share: the options that stand before or behind any verb, and the command that
+/// was asked for.
+struct Session {
+    bool json = false;
+    bool quiet = false;
+    std::string server;   ///< "\\NAME", or empty for this computer
+    std::string monitor;  ///< the monitor's name with the spooler; empty: the settings file's
+    std::function<void()> action;
+
+    /// A line for people: not in quiet mode, and not between the lines of a JSON answer.
+    void say(const std::string& utf8) const;
+    /// A warning goes to the error output, also in quiet mode.
+    void warn(const std::string& utf8) const;
+    /// The answer for scripts.
+    void answer(const Json& json) const;
+};
+
+/// A verb with its help and example; `action` runs after the whole command line has been read.
+Verb addVerb(Verb parent, Session& session, const std::string& name, const std::string& about,
+             const std::string& example, std::function<void()> action);
+
+// One function a verb group; each adds its verbs to the command line.
+void addSetupVerbs(Verb app, Session& session);
+void addStatusVerb(Verb app, Session& session);
+void addPortVerbs(Verb app, Session& session);
+void addDirectoryVerbs(Verb app, Session& session);
+void addTransferVerbs(Verb app, Session& session);
+void addProbeVerbs(Verb app, Session& session);
+void addPrintVerb(Verb app, Session& session);
+
+}  // namespace velmora::ctl
