@@ -12,9 +12,11 @@ constexpr DWORD kMaxValueName = 16384;
 
 }  // namespace
 
-RegistryKey RegistryKey::openBelow(HKEY parent, const std::string& path) {
+RegistryKey RegistryKey::openBelow(HKEY parent, const std::string& path, LSTATUS* status) {
     UniqueRegKey key;
-    if (RegOpenKeyExA(parent, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS) return {};
+    const LSTATUS result = RegOpenKeyExA(parent, path.c_str(), 0, KEY_READ, key.put());
+    if (status != nullptr) *status = result;
+    if (result != ERROR_SUCCESS) return {};
     return RegistryKey(std::move(key));
 }
 
@@ -24,8 +26,8 @@ RegistryKey RegistryKey::createBelow(HKEY parent, const std::string& path) {
     return RegistryKey(std::move(key));
 }
 
-RegistryKey RegistryKey::open(const std::string& path) {
-    return openBelow(HKEY_LOCAL_MACHINE, path);
+RegistryKey RegistryKey::open(const std::string& path, LSTATUS* status) {
+    return openBelow(HKEY_LOCAL_MACHINE, path, status);
 }
 
 RegistryKey RegistryKey::create(const std::string& path) {
@@ -33,7 +35,7 @@ RegistryKey RegistryKey::create(const std::string& path) {
 }
 
 RegistryKey RegistryKey::openSubkey(const std::string& name) const {
-    return key_ ? openBelow(key_.get(), name) : RegistryKey();
+    return key_ ? openBelow(key_.get(), name, nullptr) : RegistryKey();
 }
 
 RegistryKey RegistryKey::createSubkey(const std::string& name) const {
@@ -70,10 +72,11 @@ LSTATUS RegistryKey::enumSubkey(DWORD index, std::string& name) const {
     return status;
 }
 
-std::optional<DWORD> RegistryKey::query(const char* name, std::span<std::byte> area) const {
+std::optional<DWORD> RegistryKey::query(const char* name, std::span<std::byte> area,
+                                        DWORD* type) const {
     if (!key_) return std::nullopt;
     DWORD size = static_cast<DWORD>(area.size());
-    if (RegQueryValueExA(key_.get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(area.data()),
+    if (RegQueryValueExA(key_.get(), name, nullptr, type, reinterpret_cast<BYTE*>(area.data()),
                          &size) != ERROR_SUCCESS)
         return std::nullopt;
     return size;
@@ -89,6 +92,12 @@ bool RegistryKey::setText(const char* name, const std::string& text) const {
     return key_ &&
            RegSetValueExA(key_.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
                           static_cast<DWORD>(text.size() + 1)) == ERROR_SUCCESS;
+}
+
+bool RegistryKey::setNumber(const char* name, std::uint32_t number) const {
+    return key_ &&
+           RegSetValueExA(key_.get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number),
+                          sizeof number) == ERROR_SUCCESS;
 }
 
 bool RegistryKey::deleteValue(const char* name) const {

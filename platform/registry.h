@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
@@ -37,8 +38,8 @@ class RegistryKey {
   public:
     RegistryKey() = default;
 
-    /// RegOpenKeyExA with KEY_READ.
-    static RegistryKey open(const std::string& path);
+    /// RegOpenKeyExA with KEY_READ; what it answered goes to `status` if that is given.
+    static RegistryKey open(const std::string& path, LSTATUS* status = nullptr);
     /// RegCreateKeyA: opens the key, and makes it and its parents when they are missing.
     static RegistryKey create(const std::string& path);
     /// SHDeleteKeyA: deletes the key with everything below it. A missing key is no error.
@@ -59,18 +60,22 @@ class RegistryKey {
     /// ERROR_NO_MORE_ITEMS at the end, or what else the platform reports.
     LSTATUS enumSubkey(DWORD index, std::string& name) const;
 
-    /// RegQueryValueExA into `area`; on success the number of bytes that the value has.
-    std::optional<DWORD> query(const char* name, std::span<std::byte> area) const;
+    /// RegQueryValueExA into `area`; on success the number of bytes that the value has, and its
+    /// type in `type` if that is given.
+    std::optional<DWORD> query(const char* name, std::span<std::byte> area,
+                               DWORD* type = nullptr) const;
 
     bool setBinary(const char* name, std::span<const std::byte> data) const;
     /// REG_SZ, stored with its terminating zero.
     bool setText(const char* name, const std::string& text) const;
+    /// REG_DWORD.
+    bool setNumber(const char* name, std::uint32_t number) const;
     bool deleteValue(const char* name) const;
 
   private:
     explicit RegistryKey(UniqueRegKey key) : key_(std::move(key)) {}
 
-    static RegistryKey openBelow(HKEY parent, const std::string& path);
+    static RegistryKey openBelow(HKEY parent, const std::string& path, LSTATUS* status);
     static RegistryKey createBelow(HKEY parent, const std::string& path);
 
     UniqueRegKey key_;

@@ -109,6 +109,8 @@ class FromDownloadToPage(WithPrinter):
         self.assertIn("has been registered", first.out)
         self.assertEqual("is already there", again.json()["library"])
         self.assertEqual("is kept as it was", again.json()["settings"])
+        self.assertIn("The policy below it has been written.", first.out)
+        self.assertEqual("is kept as it was", again.json()["policy"])
         self.assertFalse(again.json()["registered-now"])
         self.assertEqual("", quiet.out)
         self.assertEqual("high", shown.json()["job-template"]["print-quality"])
@@ -172,6 +174,25 @@ class FromDownloadToPage(WithPrinter):
         self.assertIn("nothing to undo", again.out)
         self.assertFalse(self.system_file("Velmora.dll"))
         self.assertFalse(self.system_file("Velmora.dat"))
+        self.a_policy_is_written_once_and_kept()
+
+    def a_policy_is_written_once_and_kept(self):
+        policy = KEY + "\\Ipp\\PortMonitor\\1.1\\Policy"
+        none, _, first, written, _, again, changed = self.batch(
+            tool("install", "--policy", "none", "--json"), Step("reg", "query", policy, code=1),
+            tool("install", "--json"), Step("reg", "query", policy),
+            Step("reg", "delete", policy, "/v", "StatedSizes", "/f"),
+            tool("install", "--policy", "standard", "--json"), Step("reg", "query", policy))
+        self.assertEqual("has been left out", none.json()["policy"])
+        self.assertEqual("has been written", first.json()["policy"])
+        self.assertEqual("is kept as it was", again.json()["policy"])
+        for name, number in (("AdministratorsOnly", 1), ("StatedSizes", 1), ("CloseConnections", 1),
+                             ("FollowRedirects", 0), ("ConnectTimeout", 30), ("SendTimeout", 120),
+                             ("ReceiveTimeout", 300), ("PromptDelivery", 1), ("DeliveryRecord", 20),
+                             ("EventLog", 1)):
+            self.assertRegex(written.out, f"{name} +REG_DWORD +{number:#x}\n")
+        self.assertNotIn("StatedSizes", changed.out)
+        self.assertIn("EventLog", changed.out)
 
 
 class ProbesOfBadPrinters(Tool):

@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/registry.h"
+#include "port/policy_store.h"
 #include "port/settings.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/setup/installed_settings.h"
@@ -22,12 +23,14 @@ struct SetupOptions {
     std::string from;
     std::string language;
     bool replaceSettings = false;
+    std::string policy;
     std::string ports;
 };
 
 constexpr char kLibrary[] = "Velmora.dll";
 constexpr char kSettings[] = "Velmora.dat";
 constexpr char kStrings[] = "Strings";
+constexpr char kNoPolicy[] = "none";
 
 std::string programFolder() {
     std::vector<char> path(32768);
@@ -101,9 +104,21 @@ std::string placeSettings(const SetupOptions& options, const std::string& source
     return inWords(change);
 }
 
+/// An administrator's decisions are kept: only a computer without a policy gets one.
+std::string placePolicy(const SetupOptions& options, const std::string& what) {
+    if (hasPolicy(installedKey())) return "is kept as it was";
+    if (options.policy == kNoPolicy) return "has been left out";
+    if (!createPolicy(installedKey(), installedPolicy())) {
+        throw systemError(what + ", writing the policy", ERROR_REGISTRY_IO_FAILED,
+                          "run the command as administrator");
+    }
+    return "has been written";
+}
+
 struct Installed {
     FileChange library;
     std::string settings;
+    std::string policy;
     bool registered;
 };
 
@@ -117,6 +132,7 @@ Installed carryOut(const SetupOptions& options, const std::string& from, const s
         throw systemError(what + ", the rights of the registry key", error,
                           "run the command as administrator");
     }
+    result.policy = placePolicy(options, what);
     const std::string monitor = installedSetting("Port Monitor Name");
     result.registered = !monitorInstalled("", monitor);
     if (result.registered) {
@@ -143,6 +159,7 @@ void install(const Session& session, const SetupOptions& options) {
         session.answer({{"library", inWords(result.library)},
                         {"settings", result.settings},
                         {"registry-key", toUtf8(installedKey())},
+                        {"policy", result.policy},
                         {"monitor", toUtf8(monitor)},
                         {"registered-now", result.registered}});
     }
@@ -150,6 +167,7 @@ void install(const Session& session, const SetupOptions& options) {
     session.say(quotedAnsi(installed(kSettings)) + " " + result.settings + ".");
     session.say("The registry key " + quotedAnsi("HKEY_LOCAL_MACHINE\\" + installedKey()) +
                 " is open to the system and to administrators alone.");
+    session.say("The policy below it " + result.policy + ".");
     session.say("The monitor " + quotedAnsi(monitor) +
                 (result.registered ? " has been registered with the spooler."
                                    : " is already registered with the spooler."));
@@ -259,6 +277,9 @@ void addSetupVerbs(Verb app, Session& session) {
     in.flag("--replace-settings", options->replaceSettings,
             "replace a settings file that is already there, the monitor's name and the registry "
             "key in it too");
+    in.oneOf("--policy", options->policy,
+             "what a computer without a policy gets: the standard one (default) or none",
+             {"standard", kNoPolicy});
     Verb out =
         addVerb(app, session, "uninstall", "remove the monitor from this computer",
                 "uninstall --ports keep", [&session, options] { uninstall(session, *options); });

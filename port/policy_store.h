@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+
+#include "port/policy.h"
+
+namespace velmora {
+
+// The machine's policy is kept below the monitor's key, key "Policy", one value each. `monitorKey`
+// is that key below HKEY_LOCAL_MACHINE, without a trailing backslash.
+
+/// The policy in force on this computer, read afresh as the process itself: the calling thread may
+/// impersonate a user who may not read it. A policy that is there and cannot be read is what it was
+/// when it was last read, or that of a new installation: a fault must not open what was closed.
+Policy machinePolicy() noexcept;
+
+/// Whether there is a key, whatever is in it.
+bool hasPolicy(const std::string& monitorKey);
+
+/// The values that the key holds; missing ones as in a default policy.
+Policy readPolicy(const std::string& monitorKey);
+
+/// Writes every value into a new key. False when that failed; there is then no key.
+bool createPolicy(const std::string& monitorKey, const Policy& policy);
+
+}  // namespace velmora
