@@ -1,5 +1,7 @@
 #include "monitor/port_list.h"
 
+#include <mutex>
+
 namespace velmora {
 
 PortList::PortList(PortStore& store) : store_(store) {

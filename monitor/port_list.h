@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <iterator>
 #include <memory>
-#include <mutex>
 #include <string_view>
 #include <vector>
 
 #include "monitor/port.h"
+#include "platform/mutex.h"
 
 namespace velmora {
 
@@ -82,7 +82,7 @@ class PortList {
 
     PortStore& store_;
     PortConfigDomain domain_;
-    std::mutex writers_;
+    Mutex writers_;
     std::vector<std::unique_ptr<Port>> owned_;  ///< removed ports included
     std::atomic<Port*> head_{nullptr};
     std::atomic<std::size_t> count_{0};

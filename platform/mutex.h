@@ -1,0 +1,27 @@
+#pragma once
+
+#include <memory>
+
+namespace velmora {
+
+/// A mutex for code that also builds without the Windows header; meets the standard's
+/// BasicLockable needs, so std::lock_guard holds it. Not recursive. On Windows a critical section
+/// (mutex_win32.cpp): the library brings no thread library of the compiler's with it, which would
+/// take something from the process with every load. Elsewhere std::mutex (mutex_std.cpp).
+class Mutex {
+  public:
+    /// Throws std::bad_alloc.
+    Mutex();
+    ~Mutex();
+    Mutex(const Mutex&) = delete;
+    Mutex& operator=(const Mutex&) = delete;
+
+    void lock() noexcept;
+    void unlock() noexcept;
+
+  private:
+    struct Implementation;
+    std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace velmora
