@@ -27,11 +27,14 @@ std::string escapeText(std::string_view text) {
     return escaped;
 }
 
-std::string unescapeText(std::string_view stored) {
+std::string unescapeText(std::string_view stored, LeadBytePredicate isLeadByte) {
     std::string text;
     text.reserve(stored.size());
     for (std::size_t i = 0; i < stored.size(); ++i) {
-        if (stored[i] == '\\' && i + 1 < stored.size()) {
+        const bool more = i + 1 < stored.size();
+        if (more && isLeadByte(static_cast<unsigned char>(stored[i]))) {
+            text += stored[i++];
+        } else if (more && stored[i] == '\\') {
             const char code = stored[i + 1];
             const auto* escape = std::find_if(kEscapes.begin(), kEscapes.end(),
                                               [code](auto e) { return e.second == code; });

@@ -7,6 +7,13 @@
 #include "platform/escaped_text.h"
 
 namespace velmora {
+namespace {
+
+bool beginsDoubleByteCharacter(unsigned char byte) {
+    return IsDBCSLeadByte(byte) != FALSE;
+}
+
+}  // namespace
 
 std::string ProfileFile::read(const std::string& section, const std::string& key) const {
     std::array<char, 1024> area{};
@@ -26,7 +33,7 @@ std::string lookupText(const ProfileFile& file, const std::string& section,
     const std::string key = textKey(stored);
     if (key.empty()) return {};
     const std::string value = file.read(section, key);
-    if (!value.empty()) return unescapeText(value);
+    if (!value.empty()) return unescapeText(value, &beginsDoubleByteCharacter);
     file.write(section, key, stored);
     return text;
 }

@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "harness/clean_state.h"
+#include "platform/text.h"
 
 namespace velmora {
 namespace {
@@ -23,6 +26,16 @@ TEST_F(Profile, AnotherValueIsATranslation) {
     const ProfileFile file(testing::settingsFilePath());
     EXPECT_EQ(lookupText(file, "Section", "&OK"), "&Gut\tso");
     EXPECT_EQ(lookupText(file, "Other", "&OK"), "&OK");
+}
+
+TEST_F(Profile, TextsAreReadByCharactersOfTheCodePage) {
+    // The runs for double bytes must not pass because the machine lacks the locale.
+    const char* const expected = std::getenv("VELMORA_CODE_PAGE");
+    ASSERT_TRUE(expected == nullptr || GetACP() == static_cast<UINT>(std::atoi(expected)));
+    // In code page 932 the second character ends with the byte of a backslash.
+    const std::string name = toAnsi(L"\u6A5F\u80FDreset");
+    testing::writeSettingsFile("[S]\r\nk=" + name + "\\nnext\r\n");
+    EXPECT_EQ(lookupText(ProfileFile(testing::settingsFilePath()), "S", "k"), name + "\nnext");
 }
 
 TEST_F(Profile, AnEmptyKeyGivesAnEmptyTextAndTouchesNothing) {
