@@ -7,7 +7,7 @@
 #include <atomic>
 #include <thread>
 
-#include "ui/kit/window_text.h"
+#include "ui/kit/window.h"
 
 namespace velmora::testing {
 namespace {

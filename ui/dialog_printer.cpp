@@ -36,9 +36,12 @@ void PrinterDialog::exchange(DataExchange& data) {
     data.check(IDC_PRINTER_AUTHENTICATION, authentication);
     form_.hasAuth = authentication != BST_UNCHECKED;
     data.text(IDC_PRINTER_NAME, form_.name);
-    checkName(data);
+    if (data.checking())
+        if (const auto refusal = checkPrinterName(form_.name, takenNames_)) data.refuse(*refusal);
     data.text(IDC_PRINTER_URL, form_.uri);
-    checkUrl(data);
+    if (data.checking())
+        if (const auto refusal = checkPrinterUrl(form_.uri, IDC_PRINTER_URL, IsValidPrinterUrl))
+            data.refuse(*refusal);
     data.text(IDC_PRINTER_USER_NAME, form_.userName);
     data.text(IDC_PRINTER_PASSWORD, form_.password);
 }
@@ -54,34 +57,6 @@ void PrinterDialog::applyAuthentication() const noexcept {
     for (const int id : {IDC_PRINTER_USER_NAME, IDC_PRINTER_USER_NAME_LABEL, IDC_PRINTER_PASSWORD,
                          IDC_PRINTER_PASSWORD_LABEL})
         enable(id, needed);
-}
-
-void PrinterDialog::checkName(DataExchange& data) const {
-    if (!data.checking()) return;
-    switch (judgePrinterName(form_.name, takenNames_)) {
-        case PrinterNameVerdict::missing:
-            data.refuse(IDC_PRINTER_NAME, LoadMessage(IDS_PRINTER_NAME_MISSING));
-            break;
-        case PrinterNameVerdict::taken:
-            data.refuse(IDC_PRINTER_NAME, LoadMessage(IDS_PRINTER_NAME_USED));
-            break;
-        case PrinterNameVerdict::accepted:
-            break;
-    }
-}
-
-void PrinterDialog::checkUrl(DataExchange& data) const {
-    if (!data.checking()) return;
-    switch (judgePrinterUrl(form_.uri, &IsValidPrinterUrl)) {
-        case PrinterUrlVerdict::missing:
-            data.refuse(IDC_PRINTER_URL, LoadMessage(IDS_URL_MISSING));
-            break;
-        case PrinterUrlVerdict::invalid:
-            data.refuse(IDC_PRINTER_URL, LoadMessage(IDS_URL_INVALID), MessageIcon::Error);
-            break;
-        case PrinterUrlVerdict::accepted:
-            break;
-    }
 }
 
 CDialogNewPrinter::CDialogNewPrinter(std::vector<std::string> takenNames,

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "directory/groups_db.h"
+#include "ui/interface_host.h"
 #include "ui/kit/dialog.h"
 #include "ui/printer_form.h"
 #include "ui/text_table.h"
@@ -22,7 +23,7 @@ class PrinterDialog : public ModalDialog {
     /// group that holds, or will hold, the printer.
     PrinterDialog(int resource, const char* section, PrinterForm form,
                   std::vector<std::string> takenNames)
-        : ModalDialog(resource),
+        : ModalDialog(resource, interfaceHost()),
           texts_(section),
           form_(std::move(form)),
           takenNames_(std::move(takenNames)) {}
@@ -37,8 +38,6 @@ class PrinterDialog : public ModalDialog {
 
   private:
     void applyAuthentication() const noexcept;
-    void checkName(DataExchange& data) const;
-    void checkUrl(DataExchange& data) const;
 
     CTextTable texts_;
     PrinterForm form_;

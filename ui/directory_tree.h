@@ -5,9 +5,25 @@
 
 #include "directory/groups_db.h"
 #include "ui/kit/tree_view.h"
-#include "ui/tree_icons.h"
+#include "ui/kit/user_objects.h"
 
 namespace velmora {
+
+/// The pictures of groups and printers, for trees.
+class TreeIcons {
+  public:
+    // Positions in the strip (ui/resources/tree_icons.txt).
+    static constexpr int kGroup = 0;
+    static constexpr int kPrinter = 1;
+
+    TreeIcons();
+
+    /// Null when it could not be made; trees then show no pictures.
+    HIMAGELIST list() const noexcept { return list_.get(); }
+
+  private:
+    UniqueImageList list_;
+};
 
 /// The printer directory in a tree view: which item shows which node. Reads the directory, never
 /// changes it; items are changed after the directory has been.

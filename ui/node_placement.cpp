@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "ui/group_tree_rules.h"
+
 namespace velmora {
 namespace {
 
@@ -17,6 +19,21 @@ std::vector<CGroupsDBNode*> sourcesOf(const CGroupsDB& directory, const NodeClip
 }
 
 }  // namespace
+
+void NodeClipboard::cut(std::uint32_t id) noexcept {
+    if (id == kRootGroup) return;
+    node_ = id;
+    cut_ = true;
+}
+
+void NodeClipboard::copy(std::uint32_t id) noexcept {
+    node_ = id == kRootGroup ? kWholeContent : id;
+    cut_ = false;
+}
+
+void NodeClipboard::pasted() noexcept {
+    if (isCut()) clear();
+}
 
 NodePlacement planPaste(const CGroupsDB& directory, const NodeClipboard& clipboard,
                         std::uint32_t selected) {

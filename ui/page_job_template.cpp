@@ -2,6 +2,7 @@
 
 #include "ipp/job_template_choices.h"
 #include "ipp/page_ranges.h"
+#include "ui/interface_host.h"
 #include "ui/kit/combo_list.h"
 #include "ui/kit/data_exchange.h"
 #include "ui/resources/resource_ids.h"
@@ -48,7 +49,8 @@ void fill(const ComboList& list, std::span<const NumberChoice> choices) {
 }  // namespace
 
 CPageJobTemplate::CPageJobTemplate()
-    : PropertyPage(IDD_JOB_TEMPLATE, CTextTable(kSection).Lookup(kSection)), texts_(kSection) {}
+    : PropertyPage(IDD_JOB_TEMPLATE, interfaceHost(), CTextTable(kSection).Lookup(kSection)),
+      texts_(kSection) {}
 
 void CPageJobTemplate::onInit() {
     form_ = formOf(record_);
@@ -87,7 +89,7 @@ void CPageJobTemplate::exchange(DataExchange& data) {
     data.check(IDC_JOB_SHEET, form_.jobSheet);
     data.text(IDC_JOB_PAGES_TEXT, form_.pageRanges);
     if (data.checking() && needsPageRangeCheck(form_) && !arePageRanges(form_.pageRanges))
-        data.refuse(IDC_JOB_PAGES_TEXT, LoadMessage(IDS_PAGE_RANGES));
+        data.refuse({IDS_PAGE_RANGES, IDC_JOB_PAGES_TEXT});
     data.check(IDC_JOB_FIDELITY, form_.fidelity);
     data.integer(IDC_JOB_COPIES, form_.copies, kMinCopies, kMaxCopies);
 }

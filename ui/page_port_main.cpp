@@ -3,6 +3,7 @@
 #include "directory/groups_db.h"
 #include "ipp/printer_url.h"
 #include "port/port_names.h"
+#include "ui/interface_host.h"
 #include "ui/kit/data_exchange.h"
 #include "ui/kit/report_list.h"
 #include "ui/resources/resource_ids.h"
@@ -18,7 +19,7 @@ bool checkMark(UINT itemState) noexcept {
 }  // namespace
 
 CPagePortMain::CPagePortMain(CGroupsDB& directory, const SpoolerFunctions& spooler)
-    : PropertyPage(IDD_PORT_MAIN, CTextTable(kSection).Lookup("PagePortMain")),
+    : PropertyPage(IDD_PORT_MAIN, interfaceHost(), CTextTable(kSection).Lookup("PagePortMain")),
       directory_(directory),
       spooler_(spooler) {}
 
@@ -75,11 +76,9 @@ void CPagePortMain::trackItem(const NMLISTVIEW& change) {
         checked_.change(static_cast<std::uint32_t>(*id), checkMark(change.uNewState));
 }
 
-bool CPagePortMain::passes(const std::optional<PortRefusal>& refusal) const {
+bool CPagePortMain::passes(const std::optional<Refusal>& refusal) const {
     if (!refusal) return true;
-    showMessage(LoadMessage(static_cast<UINT>(refusal->message)),
-                refusal->errorIcon ? MessageIcon::Error : MessageIcon::None);
-    focus(refusal->control);
+    refuse(*refusal);
     return false;
 }
 

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "port/spooler.h"
-#include "ui/checked_groups.h"
 #include "ui/kit/property_page.h"
 #include "ui/port_main_rules.h"
 #include "ui/text_table.h"
@@ -53,7 +52,7 @@ class CPagePortMain : public PropertyPage {
     void enableCredentials(bool enabled) const noexcept;
     void applyMode() const noexcept;
     void applyAuthentication() const noexcept;
-    bool passes(const std::optional<PortRefusal>& refusal) const;
+    bool passes(const std::optional<Refusal>& refusal) const;
 
     CGroupsDB& directory_;
     const SpoolerFunctions& spooler_;

@@ -3,6 +3,7 @@
 #include "platform/library.h"
 #include "ui/dialog_printer.h"
 #include "ui/group_tree_rules.h"
+#include "ui/interface_host.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {
@@ -17,7 +18,7 @@ HACCEL loadAccelerators() {
 }  // namespace
 
 CPagePrinterGroups::CPagePrinterGroups(CGroupsDB& directory)
-    : PropertyPage(IDD_PRINTER_GROUPS, CTextTable(kSection).Lookup(kSection)),
+    : PropertyPage(IDD_PRINTER_GROUPS, interfaceHost(), CTextTable(kSection).Lookup(kSection)),
       directory_(directory),
       texts_(kSection),
       tree_(directory),

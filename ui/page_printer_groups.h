@@ -8,9 +8,7 @@
 #include "ui/directory_tree.h"
 #include "ui/kit/property_page.h"
 #include "ui/kit/tree_drag.h"
-#include "ui/kit/tree_edit.h"
 #include "ui/kit/tree_keys.h"
-#include "ui/node_clipboard.h"
 #include "ui/node_placement.h"
 #include "ui/text_table.h"
 

@@ -19,6 +19,9 @@ constexpr UINT kReopenLabel = WM_APP + 1;
 /// What a tree view's own buffers hold of a label, with the terminator.
 constexpr std::size_t kTreeLabel = 260;
 
+/// The directory's store reads names of up to this many bytes.
+constexpr std::size_t kLongestName = 1023;
+
 POINT pointOf(LPARAM position) {
     return {GET_X_LPARAM(position), GET_Y_LPARAM(position)};
 }
@@ -55,7 +58,7 @@ std::optional<LRESULT> CPagePrinterGroups::treeNotify(NMHDR& header) {
 LRESULT CPagePrinterGroups::beginLabelEdit(const NMTVDISPINFOA& info) {
     const CGroupsDBNode* node = tree_.node(info.item.hItem);
     if (node == nullptr || tree_.isTopLevel(info.item.hItem) || !canRename(*node)) return TRUE;
-    edit_.open(view().editBox(), node->name);
+    edit_.open(view().editBox(), node->name, kLongestName);
     return FALSE;
 }
 

@@ -4,6 +4,7 @@
 
 #include "directory/child_index.h"
 #include "directory/groups_db.h"
+#include "ui/printer_form.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {
@@ -14,20 +15,18 @@ PortMainControls usableControls(bool singlePrinter, bool authentication) noexcep
             .groups = !singlePrinter};
 }
 
-std::optional<PortRefusal> checkPortName(const std::string& name,
-                                         const std::vector<std::string>& existing) {
-    if (name.empty()) return PortRefusal{IDS_PORT_NAME_MISSING, IDC_PORT_NAME, false};
+std::optional<Refusal> checkPortName(const std::string& name,
+                                     const std::vector<std::string>& existing) {
+    if (name.empty()) return Refusal{IDS_PORT_NAME_MISSING, IDC_PORT_NAME};
     if (std::find(existing.begin(), existing.end(), name) != existing.end())
-        return PortRefusal{IDS_PORT_NAME_USED, IDC_PORT_NAME, false};
+        return Refusal{IDS_PORT_NAME_USED, IDC_PORT_NAME};
     return std::nullopt;
 }
 
-std::optional<PortRefusal> checkTarget(const PortMainData& data,
-                                       const std::function<bool(const std::string&)>& isValidUrl) {
+std::optional<Refusal> checkTarget(const PortMainData& data,
+                                   const std::function<bool(const std::string&)>& isValidUrl) {
     if (data.mode != kSinglePrinter) return std::nullopt;
-    if (data.url.empty()) return PortRefusal{IDS_URL_MISSING, IDC_PORT_URL, false};
-    if (!isValidUrl(data.url)) return PortRefusal{IDS_URL_INVALID, IDC_PORT_URL, true};
-    return std::nullopt;
+    return checkPrinterUrl(data.url, IDC_PORT_URL, isValidUrl);
 }
 
 std::vector<GroupRow> groupRows(const CGroupsDB& directory) {
@@ -39,6 +38,41 @@ std::vector<GroupRow> groupRows(const CGroupsDB& directory) {
     for (const CGroupsDBGroup* group : groups)
         rows.push_back({group->id, group->name, printersBelow(index, group->id).size()});
     return rows;
+}
+
+void CheckedGroups::append(std::uint32_t id) {
+    if (!ticks_.emplace(id, nextTick_).second) return;
+    byTick_.emplace_hint(byTick_.end(), nextTick_, id);
+    ++nextTick_;
+}
+
+std::vector<std::uint32_t> CheckedGroups::ids() const {
+    std::vector<std::uint32_t> ids;
+    ids.reserve(byTick_.size());
+    for (const auto& [tick, id] : byTick_)
+        ids.push_back(id);
+    return ids;
+}
+
+void CheckedGroups::assign(const std::vector<std::uint32_t>& ids) {
+    byTick_.clear();
+    ticks_.clear();
+    for (const std::uint32_t id : ids)
+        append(id);
+}
+
+void CheckedGroups::change(std::uint32_t id, bool checked) {
+    if (const auto found = ticks_.find(id); found != ticks_.end()) {
+        byTick_.erase(found->second);
+        ticks_.erase(found);
+    }
+    if (checked) append(id);
+}
+
+void CheckedGroups::keepGroupsOf(const CGroupsDB& directory) {
+    std::erase_if(ticks_,
+                  [&](const auto& entry) { return directory.FindGroup(entry.first) == nullptr; });
+    std::erase_if(byTick_, [&](const auto& entry) { return !contains(entry.second); });
 }
 
 PortMainData pageData(const PortConfig& config) {

@@ -2,11 +2,14 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "port/port_config.h"
+#include "ui/kit/refusal.h"
 
 namespace velmora {
 
@@ -34,22 +37,13 @@ struct PortMainControls {
 };
 PortMainControls usableControls(bool singlePrinter, bool authentication) noexcept;
 
-/// Why the page cannot be left: a message, and the control to mend.
-struct PortRefusal {
-    int message;  ///< string-table entry
-    int control;
-    bool errorIcon;
-
-    bool operator==(const PortRefusal&) const = default;
-};
-
 /// A new port's name must be there and be none of those that exist (exact comparison).
-std::optional<PortRefusal> checkPortName(const std::string& name,
-                                         const std::vector<std::string>& existing);
+std::optional<Refusal> checkPortName(const std::string& name,
+                                     const std::vector<std::string>& existing);
 
 /// A single printer must have a URL that `isValidUrl` accepts.
-std::optional<PortRefusal> checkTarget(const PortMainData& data,
-                                       const std::function<bool(const std::string&)>& isValidUrl);
+std::optional<Refusal> checkTarget(const PortMainData& data,
+                                   const std::function<bool(const std::string&)>& isValidUrl);
 
 /// One row of the list of groups.
 struct GroupRow {
@@ -60,6 +54,28 @@ struct GroupRow {
     bool operator==(const GroupRow&) const = default;
 };
 std::vector<GroupRow> groupRows(const CGroupsDB& directory);
+
+/// The printer groups that are ticked for a port, in the order in which the user ticked them.
+class CheckedGroups {
+  public:
+    std::vector<std::uint32_t> ids() const;
+    /// A group that is listed twice counts at its first place.
+    void assign(const std::vector<std::uint32_t>& ids);
+
+    bool contains(std::uint32_t id) const { return ticks_.contains(id); }
+    /// The user's tick or untick. A group that is ticked again moves to the end.
+    void change(std::uint32_t id, bool checked);
+    /// Drops what the directory no longer has as a group: its identifiers are given out again.
+    void keepGroupsOf(const CGroupsDB& directory);
+
+  private:
+    void append(std::uint32_t id);
+
+    // Each id under the number of its tick, and the other way round: thousands are ticked at once.
+    std::map<std::uint64_t, std::uint32_t> byTick_;
+    std::unordered_map<std::uint32_t, std::uint64_t> ticks_;
+    std::uint64_t nextTick_ = 0;
+};
 
 /// Between record and page. The first gives what the page starts with; the second puts into the
 /// record what the page ended with, leaving out what the chosen mode has no use for: a multi-remote

@@ -1,14 +1,14 @@
 #include "ui/port_sheet.h"
 
 #include "directory/groups_db.h"
-#include "ui/kit/window_text.h"
+#include "ui/kit/window.h"
 #include "ui/resources/resource_ids.h"
 #include "ui/text_table.h"
 
 namespace velmora {
 
 PortSheet::PortSheet(HWND parent, CGroupsDB& directory, const SpoolerFunctions& spooler)
-    : SheetWindow(loadResourceText(IDS_CAPTION), parent),
+    : SheetWindow(loadResourceText(IDS_CAPTION), parent, IDM_VISUAL_STYLES),
       directory_(directory),
       main_(directory, spooler),
       groups_(directory) {

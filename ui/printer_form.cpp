@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "ui/resources/resource_ids.h"
+
 namespace velmora {
 
 PrinterForm formOf(const CGroupsDBPrinter& printer) {
@@ -24,16 +26,19 @@ PrinterForm withUsedCredentials(PrinterForm form) {
     return form;
 }
 
-PrinterNameVerdict judgePrinterName(const std::string& name,
-                                    const std::vector<std::string>& taken) {
-    if (name.empty()) return PrinterNameVerdict::missing;
-    const bool isTaken = std::find(taken.begin(), taken.end(), name) != taken.end();
-    return isTaken ? PrinterNameVerdict::taken : PrinterNameVerdict::accepted;
+std::optional<Refusal> checkPrinterName(const std::string& name,
+                                        const std::vector<std::string>& taken) {
+    if (name.empty()) return Refusal{IDS_PRINTER_NAME_MISSING, IDC_PRINTER_NAME};
+    if (std::find(taken.begin(), taken.end(), name) != taken.end())
+        return Refusal{IDS_PRINTER_NAME_USED, IDC_PRINTER_NAME};
+    return std::nullopt;
 }
 
-PrinterUrlVerdict judgePrinterUrl(const std::string& url, bool (*isValid)(const std::string&)) {
-    if (url.empty()) return PrinterUrlVerdict::missing;
-    return isValid(url) ? PrinterUrlVerdict::accepted : PrinterUrlVerdict::invalid;
+std::optional<Refusal> checkPrinterUrl(const std::string& url, int control,
+                                       const std::function<bool(const std::string&)>& isValid) {
+    if (url.empty()) return Refusal{IDS_URL_MISSING, control};
+    if (!isValid(url)) return Refusal{IDS_URL_INVALID, control, MessageIcon::Error};
+    return std::nullopt;
 }
 
 }  // namespace velmora

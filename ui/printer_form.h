@@ -1,10 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "directory/groups_db.h"
+#include "ui/kit/refusal.h"
 
 namespace velmora {
 
@@ -27,14 +30,13 @@ CGroupsDBPrinter recordOf(const PrinterForm& form, std::uint32_t id);
 /// What is kept of an accepted form: no user name and password without authentication.
 PrinterForm withUsedCredentials(PrinterForm form);
 
-enum class PrinterNameVerdict { accepted, missing, taken };
+/// Names are compared byte by byte with those that are `taken`.
+std::optional<Refusal> checkPrinterName(const std::string& name,
+                                        const std::vector<std::string>& taken);
 
-/// Names are compared byte by byte.
-PrinterNameVerdict judgePrinterName(const std::string& name, const std::vector<std::string>& taken);
-
-enum class PrinterUrlVerdict { accepted, missing, invalid };
-
-/// `isValid` is IsValidPrinterUrl, which needs the platform's URL cracker.
-PrinterUrlVerdict judgePrinterUrl(const std::string& url, bool (*isValid)(const std::string&));
+/// `control`: the box that holds `url`. `isValid` is IsValidPrinterUrl, which needs the platform's
+/// URL cracker.
+std::optional<Refusal> checkPrinterUrl(const std::string& url, int control,
+                                       const std::function<bool(const std::string&)>& isValid);
 
 }  // namespace velmora

@@ -7,7 +7,7 @@
 #include "platform/library.h"
 #include "platform/text.h"
 #include "port/settings.h"
-#include "ui/kit/window_text.h"
+#include "ui/kit/window.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {

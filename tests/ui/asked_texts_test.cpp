@@ -10,7 +10,7 @@
 #include "port/directory_store.h"
 #include "port/settings.h"
 #include "tests/ui/groups_page_fixture.h"
-#include "ui/kit/window_text.h"
+#include "ui/kit/window.h"
 
 namespace velmora::testing {
 namespace {

@@ -1,7 +1,7 @@
 // The printer groups page worked with the keyboard and the mouse.
 
 #include "tests/ui/groups_page_fixture.h"
-#include "ui/kit/window_text.h"
+#include "ui/kit/window.h"
 
 namespace velmora::testing {
 namespace {

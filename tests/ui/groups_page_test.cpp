@@ -1,8 +1,8 @@
 // The printer groups page worked by messages.
 
 #include "tests/ui/groups_page_fixture.h"
-#include "ui/kit/window_text.h"
-#include "ui/tree_icons.h"
+#include "ui/directory_tree.h"
+#include "ui/kit/window.h"
 
 namespace velmora::testing {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "ipp/job_template_choices.h"
 #include "tests/ui/port_sheet_fixture.h"
-#include "ui/kit/text_measure.h"
+#include "ui/kit/fonts.h"
 
 namespace velmora::testing {
 namespace {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "directory/groups_db.h"
-#include "ui/checked_groups.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {
@@ -53,10 +52,8 @@ TEST(PortMainRules, ControlsFollowModeAndAuthentication) {
 
 TEST(PortMainRules, NameMustBeNewByteForByte) {
     const std::vector<std::string> existing = {"LPT1:", "IPP1", ""};
-    EXPECT_EQ(checkPortName("", existing),
-              (PortRefusal{IDS_PORT_NAME_MISSING, IDC_PORT_NAME, false}));
-    EXPECT_EQ(checkPortName("IPP1", existing),
-              (PortRefusal{IDS_PORT_NAME_USED, IDC_PORT_NAME, false}));
+    EXPECT_EQ(checkPortName("", existing), (Refusal{IDS_PORT_NAME_MISSING, IDC_PORT_NAME}));
+    EXPECT_EQ(checkPortName("IPP1", existing), (Refusal{IDS_PORT_NAME_USED, IDC_PORT_NAME}));
     for (const char* name : {"ipp1", "IPP", "IPP11", " IPP1", "\xE4"})
         EXPECT_EQ(checkPortName(name, existing), std::nullopt) << name;
     EXPECT_EQ(checkPortName("IPP1", {}), std::nullopt);
@@ -69,10 +66,11 @@ TEST(PortMainRules, OnlyASinglePrinterNeedsAUrl) {
         return false;
     };
     PortMainData data;
-    EXPECT_EQ(checkTarget(data, refuseAll), (PortRefusal{IDS_URL_MISSING, IDC_PORT_URL, false}));
+    EXPECT_EQ(checkTarget(data, refuseAll), (Refusal{IDS_URL_MISSING, IDC_PORT_URL}));
     EXPECT_EQ(asked, 0);
     data.url = "x";
-    EXPECT_EQ(checkTarget(data, refuseAll), (PortRefusal{IDS_URL_INVALID, IDC_PORT_URL, true}));
+    EXPECT_EQ(checkTarget(data, refuseAll),
+              (Refusal{IDS_URL_INVALID, IDC_PORT_URL, MessageIcon::Error}));
     EXPECT_EQ(checkTarget(data, [](const std::string& url) { return url == "x"; }), std::nullopt);
     data.mode = kMultiRemote;
     EXPECT_EQ(checkTarget(data, refuseAll), std::nullopt);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/ui/sample_directory.h"
+#include "ui/resources/resource_ids.h"
 
 namespace velmora {
 namespace {
@@ -20,22 +21,23 @@ TEST(PrinterForm, KeepsCredentialsOnlyWithAuthentication) {
 }
 
 TEST(PrinterName, IsRequiredAndUniqueByteForByte) {
+    const Refusal missing{IDS_PRINTER_NAME_MISSING, IDC_PRINTER_NAME};
     const std::vector<std::string> taken{"Laser", "Office"};
-    EXPECT_EQ(judgePrinterName("", taken), PrinterNameVerdict::missing);
-    EXPECT_EQ(judgePrinterName("", {""}), PrinterNameVerdict::missing);
-    EXPECT_EQ(judgePrinterName("Office", taken), PrinterNameVerdict::taken);
+    EXPECT_EQ(checkPrinterName("", taken), missing);
+    EXPECT_EQ(checkPrinterName("", {""}), missing);
+    EXPECT_EQ(checkPrinterName("Office", taken),
+              (Refusal{IDS_PRINTER_NAME_USED, IDC_PRINTER_NAME}));
     for (const char* free : {"office", "Laser ", "Lase", " "})
-        EXPECT_EQ(judgePrinterName(free, taken), PrinterNameVerdict::accepted) << free;
-    EXPECT_EQ(judgePrinterName("Laser", {}), PrinterNameVerdict::accepted);
+        EXPECT_EQ(checkPrinterName(free, taken), std::nullopt) << free;
+    EXPECT_EQ(checkPrinterName("Laser", {}), std::nullopt);
 }
 
 TEST(PrinterUrl, IsRequiredAndAskedOfTheCracker) {
-    EXPECT_EQ(judgePrinterUrl("", [](const std::string&) { return true; }),
-              PrinterUrlVerdict::missing);
-    EXPECT_EQ(judgePrinterUrl("x", [](const std::string& url) { return url == "x"; }),
-              PrinterUrlVerdict::accepted);
-    EXPECT_EQ(judgePrinterUrl("y", [](const std::string& url) { return url == "x"; }),
-              PrinterUrlVerdict::invalid);
+    const auto isX = [](const std::string& url) { return url == "x"; };
+    EXPECT_EQ(checkPrinterUrl("", 7, [](const std::string&) { return true; }),
+              (Refusal{IDS_URL_MISSING, 7}));
+    EXPECT_EQ(checkPrinterUrl("x", 7, isX), std::nullopt);
+    EXPECT_EQ(checkPrinterUrl("y", 7, isX), (Refusal{IDS_URL_INVALID, 7, MessageIcon::Error}));
 }
 
 }  // namespace

@@ -6,8 +6,8 @@
 #include <iterator>
 
 #include "tests/ui/groups_page_fixture.h"
-#include "ui/kit/text_measure.h"
-#include "ui/kit/window_text.h"
+#include "ui/kit/fonts.h"
+#include "ui/kit/window.h"
 #include "ui/text_table.h"
 
 namespace velmora::testing {

@@ -5,7 +5,7 @@
 #include <array>
 
 #include "harness/clean_state.h"
-#include "ui/kit/window_text.h"
+#include "ui/kit/window.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora::testing {

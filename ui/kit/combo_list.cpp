@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "ui/kit/text_measure.h"
+#include "ui/kit/fonts.h"
 
 namespace velmora {
 namespace {

@@ -4,8 +4,6 @@
 
 #include "ui/kit/dialog.h"
 #include "ui/kit/number_text.h"
-#include "ui/resources/resource_ids.h"
-#include "ui/text_table.h"
 
 namespace velmora {
 namespace {
@@ -19,13 +17,6 @@ HWND nextOfGroup(HWND control) {
     const HWND next = GetWindow(control, GW_HWNDNEXT);
     if (next == nullptr || (GetWindowLongPtrA(next, GWL_STYLE) & WS_GROUP) != 0) return nullptr;
     return next;
-}
-
-std::string outOfBounds(int low, int high) {
-    const std::string text = LoadMessage(IDS_INTEGER_RANGE);
-    if (auto message = formatNumbers(text, {low, high})) return *message;
-    // A translator's placeholders must not decide what the user gets to read.
-    return formatNumbers(loadResourceText(IDS_INTEGER_RANGE), {low, high}).value_or(text);
 }
 
 }  // namespace
@@ -45,9 +36,9 @@ void DataExchange::integer(int id, int& value, int low, int high) {
     if (refused_) return;
     const auto number = parseNumber(dialog_.text(id));
     if (!number)
-        refuse(id, lookupString("Please enter an integer."));
+        refuseNumber(id, dialog_.host().notANumber());
     else if (*number < low || *number > high)
-        refuse(id, outOfBounds(low, high));
+        refuseNumber(id, dialog_.host().outsideBounds(low, high));
     else
         value = static_cast<int>(*number);
 }
@@ -75,9 +66,14 @@ void DataExchange::radio(int first, int& index) {
     }
 }
 
-void DataExchange::refuse(int id, const std::string& message, MessageIcon icon) {
+void DataExchange::refuse(const Refusal& refusal) {
     refused_ = true;
-    dialog_.showMessage(message, icon);
+    dialog_.refuse(refusal);
+}
+
+void DataExchange::refuseNumber(int id, const std::string& message) {
+    refused_ = true;
+    dialog_.showMessage(message);
     dialog_.focus(id);
 }
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "ui/kit/message_box.h"
+#include "ui/kit/refusal.h"
 
 namespace velmora {
 
@@ -10,7 +10,7 @@ class DialogWindow;
 
 /// One pass over a dialog's data, moving it between members and controls in the order of the calls.
 /// The first refusal shows its message and puts the focus into the control concerned; all further
-/// steps then do nothing, so the members behind it keep what they had.
+/// steps then do nothing, so the members that follow keep what they had.
 class DataExchange {
   public:
     enum class Direction { ToControls, FromControls };
@@ -24,7 +24,7 @@ class DataExchange {
 
     void text(int id, std::string& value);
 
-    /// A number with its bounds. Refused when the text is no number, or one outside the bounds.
+    /// A number with its bounds. Refused if the text is not a number, or one outside the bounds.
     void integer(int id, int& value, int low, int high);
 
     /// The state of a check box: 1 checked, 0 not.
@@ -34,10 +34,11 @@ class DataExchange {
     /// (the next control with WS_GROUP), -1 when none is.
     void radio(int first, int& index);
 
-    /// Shows the message and ends the pass as refused.
-    void refuse(int id, const std::string& message, MessageIcon icon = MessageIcon::None);
+    /// Ends the pass as refused, with the refusal's message and the focus in its control.
+    void refuse(const Refusal& refusal);
 
   private:
+    void refuseNumber(int id, const std::string& message);
     bool loading() const noexcept { return direction_ == Direction::ToControls; }
 
     DialogWindow& dialog_;

@@ -4,7 +4,7 @@
 
 #include "platform/library.h"
 #include "ui/kit/data_exchange.h"
-#include "ui/kit/window_text.h"
+#include "ui/kit/window.h"
 
 namespace velmora {
 namespace {
@@ -36,6 +36,11 @@ void DialogWindow::focus(int id) const noexcept {
 
 void DialogWindow::showMessage(const std::string& text, MessageIcon icon) const {
     boxes_->show(window_ == nullptr ? nullptr : GetAncestor(window_, GA_ROOT), text, icon);
+}
+
+void DialogWindow::refuse(const Refusal& refusal) const {
+    showMessage(host_.message(refusal.message), refusal.icon);
+    focus(refusal.control);
 }
 
 void DialogWindow::onInit() {

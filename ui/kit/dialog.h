@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "ui/kit/dialog_font.h"
-#include "ui/kit/message_box.h"
+#include "ui/kit/dialog_host.h"
+#include "ui/kit/fonts.h"
 
 namespace velmora {
 
@@ -38,14 +38,19 @@ class DialogWindow {
     /// Puts the focus into a control as the Tab key does: an edit box gets its text selected.
     void focus(int id) const noexcept;
 
+    DialogHost& host() const noexcept { return host_; }
+    /// The host's, unless others were handed in.
     MessageBoxes& messageBoxes() const noexcept { return *boxes_; }
     /// From now on messages go to `boxes`, which must outlive this object.
     void useMessageBoxes(MessageBoxes& boxes) noexcept { boxes_ = &boxes; }
     /// Shows a message over the top-level window that this window belongs to.
     void showMessage(const std::string& text, MessageIcon icon = MessageIcon::None) const;
+    /// Shows the refusal's message and puts the focus into its control.
+    void refuse(const Refusal& refusal) const;
 
   protected:
-    explicit DialogWindow(int resource) noexcept : resource_(resource) {}
+    DialogWindow(int resource, DialogHost& host)
+        : resource_(resource), host_(host), boxes_(&host.messageBoxes()) {}
 
     int resource() const noexcept { return resource_; }
 
@@ -81,9 +86,10 @@ class DialogWindow {
     INT_PTR route(UINT message, WPARAM wParam, LPARAM lParam);
 
     int resource_;
+    DialogHost& host_;
+    MessageBoxes* boxes_;
     HWND window_ = nullptr;
     DialogFont font_;
-    MessageBoxes* boxes_ = &platformMessageBoxes();
     std::exception_ptr thrown_;
 };
 

@@ -4,12 +4,12 @@
 
 #include <string>
 
+#include "ui/kit/refusal.h"
+
 namespace velmora {
 
-enum class MessageIcon { None, Error };
-
-/// Shows the interface's messages. Every message of every dialog goes through here, so a caller
-/// that wants to record them hands its own to the dialog (DialogWindow::useMessageBoxes).
+/// Shows the messages of dialogs. Every message of every dialog goes through here, so a caller that
+/// wants to record them hands its own to the dialog (DialogWindow::useMessageBoxes).
 class MessageBoxes {
   public:
     virtual ~MessageBoxes() = default;
@@ -17,7 +17,15 @@ class MessageBoxes {
     virtual void show(HWND owner, const std::string& text, MessageIcon icon) = 0;
 };
 
-/// The platform's message box with the interface's title and an OK button.
-MessageBoxes& platformMessageBoxes();
+/// The platform's message box with an OK button.
+class PlatformMessageBoxes : public MessageBoxes {
+  public:
+    /// `title` is asked for with each message.
+    explicit PlatformMessageBoxes(std::string (*title)()) noexcept : title_(title) {}
+    void show(HWND owner, const std::string& text, MessageIcon icon) override;
+
+  private:
+    std::string (*title_)();
+};
 
 }  // namespace velmora

@@ -21,8 +21,8 @@ class PropertyPage : public DialogWindow {
 
   protected:
     /// `title`: what the tab shows, already translated.
-    PropertyPage(int resource, std::string title)
-        : DialogWindow(resource), title_(std::move(title)) {}
+    PropertyPage(int resource, DialogHost& host, std::string title)
+        : DialogWindow(resource, host), title_(std::move(title)) {}
 
     /// The page comes to the front: the first time after onInit. The base moves the data into the
     /// controls.

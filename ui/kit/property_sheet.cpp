@@ -5,7 +5,6 @@
 #include "platform/activation_context.h"
 #include "platform/library.h"
 #include "ui/kit/property_page.h"
-#include "ui/resources/resource_ids.h"
 
 namespace velmora {
 
@@ -15,7 +14,7 @@ void SheetWindow::addPage(PropertyPage& page) {
 }
 
 bool SheetWindow::runModal() {
-    const ActivationContext look(currentModule(), IDM_VISUAL_STYLES);
+    const ActivationContext look(currentModule(), manifest_);
     const INITCOMMONCONTROLSEX classes{sizeof classes, ICC_LISTVIEW_CLASSES | ICC_TREEVIEW_CLASSES};
     InitCommonControlsEx(&classes);
 

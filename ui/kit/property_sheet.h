@@ -25,8 +25,9 @@ class SheetWindow {
     bool runModal();
 
   protected:
-    /// `parent` may be null.
-    SheetWindow(std::string caption, HWND parent) : caption_(std::move(caption)), parent_(parent) {}
+    /// `parent` may be null. `manifest`: the resource that asks for the current look.
+    SheetWindow(std::string caption, HWND parent, int manifest)
+        : caption_(std::move(caption)), parent_(parent), manifest_(manifest) {}
 
     /// Pages come in the order of the calls and must outlive the sheet's run.
     void addPage(PropertyPage& page);
@@ -43,6 +44,7 @@ class SheetWindow {
 
     std::string caption_;
     HWND parent_;
+    int manifest_;
     HWND window_ = nullptr;
     std::vector<PropertyPage*> pages_;
 };

@@ -2,7 +2,10 @@
 
 #include <windows.h>
 
-#include "ui/kit/window_subclass.h"
+#include <cstddef>
+#include <string>
+
+#include "ui/kit/window.h"
 
 namespace velmora {
 
@@ -30,6 +33,20 @@ class TreeKeys : public WindowSubclass {
     HACCEL accelerators_;
     int openCommand_;
     bool wantsEscape_ = false;
+};
+
+/// The box in which a tree's label is edited, taken over while it is open: all keys belong to it,
+/// and texts longer than a tree view's own 259 characters pass. It has no texts of its own to
+/// translate.
+class CTreeEdit : public WindowSubclass {
+  public:
+    /// Takes `editBox` over and shows `text`, selected. At most `longest` bytes can be typed.
+    void open(HWND editBox, const std::string& text, std::size_t longest);
+    /// The whole text that the box holds.
+    std::string text() const;
+
+  protected:
+    LRESULT onMessage(UINT message, WPARAM wParam, LPARAM lParam) noexcept override;
 };
 
 }  // namespace velmora

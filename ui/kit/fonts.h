@@ -1,8 +1,31 @@
 #pragma once
 
+#include <windows.h>
+
+#include <string>
+
 #include "ui/kit/user_objects.h"
 
 namespace velmora {
+
+/// Measures text in a control's own font, in pixels.
+class TextMeasure {
+  public:
+    explicit TextMeasure(HWND control);
+    TextMeasure(const TextMeasure&) = delete;
+    TextMeasure& operator=(const TextMeasure&) = delete;
+    ~TextMeasure();
+
+    int width(const std::string& text) const;
+    int averageCharWidth() const;
+    /// The character set that the font was chosen with (SHIFTJIS_CHARSET...).
+    int charset() const;
+
+  private:
+    HWND control_;
+    HDC context_;
+    HGDIOBJ previousFont_ = nullptr;
+};
 
 /// The font of a dialog's controls. The one that the dialog's resource names is a bitmap font on
 /// some systems, and may have no characters of the code page that all our texts are in.

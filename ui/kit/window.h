@@ -2,7 +2,14 @@
 
 #include <windows.h>
 
+#include <string>
+
 namespace velmora {
+
+/// The whole text of a window or control, of any length.
+std::string windowText(HWND window);
+
+void setWindowText(HWND window, const std::string& text);
 
 /// Looks at the messages of a control before the control does. Replaces the window procedure, which
 /// every version of the common controls allows; the procedure is put back by detach() or the
