@@ -4,6 +4,7 @@
 #include <span>
 
 #include "ipp/job_template_choices.h"
+#include "ipp/status_names.h"
 #include "velmoractl/text/shown_text.h"
 
 namespace velmora::ctl {
@@ -79,41 +80,6 @@ std::span<const NumberChoice> namesOf(std::string_view attribute) {
     return {};
 }
 
-struct StatusName {
-    std::uint32_t status;
-    const char* name;
-};
-constexpr StatusName kStatusNames[] = {
-    {0x0000, "successful-ok"},
-    {0x0001, "successful-ok-ignored-or-substituted-attributes"},
-    {0x0002, "successful-ok-conflicting-attributes"},
-    {0x0400, "client-error-bad-request"},
-    {0x0401, "client-error-forbidden"},
-    {0x0402, "client-error-not-authenticated"},
-    {0x0403, "client-error-not-authorized"},
-    {0x0404, "client-error-not-possible"},
-    {0x0405, "client-error-timeout"},
-    {0x0406, "client-error-not-found"},
-    {0x0407, "client-error-gone"},
-    {0x0408, "client-error-request-entity-too-large"},
-    {0x0409, "client-error-request-value-too-long"},
-    {0x040A, "client-error-document-format-not-supported"},
-    {0x040B, "client-error-attributes-or-values-not-supported"},
-    {0x040C, "client-error-uri-scheme-not-supported"},
-    {0x040D, "client-error-charset-not-supported"},
-    {0x040E, "client-error-conflicting-attributes"},
-    {0x040F, "client-error-compression-not-supported"},
-    {0x0500, "server-error-internal-error"},
-    {0x0501, "server-error-operation-not-supported"},
-    {0x0502, "server-error-service-unavailable"},
-    {0x0503, "server-error-version-not-supported"},
-    {0x0504, "server-error-device-error"},
-    {0x0505, "server-error-temporary-error"},
-    {0x0506, "server-error-not-accepting-jobs"},
-    {0x0507, "server-error-busy"},
-    {0x0508, "server-error-job-canceled"},
-};
-
 }  // namespace
 
 std::string_view attributeName(const IppAttribute& attribute) {
@@ -175,9 +141,8 @@ std::string statusText(std::uint32_t status) {
     const std::uint32_t code = status & 0xFFFF;
     char number[16];
     std::snprintf(number, sizeof number, "0x%04x", static_cast<unsigned>(code));
-    for (const StatusName& one : kStatusNames) {
-        if (one.status == code) return std::string(one.name) + " (" + number + ")";
-    }
+    const std::string_view name = ippStatusName(code);
+    if (!name.empty()) return std::string(name) + " (" + number + ")";
     return std::string("status ") + number;
 }
 
