@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "bench/allocations.h"
+#include "bench/malloc_counts.h"
 #include "bench/codec_messages.h"
 #include "bench/report.h"
 #include "ipp/encoder.h"
@@ -92,13 +92,13 @@ void compare(Report& report, const std::string& what, int repetitions, double ai
     report.add(
         {what, "us", times.first / repetitions * 1e6, times.second / repetitions * 1e6, aim});
     const auto counted = [](const auto& body) {
-        const Allocations before = allocations();
+        const MallocCounts before = mallocCounts();
         body();
-        const Allocations after = allocations();
-        return Allocations{after.count - before.count, after.bytes - before.bytes};
+        const MallocCounts after = mallocCounts();
+        return MallocCounts{after.count - before.count, after.bytes - before.bytes};
     };
-    const Allocations mine = counted(ours);
-    const Allocations theirs = counted(peer);
+    const MallocCounts mine = counted(ours);
+    const MallocCounts theirs = counted(peer);
     report.add({what + ": allocations", "", static_cast<double>(mine.count),
                 static_cast<double>(theirs.count)});
     report.add({what + ": bytes allocated", "B", static_cast<double>(mine.bytes),

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "harness/ipp_dump.h"
-#include "tests/ipp/wire.h"
+#include "harness/wire.h"
 
 // Any bytes, as a response and as a request, read strictly and leniently:
 // - the result does not depend on how the bytes are cut into pieces;

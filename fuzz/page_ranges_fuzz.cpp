@@ -5,7 +5,7 @@
 #include <span>
 
 #include "ipp/page_ranges.h"
-#include "tests/ipp/page_ranges_model.h"
+#include "harness/page_ranges_model.h"
 
 // Any text: parser and model agree on what is malformed, on the ranges and on their normal form.
 

@@ -6,7 +6,7 @@
 #include "harness/allocations.h"
 #include "harness/ipp_dump.h"
 #include "tests/ipp/sample_messages.h"
-#include "tests/ipp/wire.h"
+#include "harness/wire.h"
 
 // What happens when memory runs out at any one place, and how much is used at all.
 

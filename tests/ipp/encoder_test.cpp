@@ -6,7 +6,7 @@
 #include <string>
 
 #include "harness/ipp_dump.h"
-#include "tests/ipp/wire.h"
+#include "harness/wire.h"
 
 namespace velmora {
 namespace {

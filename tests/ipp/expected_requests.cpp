@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "tests/ipp/wire.h"
+#include "harness/wire.h"
 
 namespace velmora::testing {
 namespace {

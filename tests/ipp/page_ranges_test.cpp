@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/ipp/page_ranges_model.h"
+#include "harness/page_ranges_model.h"
 
 namespace velmora {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "harness/ipp_dump.h"
 #include "tests/ipp/sample_messages.h"
-#include "tests/ipp/wire.h"
+#include "harness/wire.h"
 
 namespace velmora {
 namespace {

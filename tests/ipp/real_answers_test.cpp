@@ -5,7 +5,7 @@
 #include <string>
 
 #include "harness/ipp_dump.h"
-#include "tests/ipp/wire.h"
+#include "harness/wire.h"
 
 // Answers of ippeveprinter and cupsd, as they came: fuzz/capture_answers.py.
 

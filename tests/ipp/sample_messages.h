@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/ipp/wire.h"
+#include "harness/wire.h"
 
 namespace velmora {
 

@@ -1,8 +1,8 @@
-#include "bench/allocations.h"
+#include "bench/malloc_counts.h"
 
 namespace {
 
-velmora::bench::Allocations total;
+velmora::bench::MallocCounts total;
 
 void count(std::size_t bytes) noexcept {
     ++total.count;
@@ -11,7 +11,7 @@ void count(std::size_t bytes) noexcept {
 
 }  // namespace
 
-velmora::bench::Allocations velmora::bench::allocations() noexcept {
+velmora::bench::MallocCounts velmora::bench::mallocCounts() noexcept {
     return total;
 }
 

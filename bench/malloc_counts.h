@@ -5,12 +5,12 @@
 namespace velmora::bench {
 
 /// What malloc, calloc and realloc were asked for since the program started, by all of its
-/// libraries. Linking allocations.cpp puts counting functions in the C library's place.
-struct Allocations {
+/// libraries. Linking malloc_counts.cpp puts counting functions in the C library's place.
+struct MallocCounts {
     std::size_t count = 0;
     std::size_t bytes = 0;
 };
 
-Allocations allocations() noexcept;
+MallocCounts mallocCounts() noexcept;
 
 }  // namespace velmora::bench
