@@ -1,6 +1,5 @@
 """A Wine prefix with the files of a download in it, and the administration tool run there."""
 
-import glob
 import json
 import os
 import pty
@@ -8,15 +7,12 @@ import select
 import shutil
 import struct
 import subprocess
-import sys
 import time
 import tty
 from fcntl import ioctl
 from termios import TIOCSWINSZ
 
-ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-sys.path.insert(0, os.path.join(ROOT, "harness", "peers"))
-import peer_process  # noqa: E402
+from wine_prefix import ROOT, WinePrefix, peer_process
 
 # The download unpacked: a folder for the architecture beside the one of the languages.
 DOWNLOAD = "C:\\download\\programs"
@@ -75,25 +71,11 @@ def export_key(key):
     return Step("reg", "export", key, "C:\\batch\\key.reg", "/y")
 
 
-class ToolPrefix:
+class ToolPrefix(WinePrefix):
     def __init__(self, arch, build_directory, directory):
-        self.arch = arch
-        self.build = build_directory
-        self.prefix = os.path.join(directory, "prefix")
-        template = os.path.join(self.build, "wine", "template-null")
-        if not os.path.isdir(template):
-            self.wine("cmd", "/c", "exit", prefix=None)  # makes the template
-        # Hard links share the files of Windows; the registry is private.
-        subprocess.run(["cp", "-al", template, self.prefix], check=True)
-        for name in glob.glob(os.path.join(self.prefix, "*.reg")):
-            os.remove(name)
-        for name in glob.glob(os.path.join(template, "*.reg")):
-            shutil.copy2(name, self.prefix)
+        super().__init__(arch, build_directory, directory)
+        self.programs = os.path.join(build_directory, "bin")
         self.fill_download()
-
-    def path(self, *names):
-        """The host's path of a file on drive C."""
-        return os.path.join(self.prefix, "drive_c", *names)
 
     def fill_download(self):
         programs = self.path("download", "programs")
@@ -101,21 +83,14 @@ class ToolPrefix:
         os.makedirs(self.path("download", "languages"))
         languages = os.path.join(ROOT, "ui", "languages")
         for name in ("velmoractl.exe", "Velmora.dll"):
-            shutil.copy(os.path.join(self.build, "bin", name), programs)
+            shutil.copy(os.path.join(self.programs, name), programs)
         shutil.copy(os.path.join(languages, "Velmora.dat"), programs)
         for name in os.listdir(languages):
             shutil.copy(os.path.join(languages, name), self.path("download", "languages"))
-        shutil.copy(os.path.join(self.build, "bin", "velmora_shim.dll"),
-                    self.path("windows", "system32"))
+        self.install(os.path.join(self.programs, "velmora_shim.dll"))
 
-    def wine(self, *words, prefix="", stdin=b""):
-        environment = dict(os.environ, VELMORA_WINE_TIMEOUT=str(TIMEOUT), LC_ALL="C.UTF-8")
-        if prefix is not None:
-            environment["VELMORA_WINE_PREFIX"] = self.prefix
-        process = subprocess.run(
-            [os.path.join(ROOT, "harness", "wine-run"), self.arch,
-             os.path.join(self.build, "wine"), *words],
-            env=environment, input=stdin, capture_output=True, timeout=TIMEOUT + 30, check=False)
+    def wine(self, *words, stdin=b""):
+        process = self.run(words, TIMEOUT, input=stdin, capture_output=True)
         return Result(process.returncode, process.stdout, process.stderr)
 
     def tool(self, *words, stdin=b""):
@@ -162,15 +137,7 @@ class ToolPrefix:
         tty.setraw(end)
         # Wide enough for no line to be broken.
         ioctl(end, TIOCSWINSZ, struct.pack("HHHH", 50, 250, 0, 0))
-        wine = "wine" if self.arch == "x86" else shutil.which("wine64") or "/usr/lib/wine/wine64"
-        environment = dict(
-            os.environ, WINEPREFIX=self.prefix, WINEDEBUG="-all", TERM="xterm",
-            WINEARCH="win32" if self.arch == "x86" else "win64",
-            WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe=")
-        environment.pop("DISPLAY", None)
-        process = peer_process.start(
-            [wine, DOWNLOAD + "\\velmoractl.exe", *words], env=environment, stdin=end, stdout=end,
-            stderr=end, start_new_session=True)
+        process = self.start_on_terminal([DOWNLOAD + "\\velmoractl.exe", *words], end)
         os.close(end)
         shown = b""
         limit = time.monotonic() + seconds
@@ -192,33 +159,3 @@ class ToolPrefix:
             peer_process.stop(process)
             os.close(terminal)
         return process.returncode, shown.decode("utf-8", "replace")
-
-    def stop(self):
-        subprocess.run(["wineserver", "-k"], env=dict(os.environ, WINEPREFIX=self.prefix),
-                       stderr=subprocess.DEVNULL, timeout=30, check=False)
-
-
-class Printer:
-    """One of the peers on loopback; without a name a real IPP printer."""
-
-    def __init__(self, directory, peer="ippeve_printer", *arguments):
-        self.directory = directory
-        os.makedirs(directory)
-        self.process = peer_process.start(
-            [sys.executable, os.path.join(ROOT, "harness", "peers", peer + ".py"),
-             "--directory", directory, *arguments],
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
-        self.url = self.process.stdout.readline().strip()
-
-    def documents(self):
-        names = [name for name in glob.glob(os.path.join(self.directory, "[0-9]*-*"))
-                 if not name.endswith(".prn")]
-        contents = []
-        for name in sorted(names, key=lambda name: int(os.path.basename(name).split("-")[0])):
-            with open(name, "rb") as file:
-                contents.append(file.read())
-        return contents
-
-    def stop(self):
-        peer_process.stop(self.process)
-        self.process.stdout.close()

@@ -8,7 +8,7 @@
 #include "port/directory_store.h"
 #include "port/settings.h"
 
-namespace print_demo {
+namespace velmora::testing {
 namespace {
 
 std::vector<std::string> split(const std::string& text, char separator) {
@@ -22,7 +22,7 @@ std::vector<std::string> split(const std::string& text, char separator) {
 }
 
 /// The id of the new group.
-std::uint32_t addGroup(velmora::CGroupsDB& directory, const std::string& text) {
+std::uint32_t addGroup(CGroupsDB& directory, const std::string& text) {
     const std::size_t equals = text.find('=');
     const auto* const group = directory.AddGroup(text.substr(0, equals), 1);
     for (const std::string& url : split(text.substr(equals + 1), ',')) {
@@ -34,26 +34,26 @@ std::uint32_t addGroup(velmora::CGroupsDB& directory, const std::string& text) {
 }  // namespace
 
 std::string monitorName() {
-    return velmora::monitorDisplayName();
+    return monitorDisplayName();
 }
 
 void configurePort(const std::string& name, const std::vector<std::string>& targets) {
-    velmora::PortConfig config;
+    PortConfig config;
     config.name = name;
     if (targets.size() == 1 && targets[0].find('=') == std::string::npos) {
         config.singleTarget = 1;
         config.printerUrl = targets[0];
     } else {
-        auto store = velmora::directoryStore();
-        velmora::CGroupsDB directory(store);
+        auto store = directoryStore();
+        CGroupsDB directory(store);
         for (const std::string& target : targets) {
             config.targetIds.push_back(addGroup(directory, target));
         }
         directory.Save();
     }
-    velmora::RegistryPortStore().save(config);
+    RegistryPortStore().save(config);
     // Wine's spooler finds a port only when the monitor's key names it.
-    velmora::RegistryKey::create(kPrintKey + "Monitors\\" + monitorName() + "\\Ports\\" + name);
+    RegistryKey::create(kPrintKey + "Monitors\\" + monitorName() + "\\Ports\\" + name);
 }
 
-}  // namespace print_demo
+}  // namespace velmora::testing

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-namespace print_demo {
+namespace velmora::testing {
 
 /// Where the spooler keeps its monitors and drivers, below HKEY_LOCAL_MACHINE; ends with a
 /// backslash.
@@ -17,4 +17,4 @@ std::string monitorName();
 /// printer directory, and the port prints to all of them.
 void configurePort(const std::string& name, const std::vector<std::string>& targets);
 
-}  // namespace print_demo
+}  // namespace velmora::testing

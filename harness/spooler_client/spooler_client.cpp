@@ -22,6 +22,10 @@
 
 namespace {
 
+using velmora::testing::configurePort;
+using velmora::testing::kPrintKey;
+using velmora::testing::monitorName;
+
 constexpr char kDriver[] = "Velmora demo driver";
 #ifdef _WIN64
 constexpr char kEnvironment[] = "Windows x64";
@@ -43,11 +47,11 @@ int fail(const char* what) {
 
 /// AddMonitor loads the library; the rest is what a setup program or an administrator does.
 int install() {
-    std::string name = print_demo::monitorName();
+    std::string name = monitorName();
     char library[] = "Velmora.dll";
     MONITOR_INFO_2A monitor{name.data(), nullptr, library};
     if (!AddMonitorA(nullptr, 2, reinterpret_cast<BYTE*>(&monitor))) return fail("AddMonitor");
-    velmora::RegistryKey::create(print_demo::kPrintKey + "Environments\\" + kEnvironment +
+    velmora::RegistryKey::create(kPrintKey + "Environments\\" + kEnvironment +
                                  "\\Drivers\\Version-3\\" + kDriver);
     return 0;
 }
@@ -108,7 +112,7 @@ int main(int argc, char** argv) {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     if (words.size() == 1 && words[0] == "install") return install();
     if (words.size() >= 3 && words[0] == "configure") {
-        print_demo::configurePort(words[1], {words.begin() + 2, words.end()});
+        configurePort(words[1], {words.begin() + 2, words.end()});
         return 0;
     }
     if (words.size() == 4 && words[0] == "print") return print(words[1], words[2], words[3]);

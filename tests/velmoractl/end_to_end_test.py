@@ -15,8 +15,9 @@ import tempfile
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "harness"))
+from printer_peer import Printer
 from tool_prefix import (CANCELLED, CONFLICT, DONE, DOWNLOAD, FAILED, NOT_FOUND, NOT_INSTALLED,
-                         PRINT, PRINTER, ROOT, USAGE, Printer, Step, ToolPrefix, export_key,
+                         PRINT, PRINTER, ROOT, USAGE, Step, ToolPrefix, export_key,
                          let_spooler_find, peer_process, set_value, tool, use_shim)
 
 MONITOR = "Velmora IPP Port"

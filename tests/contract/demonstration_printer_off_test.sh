@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # One printer is off: the demonstration must fail and say which, and the others must have it all.
 #
-#   print_demo_printer_off.sh PRINT_DEMO ARGUMENTS...
+#   demonstration_printer_off_test.sh DEMONSTRATION...
 output=$("$@" --switch-off Sales)
 code=$?
 echo "$output"
