@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "bench/malloc_counts.h"
 #include "bench/codec_messages.h"
+#include "bench/malloc_counts.h"
 #include "bench/report.h"
 #include "ipp/encoder.h"
 #include "ipp/reader.h"

@@ -4,8 +4,8 @@
 #include <optional>
 #include <span>
 
-#include "ipp/page_ranges.h"
 #include "harness/page_ranges_model.h"
+#include "ipp/page_ranges.h"
 
 // Any text: parser and model agree on what is malformed, on the ranges and on their normal form.
 

@@ -5,8 +5,8 @@
 
 #include "harness/allocations.h"
 #include "harness/ipp_dump.h"
-#include "tests/ipp/sample_messages.h"
 #include "harness/wire.h"
+#include "tests/ipp/sample_messages.h"
 
 // What happens when memory runs out at any one place, and how much is used at all.
 

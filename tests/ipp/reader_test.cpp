@@ -6,8 +6,8 @@
 #include <string>
 
 #include "harness/ipp_dump.h"
-#include "tests/ipp/sample_messages.h"
 #include "harness/wire.h"
+#include "tests/ipp/sample_messages.h"
 
 namespace velmora {
 namespace {
