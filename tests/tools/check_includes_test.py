@@ -17,7 +17,8 @@ TREE = {
     "directory/tree.h": '#include "platform/text.h"\n',
     "port/record.h": '#include "directory/tree.h"\n#include "ipp/url.h"\n',
     "monitor/list.h": '#include "port/record.h"\n#include "platform/text.h"\n',
-    "ui/page.h": '#include <windows.h>\n\n#include "port/record.h"\n',
+    "ui/page.h": '#include <windows.h>\n\n#include "port/record.h"\n#include "ui/kit/list.h"\n',
+    "ui/kit/list.h": '#include "platform/text.h"\n',
     "velmoractl/verbs.h": '#include "port/record.h"\n',
     "dll/exports.cpp": '#include "monitor/list.h"\n#include "ui/page.h"\n',
     "harness/peer.h": "#include <string>\n",
@@ -26,7 +27,7 @@ TREE = {
     "fuzz/fuzz.cpp": '#include "ipp/reader.h"\n',
     "docs/architecture.md": "".join(f"    {edge}\n" for edge in (
         "dll --> monitor", "dll --> ui", "monitor --> port", "ui --> port", "velmoractl --> port",
-        "port --> ipp", "port --> directory", "ipp --> platform", "directory --> platform")),
+        "ui --> ui_kit", "ui_kit --> platform", "port --> ipp", "port --> directory", "ipp --> platform", "directory --> platform")),
 }
 
 
@@ -68,6 +69,10 @@ class CheckIncludes(unittest.TestCase):
                     "monitor/entries.h includes ui/page.h: monitor may not include ui")
         self.breaks({"ui/dialog.h": '#include "monitor/list.h"\n'},
                     "ui/dialog.h includes monitor/list.h: ui may not include monitor")
+
+    def test_the_dialog_kit_knows_nothing_of_the_pages(self):
+        self.breaks({"ui/kit/list.h": '#include "ui/page.h"\n#include "platform/text.h"\n'},
+                    "ui/kit/list.h includes ui/page.h: ui/kit may not include ui")
 
     def test_a_pure_source_includes_no_windows_header(self):
         self.breaks({"ipp/reader.cpp": "#include <winnls.h>\n"},
