@@ -7,6 +7,8 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,7 +16,7 @@
 #include "bench/bare_client.h"
 #include "bench/report.h"
 #include "harness/peer.h"
-#include "monitor/jobs/ipp_job_platform.h"
+#include "monitor/jobs/ipp_delivery.h"
 #include "monitor/jobs/multi_target_job.h"
 
 // One document to many printers at once, beside as many bare loops of the platform's calls, each in
@@ -45,44 +47,47 @@ double committedBytes() {
     return static_cast<double>(counters.PagefileUsage);
 }
 
-/// The product's surroundings, with the packets' memory counted as the heap charges it: a header of
-/// two pointers, in steps of that size.
-class MeasuredPlatform final : public JobPlatform {
+/// The packets' memory, counted as the heap charges it: a header of two pointers, in steps of that
+/// size. Packets are made and freed by the writer alone.
+class MeasuredMemory {
   public:
-    std::unique_ptr<Event> makeEvent(EventReset reset) override { return real_.makeEvent(reset); }
-    void* allocate(std::size_t size) noexcept override {
-        void* const memory = real_.allocate(size);
-        bytes_ += charged(memory);
-        peakBytes_ = std::max(peakBytes_, bytes_);
-        return memory;
-    }
-    void release(void* memory) noexcept override {
-        bytes_ -= charged(memory);
-        real_.release(memory);
-    }
-    std::unique_ptr<WorkerThread> startThread(std::function<void()> body) override {
-        return real_.startThread(std::move(body));
-    }
-    std::unique_ptr<DocumentConnection> connect(const PrintTarget& target, const std::string& name,
-                                                const JobTemplate& jobTemplate) override {
-        auto connection = real_.connect(target, name, jobTemplate);
-        if (connection == nullptr || connection->hasError()) stop("a printer is not reached");
-        return connection;
+    PacketMemory memory() {
+        return {[](void* owner, std::size_t size) noexcept {
+                    return static_cast<MeasuredMemory*>(owner)->allocate(size);
+                },
+                [](void* owner, void* block) noexcept {
+                    static_cast<MeasuredMemory*>(owner)->release(block);
+                },
+                this};
     }
 
     double peakBytes() const { return static_cast<double>(peakBytes_); }
 
   private:
-    static std::size_t charged(void* memory) {
+    void* allocate(std::size_t size) noexcept {
+        void* const block = PacketMemory::allocateFromHeap(nullptr, size);
+        bytes_ += charged(block);
+        peakBytes_ = std::max(peakBytes_, bytes_);
+        return block;
+    }
+    void release(void* block) noexcept {
+        bytes_ -= charged(block);
+        PacketMemory::releaseToHeap(nullptr, block);
+    }
+    static std::size_t charged(void* block) {
         constexpr std::size_t kStep = 2 * sizeof(void*);
-        return (_msize(memory) + kStep + kStep - 1) / kStep * kStep;
+        return (_msize(block) + kStep + kStep - 1) / kStep * kStep;
     }
 
-    JobPlatform& real_ = ippJobPlatform();
-    // Packets are made and freed by the writer alone.
     std::size_t bytes_ = 0;
     std::size_t peakBytes_ = 0;
 };
+
+std::unique_ptr<Delivery> connectOrStop(const DeliveryOrder& order) {
+    auto delivery = connectToPrinter(order);
+    if (delivery == nullptr || delivery->failed()) stop("a printer is not reached");
+    return delivery;
+}
 
 /// Processor time is the mean of all turns, since the platform counts it in steps of 10 ms; wall
 /// time the least.
@@ -126,18 +131,18 @@ Cost costOf(Body&& body) {
 }
 
 Cost printOurs(const std::string& url, int printers, const std::string& document) {
-    MeasuredPlatform platform;
+    MeasuredMemory packets;
     PrintTarget target;
     target.url = url;
     const std::vector<PrintTarget> targets(static_cast<std::size_t>(printers), target);
     Cost cost = costOf([&] {
-        MultiTargetJob job(targets, "Document", {}, platform);
-        for (std::size_t at = 0; at < document.size(); at += kPiece) {
-            job.write(document.data() + at, std::min(kPiece, document.size() - at));
-        }
-        job.write(nullptr, 0);
+        MultiTargetJob job(connectOrStop, targets, "Document", {}, packets.memory());
+        const auto bytes = std::as_bytes(std::span(document));
+        for (std::size_t at = 0; at < bytes.size(); at += kPiece)
+            job.write(bytes.subspan(at, std::min(kPiece, bytes.size() - at)));
+        job.end();
     });
-    cost.queueBytes = platform.peakBytes();
+    cost.queueBytes = packets.peakBytes();
     return cost;
 }
 

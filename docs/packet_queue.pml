@@ -1,5 +1,5 @@
-/* The packet queue of a job for several printers (monitor/packet_queue.*, monitor/target_worker.*,
- * monitor/multi_target_job.*), as small as it can be while every interleaving still shows.
+/* The packet queue of a job for several printers (monitor/jobs/packet_queue.*, target_worker.*,
+ * monitor/jobs/multi_target_job.*), as small as it can be while every interleaving still shows.
  *
  * Stated and checked:
  *   - no packet is looked at, by a worker or by the writer, after it has been freed;

@@ -205,6 +205,10 @@ UniqueIppMessage IppConnection::readResponse(const IppReadPolicy& policy) {
 bool IppConnection::finish() {
     if (lastError_ != 0 || !bodyOpen_) return false;
     writeData(nullptr, 0);
+    return accepted();
+}
+
+bool IppConnection::accepted() {
     const UniqueIppMessage response = readResponse();
     // successful-ok, -ignored-or-substituted-attributes, -conflicting-attributes (RFC 2911, 13.1.2)
     return response && (response->operationOrStatus & 0xFFFF) <= 2;

@@ -79,6 +79,9 @@ class IppConnection {
     /// HTTP status other than 200 stays in httpStatus(); else it was no complete IPP response.
     UniqueIppMessage readResponse(const IppReadPolicy& policy = {});
 
+    /// Reads the answer to a finished request; true if the printer accepted the job.
+    bool accepted();
+
     /// Ends the open body and reads the answer; true when the printer accepted the job. False at
     /// once, with nothing sent, when an error has been noticed before or no body is open.
     bool finish();

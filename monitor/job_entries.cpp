@@ -1,15 +1,20 @@
 #include "monitor/job_entries.h"
 
+#include <memory>
 #include <mutex>
 #include <span>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "monitor/entry_guard.h"
-#include "monitor/jobs/job_lifecycle.h"
+#include "monitor/jobs/ipp_delivery.h"
 #include "monitor/monitor_lock.h"
+#include "monitor/port.h"
 #include "platform/text.h"
+#include "port/directory_store.h"
 #include "port/spooler.h"
+#include "port/targets.h"
 
 namespace velmora {
 namespace {
@@ -33,6 +38,33 @@ std::string ansi(const wchar_t* text) {
     return toAnsi(text);
 }
 
+std::vector<PrintTarget> resolveTargets(const PortConfig& config) {
+    if (config.singleTarget != 0) return {ownTarget(config)};
+    RegistryGroupsStore store = directoryStore();
+    return directoryTargets(config, store);
+}
+
+void reportSent(const JobInfo& info) {
+    spooler().setJob(info.printerHandle, info.jobId, 0, nullptr, JOB_CONTROL_SENT_TO_PRINTER);
+    spooler().closePrinter(info.printerHandle);
+}
+
+/// Attaches a job to the port. One that fails to start stays attached all the same, for the end.
+bool startJob(Port& port, char* printerName, JobInfo info) {
+    auto job = std::make_unique<PortJob>(std::move(info), reportSent);
+    // A printer that cannot be opened does not stop the job: it only goes unreported at its end,
+    // where the null handle is passed on.
+    spooler().openPrinter(printerName, &job->info().printerHandle, nullptr);
+
+    // What the port still has from a job that was never ended is abandoned, not ended: nobody knows
+    // whether one of the spooler's threads is still in it.
+    static_cast<void>(port.job.release());
+    port.job = std::move(job);
+    // A copy: connecting takes long, and the port may be configured anew meanwhile.
+    const PortConfig config = *port.config();
+    return port.job->start(connectToPrinter, resolveTargets(config), config.jobTemplate);
+}
+
 template <class Char>
 BOOL startDocPort(HANDLE port, Char* printer, DWORD job, const BYTE* docInfo) {
     if (port == nullptr || docInfo == nullptr) return FALSE;
@@ -41,7 +73,7 @@ BOOL startDocPort(HANDLE port, Char* printer, DWORD job, const BYTE* docInfo) {
     return guardedEntry<BOOL>(FALSE, [&]() -> BOOL {
         std::string printerName = printer == nullptr ? std::string() : ansi(printer);
         return startJob(*static_cast<Port*>(port),
-                        {printer == nullptr ? nullptr : printerName.data(), job, ansi(name)});
+                        printer == nullptr ? nullptr : printerName.data(), {job, ansi(name)});
     });
 }
 
@@ -59,10 +91,11 @@ BOOL WINAPI startDocPortA(HANDLE port, char* printer, DWORD job, DWORD, BYTE* do
 BOOL WINAPI writePort(HANDLE port, BYTE* buffer, DWORD size, DWORD* written) {
     if (size == 0) return TRUE;
     std::uint32_t accepted = 0;
-    const BOOL result = port != nullptr && buffer != nullptr && guardedEntry(false, [&] {
-                            return writeJob(*static_cast<Port*>(port),
-                                            std::as_bytes(std::span(buffer, size)), accepted);
-                        });
+    const BOOL result =
+        port != nullptr && buffer != nullptr && guardedEntry(false, [&] {
+            PortJob* const job = static_cast<Port*>(port)->job.get();
+            return job != nullptr && job->write(std::as_bytes(std::span(buffer, size)), accepted);
+        });
     if (written != nullptr) *written = accepted;
     return result;
 }
@@ -73,7 +106,7 @@ BOOL WINAPI writePortA(HANDLE port, BYTE* buffer, DWORD size, DWORD* written) {
 }
 
 BOOL WINAPI endDocPort(HANDLE port) {
-    if (port != nullptr) endJob(*static_cast<Port*>(port));
+    if (port != nullptr) static_cast<Port*>(port)->job.reset();
     return TRUE;
 }
 

@@ -4,8 +4,7 @@
 #include <memory>
 #include <utility>
 
-#include "monitor/jobs/job_info.h"
-#include "monitor/jobs/print_job.h"
+#include "monitor/jobs/port_job.h"
 #include "monitor/snapshot.h"
 #include "port/port_config.h"
 
@@ -20,13 +19,12 @@ class Port {
     Port(PortConfigDomain& domain, PortConfig config)
         : config_(domain, std::make_unique<const PortConfig>(std::move(config))) {}
 
-    /// The configuration as it stands now, readable from any thread without a lock.
+    /// The current configuration, readable from any thread without a lock.
     Snapshot<PortConfig>::View config() const noexcept { return config_.view(); }
 
-    // The job in hand. The spooler calls the entries of one port one after the other, so these two
-    // belong to whichever of its threads is in such an entry.
-    std::unique_ptr<JobInfo> jobInfo;
-    std::unique_ptr<PrintJob> job;
+    /// The job in hand; null if there is none. The spooler calls the entries of one port one after
+    /// the other, so it belongs to whichever of its threads is in such an entry.
+    std::unique_ptr<PortJob> job;
 
   private:
     friend class PortList;

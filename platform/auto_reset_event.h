@@ -2,8 +2,6 @@
 
 #include <atomic>
 
-#include "platform/event.h"
-
 namespace velmora {
 
 /// An auto-reset event whose state is a number in this process: only a wait for a signal that is
@@ -12,9 +10,9 @@ namespace velmora {
 ///
 /// `Semaphore` starts at 0 and has post() and wait().
 template <class Semaphore>
-class AutoResetEvent final : public Event {
+class AutoResetEvent {
   public:
-    void set() override {
+    void set() {
         int state = state_.load(std::memory_order_relaxed);
         // A signal that is there already stays the only one.
         while (!state_.compare_exchange_weak(state, state < kSignalled ? state + 1 : kSignalled,
@@ -24,13 +22,13 @@ class AutoResetEvent final : public Event {
         if (state < 0) semaphore_.post();
     }
 
-    void reset() override {
+    void reset() {
         int state = kSignalled;
         state_.compare_exchange_strong(state, 0, std::memory_order_acquire,
                                        std::memory_order_relaxed);
     }
 
-    void pulse() override {
+    void pulse() {
         int state = state_.load(std::memory_order_relaxed);
         while (!state_.compare_exchange_weak(state, state < 0 ? state + 1 : 0,
                                              std::memory_order_release,
@@ -39,7 +37,7 @@ class AutoResetEvent final : public Event {
         if (state < 0) semaphore_.post();
     }
 
-    void wait() override {
+    void wait() {
         if (state_.fetch_sub(1, std::memory_order_acquire) < kSignalled) semaphore_.wait();
     }
 

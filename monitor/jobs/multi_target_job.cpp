@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "monitor/jobs/target_worker.h"
+
 namespace velmora {
 namespace {
 
@@ -9,13 +11,13 @@ constexpr std::uint32_t kEndStepMilliseconds = 1000;
 
 }  // namespace
 
-MultiTargetJob::MultiTargetJob(const std::vector<PrintTarget>& targets,
+MultiTargetJob::MultiTargetJob(const Connect& connect, const std::vector<PrintTarget>& targets,
                                const std::string& documentName, const JobTemplate& jobTemplate,
-                               JobPlatform& platform)
-    : queue_(targets.size(), platform), workers_(targets.size()) {
+                               const PacketMemory& memory)
+    : queue_(targets.size(), memory), workers_(targets.size()) {
     // Nothing below may throw: the workers that run already use the queue.
     for (std::size_t slot = 0; slot < targets.size(); ++slot) {
-        workers_[slot] = startWorker(slot, targets[slot], documentName, jobTemplate, platform);
+        workers_[slot] = startWorker(slot, connect, targets[slot], documentName, jobTemplate);
         if (workers_[slot] == nullptr) queue_.abandonSlot(slot);
     }
 }
@@ -23,7 +25,7 @@ MultiTargetJob::MultiTargetJob(const std::vector<PrintTarget>& targets,
 MultiTargetJob::~MultiTargetJob() {
     // Without an end the workers would wait for ever. The spooler always ends a job before it drops
     // it; this is for the way out after an error.
-    if (!queue_.ended()) queue_.write(nullptr, 0);
+    if (!queue_.ended()) queue_.end();
     for (auto& worker : workers_) {
         if (worker == nullptr) continue;
         // A pulse reaches only those who wait at that moment; a worker that was busy sending gets
@@ -35,17 +37,20 @@ MultiTargetJob::~MultiTargetJob() {
     }
 }
 
-bool MultiTargetJob::write(const void* data, std::size_t length) {
-    return queue_.write(data, static_cast<std::uint32_t>(length));
+bool MultiTargetJob::write(std::span<const std::byte> piece) {
+    return queue_.write(piece);
 }
 
-std::unique_ptr<TargetWorker> MultiTargetJob::startWorker(std::size_t slot,
+bool MultiTargetJob::end() {
+    return queue_.end();
+}
+
+std::unique_ptr<TargetWorker> MultiTargetJob::startWorker(std::size_t slot, const Connect& connect,
                                                           const PrintTarget& target,
                                                           const std::string& documentName,
-                                                          const JobTemplate& jobTemplate,
-                                                          JobPlatform& platform) try {
-    auto worker =
-        std::make_unique<TargetWorker>(queue_, slot, platform, target, documentName, jobTemplate);
+                                                          const JobTemplate& jobTemplate) try {
+    auto worker = std::make_unique<TargetWorker>(queue_, slot, connect,
+                                                 DeliveryOrder{target, documentName, jobTemplate});
     if (!worker->start()) return nullptr;
     return worker;
 } catch (...) {

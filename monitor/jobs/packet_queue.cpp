@@ -10,18 +10,22 @@ namespace velmora {
 // Freed without a destructor call.
 static_assert(std::is_trivially_destructible_v<DataPacket>);
 
-void PacketQueue::PacketDeleter::operator()(DataPacket* packet) const noexcept {
-    platform->release(packet);
+void* PacketMemory::allocateFromHeap(void*, std::size_t size) noexcept {
+    return ::operator new(size, std::nothrow);
 }
 
-PacketQueue::PacketQueue(std::size_t slots, QueuePlatform& platform)
-    : platform_(platform),
-      slots_(slots),
-      dataEvent_(platform.makeEvent(EventReset::Manual)),
-      consumedEvent_(platform.makeEvent(EventReset::Auto)),
-      endPacket_(makePacket(nullptr, 0)) {
+void PacketMemory::releaseToHeap(void*, void* block) noexcept {
+    ::operator delete(block);
+}
+
+void PacketQueue::PacketDeleter::operator()(DataPacket* packet) const noexcept {
+    memory->release(memory->owner, packet);
+}
+
+PacketQueue::PacketQueue(std::size_t slots, const PacketMemory& memory)
+    : memory_(memory), slots_(slots), endPacket_(makePacket({})) {
     if (endPacket_ == nullptr) throw std::bad_alloc();
-    dataEvent_->reset();
+    dataEvent_.reset();
 }
 
 PacketQueue::~PacketQueue() {
@@ -29,19 +33,25 @@ PacketQueue::~PacketQueue() {
         takeHead();
 }
 
-bool PacketQueue::write(const void* data, std::uint32_t length) {
-    if (ended()) return false;
-    PacketPtr packet = length == 0 ? std::exchange(endPacket_, nullptr) : makePacket(data, length);
+bool PacketQueue::write(std::span<const std::byte> bytes) {
+    return !ended() && send(makePacket(bytes));
+}
+
+bool PacketQueue::end() {
+    return send(std::exchange(endPacket_, nullptr));
+}
+
+bool PacketQueue::send(PacketPtr packet) {
     if (packet == nullptr) return false;
     packet->sequence = nextSequence_++;
 
-    consumedEvent_->reset();
+    consumedEvent_.reset();
     append(std::move(packet));
-    dataEvent_->pulse();
+    dataEvent_.pulse();
     // The writer never waits for a reader: it sets the event itself before it waits. A slow printer
     // thus costs memory, but does not hold up the others.
-    consumedEvent_->set();
-    consumedEvent_->wait();
+    consumedEvent_.set();
+    consumedEvent_.wait();
 
     walkPastGoneReaders();
     freeLeftPackets();
@@ -52,13 +62,14 @@ void PacketQueue::abandonSlot(std::size_t slot) noexcept {
     slots_[slot].gone.store(true, std::memory_order_release);
 }
 
-PacketQueue::PacketPtr PacketQueue::makePacket(const void* data, std::uint32_t length) noexcept {
-    void* const memory = platform_.allocate(sizeof(DataPacket) + length);
-    if (memory == nullptr) return {nullptr, {&platform_}};
+PacketQueue::PacketPtr PacketQueue::makePacket(std::span<const std::byte> bytes) noexcept {
+    void* const block = memory_.allocate(memory_.owner, sizeof(DataPacket) + bytes.size());
+    if (block == nullptr) return {nullptr, {&memory_}};
     auto* const packet =
-        new (memory) DataPacket{0, nullptr, static_cast<std::uint32_t>(slots_.size()), length};
-    if (length != 0) std::memcpy(static_cast<void*>(packet + 1), data, length);
-    return {packet, {&platform_}};
+        new (block) DataPacket{0, nullptr, static_cast<std::uint32_t>(slots_.size()),
+                               static_cast<std::uint32_t>(bytes.size())};
+    if (!bytes.empty()) std::memcpy(static_cast<void*>(packet + 1), bytes.data(), bytes.size());
+    return {packet, {&memory_}};
 }
 
 void PacketQueue::append(PacketPtr packet) noexcept {
@@ -99,7 +110,7 @@ PacketQueue::PacketPtr PacketQueue::takeHead() noexcept {
     DataPacket* const next = head->next.load(std::memory_order_relaxed);
     head_.store(next, std::memory_order_relaxed);
     if (next == nullptr) tail_ = nullptr;
-    return {head, {&platform_}};
+    return {head, {&memory_}};
 }
 
 PacketQueue::Reader::~Reader() {
@@ -123,7 +134,7 @@ const DataPacket* PacketQueue::Reader::successor() const noexcept {
 void PacketQueue::Reader::moveOn() noexcept {
     DataPacket* const left = current_;
     current_ = left->next.load(std::memory_order_acquire);
-    queue_.consumedEvent_->set();
+    queue_.consumedEvent_.set();
     left->pendingReaders.fetch_sub(1, std::memory_order_release);
 }
 

@@ -4,22 +4,22 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
-#include "platform/event.h"
+#include "platform/threads.h"
 
 namespace velmora {
 
-/// What a packet queue takes from its surroundings.
-class QueuePlatform {
-  public:
-    virtual ~QueuePlatform() = default;
+/// Where the packets of a queue are kept. Used by the writer's thread alone.
+struct PacketMemory {
+    /// Memory aligned for a pointer; null if there is none.
+    void* (*allocate)(void* owner, std::size_t size) noexcept = allocateFromHeap;
+    void (*release)(void* owner, void* block) noexcept = releaseToHeap;
+    void* owner = nullptr;
 
-    /// Throws std::bad_alloc when there is none to be had.
-    virtual std::unique_ptr<Event> makeEvent(EventReset reset) = 0;
-    /// Memory for a packet, aligned for a pointer; null when there is none.
-    virtual void* allocate(std::size_t size) noexcept = 0;
-    virtual void release(void* memory) noexcept = 0;
+    static void* allocateFromHeap(void*, std::size_t size) noexcept;
+    static void releaseToHeap(void*, void* block) noexcept;
 };
 
 /// One piece of the document, or with length 0 its end. The bytes follow the header in the same
@@ -30,7 +30,10 @@ struct DataPacket {
     std::atomic<std::uint32_t> pendingReaders;  ///< readers that have not moved on from here
     std::uint32_t length;
 
-    const void* data() const noexcept { return this + 1; }
+    bool isEnd() const noexcept { return length == 0; }
+    std::span<const std::byte> bytes() const noexcept {
+        return {reinterpret_cast<const std::byte*>(this + 1), length};
+    }
 };
 
 /// The pieces of one document on their way to several readers, each in a thread of its own. Every
@@ -48,29 +51,31 @@ class PacketQueue {
   public:
     class Reader;
 
-    /// Throws std::bad_alloc. `platform` must outlive the queue.
-    PacketQueue(std::size_t slots, QueuePlatform& platform);
+    /// Throws std::bad_alloc. The owner of `memory` must outlive the queue.
+    explicit PacketQueue(std::size_t slots, const PacketMemory& memory = {});
     /// Frees every packet. No reader may be left.
     ~PacketQueue();
     PacketQueue(const PacketQueue&) = delete;
     PacketQueue& operator=(const PacketQueue&) = delete;
 
-    /// Appends a copy of the bytes and wakes the readers that wait; never waits for them. Length 0
-    /// ends the document, which always succeeds the first time: its packet is set aside beforehand,
-    /// since readers that never see an end would never let the job end. False, with nothing
-    /// changed, when memory has run out or the document has ended already.
-    bool write(const void* data, std::uint32_t length);
+    /// Appends a copy of the bytes (at least one) and wakes the readers that wait; never waits for
+    /// them. False, with nothing changed, if memory has run out or the document has ended.
+    bool write(std::span<const std::byte> bytes);
+    /// Ends the document. Always succeeds the first time: the packet for it is set aside
+    /// beforehand, since readers that never see an end would never let the job end. False if the
+    /// document has ended already.
+    bool end();
     bool ended() const noexcept { return endPacket_ == nullptr; }
 
     /// Wakes the readers that wait at this moment.
-    void wakeReaders() { dataEvent_->pulse(); }
+    void wakeReaders() { dataEvent_.pulse(); }
 
     /// For the writer, in place of a reader: the slot never gets one.
     void abandonSlot(std::size_t slot) noexcept;
 
   private:
     struct PacketDeleter {
-        QueuePlatform* platform;
+        const PacketMemory* memory;
         void operator()(DataPacket* packet) const noexcept;
     };
     using PacketPtr = std::unique_ptr<DataPacket, PacketDeleter>;
@@ -84,19 +89,20 @@ class PacketQueue {
         bool walkedPast = false;
     };
 
-    PacketPtr makePacket(const void* data, std::uint32_t length) noexcept;
+    PacketPtr makePacket(std::span<const std::byte> bytes) noexcept;
+    bool send(PacketPtr packet);
     void append(PacketPtr packet) noexcept;
     void walkPastGoneReaders() noexcept;
     void freeLeftPackets() noexcept;
     PacketPtr takeHead() noexcept;
 
-    QueuePlatform& platform_;
+    const PacketMemory memory_;
     std::vector<Slot> slots_;
     std::uint32_t walkedPastSlots_ = 0;
     std::atomic<DataPacket*> head_{nullptr};
     DataPacket* tail_ = nullptr;
-    std::unique_ptr<Event> dataEvent_;      ///< manual reset, pulsed for new data
-    std::unique_ptr<Event> consumedEvent_;  ///< auto reset, set when a packet has been consumed
+    Event dataEvent_{EventReset::Manual};    ///< pulsed for new data
+    Event consumedEvent_{EventReset::Auto};  ///< set when a packet has been consumed
     std::uint32_t nextSequence_ = 0;
     PacketPtr endPacket_;
 };
@@ -112,13 +118,13 @@ class PacketQueue::Reader {
 
     /// Waits for data and stands on the document's first packet.
     const DataPacket& first();
-    /// The packet behind the current one, or null when it has not been written yet.
+    /// The packet after the current one, or null if it has not been written yet.
     const DataPacket* successor() const noexcept;
     /// Leaves the current packet for its successor, which must be there. The packet that was left
     /// may be gone from now on.
     void moveOn() noexcept;
     /// Waits for more data. May return early.
-    void waitForData() { queue_.dataEvent_->wait(); }
+    void waitForData() { queue_.dataEvent_.wait(); }
 
   private:
     PacketQueue& queue_;

@@ -5,25 +5,25 @@
 namespace velmora {
 namespace {
 
-/// A connection with an error gets nothing more, but its worker walks on through the queue, so that
+/// A delivery that has failed gets nothing more, but its worker walks on through the queue, so that
 /// the packets can be freed.
-void sendPacket(DocumentConnection& connection, const DataPacket& packet) {
-    if (!connection.hasError()) connection.send(packet.data(), packet.length);
+void send(Delivery& delivery, const DataPacket& packet) {
+    if (delivery.failed()) return;
+    if (packet.isEnd()) {
+        delivery.end();
+    } else {
+        delivery.write(packet.bytes());
+    }
 }
 
 }  // namespace
 
-TargetWorker::TargetWorker(PacketQueue& queue, std::size_t slot, JobPlatform& platform,
-                           PrintTarget target, std::string documentName, JobTemplate jobTemplate)
-    : target_(std::move(target)),
-      documentName_(std::move(documentName)),
-      jobTemplate_(std::move(jobTemplate)),
-      queue_(queue),
-      slot_(slot),
-      platform_(platform) {}
+TargetWorker::TargetWorker(PacketQueue& queue, std::size_t slot, Connect connect,
+                           DeliveryOrder order)
+    : queue_(queue), slot_(slot), connect_(std::move(connect)), order_(std::move(order)) {}
 
 bool TargetWorker::start() {
-    thread_ = platform_.startThread([this] { run(); });
+    thread_ = Thread::start([this] { run(); });
     return thread_ != nullptr;
 }
 
@@ -42,21 +42,21 @@ void TargetWorker::run() noexcept {
 void TargetWorker::deliver() {
     // Given up last, whatever happens below: the queue then stops counting this worker.
     PacketQueue::Reader reader(queue_, slot_);
-    const auto connection = platform_.connect(target_, documentName_, jobTemplate_);
-    if (connection == nullptr) return;
+    const auto delivery = connect_(order_);
+    if (delivery == nullptr) return;
 
     const DataPacket* packet = &reader.first();
-    sendPacket(*connection, *packet);
-    while (packet->length != 0) {
+    send(*delivery, *packet);
+    while (!packet->isEnd()) {
         if (const DataPacket* const next = reader.successor()) {
-            sendPacket(*connection, *next);
+            send(*delivery, *next);
             reader.moveOn();
             packet = next;
         } else {
             reader.waitForData();
         }
     }
-    if (!connection->hasError()) connection->discardResponse();
+    if (!delivery->failed()) delivery->accepted();
 }
 
 }  // namespace velmora

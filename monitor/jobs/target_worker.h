@@ -3,13 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string>
 
-#include "ipp/job_template.h"
-#include "ipp/print_target.h"
-#include "monitor/jobs/job_platform.h"
+#include "monitor/jobs/delivery.h"
 #include "monitor/jobs/packet_queue.h"
-#include "platform/worker_thread.h"
+#include "platform/threads.h"
 
 namespace velmora {
 
@@ -18,8 +15,7 @@ namespace velmora {
 /// is not reported: one printer that fails must not disturb the others.
 class TargetWorker {
   public:
-    TargetWorker(PacketQueue& queue, std::size_t slot, JobPlatform& platform, PrintTarget target,
-                 std::string documentName, JobTemplate jobTemplate);
+    TargetWorker(PacketQueue& queue, std::size_t slot, Connect connect, DeliveryOrder order);
     TargetWorker(const TargetWorker&) = delete;
     TargetWorker& operator=(const TargetWorker&) = delete;
 
@@ -33,13 +29,11 @@ class TargetWorker {
     void run() noexcept;
     void deliver();
 
-    PrintTarget target_;
-    std::string documentName_;
-    JobTemplate jobTemplate_;
-    std::unique_ptr<WorkerThread> thread_;
     PacketQueue& queue_;
     std::size_t slot_;
-    JobPlatform& platform_;
+    Connect connect_;
+    DeliveryOrder order_;
+    std::unique_ptr<Thread> thread_;
 };
 
 }  // namespace velmora

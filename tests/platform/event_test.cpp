@@ -1,45 +1,17 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <ostream>
 #include <thread>
 #include <vector>
 
-#include "platform/event.h"
-
-#ifdef _WIN32
-#include "platform/win32_threading.h"
-#else
-#include <semaphore>
-
-#include "harness/native_threading.h"
-#include "platform/auto_reset_event.h"
-#endif
+#include "platform/threads.h"
 
 namespace velmora {
 namespace {
-
-#ifdef _WIN32
-std::unique_ptr<Event> makeEvent(EventReset reset) {
-    return makeWin32Event(reset);
-}
-#else
-class NativeSemaphore {
-  public:
-    void post() { semaphore_.release(); }
-    void wait() { semaphore_.acquire(); }
-
-  private:
-    std::counting_semaphore<> semaphore_{0};
-};
-
-std::unique_ptr<Event> makeEvent(EventReset reset) {
-    if (reset == EventReset::Auto) return std::make_unique<AutoResetEvent<NativeSemaphore>>();
-    return std::make_unique<testing_support::NativeEvent>(reset);
-}
-#endif
 
 /// A thread that waits once.
 class Waiter {
@@ -63,7 +35,7 @@ class Waiter {
 
 class EventOfEitherKind : public testing::TestWithParam<EventReset> {
   protected:
-    std::unique_ptr<Event> event = makeEvent(GetParam());
+    Event event{GetParam()};
 };
 
 INSTANTIATE_TEST_SUITE_P(Kinds, EventOfEitherKind,
@@ -73,83 +45,83 @@ INSTANTIATE_TEST_SUITE_P(Kinds, EventOfEitherKind,
                          });
 
 TEST_P(EventOfEitherKind, SetBeforeAWaitEndsItAtOnce) {
-    event->set();
-    event->set();
-    event->wait();
+    event.set();
+    event.set();
+    event.wait();
 }
 
 TEST_P(EventOfEitherKind, SetReleasesAThreadThatWaits) {
-    Waiter waiter(*event);
-    event->set();
+    Waiter waiter(event);
+    event.set();
 }
 
 TEST_P(EventOfEitherKind, ResetTakesTheSignalBack) {
-    event->set();
-    event->reset();
-    event->reset();
-    Waiter waiter(*event);
+    event.set();
+    event.reset();
+    event.reset();
+    Waiter waiter(event);
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     EXPECT_FALSE(waiter.released());
-    event->set();
+    event.set();
 }
 
 TEST_P(EventOfEitherKind, PulseWithoutAWaiterIsLost) {
-    event->pulse();
-    event->set();
-    event->pulse();
-    Waiter waiter(*event);
+    event.pulse();
+    event.set();
+    event.pulse();
+    Waiter waiter(event);
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     EXPECT_FALSE(waiter.released());
-    event->set();
+    event.set();
 }
 
 TEST_P(EventOfEitherKind, RepeatedPulsesReleaseEveryWaiter) {
     std::vector<std::unique_ptr<Waiter>> waiters;
     for (int i = 0; i < 8; ++i)
-        waiters.push_back(std::make_unique<Waiter>(*event));
+        waiters.push_back(std::make_unique<Waiter>(event));
     for (const auto& waiter : waiters) {
         while (!waiter->released()) {
-            event->pulse();
+            event.pulse();
             std::this_thread::yield();
         }
     }
 }
 
 TEST(AutoResetEvent, OneSignalEndsOneWait) {
-    const auto event = makeEvent(EventReset::Auto);
-    event->set();
-    event->wait();
-    Waiter waiter(*event);
+    Event event(EventReset::Auto);
+    event.set();
+    event.wait();
+    Waiter waiter(event);
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     EXPECT_FALSE(waiter.released());
-    event->set();
+    event.set();
 }
 
 TEST(AutoResetEvent, HandsATurnToAndFroWithoutLosingIt) {
-    const auto there = makeEvent(EventReset::Auto);
-    const auto back = makeEvent(EventReset::Auto);
+    Event there(EventReset::Auto);
+    Event back(EventReset::Auto);
     int turns = 0;  // whoever has the turn counts
     constexpr int kRounds = 2000;
     std::jthread other([&] {
         for (int i = 0; i < kRounds; ++i) {
-            there->wait();
+            there.wait();
             ++turns;
-            back->set();
+            back.set();
         }
     });
     for (int i = 0; i < kRounds; ++i) {
         ++turns;
-        there->set();
-        back->wait();
+        there.set();
+        back.wait();
     }
     EXPECT_EQ(turns, 2 * kRounds);
 }
 
 TEST(AutoResetEvent, EverySetOfOneSignalAtATimeReleasesOneOfManyWaiters) {
-    const auto event = makeEvent(EventReset::Auto);
+    Event event(EventReset::Auto);
     std::vector<std::unique_ptr<Waiter>> waiters;
     for (int i = 0; i < 8; ++i)
-        waiters.push_back(std::make_unique<Waiter>(*event));
+        waiters.push_back(std::make_unique<Waiter>(event));
     const auto released = [&] {
         int count = 0;
         for (const auto& waiter : waiters)
@@ -157,7 +129,7 @@ TEST(AutoResetEvent, EverySetOfOneSignalAtATimeReleasesOneOfManyWaiters) {
         return count;
     };
     for (int i = 1; i <= 8; ++i) {
-        event->set();
+        event.set();
         while (released() < i)
             std::this_thread::yield();
         EXPECT_EQ(released(), i);

@@ -4,17 +4,14 @@
 #include <functional>
 #include <limits>
 #include <memory>
-#include <mutex>
+#include <new>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "harness/counted_memory.h"
-#include "harness/native_threading.h"
-#include "monitor/jobs/job_platform.h"
-
-#ifdef _WIN32
-#include "platform/win32_threading.h"
-#endif
+#include "monitor/jobs/delivery.h"
+#include "monitor/jobs/packet_queue.h"
 
 namespace velmora::testing_support {
 
@@ -23,100 +20,102 @@ constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
 /// What a printer without a network does with its job, and what it got. Its job's thread alone
 /// touches it while the job runs.
 struct FakePrinter {
-    bool refuses = false;              ///< no connection comes about
+    bool refuses = false;              ///< the connection cannot be made
     bool throwsOnConnect = false;      ///< memory runs out there
     std::size_t failsAfter = kNever;   ///< sends that succeed before the connection breaks
     std::size_t throwsAfter = kNever;  ///< sends before memory runs out
+    bool rejects = false;              ///< answers that it does not accept the job
     std::function<void()> beforeConnect = [] {};
     std::function<void()> beforeSend = [] {};
 
-    PrintTarget target;
-    std::string documentName;
-    JobTemplate jobTemplate;
+    DeliveryOrder order;
     std::string received;
+    std::vector<std::size_t> pieces;
     std::size_t sends = 0;
     std::size_t ends = 0;
     std::size_t responses = 0;
     std::size_t closed = 0;
 };
 
-class FakeConnection final : public DocumentConnection {
+class FakeDelivery final : public Delivery {
   public:
-    explicit FakeConnection(FakePrinter& printer) : printer_(printer) {}
-    ~FakeConnection() override { ++printer_.closed; }
-
-    void send(const void* data, std::size_t length) override {
-        printer_.beforeSend();
-        if (printer_.sends == printer_.throwsAfter) throw std::bad_alloc();
-        if (printer_.sends++ >= printer_.failsAfter) {
-            error_ = true;
-            return;
-        }
-        if (length == 0) ++printer_.ends;
-        printer_.received.append(static_cast<const char*>(data), length);
+    explicit FakeDelivery(FakePrinter& printer) : printer_(printer) {
+        failed_ = printer.failsAfter == 0;
     }
-    bool hasError() const override { return error_; }
-    void discardResponse() override { ++printer_.responses; }
+    ~FakeDelivery() override { ++printer_.closed; }
+
+    bool failed() const override { return failed_; }
+    bool write(std::span<const std::byte> piece) override {
+        if (!send()) return false;
+        printer_.received.append(reinterpret_cast<const char*>(piece.data()), piece.size());
+        printer_.pieces.push_back(piece.size());
+        return true;
+    }
+    bool end() override {
+        if (!send()) return false;
+        ++printer_.ends;
+        return true;
+    }
+    bool accepted() override {
+        ++printer_.responses;
+        return !printer_.rejects;
+    }
 
   private:
+    bool send() {
+        printer_.beforeSend();
+        if (printer_.sends == printer_.throwsAfter) throw std::bad_alloc();
+        if (printer_.sends++ >= printer_.failsAfter) failed_ = true;
+        return !failed_;
+    }
+
     FakePrinter& printer_;
-    bool error_ = false;
+    bool failed_ = false;
 };
 
-/// Real threads; events of the platform that the test runs on, since the pulses of either may be
-/// lost in their own way. A target's URL is the number of its printer.
-class NativeJobPlatform final : public JobPlatform {
+/// The printers of one job, and the memory of its packets. A target's URL is the number of its
+/// printer.
+class FakePrinters {
   public:
-    explicit NativeJobPlatform(std::size_t printers) : printers_(printers) {}
+    explicit FakePrinters(std::size_t printers) : printers_(printers) {}
 
-    std::unique_ptr<Event> makeEvent(EventReset reset) override {
-#ifdef _WIN32
-        return makeWin32Event(reset);
-#else
-        return std::make_unique<NativeEvent>(reset, reset == EventReset::Manual ? losePulses : 0);
-#endif
-    }
-    void* allocate(std::size_t size) noexcept override {
-        return memory.allocate(size);
-    }
-    void release(void* block) noexcept override {
-        memory.release(block);
-    }
-    std::unique_ptr<WorkerThread> startThread(std::function<void()> body) override {
-        if (threadsStarted++ == failingThread) return nullptr;
-        return std::make_unique<NativeThread>(std::move(body));
-    }
-    std::unique_ptr<DocumentConnection> connect(const PrintTarget& target,
-                                                const std::string& documentName,
-                                                const JobTemplate& jobTemplate) override {
-        FakePrinter& printer = printers_.at(std::stoul(target.url));
-        printer.beforeConnect();
-        printer.target = target;
-        printer.documentName = documentName;
-        printer.jobTemplate = jobTemplate;
-        if (printer.throwsOnConnect) throw std::bad_alloc();
-        if (printer.refuses) return nullptr;
-        return std::make_unique<FakeConnection>(printer);
+    Connect connect() {
+        return [this](const DeliveryOrder& order) -> std::unique_ptr<Delivery> {
+            FakePrinter& printer = printers_.at(std::stoul(order.target.url));
+            printer.beforeConnect();
+            printer.order = order;
+            if (printer.throwsOnConnect) throw std::bad_alloc();
+            if (printer.refuses) return nullptr;
+            return std::make_unique<FakeDelivery>(printer);
+        };
     }
 
-    FakePrinter& printer(std::size_t index) {
-        return printers_.at(index);
+    PacketMemory packetMemory() {
+        return {[](void* owner, std::size_t size) noexcept {
+                    return static_cast<CountedMemory*>(owner)->allocate(size);
+                },
+                [](void* owner, void* block) noexcept {
+                    static_cast<CountedMemory*>(owner)->release(block);
+                },
+                &memory};
     }
+
+    FakePrinter& printer(std::size_t index) { return printers_.at(index); }
     std::vector<PrintTarget> targets() const {
         std::vector<PrintTarget> targets;
-        for (std::size_t i = 0; i < printers_.size(); ++i) {
+        for (std::size_t i = 0; i < printers_.size(); ++i)
             targets.push_back({std::to_string(i), 0, {}, {}});
-        }
         return targets;
     }
 
     CountedMemory memory;
-    unsigned losePulses = 0;  ///< of native events
-    std::size_t threadsStarted = 0;
-    std::size_t failingThread = kNever;
 
   private:
     std::vector<FakePrinter> printers_;
 };
+
+inline std::span<const std::byte> bytesOf(const std::string& text) {
+    return std::as_bytes(std::span(text));
+}
 
 }  // namespace velmora::testing_support

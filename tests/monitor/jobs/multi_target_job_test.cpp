@@ -2,29 +2,36 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
-#include <new>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "harness/native_threading.h"
+#include "platform/threads_std.h"
 #include "tests/monitor/jobs/fake_printers.h"
 
 namespace velmora {
 namespace {
 
+using testing_support::bytesOf;
 using testing_support::FakePrinter;
-using testing_support::NativeJobPlatform;
+using testing_support::FakePrinters;
+
+/// A second of waiting takes a millisecond here.
+class MultiTargetJobTest : public testing::Test {
+  protected:
+    MultiTargetJobTest() { stdThreads().millisecond = std::chrono::microseconds(1); }
+    ~MultiTargetJobTest() override { stdThreads() = {}; }
+};
 
 void print(PrintJob& job, const std::vector<std::string>& pieces) {
     for (const std::string& piece : pieces)
-        ASSERT_TRUE(job.write(piece.data(), piece.size()));
-    ASSERT_TRUE(job.write(nullptr, 0));
+        ASSERT_TRUE(job.write(bytesOf(piece)));
+    ASSERT_TRUE(job.end());
 }
 
-void runJob(NativeJobPlatform& platform, const std::vector<std::string>& pieces) {
-    MultiTargetJob job(platform.targets(), "Doc", {}, platform);
+void runJob(FakePrinters& printers, const std::vector<std::string>& pieces) {
+    MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {}, printers.packetMemory());
     EXPECT_FALSE(job.failed());
     print(job, pieces);
 }
@@ -36,49 +43,50 @@ void expectWholeDocument(const FakePrinter& printer, const std::string& document
     EXPECT_EQ(printer.closed, 1u);
 }
 
-void expectAllFreed(const NativeJobPlatform& platform) {
-    EXPECT_EQ(platform.memory.liveBlocks(), 0u);
-    EXPECT_EQ(platform.memory.wrongReleases(), 0u);
+void expectAllFreed(const FakePrinters& printers) {
+    EXPECT_EQ(printers.memory.liveBlocks(), 0u);
+    EXPECT_EQ(printers.memory.wrongReleases(), 0u);
 }
 
-TEST(MultiTargetJob, EveryPrinterGetsTheWholeDocumentInOrderAndIsAskedForItsAnswer) {
-    NativeJobPlatform platform(5);
-    runJob(platform, {"one ", "two ", "three"});
+TEST_F(MultiTargetJobTest, EveryPrinterGetsTheWholeDocumentInOrderAndIsAskedForItsAnswer) {
+    FakePrinters printers(5);
+    runJob(printers, {"one ", "two ", "three"});
     for (std::size_t i = 0; i < 5; ++i)
-        expectWholeDocument(platform.printer(i), "one two three");
-    expectAllFreed(platform);
+        expectWholeDocument(printers.printer(i), "one two three");
+    expectAllFreed(printers);
 }
 
-TEST(MultiTargetJob, EveryWorkerHasItsOwnCopyOfTheOrder) {
-    NativeJobPlatform platform(2);
+TEST_F(MultiTargetJobTest, EveryWorkerHasItsOwnCopyOfTheOrder) {
+    FakePrinters printers(2);
     {
-        auto targets = std::make_unique<std::vector<PrintTarget>>(platform.targets());
+        auto targets = std::make_unique<std::vector<PrintTarget>>(printers.targets());
         (*targets)[1] = {"1", 1, "user", "secret"};
         auto name = std::make_unique<std::string>("Report of the year, long enough for the heap");
         auto jobTemplate = std::make_unique<JobTemplate>();
         jobTemplate->copies = 7;
-        testing_support::NativeEvent go(EventReset::Manual);
+        Event go(EventReset::Manual);
         for (std::size_t i = 0; i < 2; ++i) {
-            platform.printer(i).beforeConnect = [&go] { go.wait(); };
+            printers.printer(i).beforeConnect = [&go] { go.wait(); };
         }
-        MultiTargetJob job(*targets, *name, *jobTemplate, platform);
+        MultiTargetJob job(printers.connect(), *targets, *name, *jobTemplate);
         targets.reset();
         name.reset();
         jobTemplate.reset();
         go.set();
         print(job, {"x"});
     }
-    EXPECT_EQ(platform.printer(1).target, (PrintTarget{"1", 1, "user", "secret"}));
-    EXPECT_EQ(platform.printer(1).documentName, "Report of the year, long enough for the heap");
-    EXPECT_EQ(platform.printer(1).jobTemplate.copies, 7u);
+    EXPECT_EQ(printers.printer(1).order.target, (PrintTarget{"1", 1, "user", "secret"}));
+    EXPECT_EQ(printers.printer(1).order.documentName,
+              "Report of the year, long enough for the heap");
+    EXPECT_EQ(printers.printer(1).order.jobTemplate.copies, 7u);
 }
 
-TEST(MultiTargetJob, EmptyDocumentStillEndsEveryRequest) {
-    NativeJobPlatform platform(2);
-    runJob(platform, {});
+TEST_F(MultiTargetJobTest, EmptyDocumentStillEndsEveryRequest) {
+    FakePrinters printers(2);
+    runJob(printers, {});
     for (std::size_t i = 0; i < 2; ++i)
-        expectWholeDocument(platform.printer(i), "");
-    expectAllFreed(platform);
+        expectWholeDocument(printers.printer(i), "");
+    expectAllFreed(printers);
 }
 
 struct Fault {
@@ -88,19 +96,19 @@ struct Fault {
     std::size_t closed;
 };
 
-class MultiTargetJobFault : public testing::TestWithParam<Fault> {};
+class MultiTargetJobFault : public MultiTargetJobTest, public testing::WithParamInterface<Fault> {};
 
 TEST_P(MultiTargetJobFault, OtherPrintersHaveTheWholeDocument) {
-    NativeJobPlatform platform(4);
-    GetParam().plant(platform.printer(2));
-    runJob(platform, {"a", "b", "c", "d"});
+    FakePrinters printers(4);
+    GetParam().plant(printers.printer(2));
+    runJob(printers, {"a", "b", "c", "d"});
     for (const std::size_t i : {0, 1, 3})
-        expectWholeDocument(platform.printer(i), "abcd");
-    const FakePrinter& faulty = platform.printer(2);
+        expectWholeDocument(printers.printer(i), "abcd");
+    const FakePrinter& faulty = printers.printer(2);
     EXPECT_EQ(faulty.received, GetParam().received);
     EXPECT_EQ(faulty.responses, 0u) << "an answer is read only after a faultless delivery";
     EXPECT_EQ(faulty.closed, GetParam().closed);
-    expectAllFreed(platform);
+    expectAllFreed(printers);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -114,140 +122,109 @@ INSTANTIATE_TEST_SUITE_P(
                     Fault{"NoMemoryMidway", [](FakePrinter& p) { p.throwsAfter = 2; }, "ab", 1}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST(MultiTargetJob, BrokenConnectionGetsNothingMore) {
-    NativeJobPlatform platform(1);
-    platform.printer(0).failsAfter = 1;
-    runJob(platform, {"a", "b", "c", "d"});
-    EXPECT_EQ(platform.printer(0).sends, 2u);
+TEST_F(MultiTargetJobTest, BrokenConnectionGetsNothingMore) {
+    FakePrinters printers(1);
+    printers.printer(0).failsAfter = 1;
+    runJob(printers, {"a", "b", "c", "d"});
+    EXPECT_EQ(printers.printer(0).sends, 2u);
 }
 
-TEST(MultiTargetJob, PrinterWithoutAThreadIsLeftOut) {
-    NativeJobPlatform platform(3);
-    platform.failingThread = 1;
-    runJob(platform, {"a", "b"});
-    expectWholeDocument(platform.printer(0), "ab");
-    expectWholeDocument(platform.printer(2), "ab");
-    EXPECT_EQ(platform.printer(1).sends, 0u);
-    expectAllFreed(platform);
+TEST_F(MultiTargetJobTest, PrinterWithoutAThreadIsLeftOut) {
+    FakePrinters printers(3);
+    std::size_t started = 0;
+    stdThreads().permit = [&started](const ThreadCall& call) {
+        return call.kind != ThreadCall::StartThread || started++ != 1;
+    };
+    runJob(printers, {"a", "b"});
+    expectWholeDocument(printers.printer(0), "ab");
+    expectWholeDocument(printers.printer(2), "ab");
+    EXPECT_EQ(printers.printer(1).sends, 0u);
+    expectAllFreed(printers);
 }
 
-TEST(MultiTargetJob, DroppedWithoutAnEndItEndsTheDocumentItself) {
-    NativeJobPlatform platform(2);
+TEST_F(MultiTargetJobTest, DroppedWithoutAnEndItEndsTheDocumentItself) {
+    FakePrinters printers(2);
     {
-        MultiTargetJob job(platform.targets(), "Doc", {}, platform);
-        ASSERT_TRUE(job.write("a", 1));
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {},
+                           printers.packetMemory());
+        ASSERT_TRUE(job.write(bytesOf("a")));
     }
-    expectWholeDocument(platform.printer(0), "a");
-    expectAllFreed(platform);
+    expectWholeDocument(printers.printer(0), "a");
+    expectAllFreed(printers);
 }
 
-TEST(MultiTargetJob, PieceWithoutMemoryIsRefusedAndTheJobStillEnds) {
-    NativeJobPlatform platform(2);
+TEST_F(MultiTargetJobTest, PieceWithoutMemoryIsRefusedAndTheJobStillEnds) {
+    FakePrinters printers(2);
     {
-        MultiTargetJob job(platform.targets(), "Doc", {}, platform);
-        ASSERT_TRUE(job.write("a", 1));
-        platform.memory.allow(0);
-        EXPECT_FALSE(job.write("b", 1));
-        EXPECT_TRUE(job.write(nullptr, 0));
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {},
+                           printers.packetMemory());
+        ASSERT_TRUE(job.write(bytesOf("a")));
+        printers.memory.allow(0);
+        EXPECT_FALSE(job.write(bytesOf("b")));
+        EXPECT_TRUE(job.end());
     }
-    expectWholeDocument(platform.printer(1), "a");
-    expectAllFreed(platform);
+    expectWholeDocument(printers.printer(1), "a");
+    expectAllFreed(printers);
 }
 
-TEST(MultiTargetJob, WriterNeverWaitsForASlowPrinter) {
-    NativeJobPlatform platform(2);
-    testing_support::NativeEvent go(EventReset::Manual);
-    platform.printer(1).beforeConnect = [&go] { go.wait(); };
+TEST_F(MultiTargetJobTest, WriterNeverWaitsForASlowPrinter) {
+    FakePrinters printers(2);
+    Event go(EventReset::Manual);
+    printers.printer(1).beforeConnect = [&go] { go.wait(); };
     {
-        MultiTargetJob job(platform.targets(), "Doc", {}, platform);
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {},
+                           printers.packetMemory());
         const std::string piece(1024, 'x');
         for (int i = 0; i < 200; ++i)
-            ASSERT_TRUE(job.write(piece.data(), piece.size()));
-        ASSERT_TRUE(job.write(nullptr, 0));
-        EXPECT_EQ(platform.memory.liveBlocks(), 201u) << "the slow printer needs every packet";
+            ASSERT_TRUE(job.write(bytesOf(piece)));
+        ASSERT_TRUE(job.end());
+        EXPECT_EQ(printers.memory.liveBlocks(), 201u) << "the slow printer needs every packet";
         go.set();
     }
-    expectWholeDocument(platform.printer(1), std::string(200 * 1024, 'x'));
-    EXPECT_LE(platform.memory.peakBytes(), 200u * 1024 * 104 / 100);
-    expectAllFreed(platform);
+    expectWholeDocument(printers.printer(1), std::string(200 * 1024, 'x'));
+    EXPECT_LE(printers.memory.peakBytes(), 200u * 1024 * 104 / 100);
+    expectAllFreed(printers);
 }
 
-TEST(MultiTargetJob, DeadPrinterDoesNotKeepTheDocumentInMemory) {
-    NativeJobPlatform platform(2);
-    platform.printer(0).refuses = true;
-    platform.printer(1).refuses = true;
-    MultiTargetJob job(platform.targets(), "Doc", {}, platform);
+TEST_F(MultiTargetJobTest, DeadPrinterDoesNotKeepTheDocumentInMemory) {
+    FakePrinters printers(2);
+    printers.printer(0).refuses = true;
+    printers.printer(1).refuses = true;
+    MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {}, printers.packetMemory());
     const std::string piece(1024, 'x');
     // Both workers end at some time; from then on nothing may be kept.
-    while (platform.memory.liveBlocks() > 1 || platform.memory.allocations() < 100) {
-        ASSERT_TRUE(job.write(piece.data(), piece.size()));
+    while (printers.memory.liveBlocks() > 1 || printers.memory.allocations() < 100) {
+        ASSERT_TRUE(job.write(bytesOf(piece)));
     }
-    const std::size_t before = platform.memory.liveBlocks();
+    const std::size_t before = printers.memory.liveBlocks();
     for (int i = 0; i < 1000; ++i)
-        ASSERT_TRUE(job.write(piece.data(), piece.size()));
-    EXPECT_EQ(platform.memory.liveBlocks(), before);
+        ASSERT_TRUE(job.write(bytesOf(piece)));
+    EXPECT_EQ(printers.memory.liveBlocks(), before);
 }
 
-/// Threads that end only when they have been waited for a number of times.
-class StubbornThread final : public WorkerThread {
-  public:
-    explicit StubbornThread(std::vector<std::string>& log) : log_(log) {}
-    bool waitForEnd(std::uint32_t milliseconds) override {
-        log_.push_back("wait " + std::to_string(milliseconds));
-        return ++waits_ == 3;
-    }
-
-  private:
-    std::vector<std::string>& log_;
-    int waits_ = 0;
-};
-
-class LoggedEvent final : public Event {
-  public:
-    LoggedEvent(EventReset reset, std::vector<std::string>& log) : reset_(reset), log_(log) {}
-    void set() override {}
-    void reset() override {}
-    void pulse() override {
-        if (reset_ == EventReset::Manual) log_.push_back("pulse");
-    }
-    void wait() override {}
-
-  private:
-    EventReset reset_;
-    std::vector<std::string>& log_;
-};
-
-class StubbornPlatform final : public JobPlatform {
-  public:
-    std::unique_ptr<Event> makeEvent(EventReset reset) override {
-        return std::make_unique<LoggedEvent>(reset, log);
-    }
-    void* allocate(std::size_t size) noexcept override { return memory.allocate(size); }
-    void release(void* block) noexcept override { memory.release(block); }
-    std::unique_ptr<WorkerThread> startThread(std::function<void()>) override {
-        return std::make_unique<StubbornThread>(log);
-    }
-    std::unique_ptr<DocumentConnection> connect(const PrintTarget&, const std::string&,
-                                                const JobTemplate&) override {
-        return nullptr;
-    }
-
+TEST_F(MultiTargetJobTest, EndWaitsInStepsOfASecondAndPulsesBeforeEach) {
+    FakePrinters printers(2);
+    printers.printer(0).refuses = true;
+    printers.printer(1).refuses = true;
     std::vector<std::string> log;
-    testing_support::CountedMemory memory;
-};
-
-TEST(MultiTargetJob, EndWaitsInStepsOfASecondAndPulsesBeforeEach) {
-    StubbornPlatform platform;
+    int waits = 0;
+    // Each worker is seen to end at the third look; pulses and looks come from this thread alone.
+    stdThreads().permit = [&](const ThreadCall& call) {
+        if (call.kind == ThreadCall::Pulse) log.push_back("pulse");
+        if (call.kind != ThreadCall::WaitForEnd) return true;
+        log.push_back("wait " + std::to_string(call.milliseconds));
+        return ++waits % 3 == 0;
+    };
+    stdThreads().millisecond = std::chrono::seconds(1);
     {
-        MultiTargetJob job({{"a", 0, {}, {}}, {"b", 0, {}, {}}}, "Doc", {}, platform);
-        ASSERT_TRUE(job.write(nullptr, 0));
-        platform.log.clear();
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {});
+        ASSERT_TRUE(job.end());
+        log.clear();
     }
     std::vector<std::string> expected;
     for (int i = 0; i < 2 * 3; ++i)
         expected.insert(expected.end(), {"pulse", "wait 1000"});
-    EXPECT_EQ(platform.log, expected);
-    EXPECT_EQ(platform.memory.liveBlocks(), 0u);
+    EXPECT_EQ(log, expected);
 }
 
 }  // namespace

@@ -2,79 +2,70 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <new>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
-#include "harness/counted_memory.h"
+#include "platform/threads_std.h"
+#include "tests/monitor/jobs/fake_printers.h"
 
 namespace velmora {
 namespace {
 
-using testing_support::CountedMemory;
-
-/// An event on which no wait waits, so that writer and readers can take turns in one thread.
-class RecordedEvent final : public Event {
-  public:
-    RecordedEvent(std::string name, std::vector<std::string>& log)
-        : name_(std::move(name)), log_(log) {}
-    void set() override { log_.push_back("set " + name_); }
-    void reset() override { log_.push_back("reset " + name_); }
-    void pulse() override { log_.push_back("pulse " + name_); }
-    void wait() override { log_.push_back("wait " + name_); }
-
-  private:
-    std::string name_;
-    std::vector<std::string>& log_;
-};
-
-class OneThreadPlatform final : public QueuePlatform {
-  public:
-    std::unique_ptr<Event> makeEvent(EventReset reset) override {
-        if (!events) throw std::bad_alloc();
-        return std::make_unique<RecordedEvent>(reset == EventReset::Manual ? "data" : "consumed",
-                                               log);
-    }
-    void* allocate(std::size_t size) noexcept override { return memory.allocate(size); }
-    void release(void* block) noexcept override { memory.release(block); }
-
-    std::vector<std::string> log;
-    CountedMemory memory;
-    bool events = true;
-};
+using testing_support::bytesOf;
+using testing_support::FakePrinters;
 
 std::string textOf(const DataPacket& packet) {
-    return {static_cast<const char*>(packet.data()), packet.length};
+    return {reinterpret_cast<const char*>(packet.bytes().data()), packet.length};
 }
 
+/// Events are recorded, and no wait waits, so that writer and readers can take turns in one thread.
 class PacketQueueTest : public testing::Test {
   protected:
+    PacketQueueTest() {
+        stdThreads().permit = [this](const ThreadCall& call) {
+            if (call.kind == ThreadCall::MakeEvent) return events;
+            static constexpr const char* kCalls[] = {"make", "set", "reset", "pulse", "wait"};
+            log.push_back(std::string(kCalls[call.kind]) +
+                          (call.event == EventReset::Manual ? " data" : " consumed"));
+            return false;
+        };
+    }
     ~PacketQueueTest() override {
         queue.reset();
-        EXPECT_EQ(platform.memory.liveBlocks(), 0u);
-        EXPECT_EQ(platform.memory.wrongReleases(), 0u);
+        stdThreads() = {};
+        EXPECT_EQ(memory.liveBlocks(), 0u);
+        EXPECT_EQ(memory.wrongReleases(), 0u);
     }
 
-    void open(std::size_t slots) { queue.emplace(slots, platform); }
+    void open(std::size_t slots) { queue.emplace(slots, printers_.packetMemory()); }
+    /// An empty text ends the document.
     bool write(const std::string& text) {
-        return queue->write(text.data(), static_cast<std::uint32_t>(text.size()));
+        return text.empty() ? queue->end() : queue->write(bytesOf(text));
     }
     /// Packets in the queue; the end packet is set aside from the beginning.
-    std::size_t queued() const { return platform.memory.liveBlocks() - (queue->ended() ? 0 : 1); }
+    std::size_t queued() const { return memory.liveBlocks() - (queue->ended() ? 0 : 1); }
 
-    OneThreadPlatform platform;
+    std::vector<std::string> log;
+    bool events = true;
     std::optional<PacketQueue> queue;
+
+  private:
+    FakePrinters printers_{0};
+
+  protected:
+    testing_support::CountedMemory& memory = printers_.memory;
 };
 
 TEST_F(PacketQueueTest, WriterSetsTheConsumedEventItselfAndSoNeverWaitsForReaders) {
     open(2);
-    EXPECT_EQ(platform.log, std::vector<std::string>{"reset data"});
-    platform.log.clear();
+    EXPECT_EQ(log, std::vector<std::string>{"reset data"});
+    log.clear();
     ASSERT_TRUE(write("a"));
-    EXPECT_EQ(platform.log, (std::vector<std::string>{"reset consumed", "pulse data",
-                                                      "set consumed", "wait consumed"}));
+    EXPECT_EQ(log, (std::vector<std::string>{"reset consumed", "pulse data", "set consumed",
+                                             "wait consumed"}));
 }
 
 TEST_F(PacketQueueTest, PacketsCarryTheirNumberTheirBytesAndAllSlots) {
@@ -105,9 +96,9 @@ TEST_F(PacketQueueTest, ReaderLeavesAPacketOnlyForItsSuccessor) {
     const DataPacket& a = reader.first();
     ASSERT_TRUE(write("b"));
     EXPECT_EQ(a.pendingReaders.load(), 1u);
-    platform.log.clear();
+    log.clear();
     reader.moveOn();
-    EXPECT_EQ(platform.log, std::vector<std::string>{"set consumed"});
+    EXPECT_EQ(log, std::vector<std::string>{"set consumed"});
     EXPECT_EQ(a.pendingReaders.load(), 0u);
     EXPECT_EQ(queued(), 2u) << "only the writer frees";
     ASSERT_TRUE(write("c"));
@@ -205,11 +196,11 @@ TEST_F(PacketQueueTest, WithoutAnyReaderNothingStays) {
 TEST_F(PacketQueueTest, OutOfMemoryRefusesThePieceAndChangesNothingElse) {
     open(1);
     ASSERT_TRUE(write("a"));
-    platform.log.clear();
-    platform.memory.allow(0);
+    log.clear();
+    memory.allow(0);
     EXPECT_FALSE(write("lost"));
-    EXPECT_TRUE(platform.log.empty());
-    platform.memory.allowAll();
+    EXPECT_TRUE(log.empty());
+    memory.allowAll();
     ASSERT_TRUE(write("b"));
     PacketQueue::Reader reader(*queue, 0);
     reader.first();
@@ -219,7 +210,7 @@ TEST_F(PacketQueueTest, OutOfMemoryRefusesThePieceAndChangesNothingElse) {
 
 TEST_F(PacketQueueTest, DocumentEndsEvenWithoutMemory) {
     open(1);
-    platform.memory.allow(0);
+    memory.allow(0);
     EXPECT_TRUE(write(""));
     PacketQueue::Reader reader(*queue, 0);
     EXPECT_EQ(reader.first().length, 0u);
@@ -234,12 +225,12 @@ TEST_F(PacketQueueTest, NothingFollowsTheEnd) {
 }
 
 TEST_F(PacketQueueTest, CannotBeMadeWithoutAnEventOrItsEndPacket) {
-    platform.events = false;
+    events = false;
     EXPECT_THROW(open(1), std::bad_alloc);
-    platform.events = true;
-    platform.memory.allow(0);
+    events = true;
+    memory.allow(0);
     EXPECT_THROW(open(1), std::bad_alloc);
-    platform.memory.allowAll();
+    memory.allowAll();
 }
 
 TEST_F(PacketQueueTest, HeaderCostsNoMoreThanFourPercentOfAFullPiece) {

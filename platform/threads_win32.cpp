@@ -1,5 +1,3 @@
-#include "platform/win32_threading.h"
-
 #include <process.h>
 #include <windows.h>
 
@@ -11,32 +9,34 @@
 #include "platform/auto_reset_event.h"
 #include "platform/handle.h"
 #include "platform/library.h"
+#include "platform/threads.h"
 
 namespace velmora {
 namespace {
 
-class ManualResetEvent final : public Event {
+/// Enters the kernel only where somebody waits.
+class ManualResetEvent {
   public:
     ManualResetEvent() : event_(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {
         if (!event_) throw std::bad_alloc();
     }
 
-    void set() override {
+    void set() {
         signalled_ = true;
         SetEvent(event_.get());
     }
-    void reset() override {
+    void reset() {
         ResetEvent(event_.get());
         signalled_ = false;
     }
-    void pulse() override {
+    void pulse() {
         // Without a waiter there is nobody to release. One that comes while this is looked at
         // would have come too late for the pulse as well.
         if (waiters_ == 0 && !signalled_) return;
         PulseEvent(event_.get());
         signalled_ = false;
     }
-    void wait() override {
+    void wait() {
         ++waiters_;
         WaitForSingleObject(event_.get(), INFINITE);
         --waiters_;
@@ -60,9 +60,62 @@ class Win32Semaphore {
     UniqueEvent semaphore_;
 };
 
-class Win32Thread final : public WorkerThread {
+}  // namespace
+
+class Event::State {
   public:
-    /// False when the system has no thread left.
+    virtual ~State() = default;
+    virtual void set() = 0;
+    virtual void reset() = 0;
+    virtual void pulse() = 0;
+    virtual void wait() = 0;
+};
+
+namespace {
+
+template <class Kind>
+class StateOf final : public Event::State {
+  public:
+    void set() override { event_.set(); }
+    void reset() override { event_.reset(); }
+    void pulse() override { event_.pulse(); }
+    void wait() override { event_.wait(); }
+
+  private:
+    Kind event_;
+};
+
+}  // namespace
+
+Event::Event(EventReset reset) {
+    if (reset == EventReset::Auto) {
+        state_ = std::make_unique<StateOf<AutoResetEvent<Win32Semaphore>>>();
+    } else {
+        state_ = std::make_unique<StateOf<ManualResetEvent>>();
+    }
+}
+
+Event::~Event() = default;
+
+void Event::set() {
+    state_->set();
+}
+
+void Event::reset() {
+    state_->reset();
+}
+
+void Event::pulse() {
+    state_->pulse();
+}
+
+void Event::wait() {
+    state_->wait();
+}
+
+class Thread::State {
+  public:
+    /// False if the system has no thread left.
     bool start(std::function<void()> body) {
         auto parameter = std::make_unique<Parameter>();
         parameter->body = std::move(body);
@@ -75,7 +128,7 @@ class Win32Thread final : public WorkerThread {
         return true;
     }
 
-    bool waitForEnd(std::uint32_t milliseconds) override {
+    bool waitForEnd(std::uint32_t milliseconds) {
         return WaitForSingleObject(thread_.get(), milliseconds) != WAIT_TIMEOUT;
     }
 
@@ -101,17 +154,19 @@ class Win32Thread final : public WorkerThread {
     UniqueThread thread_;
 };
 
-}  // namespace
+Thread::Thread(std::unique_ptr<State> state) noexcept : state_(std::move(state)) {}
 
-std::unique_ptr<Event> makeWin32Event(EventReset reset) {
-    if (reset == EventReset::Auto) return std::make_unique<AutoResetEvent<Win32Semaphore>>();
-    return std::make_unique<ManualResetEvent>();
+Thread::~Thread() = default;
+
+std::unique_ptr<Thread> Thread::start(std::function<void()> body) {
+    // Complete before the thread runs: nothing may fail afterwards.
+    auto thread = std::make_unique<Thread>(std::make_unique<State>());
+    if (!thread->state_->start(std::move(body))) return nullptr;
+    return thread;
 }
 
-std::unique_ptr<WorkerThread> startWin32Thread(std::function<void()> body) {
-    auto thread = std::make_unique<Win32Thread>();
-    if (!thread->start(std::move(body))) return nullptr;
-    return thread;
+bool Thread::waitForEnd(std::uint32_t milliseconds) {
+    return state_->waitForEnd(milliseconds);
 }
 
 }  // namespace velmora

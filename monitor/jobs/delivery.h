@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "ipp/job_template.h"
+#include "ipp/print_target.h"
+
+namespace velmora {
+
+/// What one printer is to be sent. Texts are in the ANSI code page.
+struct DeliveryOrder {
+    PrintTarget target;
+    std::string documentName;
+    JobTemplate jobTemplate;
+};
+
+/// A document on its way to one printer: the request has been sent, its body is still open. Used by
+/// one thread at a time. Destruction closes the connection. Errors stay: after the first one
+/// nothing more is sent.
+class Delivery {
+  public:
+    virtual ~Delivery() = default;
+
+    virtual bool failed() const = 0;
+    /// Sends the next piece of the document, which is not empty; true while there is no error.
+    virtual bool write(std::span<const std::byte> piece) = 0;
+    /// Ends the document and its request, once; true while there is no error.
+    virtual bool end() = 0;
+    /// After the end: waits for the printer's answer; true if it accepted the job.
+    virtual bool accepted() = 0;
+};
+
+/// Starts the delivery to one printer, which takes seconds; null if the connection could not be
+/// made. Called from several threads at once. All that a job knows of the network.
+using Connect = std::function<std::unique_ptr<Delivery>(const DeliveryOrder& order)>;
+
+/// A document on its way to the printers of one job.
+class PrintJob {
+  public:
+    virtual ~PrintJob() = default;
+
+    /// Whether the job cannot proceed. Asked once, right after creation.
+    virtual bool failed() const { return false; }
+    /// Hands on the next piece of the document, which is not empty; false if it was not taken.
+    virtual bool write(std::span<const std::byte> piece) = 0;
+    /// Ends the document, once; false if the printer is known not to have accepted it.
+    virtual bool end() = 0;
+};
+
+}  // namespace velmora

@@ -1,0 +1,57 @@
+#include "monitor/jobs/port_job.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "monitor/jobs/multi_target_job.h"
+#include "monitor/jobs/single_target_job.h"
+
+namespace velmora {
+namespace {
+
+constexpr std::size_t kPieceSize = 1024;
+
+}  // namespace
+
+PortJob::PortJob(JobInfo info, Report report) noexcept : info_(std::move(info)), report_(report) {}
+
+PortJob::~PortJob() {
+    endDocument();
+    delivery_.reset();
+    report_(info_);
+}
+
+bool PortJob::start(const Connect& connect, const std::vector<PrintTarget>& targets,
+                    const JobTemplate& jobTemplate) {
+    if (targets.empty()) return true;
+    if (targets.size() == 1) {
+        delivery_ = std::make_unique<SingleTargetJob>(
+            connect, DeliveryOrder{targets.front(), info_.documentName, jobTemplate});
+    } else {
+        delivery_ =
+            std::make_unique<MultiTargetJob>(connect, targets, info_.documentName, jobTemplate);
+    }
+    return !delivery_->failed();
+}
+
+bool PortJob::write(std::span<const std::byte> data, std::uint32_t& accepted) {
+    accepted = 0;
+    while (!data.empty()) {
+        const auto piece = data.first(std::min(data.size(), kPieceSize));
+        if (delivery_ == nullptr || !delivery_->write(piece)) return false;
+        accepted += static_cast<std::uint32_t>(piece.size());
+        data = data.subspan(piece.size());
+    }
+    return true;
+}
+
+void PortJob::endDocument() noexcept {
+    try {
+        if (delivery_ != nullptr) delivery_->end();
+    } catch (...) {
+        // Nothing on the way may keep the rest of the end from being done.
+        return;
+    }
+}
+
+}  // namespace velmora

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "monitor/jobs/delivery.h"
+
+namespace velmora {
+
+/// The spooler's side of a job.
+struct JobInfo {
+    std::uint32_t jobId = 0;
+    std::string documentName;       ///< ANSI
+    void* printerHandle = nullptr;  ///< from OpenPrinterA; null if that failed
+};
+
+/// One job of a port, from the spooler's start to its end: owns the spooler's printer handle and
+/// the delivery. The spooler calls the entries of one port one after the other.
+class PortJob {
+  public:
+    /// Tells the spooler that the job was sent to the printer and closes the spooler's printer.
+    using Report = void (*)(const JobInfo& info);
+
+    PortJob(JobInfo info, Report report) noexcept;
+    /// Ends the document, then reports: whatever the printers answered, and whether or not there
+    /// was one.
+    ~PortJob();
+    PortJob(const PortJob&) = delete;
+    PortJob& operator=(const PortJob&) = delete;
+
+    JobInfo& info() noexcept { return info_; }
+
+    /// Starts the delivery to every target, once. False if the only one cannot be reached. Without
+    /// a target the job is taken and its data refused.
+    bool start(const Connect& connect, const std::vector<PrintTarget>& targets,
+               const JobTemplate& jobTemplate);
+
+    /// Hands the data on in pieces of at most 1024 bytes and counts those that were accepted. False
+    /// at the first piece that is not.
+    bool write(std::span<const std::byte> data, std::uint32_t& accepted);
+
+  private:
+    void endDocument() noexcept;
+
+    JobInfo info_;
+    Report report_;
+    std::unique_ptr<PrintJob> delivery_;
+};
+
+}  // namespace velmora

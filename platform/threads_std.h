@@ -1,0 +1,32 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+
+#include "platform/threads.h"
+
+namespace velmora {
+
+/// One call of threads.h.
+struct ThreadCall {
+    enum Kind { MakeEvent, Set, Reset, Pulse, Wait, StartThread, WaitForEnd };
+
+    Kind kind;
+    EventReset event = EventReset::Manual;  ///< of calls of an event
+    std::uint32_t milliseconds = 0;         ///< of WaitForEnd
+};
+
+/// What tests may change in the standard-library source of threads.h, while no thread runs.
+struct StdThreads {
+    /// Asked before each call, from any thread. False leaves the call out: the event or the thread
+    /// cannot be made, a signal reaches nobody, a wait ends at once (for a thread: as if it had
+    /// timed out).
+    std::function<bool(const ThreadCall& call)> permit;
+    /// How long a thread's end is waited for in place of a millisecond.
+    std::chrono::nanoseconds millisecond = std::chrono::milliseconds(1);
+};
+
+StdThreads& stdThreads() noexcept;
+
+}  // namespace velmora

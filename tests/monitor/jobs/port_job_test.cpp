@@ -1,0 +1,137 @@
+#include "monitor/jobs/port_job.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/monitor/jobs/fake_printers.h"
+
+namespace velmora {
+namespace {
+
+using testing_support::bytesOf;
+using testing_support::FakePrinters;
+
+std::vector<JobInfo> reports;
+
+class PortJobTest : public testing::Test {
+  protected:
+    PortJobTest() { reports.clear(); }
+    ~PortJobTest() override {
+        job.reset();
+        std::unique_ptr<Delivery>(leftOpen_).reset();
+    }
+
+    bool start() { return job->start(connect, printers.targets(), {}); }
+
+    int handle = 0;
+    FakePrinters printers{1};
+    Connect connect = [this](const DeliveryOrder& order) {
+        auto delivery = printers.connect()(order);
+        leftOpen_ = delivery.get();
+        return delivery;
+    };
+    std::unique_ptr<PortJob> job = std::make_unique<PortJob>(
+        JobInfo{7, "Doc", &handle}, [](const JobInfo& info) { reports.push_back(info); });
+    std::uint32_t accepted = 4711;
+
+  private:
+    Delivery* leftOpen_ = nullptr;  ///< a job never closes its only connection
+};
+
+TEST_F(PortJobTest, DataIsCutIntoPiecesOf1024Bytes) {
+    ASSERT_TRUE(start());
+    for (const std::size_t size : {1u, 1024u, 1025u, 2500u}) {
+        EXPECT_TRUE(job->write(bytesOf(std::string(size, 'x')), accepted));
+        EXPECT_EQ(accepted, size);
+    }
+    EXPECT_EQ(printers.printer(0).pieces,
+              (std::vector<std::size_t>{1, 1024, 1024, 1, 1024, 1024, 452}));
+}
+
+TEST_F(PortJobTest, FirstPieceThatIsNotTakenEndsTheWriting) {
+    printers.printer(0).failsAfter = 2;
+    ASSERT_TRUE(start());
+    EXPECT_FALSE(job->write(bytesOf(std::string(5000, 'x')), accepted));
+    EXPECT_EQ(accepted, 2048u);
+    EXPECT_FALSE(job->write(bytesOf("more"), accepted));
+    EXPECT_EQ(accepted, 0u);
+}
+
+TEST_F(PortJobTest, EndEndsTheDocumentAsksForTheAnswerAndReports) {
+    ASSERT_TRUE(start());
+    ASSERT_TRUE(job->write(bytesOf("x"), accepted));
+    job.reset();
+    EXPECT_EQ(printers.printer(0).ends, 1u);
+    EXPECT_EQ(printers.printer(0).responses, 1u);
+    EXPECT_EQ(printers.printer(0).closed, 0u) << "the connection of the only printer stays open";
+    ASSERT_EQ(reports.size(), 1u);
+    EXPECT_EQ(reports[0].jobId, 7u);
+    EXPECT_EQ(reports[0].printerHandle, &handle);
+}
+
+TEST_F(PortJobTest, EndOfABrokenConnectionSendsNothingAndReports) {
+    printers.printer(0).failsAfter = 1;
+    ASSERT_TRUE(start());
+    EXPECT_FALSE(job->write(bytesOf(std::string(1025, 'x')), accepted));
+    job.reset();
+    EXPECT_EQ(printers.printer(0).sends, 2u);
+    EXPECT_EQ(printers.printer(0).responses, 0u);
+    EXPECT_EQ(reports.size(), 1u);
+}
+
+TEST_F(PortJobTest, AnswerIsAskedForEvenWhenTheEndCouldNotBeSent) {
+    printers.printer(0).failsAfter = 1;
+    ASSERT_TRUE(start());
+    ASSERT_TRUE(job->write(bytesOf("x"), accepted));
+    job.reset();
+    EXPECT_EQ(printers.printer(0).ends, 0u);
+    EXPECT_EQ(printers.printer(0).responses, 1u);
+}
+
+TEST_F(PortJobTest, WithoutMemoryForTheEndTheSpoolerIsToldAllTheSame) {
+    printers.printer(0).throwsAfter = 0;
+    ASSERT_TRUE(start());
+    job.reset();
+    EXPECT_EQ(reports.size(), 1u);
+}
+
+TEST_F(PortJobTest, OnlyPrinterThatIsNotReachedFailsTheStart) {
+    printers.printer(0).refuses = true;
+    EXPECT_FALSE(start());
+    EXPECT_FALSE(job->write(bytesOf("x"), accepted));
+    job.reset();
+    EXPECT_EQ(reports.size(), 1u);
+}
+
+TEST_F(PortJobTest, OnlyPrinterThatFailsAtOnceFailsTheStart) {
+    printers.printer(0).failsAfter = 0;
+    EXPECT_FALSE(start());
+}
+
+TEST_F(PortJobTest, WithoutAPrinterTheJobIsTakenAndItsDataRefused) {
+    EXPECT_TRUE(job->start(printers.connect(), {}, {}));
+    EXPECT_FALSE(job->write(bytesOf("x"), accepted));
+    EXPECT_EQ(accepted, 0u);
+    job.reset();
+    EXPECT_EQ(reports.size(), 1u);
+}
+
+TEST_F(PortJobTest, SeveralPrintersEachGetTheDocumentAndAreClosed) {
+    FakePrinters several(3);
+    several.printer(1).refuses = true;
+    EXPECT_TRUE(job->start(several.connect(), several.targets(), {}));
+    EXPECT_TRUE(job->write(bytesOf("document"), accepted));
+    job.reset();
+    for (const std::size_t i : {0, 2}) {
+        EXPECT_EQ(several.printer(i).received, "document");
+        EXPECT_EQ(several.printer(i).order.documentName, "Doc");
+        EXPECT_EQ(several.printer(i).closed, 1u);
+    }
+    EXPECT_EQ(reports.size(), 1u);
+}
+
+}  // namespace
+}  // namespace velmora
