@@ -74,4 +74,9 @@ void PortList::remove(Port& port) {
     --count_;
 }
 
+void PortList::abandonJobs() noexcept {
+    for (const auto& port : owned_)
+        static_cast<void>(port->job.release());
+}
+
 }  // namespace velmora

@@ -74,6 +74,9 @@ class PortList {
     /// still hold it as a handle. A port that is not in the list is left alone.
     void remove(Port& port);
 
+    /// Gives up the jobs in hand of all ports, removed ones included, without ending them.
+    void abandonJobs() noexcept;
+
   private:
     void append(PortConfig config);
     /// The link that leads to `port`, and the port that owns it (null for the head); null when the

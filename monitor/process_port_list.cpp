@@ -1,18 +1,33 @@
 #include "monitor/process_port_list.h"
 
+#include <atomic>
+#include <memory>
+
 #include "monitor/port_store.h"
 
 namespace velmora {
 namespace {
 
-std::atomic<PortList*> currentList{nullptr};
+struct MadeList;
+
+RegistryPortStore store;
+std::atomic<MadeList*> newest{nullptr};
+
+struct MadeList {
+    explicit MadeList(PortStore& store) : list(store) {}
+
+    PortList list;
+    MadeList* before = newest.load();
+};
 
 }  // namespace
 
 void createPortList() noexcept {
     try {
-        static RegistryPortStore store;
-        currentList.store(std::make_unique<PortList>(store).release());
+        auto made = std::make_unique<MadeList>(store);
+        while (!newest.compare_exchange_weak(made->before, made.get())) {
+        }
+        static_cast<void>(made.release());
     } catch (...) {
         // Out of memory: the spooler is told nothing, and every port is simply unknown.
         return;
@@ -20,7 +35,16 @@ void createPortList() noexcept {
 }
 
 PortList* portList() noexcept {
-    return currentList.load();
+    MadeList* const made = newest.load();
+    return made == nullptr ? nullptr : &made->list;
+}
+
+void destroyPortLists() noexcept {
+    for (MadeList* made = newest.exchange(nullptr); made != nullptr;) {
+        const std::unique_ptr<MadeList> last(made);
+        made = last->before;
+        last->list.abandonJobs();
+    }
 }
 
 }  // namespace velmora

@@ -12,4 +12,9 @@ void createPortList() noexcept;
 /// The list of the last initialiser; null before the first, and when it could not be made.
 PortList* portList() noexcept;
 
+/// Frees every list that was made, for the library's unloading, after which no handle means
+/// anything any more. Jobs that were never ended are abandoned as they are: ending one waits for
+/// printers and threads, which nobody may do while the loader waits.
+void destroyPortLists() noexcept;
+
 }  // namespace velmora

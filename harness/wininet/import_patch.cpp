@@ -14,10 +14,10 @@ T* at(const void* base, DWORD offset) {
     return reinterpret_cast<T*>(static_cast<char*>(const_cast<void*>(base)) + offset);
 }
 
-/// The place in the program's import table that holds the function's address (PE format, "The
+/// The place in the module's import table that holds the function's address (PE format, "The
 /// .idata section"); null when there is none.
-void** findImport(const char* library, const char* function) {
-    const void* base = GetModuleHandleA(nullptr);
+void** findImport(const char* library, const char* function, HMODULE module) {
+    const void* base = module == nullptr ? GetModuleHandleA(nullptr) : module;
     const auto* headers =
         at<IMAGE_NT_HEADERS>(base, static_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
     const DWORD table =
@@ -48,10 +48,20 @@ void WINAPI shortSleep(DWORD milliseconds) {
     SleepEx(std::min<DWORD>(milliseconds, 10), FALSE);
 }
 
+void WINAPI sleepNoTime(DWORD) {
+    SleepEx(0, FALSE);
+}
+
+DWORD WINAPI waitShortly(HANDLE object, DWORD milliseconds) {
+    if (milliseconds != INFINITE) milliseconds = std::min<DWORD>(milliseconds, 5);
+    return WaitForSingleObjectEx(object, milliseconds, FALSE);
+}
+
 }  // namespace
 
-ImportPatch::ImportPatch(const char* library, const char* function, void (*replacement)())
-    : entry_(findImport(library, function)) {
+ImportPatch::ImportPatch(const char* library, const char* function, void (*replacement)(),
+                         HMODULE module)
+    : entry_(findImport(library, function, module)) {
     if (entry_ == nullptr) throw std::runtime_error(std::string("not imported: ") + function);
     original_ = *entry_;
     writeImport(entry_, reinterpret_cast<void*>(replacement));
@@ -61,7 +71,12 @@ ImportPatch::~ImportPatch() {
     writeImport(entry_, original_);
 }
 
-ShortPauses::ShortPauses()
-    : patch_("KERNEL32.dll", "Sleep", reinterpret_cast<void (*)()>(&shortSleep)) {}
+ShortPauses::ShortPauses(HMODULE module)
+    : patch_("KERNEL32.dll", "Sleep", reinterpret_cast<void (*)()>(&shortSleep), module) {}
+
+NoPauses::NoPauses(HMODULE module)
+    : sleep_("KERNEL32.dll", "Sleep", reinterpret_cast<void (*)()>(&sleepNoTime), module),
+      wait_("KERNEL32.dll", "WaitForSingleObject", reinterpret_cast<void (*)()>(&waitShortly),
+            module) {}
 
 }  // namespace velmora::testing

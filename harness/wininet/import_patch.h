@@ -1,12 +1,16 @@
 #pragma once
 
+#include <windows.h>
+
 namespace velmora::testing {
 
-/// Redirects one function that this program imports, for calls from the program's own code, as
-/// long as this object lives. Throws std::runtime_error when the program does not import it.
+/// Redirects one function that a module imports, this program where none is named, for calls from
+/// the module's own code, as long as this object lives. Throws std::runtime_error when the module
+/// does not import it.
 class ImportPatch {
   public:
-    ImportPatch(const char* library, const char* function, void (*replacement)());
+    ImportPatch(const char* library, const char* function, void (*replacement)(),
+                HMODULE module = nullptr);
     ~ImportPatch();
     ImportPatch(const ImportPatch&) = delete;
     ImportPatch& operator=(const ImportPatch&) = delete;
@@ -16,14 +20,27 @@ class ImportPatch {
     void* original_;
 };
 
-/// While it lives, the program's pauses (Sleep) last 10 ms at most: for tests of printers'
-/// behaviour, in which the contractual pauses, tested elsewhere, would only take time.
+/// While it lives, the module's pauses (Sleep; this program's where none is named) last 10 ms at
+/// most: for tests of printers' behaviour, in which the contractual pauses, tested elsewhere, would
+/// only take time.
 class ShortPauses {
   public:
-    ShortPauses();
+    explicit ShortPauses(HMODULE module = nullptr);
 
   private:
     ImportPatch patch_;
+};
+
+/// While it lives, the module pauses no longer than a change of threads takes, and a wait with a
+/// time-out ends after 5 ms: for jobs by the hundred. A worker that has missed a pulse is then
+/// woken at once rather than after a second.
+class NoPauses {
+  public:
+    explicit NoPauses(HMODULE module);
+
+  private:
+    ImportPatch sleep_;
+    ImportPatch wait_;
 };
 
 }  // namespace velmora::testing

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace velmora::testing {
+
+/// What this process holds of what the system counts. The values grow with what is held: the lowest
+/// free place of a handle and of a thread-local slot, which the platforms of the tests do not count
+/// otherwise, and the memory that is committed for this process alone.
+struct ProcessResources {
+    DWORD slot = 0;
+    std::size_t handles = 0;
+    std::size_t bytes = 0;
+};
+
+inline ProcessResources processResources() {
+    ProcessResources held;
+    held.slot = TlsAlloc();
+    TlsFree(held.slot);
+    const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    held.handles = reinterpret_cast<std::uintptr_t>(event) / 4;
+    CloseHandle(event);
+    MEMORY_BASIC_INFORMATION region{};
+    for (auto address = std::uintptr_t{0};
+         VirtualQuery(reinterpret_cast<void*>(address), &region, sizeof region) != 0;) {
+        if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE)
+            held.bytes += region.RegionSize;
+        const auto next = reinterpret_cast<std::uintptr_t>(region.BaseAddress) + region.RegionSize;
+        if (next <= address) break;
+        address = next;
+    }
+    return held;
+}
+
+}  // namespace velmora::testing

@@ -1,0 +1,206 @@
+// The built library loaded, initialised and unloaded, as the shell and the spooler do it for as
+// long as they live: nothing of the process may be used up by it.
+#include <windows.h>
+
+#include <winspool.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "harness/built_dll.h"
+#include "harness/clean_state.h"
+#include "harness/packed_record.h"
+#include "harness/process_resources.h"
+#include "harness/wininet/import_patch.h"
+#include "harness/wininet/instant_printers.h"
+#include "harness/winspool/fake_spooler.h"
+
+namespace velmora::testing {
+namespace {
+
+constexpr int kWarmUp = 100;
+// A slot, a handle or two kilobytes that each round leaves behind are far beyond the bounds below.
+constexpr int kRounds = 1000;
+
+/// A library of its own for every round: gone from the process at its end.
+class LoadedDll {
+  public:
+    LoadedDll() : module_(LoadLibraryA("Velmora.dll")) {}
+    ~LoadedDll() { FreeLibrary(module_); }
+    LoadedDll(const LoadedDll&) = delete;
+    LoadedDll& operator=(const LoadedDll&) = delete;
+
+    HMODULE module() const { return module_; }
+    template <class Function>
+    Function symbol(const char* name) const {
+        return reinterpret_cast<Function>(
+            reinterpret_cast<void (*)()>(GetProcAddress(module_, name)));
+    }
+    Table monitor2() const {
+        return {symbol<const void*(WINAPI*)(void*, HANDLE*)>("InitializePrintMonitor2")(nullptr,
+                                                                                        nullptr),
+                1};
+    }
+
+  private:
+    HMODULE module_;
+};
+
+class LoadUnload : public CleanStateTest {
+  protected:
+    /// What the library imports stays, as it does in the shell and in the spooler.
+    void SetUp() override {
+        CleanStateTest::SetUp();
+        for (const char* library : {"advapi32.dll", "comctl32.dll", "gdi32.dll", "shlwapi.dll",
+                                    "user32.dll", "wininet.dll", "winspool.drv", "ws2_32.dll"})
+            ASSERT_NE(LoadLibraryA(library), nullptr) << library;
+    }
+
+    template <class Round>
+    void expectNothingUsedUp(int rounds, Round round) {
+        for (int i = 0; i < kWarmUp; ++i)
+            round();
+        ASSERT_EQ(GetModuleHandleA("Velmora.dll"), nullptr) << "the library was never unloaded";
+        const ProcessResources before = processResources();
+        for (int i = 0; i < rounds; ++i)
+            round();
+        const ProcessResources after = processResources();
+        EXPECT_LE(after.slot, before.slot + 8);
+        EXPECT_LE(after.handles, before.handles + 64);
+        EXPECT_LE(after.bytes, before.bytes + (1 << 20));
+        RecordProperty("slots", static_cast<int>(after.slot - before.slot));
+        RecordProperty("handles", static_cast<int>(after.handles - before.handles));
+        RecordProperty("bytes", static_cast<int>(after.bytes - before.bytes));
+        ASSERT_EQ(GetModuleHandleA("Velmora.dll"), nullptr);
+    }
+};
+
+TEST_F(LoadUnload, WithTheInitialiserOfTheInterface) {
+    expectNothingUsedUp(kRounds, [] {
+        const LoadedDll dll;
+        ASSERT_NE(dll.symbol<const void*(WINAPI*)()>("InitializePrintMonitorUI")(), nullptr);
+    });
+}
+
+TEST_F(LoadUnload, WithTheInitialiserOfTheXcvGeneration) {
+    writeRegistryBinary(kDefaultMonitorKey + "\\Ports", "P", defaultRecord("P"));
+    expectNothingUsedUp(kRounds, [] {
+        const LoadedDll dll;
+        HANDLE port = nullptr;
+        ASSERT_TRUE(dll.monitor2().entry<OpenPort2Entry>(2)(nullptr, L"P", &port));
+    });
+}
+
+TEST_F(LoadUnload, WithTheInitialiserOfTheUnicodeGeneration) {
+    writeRegistryBinary(kDefaultMonitorKey + "\\Ports", "P", defaultRecord("P"));
+    expectNothingUsedUp(kRounds, [] {
+        const LoadedDll dll;
+        const Table table{
+            dll.symbol<const void*(WINAPI*)(wchar_t*)>("InitializePrintMonitor")(nullptr), 1};
+        HANDLE port = nullptr;
+        ASSERT_TRUE(table.entry<OpenPortWEntry>(2)(L"P", &port));
+    });
+}
+
+TEST_F(LoadUnload, WithTheInitialiserOfTheAnsiGeneration) {
+    writeRegistryBinary(kDefaultMonitorKey + "\\Ports", "P", defaultRecord("P"));
+    expectNothingUsedUp(kRounds, [] {
+        const LoadedDll dll;
+        const void* storage[BuiltDll::kAnsiSlots] = {};
+        ASSERT_TRUE(dll.symbol<BOOL(WINAPI*)(const char*, const void**)>("InitializeMonitorEx")(
+            nullptr, storage));
+        HANDLE port = nullptr;
+        ASSERT_TRUE(Table(storage, 0).entry<OpenPortAEntry>(2)("P", &port));
+    });
+}
+
+// What a thread of the caller has taken by a throw is given back at its end and at unloading, and
+// what stands in for memory at a throw is too.
+using DeletePortUiEntry = BOOL(WINAPI*)(const wchar_t*, HWND, const wchar_t*);
+
+/// Fails by an exception inside the library: there is no such monitor to speak with.
+DWORD WINAPI throwInside(void* deletePortUi) {
+    return reinterpret_cast<DeletePortUiEntry>(deletePortUi)(nullptr, nullptr, L"Unknown");
+}
+
+TEST_F(LoadUnload, WithThrowsInThreadsThatEndAndInOneThatLives) {
+    expectNothingUsedUp(kRounds, [] {
+        const LoadedDll dll;
+        const Table table(dll.symbol<const void*(WINAPI*)()>("InitializePrintMonitorUI")(), 1);
+        void* const entry = const_cast<void*>(table.slot(3));
+        ASSERT_EQ(throwInside(entry), 0u);
+        const HANDLE thread = CreateThread(nullptr, 0, throwInside, entry, 0, nullptr);
+        WaitForSingleObject(thread, INFINITE);
+        DWORD result = 1;
+        ASSERT_TRUE(GetExitCodeThread(thread, &result));
+        CloseHandle(thread);
+        ASSERT_EQ(result, 0u);
+    });
+}
+
+/// Jobs to four printers, none of which is there.
+class LoadUnloadWithJobs : public LoadUnload {
+  protected:
+    void SetUp() override {
+        // Before anything loads a library of these names.
+        printers_.emplace();
+        spooler_.emplace();
+        LoadUnload::SetUp();
+        Bytes directory = Bytes().u32(5).u32(1).u32(0).text("All groups").u32(0);
+        for (unsigned id = 2; id < 6; ++id) {
+            const std::string url = "ipp://localhost/" + std::to_string(id);
+            directory.u32(id).u32(1).text(url).u32(1).text(url).u8(0).text("").text("");
+        }
+        directory_ = directory.u32(0).data();
+        const std::vector<std::byte> defaults = defaultRecord("Q");
+        record_ = Bytes().text("Q").u8(0).text("").u8(0).text("").text("").u32(1).u32(1).data();
+        record_.insert(record_.end(),
+                       defaults.begin() + static_cast<std::ptrdiff_t>(record_.size() - 4),
+                       defaults.end());
+        const LoadedDll dll;
+        const auto xcv = dll.monitor2().entry<XcvDataPortEntry>(16);
+        ASSERT_EQ(xcv(nullptr, L"SetGroupsDB", directory_.data(),
+                      static_cast<DWORD>(directory_.size()), nullptr, 0, nullptr),
+                  0u);
+        ASSERT_EQ(xcv(nullptr, L"AddPort", L"Q", 4, nullptr, 0, nullptr), 0u);
+        ASSERT_EQ(xcv(nullptr, L"ConfigPort", record_.data(), static_cast<DWORD>(record_.size()),
+                      nullptr, 0, nullptr),
+                  0u);
+    }
+
+    std::optional<InstantPrinters> printers_;
+    std::optional<FakeSpooler> spooler_;
+    std::vector<std::byte> directory_;
+    std::vector<std::byte> record_;
+};
+
+TEST_F(LoadUnloadWithJobs, InBetween) {
+    constexpr int kJobRounds = 200;
+    expectNothingUsedUp(kJobRounds, [] {
+        {
+            const LoadedDll dll;
+            const NoPauses pauses(dll.module());
+            const Table table = dll.monitor2();
+            HANDLE port = nullptr;
+            ASSERT_TRUE(table.entry<OpenPort2Entry>(2)(nullptr, L"Q", &port));
+            wchar_t name[] = L"Report";
+            DOC_INFO_1W document{name, nullptr, nullptr};
+            BYTE data[1500] = {};
+            DWORD written = 0;
+            using StartDoc = BOOL(WINAPI*)(HANDLE, void*, DWORD, DWORD, BYTE*);
+            ASSERT_TRUE(
+                table.entry<StartDoc>(4)(port, nullptr, 0, 1, reinterpret_cast<BYTE*>(&document)));
+            ASSERT_TRUE(table.entry<PortTransfer>(5)(port, data, sizeof data, &written));
+            ASSERT_TRUE(table.entry<PortCall>(7)(port));
+        }
+        // The workers hold the library until their last step.
+        while (GetModuleHandleA("Velmora.dll") != nullptr)
+            SleepEx(1, FALSE);
+    });
+    EXPECT_EQ(InstantPrinters::openHandles(), 0);
+    EXPECT_EQ(InstantPrinters::requests(), (kWarmUp + kJobRounds) * 4 * 2);
+}
+
+}  // namespace
+}  // namespace velmora::testing
