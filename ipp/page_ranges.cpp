@@ -22,19 +22,18 @@ class Scanner {
         return true;
     }
 
-    /// The number at the position and the spaces after it.
-    std::uint32_t number() {
-        if (rest_.empty() || !isDigit(rest_.front())) throw PageRanges::ParseErrorException();
+    /// The number at the position and the spaces after it; false when there is none of 32 bits.
+    bool number(std::uint32_t& number) noexcept {
+        if (rest_.empty() || !isDigit(rest_.front())) return false;
         std::uint64_t value = 0;
         while (!rest_.empty() && isDigit(rest_.front())) {
             value = value * 10 + static_cast<std::uint64_t>(rest_.front() - '0');
-            if (value > std::numeric_limits<std::uint32_t>::max()) {
-                throw PageRanges::ParseErrorException();
-            }
+            if (value > std::numeric_limits<std::uint32_t>::max()) return false;
             rest_.remove_prefix(1);
         }
         skipSpaces();
-        return static_cast<std::uint32_t>(value);
+        number = static_cast<std::uint32_t>(value);
+        return true;
     }
 
   private:
@@ -46,20 +45,31 @@ class Scanner {
 }  // namespace
 
 PageRanges::PageRanges(std::string_view text) {
+    if (!read(text)) throw ParseErrorException();
+}
+
+std::optional<PageRanges> PageRanges::parse(std::string_view text) {
+    PageRanges pages;
+    if (!pages.read(text)) return std::nullopt;
+    return pages;
+}
+
+bool PageRanges::read(std::string_view text) {
     Scanner scanner(text);
     scanner.skipSpaces();
     do {
-        const std::uint32_t lower = scanner.number();
+        std::uint32_t lower = 0;
+        if (!scanner.number(lower)) return false;
         std::uint32_t upper = lower;
         if (scanner.take('-')) {
             scanner.skipSpaces();
-            upper = scanner.number();
-            if (lower > upper) throw ParseErrorException();
+            if (!scanner.number(upper) || lower > upper) return false;
         }
-        if (!scanner.atEnd() && !scanner.take(',')) throw ParseErrorException();
+        if (!scanner.atEnd() && !scanner.take(',')) return false;
         ranges_.push_back({upper, lower});
         scanner.skipSpaces();
     } while (!scanner.atEnd());
+    return true;
 }
 
 void PageRanges::normalise() noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -26,6 +27,10 @@ class PageRanges {
     /// number needs more than 32 bits: a page that was not typed must not be printed instead.
     explicit PageRanges(std::string_view text);
 
+    /// The same without an exception for a text that is not valid: nothing then. For jobs, most of
+    /// which have an empty text: throwing takes memory and time from each of them.
+    static std::optional<PageRanges> parse(std::string_view text);
+
     /// Sorts by lower bound and joins ranges that overlap or touch.
     void normalise() noexcept;
 
@@ -33,6 +38,10 @@ class PageRanges {
     std::span<const Range> ranges() const noexcept { return ranges_; }
 
   private:
+    PageRanges() = default;
+    /// False when the text is not valid.
+    bool read(std::string_view text);
+
     std::vector<Range> ranges_;
 };
 

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <array>
+#include <optional>
 #include <vector>
 
 #include "ipp/page_ranges.h"
@@ -76,17 +77,15 @@ void addPrinterAndUser(GroupBuilder& operation, const PrintTarget& target) {
 }
 
 void addPageRanges(GroupBuilder& job, const std::string& text) {
+    std::optional<PageRanges> pages = PageRanges::parse(text);
+    // Without a usable text the whole document is wanted: the attribute stays out.
+    if (!pages) return;
+    pages->normalise();
     std::vector<IppRange> values;
-    try {
-        PageRanges ranges(text);
-        ranges.normalise();
-        for (const PageRanges::Range& range : ranges.ranges()) {
-            values.push_back(
-                {static_cast<std::int32_t>(range.lower), static_cast<std::int32_t>(range.upper)});
-        }
-    } catch (const PageRanges::ParseErrorException&) {
-        // Without a usable text the whole document is wanted: the attribute stays out.
-        return;
+    values.reserve(pages->ranges().size());
+    for (const PageRanges::Range& range : pages->ranges()) {
+        values.push_back(
+            {static_cast<std::int32_t>(range.lower), static_cast<std::int32_t>(range.upper)});
     }
     job.ranges("page-ranges", values);
 }

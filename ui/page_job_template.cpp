@@ -28,12 +28,7 @@ constexpr List kLists[] = {
 };
 
 bool arePageRanges(const std::string& text) {
-    try {
-        const PageRanges ranges(text);
-        return true;
-    } catch (const PageRanges::ParseErrorException&) {
-        return false;
-    }
+    return PageRanges::parse(text).has_value();
 }
 
 void fill(const ComboList& list, std::span<const char* const> keywords) {

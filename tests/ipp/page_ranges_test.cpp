@@ -58,6 +58,12 @@ TEST(PageRanges, HighestNumberIsTheLastOf32Bits) {
     EXPECT_EQ(parsed(std::string(1 << 20, '0') + "9"), "9-9");
 }
 
+TEST(PageRanges, ParsingWithoutAnExceptionGivesTheSame) {
+    const std::optional<PageRanges> pages = PageRanges::parse(" 7 - 9 , 3,");
+    ASSERT_TRUE(pages);
+    EXPECT_EQ(textOf(*pages), parsed(" 7 - 9 , 3,"));
+}
+
 TEST(PageRanges, MalformedTextsThrow) {
     const std::string_view texts[] = {"",
                                       " ",
@@ -102,6 +108,7 @@ TEST(PageRanges, MalformedTextsThrow) {
                                       std::string_view("1,\0", 3)};
     for (const std::string_view text : texts) {
         EXPECT_THROW(PageRanges{text}, PageRanges::ParseErrorException) << '"' << text << '"';
+        EXPECT_FALSE(PageRanges::parse(text)) << '"' << text << '"';
     }
     EXPECT_THROW(PageRanges{std::string(1 << 20, '1')}, PageRanges::ParseErrorException);
 }
