@@ -12,4 +12,8 @@ void appendWide(std::wstring& text, std::string_view ansi);
 /// UTF-16 to the ANSI code page; characters outside it become the system's default character.
 std::string toAnsi(std::wstring_view wide);
 
+/// UTF-16 to UTF-8 and back; what is not valid becomes the replacement character.
+std::string utf8FromWide(std::wstring_view wide);
+std::wstring wideFromUtf8(std::string_view utf8);
+
 }  // namespace velmora

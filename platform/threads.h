@@ -46,6 +46,8 @@ class Thread {
     /// Runs `body`, which must not throw, in a new thread. Null if no thread can be started; `body`
     /// is then not run. The library that this code is part of stays loaded while the thread runs.
     static std::unique_ptr<Thread> start(std::function<void()> body);
+    /// The same for a thread that nobody waits for; false if none can be started.
+    static bool startDetached(std::function<void()> body);
     /// The thread must have ended.
     ~Thread();
     Thread(const Thread&) = delete;

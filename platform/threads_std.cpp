@@ -160,6 +160,16 @@ std::unique_ptr<Thread> Thread::start(std::function<void()> body) {
     return thread;
 }
 
+bool Thread::startDetached(std::function<void()> body) {
+    if (!permitted({ThreadCall::StartThread})) return false;
+    try {
+        std::thread(std::move(body)).detach();
+    } catch (const std::system_error&) {
+        return false;
+    }
+    return true;
+}
+
 bool Thread::waitForEnd(std::uint32_t milliseconds) {
     if (!permitted({ThreadCall::WaitForEnd, EventReset::Manual, milliseconds})) return false;
     return state_->waitForEnd(milliseconds * stdThreads().millisecond);

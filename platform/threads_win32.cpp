@@ -165,6 +165,10 @@ std::unique_ptr<Thread> Thread::start(std::function<void()> body) {
     return thread;
 }
 
+bool Thread::startDetached(std::function<void()> body) {
+    return State().start(std::move(body));  // closing the handle lets the thread run on
+}
+
 bool Thread::waitForEnd(std::uint32_t milliseconds) {
     return state_->waitForEnd(milliseconds);
 }

@@ -8,14 +8,23 @@
 
 #include "ipp/job_template.h"
 #include "ipp/print_target.h"
+#include "port/delivery_record.h"
 
 namespace velmora {
+
+/// How connecting to a printer went.
+struct ConnectReport {
+    DeliveryReason reason;  ///< why there is no connection
+    std::string userName;  ///< as sent in requesting-user-name, in UTF-8; empty if nothing was sent
+};
 
 /// What one printer is to be sent. Texts are in the ANSI code page.
 struct DeliveryOrder {
     PrintTarget target;
     std::string documentName;
     JobTemplate jobTemplate;
+    std::size_t position = 0;         ///< among the job's printers, from 1
+    ConnectReport* report = nullptr;  ///< filled while connecting; may be null
 };
 
 /// A document on its way to one printer: the request has been sent, its body is still open. Used by
@@ -32,6 +41,10 @@ class Delivery {
     virtual bool end() = 0;
     /// After the end: waits for the printer's answer; true if it accepted the job.
     virtual bool accepted() = 0;
+    /// Gives the connection up without closing it; the object is only destroyed afterwards.
+    virtual void leaveOpen() noexcept = 0;
+    /// Why it stands as it does: the first error, or what the printer answered.
+    virtual DeliveryReason reason() const { return {}; }
 };
 
 /// Starts the delivery to one printer, which takes seconds; null if the connection could not be

@@ -23,6 +23,7 @@ class IppDelivery final : public Delivery {
         return !failed();
     }
     bool accepted() override { return connection_->accepted(); }
+    void leaveOpen() noexcept override { static_cast<void>(connection_.release()); }
 
   private:
     std::unique_ptr<IppConnection> connection_;

@@ -49,8 +49,8 @@ std::unique_ptr<TargetWorker> MultiTargetJob::startWorker(std::size_t slot, cons
                                                           const PrintTarget& target,
                                                           const std::string& documentName,
                                                           const JobTemplate& jobTemplate) try {
-    auto worker = std::make_unique<TargetWorker>(queue_, slot, connect,
-                                                 DeliveryOrder{target, documentName, jobTemplate});
+    auto worker = std::make_unique<TargetWorker>(
+        queue_, slot, connect, DeliveryOrder{target, documentName, jobTemplate, slot + 1});
     if (!worker->start()) return nullptr;
     return worker;
 } catch (...) {

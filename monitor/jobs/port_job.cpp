@@ -18,20 +18,26 @@ PortJob::PortJob(JobInfo info, Report report) noexcept : info_(std::move(info)),
 PortJob::~PortJob() {
     endDocument();
     delivery_.reset();
+    if (record_ != nullptr) record_->finish();
     report_(info_);
 }
 
-bool PortJob::start(const Connect& connect, const std::vector<PrintTarget>& targets,
+bool PortJob::start(const Connect& connectTo, const std::vector<PrintTarget>& targets,
                     const JobTemplate& jobTemplate) {
+    const Connect connect = record_ != nullptr ? record_->watch(connectTo) : connectTo;
     if (targets.empty()) return true;
     if (targets.size() == 1) {
         delivery_ = std::make_unique<SingleTargetJob>(
-            connect, DeliveryOrder{targets.front(), info_.documentName, jobTemplate});
+            connect, DeliveryOrder{targets.front(), info_.documentName, jobTemplate, 1});
     } else {
         delivery_ =
             std::make_unique<MultiTargetJob>(connect, targets, info_.documentName, jobTemplate);
     }
     return !delivery_->failed();
+}
+
+void PortJob::abandon() noexcept {
+    if (record_ != nullptr) record_->abandon();
 }
 
 bool PortJob::write(std::span<const std::byte> data, std::uint32_t& accepted) {

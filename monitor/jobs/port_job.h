@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "monitor/jobs/delivery.h"
+#include "monitor/jobs/job_record.h"
 
 namespace velmora {
 
@@ -26,6 +27,8 @@ class PortJob {
     using Report = void (*)(const JobInfo& info);
 
     PortJob(JobInfo info, Report report) noexcept;
+    /// From now on the job tells `record` what becomes of it; before start().
+    void recordIn(std::shared_ptr<JobRecord> record) noexcept { record_ = std::move(record); }
     /// Ends the document, then reports: whatever the printers answered, and whether or not there
     /// was one.
     ~PortJob();
@@ -39,6 +42,9 @@ class PortJob {
     bool start(const Connect& connect, const std::vector<PrintTarget>& targets,
                const JobTemplate& jobTemplate);
 
+    /// The spooler will never end this job, which is about to be given up as it is.
+    void abandon() noexcept;
+
     /// Hands the data on in pieces of at most 1024 bytes and counts those that were accepted. False
     /// at the first piece that is not.
     bool write(std::span<const std::byte> data, std::uint32_t& accepted);
@@ -49,6 +55,7 @@ class PortJob {
     JobInfo info_;
     Report report_;
     std::unique_ptr<PrintJob> delivery_;
+    std::shared_ptr<JobRecord> record_;  ///< null: nobody wants one
 };
 
 }  // namespace velmora

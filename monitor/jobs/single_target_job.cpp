@@ -9,7 +9,7 @@ SingleTargetJob::~SingleTargetJob() {
     // Given up without being closed, on purpose: nothing here knows when the printer is done with a
     // job that came over this connection, and on the spooler's thread nobody may wait for that. Its
     // handles stay until the process ends.
-    static_cast<void>(delivery_.release());
+    if (delivery_ != nullptr) delivery_->leaveOpen();
 }
 
 bool SingleTargetJob::failed() const {

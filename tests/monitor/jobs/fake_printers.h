@@ -25,6 +25,9 @@ struct FakePrinter {
     std::size_t failsAfter = kNever;   ///< sends that succeed before the connection breaks
     std::size_t throwsAfter = kNever;  ///< sends before memory runs out
     bool rejects = false;              ///< answers that it does not accept the job
+    DeliveryReason connectReason;      ///< told if it refuses
+    DeliveryReason sendReason;         ///< told after the connection broke
+    DeliveryReason answerReason;       ///< told after the answer
     std::function<void()> beforeConnect = [] {};
     std::function<void()> beforeSend = [] {};
 
@@ -35,6 +38,7 @@ struct FakePrinter {
     std::size_t ends = 0;
     std::size_t responses = 0;
     std::size_t closed = 0;
+    std::size_t leftOpen = 0;
 };
 
 class FakeDelivery final : public Delivery {
@@ -42,7 +46,9 @@ class FakeDelivery final : public Delivery {
     explicit FakeDelivery(FakePrinter& printer) : printer_(printer) {
         failed_ = printer.failsAfter == 0;
     }
-    ~FakeDelivery() override { ++printer_.closed; }
+    ~FakeDelivery() override {
+        if (!leftOpen_) ++printer_.closed;
+    }
 
     bool failed() const override { return failed_; }
     bool write(std::span<const std::byte> piece) override {
@@ -58,7 +64,15 @@ class FakeDelivery final : public Delivery {
     }
     bool accepted() override {
         ++printer_.responses;
+        answered_ = true;
         return !printer_.rejects;
+    }
+    void leaveOpen() noexcept override {
+        leftOpen_ = true;
+        ++printer_.leftOpen;
+    }
+    DeliveryReason reason() const override {
+        return answered_ ? printer_.answerReason : failed_ ? printer_.sendReason : DeliveryReason();
     }
 
   private:
@@ -71,6 +85,8 @@ class FakeDelivery final : public Delivery {
 
     FakePrinter& printer_;
     bool failed_ = false;
+    bool answered_ = false;
+    bool leftOpen_ = false;
 };
 
 /// The printers of one job, and the memory of its packets. A target's URL is the number of its
@@ -84,6 +100,11 @@ class FakePrinters {
             FakePrinter& printer = printers_.at(std::stoul(order.target.url));
             printer.beforeConnect();
             printer.order = order;
+            printer.order.report = nullptr;
+            if (order.report != nullptr) {
+                order.report->userName = "anna";
+                if (printer.refuses) order.report->reason = printer.connectReason;
+            }
             if (printer.throwsOnConnect) throw std::bad_alloc();
             if (printer.refuses) return nullptr;
             return std::make_unique<FakeDelivery>(printer);

@@ -19,26 +19,15 @@ std::vector<JobInfo> reports;
 class PortJobTest : public testing::Test {
   protected:
     PortJobTest() { reports.clear(); }
-    ~PortJobTest() override {
-        job.reset();
-        std::unique_ptr<Delivery>(leftOpen_).reset();
-    }
 
     bool start() { return job->start(connect, printers.targets(), {}); }
 
     int handle = 0;
     FakePrinters printers{1};
-    Connect connect = [this](const DeliveryOrder& order) {
-        auto delivery = printers.connect()(order);
-        leftOpen_ = delivery.get();
-        return delivery;
-    };
+    Connect connect = printers.connect();
     std::unique_ptr<PortJob> job = std::make_unique<PortJob>(
         JobInfo{7, "Doc", &handle}, [](const JobInfo& info) { reports.push_back(info); });
     std::uint32_t accepted = 4711;
-
-  private:
-    Delivery* leftOpen_ = nullptr;  ///< a job never closes its only connection
 };
 
 TEST_F(PortJobTest, DataIsCutIntoPiecesOf1024Bytes) {
@@ -67,6 +56,7 @@ TEST_F(PortJobTest, EndEndsTheDocumentAsksForTheAnswerAndReports) {
     EXPECT_EQ(printers.printer(0).ends, 1u);
     EXPECT_EQ(printers.printer(0).responses, 1u);
     EXPECT_EQ(printers.printer(0).closed, 0u) << "the connection of the only printer stays open";
+    EXPECT_EQ(printers.printer(0).leftOpen, 1u);
     ASSERT_EQ(reports.size(), 1u);
     EXPECT_EQ(reports[0].jobId, 7u);
     EXPECT_EQ(reports[0].printerHandle, &handle);

@@ -1,0 +1,87 @@
+#include "monitor/delivery_events.h"
+
+#include <windows.h>
+
+#include <array>
+#include <cstdio>
+#include <vector>
+
+#include "events/delivery_events.h"
+#include "ipp/status_names.h"
+#include "platform/handle.h"
+#include "platform/text.h"
+#include "port/delivery_directory.h"
+
+namespace velmora {
+namespace {
+
+struct EventSourceTraits {
+    using Type = HANDLE;
+    static Type empty() noexcept { return nullptr; }
+    static void close(Type source) noexcept { DeregisterEventSource(source); }
+};
+using UniqueEventSource = UniqueHandle<EventSourceTraits>;
+
+struct EventKind {
+    DWORD id;
+    WORD type;
+};
+
+/// In the order of DeliveryOutcome.
+constexpr std::array<EventKind, 6> kKinds{{
+    {VELMORA_EVENT_ACCEPTED, EVENTLOG_INFORMATION_TYPE},
+    {VELMORA_EVENT_REFUSED, EVENTLOG_ERROR_TYPE},
+    {VELMORA_EVENT_NO_ANSWER, EVENTLOG_WARNING_TYPE},
+    {VELMORA_EVENT_INCOMPLETE, EVENTLOG_ERROR_TYPE},
+    {VELMORA_EVENT_NOT_REACHED, EVENTLOG_ERROR_TYPE},
+    {VELMORA_EVENT_ABANDONED, EVENTLOG_WARNING_TYPE},
+}};
+
+void append(std::string& text, const std::string& part) {
+    if (!text.empty()) text += ", ";
+    text += part;
+}
+
+}  // namespace
+
+std::string reasonInWords(const DeliveryEntry& entry) {
+    const DeliveryReason& reason = entry.reason;
+    std::string text;
+    if (reason.step != DeliveryStep::none)
+        append(text, "step " + std::string(keyword(reason.step)));
+    if (reason.httpStatus != 0) append(text, "HTTP status " + std::to_string(reason.httpStatus));
+    if (reason.ippStatus) {
+        char number[16];
+        std::snprintf(number, sizeof number, "0x%04x", static_cast<unsigned>(*reason.ippStatus));
+        const std::string_view name = ippStatusName(*reason.ippStatus);
+        append(text, "IPP status " + std::string(number) +
+                         (name.empty() ? "" : " (" + std::string(name) + ")"));
+    }
+    if (reason.error != 0) {
+        append(text, "error " + std::to_string(reason.error) +
+                         (entry.errorText.empty() ? "" : ": " + entry.errorText));
+    }
+    return text.empty() ? "no reason is known" : text;
+}
+
+void reportDeliveryEvent(const DeliveryEntry& entry, std::uint32_t leftOut) {
+    const UniqueEventSource source(RegisterEventSourceA(nullptr, kEventSource));
+    if (!source) return;
+    const std::array<std::wstring, 7> texts{
+        wideFromUtf8(entry.port),
+        wideFromUtf8(entry.printer),
+        wideFromUtf8(entry.document),
+        std::to_wstring(entry.job),
+        wideFromUtf8(entry.user),
+        wideFromUtf8(reasonInWords(entry)),
+        leftOut == 0 ? L"" : L" Not reported before: " + std::to_wstring(leftOut) + L" like it.",
+    };
+    std::array<const wchar_t*, texts.size()> strings{};
+    for (std::size_t i = 0; i < texts.size(); ++i)
+        strings[i] = texts[i].c_str();
+    const EventKind& kind = kKinds[static_cast<std::size_t>(entry.outcome)];
+    ReportEventW(source.get(), kind.type, 0, kind.id, nullptr, static_cast<WORD>(strings.size()), 0,
+                 strings.data(), nullptr);
+}
+
+}  // namespace velmora

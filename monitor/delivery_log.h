@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "monitor/jobs/delivery_repeats.h"
+#include "platform/mutex.h"
+#include "port/delivery_record.h"
+
+namespace velmora {
+
+/// How much of it an administrator wants to have written, as it was when the job began.
+struct DeliveryLogSettings {
+    std::uint32_t recordMiB = 0;  ///< 0: no record
+    std::uint32_t events = 0;     ///< 0 nothing, 1 failures, 2 everything
+
+    bool on() const noexcept { return recordMiB != 0 || events != 0; }
+};
+
+/// What a delivery log writes to.
+class DeliveryOutput {
+  public:
+    virtual ~DeliveryOutput() = default;
+    /// Appends a line to the record; false, with nothing of it left, if it could not be written.
+    virtual bool append(const std::string& line, std::uint32_t recordMiB) = 0;
+    /// Reports the delivery as an event; `leftOut`: how many like it were not reported before.
+    virtual void report(const DeliveryEntry& entry, std::uint32_t leftOut) = 0;
+    /// The system's words for an error code, in UTF-8.
+    virtual std::string words(std::uint32_t error) = 0;
+};
+
+/// Takes what became of deliveries and writes it from a thread of its own, which exists only while
+/// there is something to write: no job waits for a disk. What cannot be written is counted and told
+/// by the next line that can.
+class DeliveryLog {
+  public:
+    /// Starts a thread with the given body and does not wait for it; false if there is none.
+    using StartThread = bool (*)(void (*body)(void*), void* log);
+
+    DeliveryLog(DeliveryOutput& output, StartThread startThread)
+        : output_(output), startThread_(startThread) {}
+    DeliveryLog(const DeliveryLog&) = delete;
+    DeliveryLog& operator=(const DeliveryLog&) = delete;
+
+    /// Called from any thread; does not wait. `startFailed`: the spooler was told that the job
+    /// cannot start and will try again.
+    void add(DeliveryEntry entry, bool startFailed, DeliveryLogSettings settings) noexcept;
+
+    /// Writes on the calling thread what is left to say when the library is unloaded. Nothing may
+    /// be added any more and no thread of the log may run.
+    void finish() noexcept;
+
+  private:
+    struct Item {
+        DeliveryEntry entry;
+        bool startFailed;
+        DeliveryLogSettings settings;
+    };
+
+    static void run(void* log) noexcept;
+    std::optional<Item> next() noexcept;
+    void write(Item item);
+    void writeLine(DeliveryEntry entry, std::uint32_t recordMiB);
+    void lose(std::uint32_t lines) noexcept;
+
+    DeliveryOutput& output_;
+    StartThread startThread_;
+    Mutex mutex_;
+    // With the mutex held.
+    std::deque<Item> items_;
+    bool running_ = false;
+    std::uint32_t lost_ = 0;
+    // The writer's own.
+    RepeatedStarts repeats_;
+    EventLimiter events_;
+    std::uint32_t recordMiB_ = 0;  ///< of the last line
+};
+
+}  // namespace velmora

@@ -1,0 +1,177 @@
+#include "monitor/delivery_output.h"
+
+#include <windows.h>
+
+#include <new>
+
+#include "monitor/delivery_events.h"
+#include "platform/handle.h"
+#include "platform/library.h"
+#include "platform/own_identity.h"
+#include "platform/system_words.h"
+#include "platform/text.h"
+#include "platform/threads.h"
+#include "port/delivery_directory.h"
+
+namespace velmora {
+namespace {
+
+struct FileTraits {
+    using Type = HANDLE;
+    static Type empty() noexcept { return INVALID_HANDLE_VALUE; }
+    static void close(Type file) noexcept { CloseHandle(file); }
+};
+using UniqueFile = UniqueHandle<FileTraits>;
+
+/// The longest wait for another process that writes to the record. It holds the lock for one line
+/// at a time.
+constexpr int kLockAttempts = 200;
+constexpr DWORD kLockStepMs = 5;
+
+/// Held while the files change hands or grow, by every process that prints. A file and not a named
+/// mutex: nobody but administrators can make one in this directory first.
+class RecordLock {
+  public:
+    explicit RecordLock(const std::string& directory) noexcept {
+        const std::string path = directory + "\\deliveries.lock";
+        for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
+            if (attempt != 0) Sleep(kLockStepMs);
+            file_.reset(CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+            if (file_ || GetLastError() != ERROR_SHARING_VIOLATION) return;
+        }
+    }
+
+    bool held() const noexcept { return static_cast<bool>(file_); }
+
+  private:
+    UniqueFile file_;
+};
+
+UniqueFile openForAppending(const std::string& path) {
+    // Readers may move and delete it meanwhile, as the record itself does.
+    return UniqueFile(CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+bool writeAll(HANDLE file, std::string_view bytes) {
+    DWORD written = 0;
+    return WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
+           written == bytes.size();
+}
+
+/// Whether the file is empty or ends with a line feed: a writer that was killed may have left a
+/// part of a line.
+bool endsWithLine(HANDLE file, std::int64_t size) {
+    if (size == 0) return true;
+    LARGE_INTEGER last{};
+    last.QuadPart = size - 1;
+    char c = 0;
+    DWORD read = 0;
+    return SetFilePointerEx(file, last, nullptr, FILE_BEGIN) &&
+           ReadFile(file, &c, 1, &read, nullptr) && read == 1 && c == '\n';
+}
+
+std::string filePath(const std::string& directory, unsigned age) {
+    return directory + "\\" + deliveryFileName(age);
+}
+
+/// Every file becomes the next older one; what was the oldest is gone.
+bool rotate(const std::string& directory) {
+    for (unsigned age = kOldDeliveryFiles; age > 0; --age) {
+        const std::string newer = filePath(directory, age - 1);
+        if (!MoveFileExA(newer.c_str(), filePath(directory, age).c_str(),
+                         MOVEFILE_REPLACE_EXISTING) &&
+            GetLastError() != ERROR_FILE_NOT_FOUND) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool sizeOf(HANDLE file, std::int64_t& size) {
+    LARGE_INTEGER large{};
+    if (!GetFileSizeEx(file, &large)) return false;
+    size = large.QuadPart;
+    return true;
+}
+
+class SystemOutput final : public DeliveryOutput {
+  public:
+    bool append(const std::string& line, std::uint32_t recordMiB) override {
+        const OwnIdentity process;
+        return makeDeliveryDirectory() == ERROR_SUCCESS &&
+               appendToRecord(deliveryDirectory(), line, recordMiB);
+    }
+    void report(const DeliveryEntry& entry, std::uint32_t leftOut) override {
+        reportDeliveryEvent(entry, leftOut);
+    }
+    std::string words(std::uint32_t error) override { return utf8FromWide(systemWords(error)); }
+};
+
+bool startThread(void (*body)(void*), void* log) noexcept {
+    try {
+        return Thread::startDetached([body, log] { body(log); });
+    } catch (...) {
+        return false;
+    }
+}
+
+/// Whether the process is ending, its other threads already gone with whatever they held.
+bool processEnds() noexcept {
+    using ShutdownInProgress = BYTE(WINAPI*)();
+    const auto ends = librarySymbol<ShutdownInProgress>(GetModuleHandleA("ntdll.dll"),
+                                                        "RtlDllShutdownInProgress");
+    return ends != nullptr && ends() != 0;
+}
+
+/// Tells at the unload what is left to say.
+class SystemLog {
+  public:
+    SystemLog() : log_(output_, startThread) {}
+    ~SystemLog() {
+        if (!processEnds()) log_.finish();
+    }
+    SystemLog(const SystemLog&) = delete;
+    SystemLog& operator=(const SystemLog&) = delete;
+
+    DeliveryLog& log() noexcept { return log_; }
+
+  private:
+    SystemOutput output_;
+    DeliveryLog log_;
+};
+
+}  // namespace
+
+bool appendToRecord(const std::string& directory, const std::string& line,
+                    std::uint32_t recordMiB) {
+    const std::int64_t quarter = std::int64_t{recordMiB} * 1024 * 1024 / (kOldDeliveryFiles + 1);
+    const RecordLock lock(directory);
+    if (!lock.held()) return false;
+    UniqueFile file = openForAppending(filePath(directory, 0));
+    std::int64_t size = 0;
+    if (!file || !sizeOf(file.get(), size)) return false;
+    if (size != 0 && size + static_cast<std::int64_t>(line.size()) > quarter) {
+        file.reset();
+        if (!rotate(directory)) return false;
+        file = openForAppending(filePath(directory, 0));
+        if (!file || !sizeOf(file.get(), size)) return false;
+    }
+    const std::string whole = endsWithLine(file.get(), size) ? line : "\n" + line;
+    LARGE_INTEGER end{};
+    end.QuadPart = size;
+    if (!SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN)) return false;
+    if (writeAll(file.get(), whole)) return true;
+    // A full disk: half a line must not stay.
+    if (SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN)) SetEndOfFile(file.get());
+    return false;
+}
+
+DeliveryLog& deliveryLog() {
+    static SystemLog log;
+    return log.log();
+}
+
+}  // namespace velmora

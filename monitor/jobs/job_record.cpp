@@ -1,0 +1,198 @@
+#include "monitor/jobs/job_record.h"
+
+#include <algorithm>
+#include <mutex>
+#include <utility>
+
+namespace velmora {
+namespace {
+
+/// RFC 2911, 13.1.2: successful-ok and its two kinds.
+constexpr std::uint16_t kLastSuccess = 2;
+
+constexpr std::uint32_t kNoMemory = 8;  // ERROR_NOT_ENOUGH_MEMORY
+
+/// Of a delivery that ended before its printer's answer.
+DeliveryOutcome unansweredOutcome(std::uint64_t bytes) noexcept {
+    return bytes == 0 ? DeliveryOutcome::notReached : DeliveryOutcome::incomplete;
+}
+
+}  // namespace
+
+/// Hands every call on and remembers how it went.
+class JobRecord::Watched final : public Delivery {
+  public:
+    Watched(std::shared_ptr<JobRecord> record, Printer& printer, std::unique_ptr<Delivery> inner)
+        : record_(std::move(record)), printer_(printer), inner_(std::move(inner)) {
+        if (inner_->failed()) record_->fail(printer_, inner_->reason());
+    }
+    ~Watched() override {
+        if (!leftOpen_ && inner_->failed()) record_->fail(printer_, inner_->reason());
+        inner_.reset();
+        record_->endWithoutAnswer(printer_);
+    }
+
+    bool failed() const override { return inner_->failed(); }
+    bool write(std::span<const std::byte> piece) override {
+        const bool written = inner_->write(piece);
+        if (written) {
+            printer_.bytes.fetch_add(piece.size(), std::memory_order_relaxed);
+        } else {
+            record_->fail(printer_, inner_->reason());
+        }
+        return written;
+    }
+    bool end() override {
+        ended_ = inner_->end();
+        if (!ended_) record_->fail(printer_, inner_->reason());
+        return ended_;
+    }
+    bool accepted() override {
+        const bool result = inner_->accepted();
+        const DeliveryReason reason = inner_->reason();
+        if (reason.ippStatus) {
+            record_->tell(printer_,
+                          *reason.ippStatus <= kLastSuccess ? DeliveryOutcome::accepted
+                                                            : DeliveryOutcome::refused,
+                          reason);
+        } else if (ended_) {
+            record_->tell(printer_, DeliveryOutcome::noAnswer, reason);
+        }
+        return result;
+    }
+    void leaveOpen() noexcept override {
+        leftOpen_ = true;
+        inner_->leaveOpen();
+    }
+    DeliveryReason reason() const override { return inner_->reason(); }
+
+  private:
+    std::shared_ptr<JobRecord> record_;
+    Printer& printer_;
+    std::unique_ptr<Delivery> inner_;
+    bool ended_ = false;
+    bool leftOpen_ = false;
+};
+
+JobRecord::JobRecord(DeliveryEntry job, Write write, Clock clock)
+    : job_(std::move(job)), write_(std::move(write)), clock_(clock) {}
+
+void JobRecord::setPrinters(const std::vector<std::string>& utf8Urls) {
+    for (const std::string& url : utf8Urls) {
+        auto one = std::make_unique<Printer>();
+        one->url = withoutUserInfo(url);
+        one->begin = clock_();
+        printers_.push_back(std::move(one));
+    }
+    if (!printers_.empty()) return;
+    // A job that reaches nobody is told of as well.
+    DeliveryEntry entry = job_;
+    entry.time = clock_();
+    entry.outcome = DeliveryOutcome::notReached;
+    entry.reason.step = DeliveryStep::resolve;
+    write_(std::move(entry), false);
+}
+
+Connect JobRecord::watch(Connect connect) {
+    return [record = shared_from_this(), connect = std::move(connect)](const DeliveryOrder& order) {
+        return record->connect(connect, order);
+    };
+}
+
+std::unique_ptr<Delivery> JobRecord::connect(const Connect& connect, const DeliveryOrder& order) {
+    Printer* const one = printer(order.position);
+    if (one == nullptr) return connect(order);
+    begin(*one);
+    ConnectReport report;
+    DeliveryOrder reported = order;
+    reported.report = &report;
+    std::unique_ptr<Delivery> delivery;
+    try {
+        delivery = connect(reported);
+    } catch (...) {
+        report.reason = {DeliveryStep::connect, kNoMemory, 0, {}};
+        tell(*one, DeliveryOutcome::notReached, report.reason, printers_.size() == 1);
+        throw;
+    }
+    one->user = std::move(report.userName);
+    // The only printer that cannot be reached: the spooler is told, and tries again.
+    const bool onlyOne = printers_.size() == 1;
+    if (delivery == nullptr) {
+        tell(*one, DeliveryOutcome::notReached, report.reason, onlyOne);
+        return nullptr;
+    }
+    if (onlyOne && delivery->failed()) {
+        tell(*one, DeliveryOutcome::notReached, delivery->reason(), true);
+    }
+    return std::make_unique<Watched>(shared_from_this(), *one, std::move(delivery));
+}
+
+void JobRecord::finish() noexcept {
+    tellRest(false);
+}
+
+void JobRecord::abandon() noexcept {
+    tellRest(true);
+}
+
+JobRecord::Printer* JobRecord::printer(std::size_t position) noexcept {
+    return position == 0 || position > printers_.size() ? nullptr : printers_[position - 1].get();
+}
+
+void JobRecord::begin(Printer& printer) noexcept {
+    const std::lock_guard lock(mutex_);
+    printer.begin = clock_();
+    printer.begun = true;
+}
+
+void JobRecord::fail(Printer& printer, const DeliveryReason& reason) noexcept {
+    const std::lock_guard lock(mutex_);
+    if (printer.failed) return;
+    printer.failed = true;
+    printer.reason = reason;
+}
+
+void JobRecord::endWithoutAnswer(Printer& printer) noexcept {
+    // One that was never begun had no thread to begin it.
+    if (!printer.begun) printer.reason = {DeliveryStep::connect, kNoMemory, 0, {}};
+    tell(printer, unansweredOutcome(printer.bytes.load(std::memory_order_relaxed)), printer.reason);
+}
+
+void JobRecord::tell(Printer& printer, DeliveryOutcome outcome, const DeliveryReason& reason,
+                     bool startFailed) noexcept {
+    try {
+        {
+            const std::lock_guard lock(mutex_);
+            if (std::exchange(printer.told, true)) return;
+        }
+        DeliveryEntry entry = job_;
+        entry.time = clock_();
+        entry.user = printer.user;
+        entry.printer = printer.url;
+        entry.targets = static_cast<std::uint32_t>(printers_.size());
+        for (std::size_t i = 0; i < printers_.size(); ++i) {
+            if (printers_[i].get() == &printer) entry.target = static_cast<std::uint32_t>(i + 1);
+        }
+        entry.bytes = printer.bytes.load(std::memory_order_relaxed);
+        entry.duration =
+            static_cast<std::uint64_t>(std::max<std::int64_t>(entry.time - printer.begin, 0));
+        entry.outcome = outcome;
+        entry.reason = reason;
+        write_(std::move(entry), startFailed);
+    } catch (...) {
+        // Memory has run out: this line is lost, the job goes on.
+        return;
+    }
+}
+
+void JobRecord::tellRest(bool abandoned) noexcept {
+    for (const auto& one : printers_) {
+        if (abandoned) {
+            tell(*one, DeliveryOutcome::abandoned, {});
+        } else {
+            endWithoutAnswer(*one);
+        }
+    }
+}
+
+}  // namespace velmora

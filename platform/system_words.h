@@ -1,0 +1,12 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace velmora {
+
+/// Windows' words for a Win32 or WinInet error code, on one line and without a final period; empty
+/// if it has none. FormatMessageW.
+std::wstring systemWords(std::uint32_t code);
+
+}  // namespace velmora

@@ -1,0 +1,48 @@
+#include "port/delivery_directory.h"
+
+#include <windows.h>
+
+#include <sddl.h>
+
+#include "platform/handle.h"
+#include "platform/profile_file.h"
+
+namespace velmora {
+namespace {
+
+struct LocalMemoryTraits {
+    using Type = void*;
+    static Type empty() noexcept { return nullptr; }
+    static void close(Type memory) noexcept { LocalFree(memory); }
+};
+using UniqueLocalMemory = UniqueHandle<LocalMemoryTraits>;
+
+// Full access for administrators and the system, for what is in it too, and nothing inherited.
+constexpr char kRights[] = "D:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
+
+std::uint32_t makeDirectory(const std::string& path, SECURITY_ATTRIBUTES* rights) {
+    if (CreateDirectoryA(path.c_str(), rights)) return ERROR_SUCCESS;
+    const DWORD error = GetLastError();
+    return error == ERROR_ALREADY_EXISTS ? ERROR_SUCCESS : error;
+}
+
+}  // namespace
+
+std::string deliveryDirectory() {
+    return systemDirectory() + "\\spool\\Velmora";
+}
+
+std::uint32_t makeDeliveryDirectory() {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorA(kRights, SDDL_REVISION_1, &descriptor,
+                                                              nullptr)) {
+        return GetLastError();
+    }
+    const UniqueLocalMemory owner(descriptor);
+    SECURITY_ATTRIBUTES rights{sizeof rights, descriptor, FALSE};
+    // The spooler's own directory is there on Windows; elsewhere it gets the rights of its parent.
+    const std::uint32_t error = makeDirectory(systemDirectory() + "\\spool", nullptr);
+    return error != ERROR_SUCCESS ? error : makeDirectory(deliveryDirectory(), &rights);
+}
+
+}  // namespace velmora

@@ -1,0 +1,195 @@
+#include "monitor/delivery_log.h"
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace velmora {
+namespace {
+
+/// Remembers what is written; fails on demand.
+class FakeOutput final : public DeliveryOutput {
+  public:
+    bool append(const std::string& line, std::uint32_t recordMiB) override {
+        if (throwsNext) throw std::bad_alloc();
+        if (full) return false;
+        lines.push_back(line);
+        sizes.push_back(recordMiB);
+        return true;
+    }
+    void report(const DeliveryEntry& entry, std::uint32_t leftOut) override {
+        events.push_back(std::string(keyword(entry.outcome)) + " " + std::to_string(leftOut));
+    }
+    std::string words(std::uint32_t error) override { return "words " + std::to_string(error); }
+
+    bool full = false;
+    bool throwsNext = false;
+    std::vector<std::string> lines;
+    std::vector<std::uint32_t> sizes;
+    std::vector<std::string> events;
+};
+
+constexpr DeliveryLogSettings kRecord{20, 0};
+
+// Each thread of the log, for the test to run when it likes.
+std::vector<std::thread> threads;
+bool noThread = false;
+bool hold = false;
+std::vector<std::pair<void (*)(void*), void*>> held;
+
+bool startThread(void (*body)(void*), void* log) {
+    if (noThread) return false;
+    if (hold) {
+        held.emplace_back(body, log);
+    } else {
+        threads.emplace_back(body, log);
+    }
+    return true;
+}
+
+void joinThreads() {
+    for (const auto& [body, log] : std::exchange(held, {}))
+        body(log);
+    for (std::thread& thread : std::exchange(threads, {}))
+        thread.join();
+}
+
+class DeliveryLogTest : public testing::Test {
+  protected:
+    DeliveryLogTest() { noThread = hold = false; }
+    ~DeliveryLogTest() override { joinThreads(); }
+
+    static DeliveryEntry entry(DeliveryOutcome outcome = DeliveryOutcome::accepted,
+                               std::uint32_t job = 1) {
+        DeliveryEntry one;
+        one.port = "P";
+        one.job = job;
+        one.printer = "ipp://a";
+        one.outcome = outcome;
+        if (outcome != DeliveryOutcome::accepted) one.reason.error = 12029;
+        return one;
+    }
+
+    FakeOutput output;
+    DeliveryLog log{output, startThread};
+};
+
+TEST_F(DeliveryLogTest, WritesWhatItIsGiven) {
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    ASSERT_EQ(output.lines.size(), 1u);
+    EXPECT_EQ(output.lines[0], deliveryLine(entry()));
+    EXPECT_EQ(output.sizes[0], 20u);
+    EXPECT_TRUE(output.events.empty());
+}
+
+TEST_F(DeliveryLogTest, GivesAnErrorTheSystemsWords) {
+    log.add(entry(DeliveryOutcome::notReached), false, kRecord);
+    joinThreads();
+    EXPECT_NE(output.lines.at(0).find("\"text\":\"words 12029\""), std::string::npos);
+}
+
+TEST_F(DeliveryLogTest, ATurnedOffLogStartsNoThread) {
+    log.add(entry(), false, {});
+    EXPECT_TRUE(threads.empty());
+}
+
+TEST_F(DeliveryLogTest, OneThreadWritesManyAndTheNextIsStartedWhenItIsNeeded) {
+    hold = true;
+    for (int i = 0; i < 10; ++i)
+        log.add(entry(), false, kRecord);
+    EXPECT_EQ(held.size(), 1u);
+    joinThreads();
+    EXPECT_EQ(output.lines.size(), 10u);
+    log.add(entry(), false, kRecord);
+    EXPECT_EQ(held.size(), 1u);
+    joinThreads();
+    EXPECT_EQ(output.lines.size(), 11u);
+}
+
+TEST_F(DeliveryLogTest, LinesWaitForAThreadThatCannotBeStarted) {
+    noThread = true;
+    log.add(entry(), false, kRecord);
+    noThread = false;
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    EXPECT_EQ(output.lines.size(), 2u);
+}
+
+TEST_F(DeliveryLogTest, TellsHowManyLinesWereLost) {
+    output.full = true;
+    for (int i = 0; i < 3; ++i) {
+        log.add(entry(), false, kRecord);
+        joinThreads();
+    }
+    output.full = false;
+    output.throwsNext = true;
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    output.throwsNext = false;
+    log.add(entry(), false, kRecord);
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    ASSERT_EQ(output.lines.size(), 2u);
+    EXPECT_NE(output.lines[0].find("\"lost\":4"), std::string::npos) << output.lines[0];
+    EXPECT_EQ(output.lines[1].find("\"lost\""), std::string::npos);
+}
+
+TEST_F(DeliveryLogTest, HoldsNoMoreThanItsQueue) {
+    hold = true;
+    for (int i = 0; i < 5000; ++i)
+        log.add(entry(), false, kRecord);
+    joinThreads();
+    EXPECT_EQ(output.lines.size(), 4096u);
+    EXPECT_NE(output.lines[0].find("\"lost\":904"), std::string::npos) << output.lines[0];
+}
+
+TEST_F(DeliveryLogTest, CountsRepeatedStartsAndTellsThemAtTheEnd) {
+    for (int i = 0; i < 4; ++i)
+        log.add(entry(DeliveryOutcome::notReached, 7), true, kRecord);
+    joinThreads();
+    EXPECT_EQ(output.lines.size(), 1u);
+    log.finish();
+    ASSERT_EQ(output.lines.size(), 2u);
+    EXPECT_NE(output.lines[1].find("\"repeats\":3"), std::string::npos);
+}
+
+TEST_F(DeliveryLogTest, TheEndWritesWhatNoThreadCouldWrite) {
+    noThread = true;
+    log.add(entry(), false, kRecord);
+    log.finish();
+    EXPECT_EQ(output.lines.size(), 1u);
+}
+
+TEST_F(DeliveryLogTest, EventsAreIndependentOfTheRecord) {
+    log.add(entry(), false, {0, 1});
+    log.add(entry(DeliveryOutcome::refused), false, {0, 1});
+    log.add(entry(DeliveryOutcome::refused), false, {0, 1});
+    joinThreads();
+    EXPECT_EQ(output.events, std::vector<std::string>{"refused 0"});
+    EXPECT_TRUE(output.lines.empty());
+    log.add(entry(), false, {0, 2});
+    joinThreads();
+    EXPECT_EQ(output.events.back(), "accepted 0");
+}
+
+TEST_F(DeliveryLogTest, ManyThreadsAddAtOnce) {
+    std::vector<std::thread> writers;
+    for (int i = 0; i < 8; ++i) {
+        writers.emplace_back([this] {
+            for (int k = 0; k < 50; ++k)
+                log.add(entry(), false, kRecord);
+        });
+    }
+    for (std::thread& writer : writers)
+        writer.join();
+    joinThreads();
+    log.finish();
+    EXPECT_EQ(output.lines.size(), 400u);
+}
+
+}  // namespace
+}  // namespace velmora
