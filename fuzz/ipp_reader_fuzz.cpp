@@ -17,6 +17,7 @@
 namespace {
 
 using namespace velmora;
+using namespace velmora::testing;
 
 void require(bool condition) {
     if (!condition) std::abort();

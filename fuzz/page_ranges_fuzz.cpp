@@ -11,8 +11,8 @@
 
 namespace {
 
-using velmora::ModelRanges;
 using velmora::PageRanges;
+using velmora::testing::ModelRanges;
 
 ModelRanges rangesOf(const PageRanges& pages) {
     ModelRanges ranges;
@@ -35,11 +35,11 @@ std::optional<PageRanges> parse(std::string_view text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     std::optional<PageRanges> pages = parse(text);
-    const std::optional<ModelRanges> model = velmora::modelParse(text);
+    const std::optional<ModelRanges> model = velmora::testing::modelParse(text);
     if (pages.has_value() != model.has_value()) std::abort();
     if (!pages) return 0;
     if (rangesOf(*pages) != *model) std::abort();
     pages->normalise();
-    if (rangesOf(*pages) != velmora::modelNormalised(*model)) std::abort();
+    if (rangesOf(*pages) != velmora::testing::modelNormalised(*model)) std::abort();
     return 0;
 }

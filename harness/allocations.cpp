@@ -5,7 +5,7 @@
 #include <limits>
 #include <new>
 
-namespace velmora {
+namespace velmora::testing {
 namespace {
 
 constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
@@ -68,35 +68,35 @@ bool FailingAllocation::happened() const noexcept {
     return allocations > failingIndex;
 }
 
-}  // namespace velmora
+}  // namespace velmora::testing
 
 void* operator new(std::size_t size) {
-    return velmora::allocateOrThrow(size);
+    return velmora::testing::allocateOrThrow(size);
 }
 void* operator new[](std::size_t size) {
-    return velmora::allocateOrThrow(size);
+    return velmora::testing::allocateOrThrow(size);
 }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return velmora::allocate(size);
+    return velmora::testing::allocate(size);
 }
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return velmora::allocate(size);
+    return velmora::testing::allocate(size);
 }
 void operator delete(void* block) noexcept {
-    velmora::release(block);
+    velmora::testing::release(block);
 }
 void operator delete[](void* block) noexcept {
-    velmora::release(block);
+    velmora::testing::release(block);
 }
 void operator delete(void* block, std::size_t) noexcept {
-    velmora::release(block);
+    velmora::testing::release(block);
 }
 void operator delete[](void* block, std::size_t) noexcept {
-    velmora::release(block);
+    velmora::testing::release(block);
 }
 void operator delete(void* block, const std::nothrow_t&) noexcept {
-    velmora::release(block);
+    velmora::testing::release(block);
 }
 void operator delete[](void* block, const std::nothrow_t&) noexcept {
-    velmora::release(block);
+    velmora::testing::release(block);
 }

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-namespace velmora {
+namespace velmora::testing {
 
 // For test programs that link allocations.cpp, which replaces the global operator new: counts what
 // is allocated, and lets an allocation fail. One thread alone may use it at a time.
@@ -29,4 +29,4 @@ class FailingAllocation {
     bool happened() const noexcept;
 };
 
-}  // namespace velmora
+}  // namespace velmora::testing

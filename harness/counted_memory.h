@@ -7,7 +7,7 @@
 #include <map>
 #include <mutex>
 
-namespace velmora::testing_support {
+namespace velmora::testing {
 
 /// Memory that knows what is taken, and that runs out on demand.
 class CountedMemory {
@@ -75,4 +75,4 @@ class CountedMemory {
     std::size_t wrongReleases_ = 0;
 };
 
-}  // namespace velmora::testing_support
+}  // namespace velmora::testing

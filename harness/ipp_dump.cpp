@@ -1,6 +1,6 @@
 #include "harness/ipp_dump.h"
 
-namespace velmora {
+namespace velmora::testing {
 namespace {
 
 std::string quoted(std::string_view octets) {
@@ -83,4 +83,4 @@ std::string dumpOf(const IppMessage& message) {
     return text;
 }
 
-}  // namespace velmora
+}  // namespace velmora::testing

@@ -4,7 +4,7 @@
 
 #include "ipp/message.h"
 
-namespace velmora {
+namespace velmora::testing {
 
 /// Everything that a message holds, as text: two messages are the same when their dumps are.
 /// Instances are numbered by the runs that the encoder makes of them, so that an empty group,
@@ -12,4 +12,4 @@ namespace velmora {
 /// false; version, code and request id come first.
 std::string dumpOf(const IppMessage& message);
 
-}  // namespace velmora
+}  // namespace velmora::testing

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace velmora {
+namespace velmora::testing {
 
 // What page ranges mean, written down without any thought of speed: the text is split at its
 // commas, and ranges are joined pair by pair until none touch.
@@ -69,4 +69,4 @@ inline ModelRanges modelNormalised(ModelRanges ranges) {
     return ranges;
 }
 
-}  // namespace velmora
+}  // namespace velmora::testing

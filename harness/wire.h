@@ -9,7 +9,7 @@
 #include "ipp/encoder.h"
 #include "ipp/reader.h"
 
-namespace velmora {
+namespace velmora::testing {
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -77,4 +77,4 @@ inline Parsed parsed(const Bytes& bytes, IppReadMode mode = IppReadMode::respons
     return parsed;
 }
 
-}  // namespace velmora
+}  // namespace velmora::testing

@@ -10,7 +10,7 @@
 
 // What happens when memory runs out at any one place, and how much is used at all.
 
-namespace velmora {
+namespace velmora::testing {
 namespace {
 
 /// Runs `action` with its first, second, ... allocation failing until it makes fewer; every run
@@ -28,7 +28,7 @@ std::size_t failEachAllocation(const Action& action, const Check& check) {
             check(result, happened);
         }
         EXPECT_EQ(allocationCounts().live, before) << "leak when allocation " << index << " fails";
-        if (!happened || testing::Test::HasFailure()) return index;
+        if (!happened || ::testing::Test::HasFailure()) return index;
     }
 }
 
@@ -208,4 +208,4 @@ TEST(Allocation, LongSetOfValuesIsWrittenAndFreed) {
 }
 
 }  // namespace
-}  // namespace velmora
+}  // namespace velmora::testing

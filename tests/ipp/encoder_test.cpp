@@ -8,7 +8,7 @@
 #include "harness/ipp_dump.h"
 #include "harness/wire.h"
 
-namespace velmora {
+namespace velmora::testing {
 namespace {
 
 constexpr IppVersion kVersion{1, 0};
@@ -377,4 +377,4 @@ TEST(NewAttribute, ValueOfNoKindGivesNull) {
 }
 
 }  // namespace
-}  // namespace velmora
+}  // namespace velmora::testing

@@ -9,7 +9,7 @@
 
 #include "harness/page_ranges_model.h"
 
-namespace velmora {
+namespace velmora::testing {
 namespace {
 
 constexpr std::uint32_t kHighest = 4294967295;
@@ -196,7 +196,7 @@ bool agreesWithModel(const std::string& text) {
     } catch (const PageRanges::ParseErrorException&) {
         EXPECT_FALSE(model.has_value()) << '"' << text << '"';
     }
-    return !testing::Test::HasFailure();
+    return !::testing::Test::HasFailure();
 }
 
 TEST(PageRanges, EveryShortTextMeansWhatTheModelSays) {
@@ -238,4 +238,4 @@ TEST(PageRanges, BoundsAreHeldUpperThenLower) {
 }
 
 }  // namespace
-}  // namespace velmora
+}  // namespace velmora::testing

@@ -9,7 +9,7 @@
 #include "harness/wire.h"
 #include "tests/ipp/sample_messages.h"
 
-namespace velmora {
+namespace velmora::testing {
 namespace {
 
 /// What came of a message fed in pieces that end at the given places.
@@ -63,7 +63,7 @@ Outcome fedEveryWay(const Bytes& bytes, const IppReadPolicy& policy = {}) {
     for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
         EXPECT_EQ(fed(bytes, {cut}, policy), whole) << "cut at " << cut;
         EXPECT_EQ(fed(bytes, {cut, cut}, policy), whole) << "empty piece at " << cut;
-        if (testing::Test::HasFailure()) break;
+        if (::testing::Test::HasFailure()) break;
     }
     return whole;
 }
@@ -376,4 +376,4 @@ TEST(Reader, BoundCountsEveryKindOfField) {
 }
 
 }  // namespace
-}  // namespace velmora
+}  // namespace velmora::testing

@@ -9,7 +9,7 @@
 
 // Answers of ippeveprinter and cupsd, as they came: fuzz/capture_answers.py.
 
-namespace velmora {
+namespace velmora::testing {
 namespace {
 
 struct Answer {
@@ -79,4 +79,4 @@ TEST(RealAnswers, AreWrittenAndReadAgainAsTheSame) {
 }
 
 }  // namespace
-}  // namespace velmora
+}  // namespace velmora::testing

@@ -1,6 +1,6 @@
 #include "tests/ipp/sample_messages.h"
 
-namespace velmora {
+namespace velmora::testing {
 namespace {
 
 constexpr const char* kHeaderDump = "1:0:0:1\n";
@@ -204,4 +204,4 @@ std::vector<SampleMessage> toolsMessages() {
     return samples;
 }
 
-}  // namespace velmora
+}  // namespace velmora::testing

@@ -5,7 +5,7 @@
 
 #include "harness/wire.h"
 
-namespace velmora {
+namespace velmora::testing {
 
 struct SampleMessage {
     std::string name;
@@ -22,4 +22,4 @@ std::vector<SampleMessage> badMessages();
 /// Responses that only the lenient policy reads.
 std::vector<SampleMessage> toolsMessages();
 
-}  // namespace velmora
+}  // namespace velmora::testing

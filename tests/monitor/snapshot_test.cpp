@@ -8,7 +8,7 @@
 
 #include "harness/allocations.h"
 
-namespace velmora {
+namespace velmora::testing {
 namespace {
 
 TEST(SnapshotDomain, RetiredObjectsGoWhenTheLastReaderHasGone) {
@@ -40,4 +40,4 @@ TEST(Snapshot, WithoutMemoryNothingIsReplacedAndTheObjectInUseStays) {
 }
 
 }  // namespace
-}  // namespace velmora
+}  // namespace velmora::testing

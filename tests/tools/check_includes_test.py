@@ -17,8 +17,8 @@ TREE = {
     "directory/tree.h": '#include "platform/text.h"\n',
     "port/record.h": '#include "directory/tree.h"\n#include "ipp/url.h"\n',
     "monitor/list.h": '#include "port/record.h"\n#include "platform/text.h"\n',
-    "ui/page.h": '#include <windows.h>\n\n#include "port/record.h"\n#include "ui/kit/list.h"\n',
-    "ui/kit/list.h": '#include "platform/text.h"\n',
+    "ui/page.h": '#include <windows.h>\n\n#include "port/record.h"\n#include "ui/kit/rows.h"\n',
+    "ui/kit/rows.h": '#include "platform/text.h"\n',
     "velmoractl/verbs.h": '#include "port/record.h"\n',
     "dll/exports.cpp": '#include "monitor/list.h"\n#include "ui/page.h"\n',
     "harness/peer.h": "#include <string>\n",
@@ -71,8 +71,8 @@ class CheckIncludes(unittest.TestCase):
                     "ui/dialog.h includes monitor/list.h: ui may not include monitor")
 
     def test_the_dialog_kit_knows_nothing_of_the_pages(self):
-        self.breaks({"ui/kit/list.h": '#include "ui/page.h"\n#include "platform/text.h"\n'},
-                    "ui/kit/list.h includes ui/page.h: ui/kit may not include ui")
+        self.breaks({"ui/kit/rows.h": '#include "ui/page.h"\n#include "platform/text.h"\n'},
+                    "ui/kit/rows.h includes ui/page.h: ui/kit may not include ui")
 
     def test_a_pure_source_includes_no_windows_header(self):
         self.breaks({"ipp/reader.cpp": "#include <winnls.h>\n"},
@@ -90,6 +90,10 @@ class CheckIncludes(unittest.TestCase):
     def test_an_include_names_an_existing_file_from_the_root(self):
         self.breaks({"ipp/reader.cpp": '#include "reader.h"\n'},
                     "ipp/reader.cpp includes reader.h: no such file")
+
+    def test_two_headers_of_one_name_are_noticed(self):
+        self.breaks({"harness/record.h": "#include <string>\n"},
+                    "record.h is the name of several headers: harness/record.h, port/record.h")
 
     def test_every_source_belongs_to_a_room(self):
         self.breaks({"misc/helpers.h": "#include <string>\n"},

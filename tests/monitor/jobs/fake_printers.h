@@ -13,7 +13,7 @@
 #include "monitor/jobs/delivery.h"
 #include "monitor/jobs/packet_queue.h"
 
-namespace velmora::testing_support {
+namespace velmora::testing {
 
 constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
 
@@ -139,4 +139,4 @@ inline std::span<const std::byte> bytesOf(const std::string& text) {
     return std::as_bytes(std::span(text));
 }
 
-}  // namespace velmora::testing_support
+}  // namespace velmora::testing

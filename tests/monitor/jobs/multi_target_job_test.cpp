@@ -13,12 +13,12 @@
 namespace velmora {
 namespace {
 
-using testing_support::bytesOf;
-using testing_support::FakePrinter;
-using testing_support::FakePrinters;
+using testing::bytesOf;
+using testing::FakePrinter;
+using testing::FakePrinters;
 
 /// A second of waiting takes a millisecond here.
-class MultiTargetJobTest : public testing::Test {
+class MultiTargetJobTest : public ::testing::Test {
   protected:
     MultiTargetJobTest() { stdThreads().millisecond = std::chrono::microseconds(1); }
     ~MultiTargetJobTest() override { stdThreads() = {}; }
@@ -96,7 +96,8 @@ struct Fault {
     std::size_t closed;
 };
 
-class MultiTargetJobFault : public MultiTargetJobTest, public testing::WithParamInterface<Fault> {};
+class MultiTargetJobFault : public MultiTargetJobTest,
+                            public ::testing::WithParamInterface<Fault> {};
 
 TEST_P(MultiTargetJobFault, OtherPrintersHaveTheWholeDocument) {
     FakePrinters printers(4);
@@ -113,13 +114,13 @@ TEST_P(MultiTargetJobFault, OtherPrintersHaveTheWholeDocument) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, MultiTargetJobFault,
-    testing::Values(Fault{"Refuses", [](FakePrinter& p) { p.refuses = true; }, "", 0},
-                    Fault{"NoMemoryToConnect", [](FakePrinter& p) { p.throwsOnConnect = true; }, "",
-                          0},
-                    Fault{"BreaksAtOnce", [](FakePrinter& p) { p.failsAfter = 0; }, "", 1},
-                    Fault{"BreaksMidway", [](FakePrinter& p) { p.failsAfter = 2; }, "ab", 1},
-                    Fault{"BreaksAtTheEnd", [](FakePrinter& p) { p.failsAfter = 4; }, "abcd", 1},
-                    Fault{"NoMemoryMidway", [](FakePrinter& p) { p.throwsAfter = 2; }, "ab", 1}),
+    ::testing::Values(Fault{"Refuses", [](FakePrinter& p) { p.refuses = true; }, "", 0},
+                      Fault{"NoMemoryToConnect", [](FakePrinter& p) { p.throwsOnConnect = true; },
+                            "", 0},
+                      Fault{"BreaksAtOnce", [](FakePrinter& p) { p.failsAfter = 0; }, "", 1},
+                      Fault{"BreaksMidway", [](FakePrinter& p) { p.failsAfter = 2; }, "ab", 1},
+                      Fault{"BreaksAtTheEnd", [](FakePrinter& p) { p.failsAfter = 4; }, "abcd", 1},
+                      Fault{"NoMemoryMidway", [](FakePrinter& p) { p.throwsAfter = 2; }, "ab", 1}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(MultiTargetJobTest, BrokenConnectionGetsNothingMore) {

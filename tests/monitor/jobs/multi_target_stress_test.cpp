@@ -23,9 +23,9 @@
 namespace velmora {
 namespace {
 
-using testing_support::bytesOf;
-using testing_support::FakePrinter;
-using testing_support::FakePrinters;
+using testing::bytesOf;
+using testing::FakePrinter;
+using testing::FakePrinters;
 
 using Random = std::minstd_rand;
 

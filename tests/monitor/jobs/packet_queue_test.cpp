@@ -14,15 +14,15 @@
 namespace velmora {
 namespace {
 
-using testing_support::bytesOf;
-using testing_support::FakePrinters;
+using testing::bytesOf;
+using testing::FakePrinters;
 
 std::string textOf(const DataPacket& packet) {
     return {reinterpret_cast<const char*>(packet.bytes().data()), packet.length};
 }
 
 /// Events are recorded, and no wait waits, so that writer and readers can take turns in one thread.
-class PacketQueueTest : public testing::Test {
+class PacketQueueTest : public ::testing::Test {
   protected:
     PacketQueueTest() {
         stdThreads().permit = [this](const ThreadCall& call) {
@@ -56,7 +56,7 @@ class PacketQueueTest : public testing::Test {
     FakePrinters printers_{0};
 
   protected:
-    testing_support::CountedMemory& memory = printers_.memory;
+    testing::CountedMemory& memory = printers_.memory;
 };
 
 TEST_F(PacketQueueTest, WriterSetsTheConsumedEventItselfAndSoNeverWaitsForReaders) {

@@ -11,12 +11,12 @@
 namespace velmora {
 namespace {
 
-using testing_support::bytesOf;
-using testing_support::FakePrinters;
+using testing::bytesOf;
+using testing::FakePrinters;
 
 std::vector<JobInfo> reports;
 
-class PortJobTest : public testing::Test {
+class PortJobTest : public ::testing::Test {
   protected:
     PortJobTest() { reports.clear(); }
 
