@@ -9,9 +9,11 @@
 #include <cstring>
 #include <new>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "ipp/encoder.h"
+#include "platform/alarm.h"
 
 namespace velmora {
 namespace {
@@ -24,6 +26,9 @@ constexpr DWORD kHttpOk = 200;
 /// The platform starts sending the header block inside HttpSendRequestEx; printers that
 /// authenticate or negotiate on the block alone get this long before the body reaches them.
 constexpr DWORD kPauseBeforeBodyMs = 1000;
+
+/// Timers of the platform may end a wait up to one tick early.
+constexpr std::chrono::milliseconds kTimerTick{20};
 
 constexpr DWORD kDialogFlags = FLAGS_ERROR_UI_FILTER_FOR_ERRORS |
                                FLAGS_ERROR_UI_FLAGS_CHANGE_OPTIONS |
@@ -82,7 +87,8 @@ void InternetTraits::close(Type handle) noexcept {
     InternetCloseHandle(handle);
 }
 
-IppConnection::IppConnection(const std::string& url) {
+IppConnection::IppConnection(const std::string& url, const ConnectionOptions& options)
+    : options_(options) {
     open(url);
 }
 
@@ -92,13 +98,16 @@ bool IppConnection::open(const std::string& url) {
 
     root_.reset(InternetOpenA("IPP client", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
     if (!root_) return fail();
+    setTimeOuts(root_.get());
 
     connection_.reset(InternetConnectA(root_.get(), parts->host.data(), parts->port, nullptr,
                                        nullptr, INTERNET_SERVICE_HTTP, 0, 0));
     if (!connection_) return fail();
+    setTimeOuts(connection_.get());
 
     DWORD flags = INTERNET_FLAG_NO_CACHE_WRITE | INTERNET_FLAG_KEEP_CONNECTION;
     if (parts->secure) flags |= INTERNET_FLAG_SECURE;
+    if (!options_.followRedirects) flags |= INTERNET_FLAG_NO_AUTO_REDIRECT;
     request_.reset(HttpOpenRequestA(connection_.get(), "POST", parts->path.data(), "HTTP/1.1",
                                     nullptr, nullptr, flags, 0));
     if (!request_) return fail();
@@ -116,6 +125,7 @@ void IppConnection::sendMessage(const IppMessage& message, bool chunked) {
     httpStatus_ = 0;
     lastError_ = 0;
     bodyOpen_ = false;
+    answerLeftUnread_ = false;
     if (!request_) {
         // Success must not be read out of a connection that never had its handles.
         lastError_ = ERROR_INVALID_HANDLE;
@@ -126,6 +136,8 @@ void IppConnection::sendMessage(const IppMessage& message, bool chunked) {
         lastError_ = ERROR_INVALID_DATA;
         return;
     }
+    // Afresh for every request: reading an answer shortens them.
+    setTimeOuts(request_.get());
     if (!setBodyHeaders(chunked, body.size())) return;
     if (!beginRequest(chunked ? 0 : body.size())) return;
     Sleep(kPauseBeforeBodyMs);
@@ -157,8 +169,10 @@ void IppConnection::writeData(const void* data, std::size_t size) {
     writeChunk(data, size);
     if (size == 0) {
         bodyOpen_ = false;
-        // Not tested: whether the request was served is told by the answer alone.
-        HttpEndRequestA(request_.get(), nullptr, 0, 0);
+        // Not tested: whether the request was served is told by the answer alone. Only one that
+        // took too long is not waited for any more.
+        const bool bounded = options_.receiveTimeout != 0;
+        if (!endRequest() && !(bounded && lastError_ == ERROR_INTERNET_TIMEOUT)) lastError_ = 0;
     }
 }
 
@@ -182,24 +196,40 @@ void IppConnection::authenticationDialogAndResend(HWND owner, const IppMessage& 
 }
 
 UniqueIppMessage IppConnection::readResponse(const IppReadPolicy& policy) {
-    if (!readStatus() || httpStatus_ != kHttpOk) return nullptr;
+    if (!request_ || !readStatus() || httpStatus_ != kHttpOk) return nullptr;
     UniqueIppMessage response = newIppMessage();
     if (!response) return nullptr;
     IppReader reader(*response, IppReadMode::response, policy);
-    std::array<std::byte, 1024> area;
-    for (;;) {
-        DWORD size = 0;
-        if (!InternetReadFile(request_.get(), area.data(), static_cast<DWORD>(area.size()),
-                              &size)) {
-            fail();
-            return nullptr;
-        }
-        if (size == 0) break;
-        // The rest of a body whose attributes have ended, or do not fit in memory, is still read:
-        // what stayed in the connection would be taken for the next answer.
-        if (reader.feed(area.data(), size) == -1) return nullptr;
+    if (!feedAnswer(&reader)) {
+        if (lastError_ != ERROR_INTERNET_TIMEOUT || !reader.complete()) return nullptr;
+        // The printer has said all that is asked for.
+        lastError_ = 0;
     }
     return reader.complete() ? std::move(response) : nullptr;
+}
+
+void IppConnection::discardAnswer() {
+    if (request_ && options_.receiveTimeout != 0) feedAnswer(nullptr);
+}
+
+/// Reads the body into the reader, if there is one. False when it could not be read or is
+/// malformed.
+bool IppConnection::feedAnswer(IppReader* reader) {
+    answerLeftUnread_ = true;
+    std::array<std::byte, 1024> area;
+    for (std::size_t left = kLongestAnswer; left > 0;) {
+        std::uint32_t size = 0;
+        if (!readPiece(std::span(area).first(std::min(area.size(), left)), size)) return false;
+        if (size == 0) {
+            answerLeftUnread_ = false;
+            break;
+        }
+        // The rest of a body whose attributes have ended, or do not fit in memory, is still read:
+        // what stayed in the connection would be taken for the next answer.
+        if (reader != nullptr && reader->feed(area.data(), size) == -1) return false;
+        left -= size;
+    }
+    return true;
 }
 
 bool IppConnection::finish() {
@@ -218,6 +248,71 @@ bool IppConnection::fail() noexcept {
     const DWORD error = GetLastError();
     lastError_ = error != 0 ? error : ERROR_INTERNET_INTERNAL_ERROR;
     return false;
+}
+
+bool IppConnection::timedOut() noexcept {
+    lastError_ = ERROR_INTERNET_TIMEOUT;
+    return false;
+}
+
+/// Seconds as they are set; none that is 0. Refused ones leave the platform's own.
+void IppConnection::setTimeOuts(void* handle) const noexcept {
+    const std::pair<DWORD, std::uint32_t> timeOuts[] = {
+        {INTERNET_OPTION_CONNECT_TIMEOUT, options_.connectTimeout},
+        {INTERNET_OPTION_SEND_TIMEOUT, options_.sendTimeout},
+        {INTERNET_OPTION_RECEIVE_TIMEOUT, options_.receiveTimeout},
+    };
+    for (const auto& [option, seconds] : timeOuts) {
+        DWORD milliseconds = seconds * 1000;
+        if (seconds != 0) InternetSetOptionA(handle, option, &milliseconds, sizeof milliseconds);
+    }
+}
+
+/// Makes a call that waits for the printer and knows no time-out of its own: closing the request
+/// from another thread ends it (InternetCloseHandle). A call that took that long has timed out
+/// whatever it says: a receive time-out in the headers is told by nothing else.
+template <class Call>
+bool IppConnection::withinSeconds(std::uint32_t seconds, Call call) {
+    if (seconds == 0) return call() || fail();
+    const auto limit = std::chrono::seconds(seconds);
+    const auto begin = Clock::now();
+    Alarm alarm(seconds * 1000, [request = request_.get()] { InternetCloseHandle(request); });
+    const bool done = call() || fail();
+    const auto taken = Clock::now() - begin;
+    const bool closed = alarm.stop();
+    if (closed) static_cast<void>(request_.release());
+    if (closed || taken + kTimerTick >= limit) return timedOut();
+    return done;
+}
+
+/// How much of the answer can be read without waiting; 0 at its end. InternetQueryDataAvailable.
+bool IppConnection::waitForData(std::uint32_t& available) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(answerDeadline_ - Clock::now());
+    if (left.count() <= 0) return timedOut();
+    DWORD milliseconds = static_cast<DWORD>(left.count());
+    InternetSetOptionA(request_.get(), INTERNET_OPTION_RECEIVE_TIMEOUT, &milliseconds,
+                       sizeof milliseconds);
+    DWORD size = 0;
+    const bool done = InternetQueryDataAvailable(request_.get(), &size, 0, 0) || fail();
+    available = size;
+    if ((!done || size == 0) && Clock::now() + kTimerTick >= answerDeadline_) return timedOut();
+    return done;
+}
+
+/// Up to an area of the answer's body; size 0 at its end. With a time-out only what is there is
+/// asked for: a call that waits for a full area would wait for each byte anew.
+bool IppConnection::readPiece(std::span<std::byte> area, std::uint32_t& size) {
+    std::uint32_t wanted = static_cast<std::uint32_t>(area.size());
+    if (options_.receiveTimeout != 0) {
+        std::uint32_t available = 0;
+        if (!waitForData(available)) return false;
+        if (available == 0) return true;
+        wanted = std::min(wanted, available);
+    }
+    DWORD read = 0;
+    if (!InternetReadFile(request_.get(), area.data(), wanted, &read)) return fail();
+    size = read;
+    return true;
 }
 
 bool IppConnection::changeHeader(const char* header, std::uint32_t modifiers) {
@@ -248,12 +343,15 @@ bool IppConnection::beginRequest(std::size_t totalSize) {
     INTERNET_BUFFERSA buffers{};
     buffers.dwStructSize = sizeof buffers;
     buffers.dwBufferTotal = static_cast<DWORD>(totalSize);
-    return HttpSendRequestExA(request_.get(), &buffers, nullptr, HSR_INITIATE | HSR_SYNC, 0) ||
-           fail();
+    return withinSeconds(options_.connectTimeout, [&] {
+        return HttpSendRequestExA(request_.get(), &buffers, nullptr, HSR_INITIATE | HSR_SYNC, 0);
+    });
 }
 
 bool IppConnection::endRequest() {
-    return HttpEndRequestA(request_.get(), nullptr, 0, 0) || fail();
+    answerDeadline_ = Clock::now() + std::chrono::seconds(options_.receiveTimeout);
+    return withinSeconds(options_.receiveTimeout,
+                         [&] { return HttpEndRequestA(request_.get(), nullptr, 0, 0); });
 }
 
 bool IppConnection::write(const void* data, std::size_t size) {

@@ -3,11 +3,14 @@
 #include <windows.h>
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
+#include "ipp/connection_options.h"
 #include "ipp/message.h"
 #include "ipp/reader.h"
 #include "platform/handle.h"
@@ -38,6 +41,9 @@ using UniqueInternet = UniqueHandle<InternetTraits>;
 /// ERROR_INTERNET_FORCE_RETRY: the same message is to be sent again.
 inline constexpr std::uint32_t kSendAgain = 12032;
 
+/// How much of an answer's body is read. A printer that goes on and on must not hold a job.
+inline constexpr std::size_t kLongestAnswer = 16 << 20;
+
 /// Carries IPP messages to one printer URL as HTTP/1.1 POST requests (RFC 2910, section 4), and
 /// brings the answers back. A connection is used by one thread at a time.
 ///
@@ -47,7 +53,7 @@ class IppConnection {
   public:
     /// Opens the handles for `url`; a text without a scheme is taken as an ipp URL. A URL that
     /// cannot be used is noticed by the first send, which then fails.
-    explicit IppConnection(const std::string& url);
+    explicit IppConnection(const std::string& url, const ConnectionOptions& options = {});
     ~IppConnection() { close(); }
     IppConnection(const IppConnection&) = delete;
     IppConnection& operator=(const IppConnection&) = delete;
@@ -76,11 +82,21 @@ class IppConnection {
     void authenticationDialogAndResend(HWND owner, const IppMessage& message, bool chunked);
 
     /// The answer to a finished request. Null: lastError() is set when it could not be read; an
-    /// HTTP status other than 200 stays in httpStatus(); else it was no complete IPP response.
+    /// HTTP status other than 200 stays in httpStatus(); else it was no complete IPP response. What
+    /// lies beyond kLongestAnswer bytes is left unread; those before decide.
     UniqueIppMessage readResponse(const IppReadPolicy& policy = {});
 
     /// Reads the answer to a finished request; true if the printer accepted the job.
     bool accepted();
+
+    /// Reads what the last answer still holds and drops it, as far as an answer is read; for
+    /// answers that are not IPP. Does nothing without a receive time-out: the platform then does it
+    /// itself, however long it takes.
+    void discardAnswer();
+
+    /// Whether the last answer was left before its end. The next request then belongs on another
+    /// connection: what is still to come here would be taken for its answer, or never end.
+    bool answerLeftUnread() const noexcept { return answerLeftUnread_; }
 
     /// Ends the open body and reads the answer; true when the printer accepted the job. False at
     /// once, with nothing sent, when an error has been noticed before or no body is open.
@@ -90,8 +106,17 @@ class IppConnection {
     std::uint32_t httpStatus() const noexcept { return httpStatus_; }
 
   private:
+    using Clock = std::chrono::steady_clock;
+
     bool open(const std::string& url);
     bool fail() noexcept;
+    bool timedOut() noexcept;
+    void setTimeOuts(void* handle) const noexcept;
+    template <class Call>
+    bool withinSeconds(std::uint32_t seconds, Call call);
+    bool feedAnswer(IppReader* reader);
+    bool waitForData(std::uint32_t& available);
+    bool readPiece(std::span<std::byte> area, std::uint32_t& size);
     bool changeHeader(const char* header, std::uint32_t modifiers);
     bool setBodyHeaders(bool chunked, std::size_t bodySize);
     bool beginRequest(std::size_t totalSize);
@@ -107,6 +132,9 @@ class IppConnection {
     std::uint32_t lastError_ = 0;
     std::uint32_t httpStatus_ = 200;
     bool bodyOpen_ = false;  ///< a chunked body waits for data or for its terminating chunk
+    bool answerLeftUnread_ = false;
+    ConnectionOptions options_;
+    Clock::time_point answerDeadline_{};  ///< of an answer in hand, if there is a time-out for it
 };
 
 }  // namespace velmora

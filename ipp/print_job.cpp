@@ -14,6 +14,7 @@ namespace {
 
 constexpr IppVersion kVersion{1, 0};
 constexpr std::uint32_t kRequestId = 1;
+constexpr std::uint32_t kHttpOk = 200;
 constexpr std::uint32_t kHttpUnauthorized = 401;
 
 /// Adds single-valued attributes to one group of a message, and remembers whether all of them
@@ -120,16 +121,24 @@ bool sendProbe(IppConnection& connection, const PrintTarget& target, const IppMe
     return connection.lastError() == 0;
 }
 
+/// Only the status is looked at; the rest is read for the sake of the connection.
+void readProbeAnswer(IppConnection& connection) {
+    if (!connection.readResponse() && connection.httpStatus() != kHttpOk)
+        connection.discardAnswer();
+}
+
 /// Reads the probe's answer and asks for a password as long as the printer wants one. Any other
 /// answer, an unreadable one included, lets the job go on. False: given up.
 bool settleAuthentication(IppConnection& connection, const IppMessage& probe) {
-    connection.readResponse();
+    readProbeAnswer(connection);
     while (connection.httpStatus() == kHttpUnauthorized) {
+        // The platform asks on the same connection, where an answer that never ends is in the way.
+        if (connection.answerLeftUnread()) return false;
         do {
             connection.authenticationDialogAndResend(GetDesktopWindow(), probe, false);
         } while (connection.lastError() == kSendAgain);
         if (connection.lastError() != 0) return false;
-        connection.readResponse();
+        readProbeAnswer(connection);
     }
     return true;
 }
@@ -166,14 +175,21 @@ UniqueIppMessage newJobRequest(IppOperation operationId, const PrintTarget& targ
 
 std::unique_ptr<IppConnection> SendPrintJob(const PrintTarget& target,
                                             const std::string& documentName,
-                                            const JobTemplate& jobTemplate) {
-    auto connection = std::make_unique<IppConnection>(target.url);
+                                            const JobTemplate& jobTemplate,
+                                            const ConnectionOptions& options) {
+    auto connection = std::make_unique<IppConnection>(target.url, options);
     if (!probePrinter(*connection, target)) return nullptr;
     const UniqueIppMessage message =
         newJobRequest(IppOperation::printJob, target, documentName, jobTemplate);
     if (!message) return nullptr;
+    const bool anew = connection->answerLeftUnread();
+    if (anew) connection = std::make_unique<IppConnection>(target.url, options);
     do {
-        connection->sendMessage(*message, true);
+        if (anew && target.useAuthentication != 0) {
+            connection->sendMessage(*message, true, target.userName, target.password);
+        } else {
+            connection->sendMessage(*message, true);
+        }
     } while (connection->lastError() == kSendAgain);
     return connection;
 }

@@ -27,6 +27,7 @@ UniqueIppMessage newJobRequest(IppOperation operation, const PrintTarget& target
 /// Texts are in the ANSI code page. Safe to call from several threads at once.
 std::unique_ptr<IppConnection> SendPrintJob(const PrintTarget& target,
                                             const std::string& documentName,
-                                            const JobTemplate& jobTemplate);
+                                            const JobTemplate& jobTemplate,
+                                            const ConnectionOptions& options = {});
 
 }  // namespace velmora

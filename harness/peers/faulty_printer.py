@@ -12,6 +12,7 @@ size of the body), before it is answered, and one for its outcome.
 """
 
 import argparse
+import itertools
 import os
 import socket
 import struct
@@ -65,6 +66,20 @@ class Exchange:
         for index in range(len(data)):
             self.send(data[index:index + 1])
             time.sleep(pause)
+
+    def flood(self, block):
+        """The block for ever: 20 MiB at once, then with pauses. Wine's client, when it closes a
+        connection, first reads on as long as there is something."""
+        for sent in itertools.count(0, len(block)):
+            self.send(block)
+            if sent > 20 << 20:
+                time.sleep(0.2)
+
+    def drip(self, data, count=None):
+        """`count` bytes (default: for ever) of the data over and over, one every --seconds."""
+        for byte in itertools.islice(itertools.cycle(data), count):
+            self.send(bytes([byte]))
+            time.sleep(self.options.seconds)
 
     def reset(self, outcome):
         """Closes with a reset instead of an orderly end."""
@@ -312,6 +327,93 @@ def endless_attributes(exchange):
         exchange.send(block)
         left -= len(block)
     raise Fault("endless attributes")
+
+
+@behaviour
+def endless_answer(exchange):
+    """a good answer at the front of a body that never ends"""
+    exchange.read()
+    exchange.send(b"HTTP/1.1 200 OK\r\nContent-Type: application/ipp\r\n"
+                  b"Content-Length: %d\r\n\r\n" % (1 << 40) + raw_http.ipp_answer())
+    exchange.flood(bytes(65536))
+
+
+@behaviour
+def endless_chunks(exchange):
+    """a good answer in a chunked body that never ends"""
+    chunked(exchange, b"%x\r\n" % len(raw_http.ipp_answer()) + raw_http.ipp_answer() + b"\r\n")
+    exchange.flood(b"10000\r\n" + bytes(0x10000) + b"\r\n")
+
+
+@behaviour
+def endless_error(exchange):
+    """a 404 whose body never ends"""
+    exchange.read()
+    exchange.send(b"HTTP/1.1 404 Not Found\r\nContent-Type: text/html\r\n"
+                  b"Content-Length: %d\r\n\r\n" % (1 << 40))
+    exchange.flood(b"<html>\n" * 8192)
+
+
+@behaviour
+def drips_headers(exchange):
+    """a good answer with --size header bytes before it, one every --seconds"""
+    exchange.read()
+    exchange.send(b"HTTP/1.1 200 OK\r\nX-Drip: ")
+    exchange.drip(b"x", exchange.options.size or None)
+    exchange.send(raw_http.answer(raw_http.ipp_answer())[len("HTTP/1.1 200 OK"):])
+    return "dripped headers"
+
+
+@behaviour
+def drips_body(exchange):
+    """headers, then a body that begins as an answer, one byte every --seconds, for ever"""
+    exchange.read()
+    exchange.send(b"HTTP/1.1 200 OK\r\nContent-Type: application/ipp\r\n\r\n" +
+                  raw_http.ipp_answer()[:-1])
+    exchange.drip(raw_http.attribute(0x21, b"copies", b"\0\0\0\1"))
+
+
+@behaviour
+def drips_after_the_answer(exchange):
+    """a whole answer at once, and behind it one byte every --seconds, for ever"""
+    exchange.read()
+    exchange.send(b"HTTP/1.1 200 OK\r\nContent-Type: application/ipp\r\n\r\n" +
+                  raw_http.ipp_answer())
+    exchange.drip(b"\0")
+
+
+@behaviour
+def many_continues(exchange):
+    """"100 Continue" a thousand times (or --size), then a good answer"""
+    exchange.read()
+    exchange.send(b"HTTP/1.1 100 Continue\r\n\r\n" * (exchange.options.size or 1000))
+    exchange.send(raw_http.answer(raw_http.ipp_answer()))
+    return "many continues"
+
+
+@behaviour
+def redirects_to_a_file(exchange):
+    """answers 302 to a file: URL"""
+    return with_status(exchange, "302 Found", ["Location: file:///C:/windows/win.ini"])
+
+
+@behaviour
+def redirects_to(exchange):
+    """answers 307 to the port --size of this computer"""
+    return with_status(exchange, "307 Temporary Redirect",
+                       [f"Location: http://localhost:{exchange.options.size}/ipp/print"])
+
+
+@behaviour
+def short_status(exchange):
+    """answers with a status of two digits"""
+    return with_head(exchange, b"HTTP/1.1 20 OK\r\n")
+
+
+@behaviour
+def no_reason(exchange):
+    """a good answer whose status line has no reason"""
+    return with_head(exchange, b"HTTP/1.1 200\r\n")
 
 
 def chunked(exchange, framed):

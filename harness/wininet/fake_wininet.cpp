@@ -150,9 +150,21 @@ struct FakeWinInet::Calls {
         *read = static_cast<DWORD>(count);
         return TRUE;
     }
+    static BOOL WINAPI internetQueryDataAvailable(HINTERNET file, LPDWORD available, DWORD flags,
+                                                  DWORD_PTR context) {
+        record("InternetQueryDataAvailable", handleName(file), hex(flags), context);
+        *available = 0;
+        if (!fake->allowed("InternetQueryDataAvailable")) return FALSE;
+        *available = static_cast<DWORD>(
+            std::min(fake->answer_.pieceSize, fake->answer_.body.size() - fake->readPosition_));
+        return TRUE;
+    }
     static BOOL WINAPI internetSetOption(HINTERNET handle, DWORD option, LPVOID area, DWORD size) {
+        const bool isText =
+            option == INTERNET_OPTION_USERNAME || option == INTERNET_OPTION_PASSWORD;
         record("InternetSetOptionA", handleName(handle), option,
-               text(std::string(static_cast<char*>(area), size).c_str()));
+               isText ? text(std::string(static_cast<char*>(area), size).c_str())
+                      : std::to_string(*static_cast<DWORD*>(area)));
         return fake->allowed("InternetSetOptionA");
     }
     static DWORD WINAPI internetErrorDlg(HWND owner, HINTERNET request, DWORD error, DWORD flags,
@@ -172,9 +184,19 @@ struct FakeWinInet::Calls {
     static void WINAPI sleep(DWORD milliseconds) { record("Sleep", milliseconds); }
 
     static constexpr WinInetFunctions kFunctions = {
-        internetOpen,          internetCrackUrl,  internetConnect,   httpOpenRequest,
-        httpAddRequestHeaders, httpSendRequestEx, internetWriteFile, httpEndRequest,
-        httpQueryInfo,         internetReadFile,  internetSetOption, internetErrorDlg,
+        internetOpen,
+        internetCrackUrl,
+        internetConnect,
+        httpOpenRequest,
+        httpAddRequestHeaders,
+        httpSendRequestEx,
+        internetWriteFile,
+        httpEndRequest,
+        httpQueryInfo,
+        internetReadFile,
+        internetQueryDataAvailable,
+        internetSetOption,
+        internetErrorDlg,
         internetCloseHandle,
     };
 };

@@ -35,6 +35,7 @@ WinInetFunctions platformFunctions() {
     resolve(functions.httpEndRequest, library, "HttpEndRequestA");
     resolve(functions.httpQueryInfo, library, "HttpQueryInfoA");
     resolve(functions.internetReadFile, library, "InternetReadFile");
+    resolve(functions.internetQueryDataAvailable, library, "InternetQueryDataAvailable");
     resolve(functions.internetSetOption, library, "InternetSetOptionA");
     resolve(functions.internetErrorDlg, library, "InternetErrorDlg");
     resolve(functions.internetCloseHandle, library, "InternetCloseHandle");
@@ -103,6 +104,11 @@ BOOL WINAPI HttpQueryInfoA(HINTERNET request, DWORD level, LPVOID area, LPDWORD 
 
 BOOL WINAPI InternetReadFile(HINTERNET file, LPVOID area, DWORD size, LPDWORD read) {
     return table().internetReadFile(file, area, size, read);
+}
+
+BOOL WINAPI InternetQueryDataAvailable(HINTERNET file, LPDWORD available, DWORD flags,
+                                       DWORD_PTR context) {
+    return table().internetQueryDataAvailable(file, available, flags, context);
 }
 
 BOOL WINAPI InternetSetOptionA(HINTERNET handle, DWORD option, LPVOID area, DWORD size) {

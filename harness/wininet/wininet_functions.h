@@ -18,6 +18,7 @@ struct WinInetFunctions {
     decltype(&::HttpEndRequestA) httpEndRequest;
     decltype(&::HttpQueryInfoA) httpQueryInfo;
     decltype(&::InternetReadFile) internetReadFile;
+    decltype(&::InternetQueryDataAvailable) internetQueryDataAvailable;
     decltype(&::InternetSetOptionA) internetSetOption;
     decltype(&::InternetErrorDlg) internetErrorDlg;
     decltype(&::InternetCloseHandle) internetCloseHandle;
