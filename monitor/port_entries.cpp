@@ -1,5 +1,7 @@
 #include "monitor/port_entries.h"
 
+#include <winspool.h>
+
 #include <mutex>
 #include <string>
 
@@ -7,6 +9,7 @@
 #include "monitor/monitor_lock.h"
 #include "monitor/process_port_list.h"
 #include "platform/text.h"
+#include "port/policy_store.h"
 
 namespace velmora {
 namespace {
@@ -76,7 +79,13 @@ BOOL WINAPI refusePortTimeOuts(HANDLE, COMMTIMEOUTS*, DWORD) {
     return FALSE;
 }
 
-BOOL WINAPI xcvOpenPort(HANDLE, const wchar_t*, ACCESS_MASK, HANDLE*) {
+BOOL WINAPI xcvOpenPort(HANDLE, const wchar_t*, ACCESS_MASK access, HANDLE*) {
+    // The spooler opens the channel for whoever may print and leaves it to the monitor to judge by
+    // the access that it has granted.
+    if ((access & SERVER_ACCESS_ADMINISTER) == 0 && machinePolicy().administratorsOnly != 0) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
     return TRUE;
 }
 

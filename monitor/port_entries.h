@@ -34,7 +34,9 @@ BOOL WINAPI getPrinterDataFromPortA(HANDLE port, DWORD control, char* value, cha
 BOOL WINAPI acceptPortTimeOuts(HANDLE port, COMMTIMEOUTS* timeOuts, DWORD reserved);
 BOOL WINAPI refusePortTimeOuts(HANDLE port, COMMTIMEOUTS* timeOuts, DWORD reserved);
 
-/// TRUE, with the handle left as the spooler passed it: no Xcv command needs one.
+/// TRUE, with the handle left as the spooler passed it: no Xcv command needs one. The policy may
+/// ask for the right to administer the print server (SERVER_ACCESS_ADMINISTER):
+/// ERROR_ACCESS_DENIED without it.
 BOOL WINAPI xcvOpenPort(HANDLE monitor, const wchar_t* object, ACCESS_MASK access, HANDLE* xcv);
 
 void WINAPI shutdownMonitor(HANDLE monitor);

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "monitor/port_store.h"
+#include "port/policy_store.h"
 
 namespace velmora {
 namespace {
@@ -24,6 +25,8 @@ struct MadeList {
 
 void createPortList() noexcept {
     try {
+        // Known from now on, should it ever be unreadable.
+        machinePolicy();
         auto made = std::make_unique<MadeList>(store);
         while (!newest.compare_exchange_weak(made->before, made.get())) {
         }

@@ -4,9 +4,10 @@
 
 #include "monitor/entry_guard.h"
 #include "monitor/process_port_list.h"
-#include "platform/readable_memory.h"
+#include "platform/caller_memory.h"
 #include "platform/text.h"
 #include "port/directory_store.h"
+#include "port/policy_store.h"
 #include "port/port_config.h"
 
 namespace velmora {
@@ -14,6 +15,8 @@ namespace {
 
 struct XcvCall {
     const void* input;
+    std::size_t statedSize;
+    std::size_t inputLimit;  ///< no input is read beyond it
     void* output;
     DWORD outputSize;
     DWORD* needed;  ///< may be null
@@ -29,13 +32,23 @@ bool fits(const XcvCall& call, std::size_t size) {
     return call.output != nullptr && size <= call.outputSize;
 }
 
-// Inputs are read up to their own end, never by the size that came with them, and never past the
-// memory that can be read. One that has no end there is refused, and nothing is changed.
+// Inputs are copied up to their own end, or as far as the memory can be read, and parsed from the
+// copy. One that has no end there is refused, and nothing is changed.
 
 std::optional<std::string> wideInput(const XcvCall& call) {
-    const auto text = readableText(static_cast<const wchar_t*>(call.input));
+    const auto text = callerText(static_cast<const wchar_t*>(call.input), call.inputLimit);
     if (!text) return std::nullopt;
     return toAnsi(*text);
+}
+
+/// Parses what there is, and more of it as long as that fails. `parse` gives something that is
+/// false if the bytes do not hold a whole input.
+template <class Parse>
+auto parsedInput(const XcvCall& call, Parse parse) {
+    CallerMemory memory(call.input, call.inputLimit, call.statedSize);
+    while (memory.reach(memory.bytes().size() + 1))
+        if (auto result = parse(memory.bytes())) return result;
+    return decltype(parse(memory.bytes())){};
 }
 
 DWORD monitorUi(const XcvCall& call) {
@@ -66,7 +79,7 @@ DWORD deletePort(const XcvCall& call) {
 }
 
 DWORD getConfigInfo(const XcvCall& call) {
-    const auto name = readableText(static_cast<const char*>(call.input));
+    const auto name = callerText(static_cast<const char*>(call.input), call.inputLimit);
     Port* const port = name && portList() != nullptr ? portList()->find(*name) : nullptr;
     if (port == nullptr) return ERROR_INVALID_PARAMETER;
     const PackedPortConfig record = pack(*port->config());
@@ -76,7 +89,7 @@ DWORD getConfigInfo(const XcvCall& call) {
 }
 
 DWORD configPort(const XcvCall& call) {
-    auto config = unpack(readableMemory(call.input));
+    auto config = parsedInput(call, unpack);
     Port* const port = config && portList() != nullptr ? portList()->find(config->name) : nullptr;
     if (port == nullptr) return ERROR_INVALID_PARAMETER;
     portList()->update(*port, std::move(*config));
@@ -95,7 +108,10 @@ DWORD getGroupsDb(const XcvCall& call) {
 DWORD setGroupsDb(const XcvCall& call) {
     RegistryGroupsStore store = directoryStore();
     CGroupsDB directory(store);
-    if (!directory.Deserialize(readableMemory(call.input))) return ERROR_INVALID_PARAMETER;
+    const auto read = [&](std::span<const std::byte> bytes) {
+        return directory.Deserialize(bytes);
+    };
+    if (!parsedInput(call, read)) return ERROR_INVALID_PARAMETER;
     directory.Save();
     return ERROR_SUCCESS;
 }
@@ -112,9 +128,9 @@ constexpr Command kCommands[] = {
 };
 
 DWORD dispatch(const wchar_t* name, const XcvCall& call) {
-    const auto readable = readableText(name);
-    if (!readable) return ERROR_INVALID_PARAMETER;
-    const std::string ansi = toAnsi(*readable);
+    const auto wide = callerText(name);
+    if (!wide) return ERROR_INVALID_PARAMETER;
+    const std::string ansi = toAnsi(*wide);
     for (const Command& command : kCommands)
         if (ansi == command.name) return command.run(call);
     return ERROR_INVALID_PARAMETER;
@@ -122,10 +138,16 @@ DWORD dispatch(const wchar_t* name, const XcvCall& call) {
 
 }  // namespace
 
-DWORD WINAPI xcvDataPort(HANDLE, const wchar_t* command, BYTE* input, DWORD, BYTE* output,
+DWORD WINAPI xcvDataPort(HANDLE, const wchar_t* command, BYTE* input, DWORD inputSize, BYTE* output,
                          DWORD outputSize, DWORD* needed) {
     return guardedEntry<DWORD>(ERROR_NOT_ENOUGH_MEMORY, [&] {
-        return dispatch(command, {input, output, outputSize, needed});
+        const bool bounded = inputSize != 0 && machinePolicy().statedSizes != 0;
+        return dispatch(command, {.input = input,
+                                  .statedSize = inputSize,
+                                  .inputLimit = bounded ? inputSize : CallerMemory::kNoLimit,
+                                  .output = output,
+                                  .outputSize = outputSize,
+                                  .needed = needed});
     });
 }
 

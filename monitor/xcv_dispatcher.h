@@ -4,8 +4,9 @@
 
 namespace velmora {
 
-/// One command of the Xcv channel; returns a Win32 error code. The handle is ignored, and so is
-/// the stated input size: each command reads its input up to its own terminator or by its format.
+/// One command of the Xcv channel; returns a Win32 error code. The handle is ignored. Each command
+/// reads its input up to its own terminator or by its format; a stated input size that is not 0
+/// bounds it only when the policy says so.
 DWORD WINAPI xcvDataPort(HANDLE xcv, const wchar_t* command, BYTE* input, DWORD inputSize,
                          BYTE* output, DWORD outputSize, DWORD* needed);
 

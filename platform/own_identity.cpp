@@ -3,11 +3,15 @@
 namespace velmora {
 
 OwnIdentity::OwnIdentity() noexcept {
+    // Callers' contracts say when the last error is set.
+    const DWORD error = GetLastError();
     // As the process, since the impersonated user need not be allowed to open the token.
-    if (!OpenThreadToken(GetCurrentThread(), TOKEN_IMPERSONATE | TOKEN_QUERY, TRUE, token_.put()))
-        return;
-    // If it cannot be taken off the thread goes on as the user, and is refused what he is refused.
-    if (!SetThreadToken(nullptr, nullptr)) token_.reset();
+    if (!OpenThreadToken(GetCurrentThread(), TOKEN_IMPERSONATE | TOKEN_QUERY, TRUE, token_.put())) {
+        // If it cannot be taken off the thread goes on as the user, and is refused what he is
+        // refused.
+        if (!SetThreadToken(nullptr, nullptr)) token_.reset();
+    }
+    SetLastError(error);
 }
 
 OwnIdentity::~OwnIdentity() {

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace velmora {
+
+/// A copy of memory that a caller hands in without a length that can be trusted, made as far as it
+/// is needed and as it can be read. Nothing here faults, whatever other threads do to the memory
+/// meanwhile: it is copied by a call that fails instead (ReadProcessMemory), and pages that are
+/// known not to be readable are not touched.
+class CallerMemory {
+  public:
+    static constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+
+    /// Nothing beyond `limit` bytes is looked at. `expected`: what the first look copies, if it is
+    /// there.
+    explicit CallerMemory(const void* address, std::size_t limit = kNoLimit,
+                          std::size_t expected = 0) noexcept;
+
+    /// What has been copied.
+    std::span<const std::byte> bytes() const noexcept { return copy_; }
+    /// Copies on until there are `size` bytes and more of them if they are there: a reader that
+    /// asks for the next byte again and again copies each once. False if there are not so many.
+    /// Throws std::bad_alloc.
+    bool reach(std::size_t size);
+
+  private:
+    bool copyPiece(std::size_t size);
+
+    std::uintptr_t begin_;
+    std::size_t limit_;
+    std::size_t expected_;
+    std::vector<std::byte> copy_;
+};
+
+/// Copies of the text at `address` up to its terminator, at any address; none if there is none
+/// within `limit` bytes that can be read.
+std::optional<std::string> callerText(const char* address,
+                                      std::size_t limit = CallerMemory::kNoLimit);
+std::optional<std::wstring> callerText(const wchar_t* address,
+                                       std::size_t limit = CallerMemory::kNoLimit);
+
+}  // namespace velmora
