@@ -11,8 +11,10 @@
 #include "monitor/jobs/ipp_delivery.h"
 #include "monitor/monitor_lock.h"
 #include "monitor/port.h"
+#include "platform/own_identity.h"
 #include "platform/text.h"
 #include "port/directory_store.h"
+#include "port/policy_store.h"
 #include "port/spooler.h"
 #include "port/targets.h"
 
@@ -40,6 +42,8 @@ std::string ansi(const wchar_t* text) {
 
 std::vector<PrintTarget> resolveTargets(const PortConfig& config) {
     if (config.singleTarget != 0) return {ownTarget(config)};
+    // The directory belongs to the system and its administrators; whoever prints is neither.
+    const OwnIdentity identity;
     RegistryGroupsStore store = directoryStore();
     return directoryTargets(config, store);
 }
@@ -62,7 +66,12 @@ bool startJob(Port& port, char* printerName, JobInfo info) {
     port.job = std::move(job);
     // A copy: connecting takes long, and the port may be configured anew meanwhile.
     const PortConfig config = *port.config();
-    return port.job->start(connectToPrinter, resolveTargets(config), config.jobTemplate);
+    const Policy policy = machinePolicy();
+    const auto connect = [options = connectionOptions(policy)](const DeliveryOrder& order) {
+        return connectToPrinter(order, options);
+    };
+    return port.job->start(connect, resolveTargets(config), config.jobTemplate,
+                           policy.closeConnections != 0 ? AfterJob::close : AfterJob::leaveOpen);
 }
 
 template <class Char>

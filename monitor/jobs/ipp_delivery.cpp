@@ -31,8 +31,9 @@ class IppDelivery final : public Delivery {
 
 }  // namespace
 
-std::unique_ptr<Delivery> connectToPrinter(const DeliveryOrder& order) {
-    auto connection = SendPrintJob(order.target, order.documentName, order.jobTemplate);
+std::unique_ptr<Delivery> connectToPrinter(const DeliveryOrder& order,
+                                           const ConnectionOptions& options) {
+    auto connection = SendPrintJob(order.target, order.documentName, order.jobTemplate, options);
     if (connection == nullptr) return nullptr;
     return std::make_unique<IppDelivery>(std::move(connection));
 }

@@ -23,12 +23,12 @@ PortJob::~PortJob() {
 }
 
 bool PortJob::start(const Connect& connectTo, const std::vector<PrintTarget>& targets,
-                    const JobTemplate& jobTemplate) {
+                    const JobTemplate& jobTemplate, AfterJob afterJob) {
     const Connect connect = record_ != nullptr ? record_->watch(connectTo) : connectTo;
     if (targets.empty()) return true;
     if (targets.size() == 1) {
         delivery_ = std::make_unique<SingleTargetJob>(
-            connect, DeliveryOrder{targets.front(), info_.documentName, jobTemplate, 1});
+            connect, DeliveryOrder{targets.front(), info_.documentName, jobTemplate, 1}, afterJob);
     } else {
         delivery_ =
             std::make_unique<MultiTargetJob>(connect, targets, info_.documentName, jobTemplate);

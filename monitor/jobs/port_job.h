@@ -9,6 +9,7 @@
 
 #include "monitor/jobs/delivery.h"
 #include "monitor/jobs/job_record.h"
+#include "monitor/jobs/single_target_job.h"
 
 namespace velmora {
 
@@ -40,7 +41,7 @@ class PortJob {
     /// Starts the delivery to every target, once. False if the only one cannot be reached. Without
     /// a target the job is taken and its data refused.
     bool start(const Connect& connect, const std::vector<PrintTarget>& targets,
-               const JobTemplate& jobTemplate);
+               const JobTemplate& jobTemplate, AfterJob afterJob = AfterJob::leaveOpen);
 
     /// The spooler will never end this job, which is about to be given up as it is.
     void abandon() noexcept;

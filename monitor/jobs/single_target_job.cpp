@@ -2,14 +2,14 @@
 
 namespace velmora {
 
-SingleTargetJob::SingleTargetJob(const Connect& connect, const DeliveryOrder& order)
-    : delivery_(connect(order)) {}
+SingleTargetJob::SingleTargetJob(const Connect& connect, const DeliveryOrder& order,
+                                 AfterJob afterJob)
+    : delivery_(connect(order)), afterJob_(afterJob) {}
 
 SingleTargetJob::~SingleTargetJob() {
-    // Given up without being closed, on purpose: nothing here knows when the printer is done with a
-    // job that came over this connection, and on the spooler's thread nobody may wait for that. Its
-    // handles stay until the process ends.
-    if (delivery_ != nullptr) delivery_->leaveOpen();
+    // Given up without being closed, on purpose: closing may wait for the printer, and what
+    // deployed printers do with a job whose connection is gone is not known.
+    if (delivery_ != nullptr && afterJob_ == AfterJob::leaveOpen) delivery_->leaveOpen();
 }
 
 bool SingleTargetJob::failed() const {

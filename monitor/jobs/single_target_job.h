@@ -6,12 +6,18 @@
 
 namespace velmora {
 
+/// What becomes of the connection of a job to one printer when the job ends.
+enum class AfterJob {
+    /// It stays open until the process ends: nothing here knows when the printer is done with it.
+    leaveOpen,
+    close,
+};
+
 /// A document on its way to one printer, sent on the spooler's thread.
 class SingleTargetJob final : public PrintJob {
   public:
     /// Connects at once, which takes seconds; failed() tells how it went.
-    SingleTargetJob(const Connect& connect, const DeliveryOrder& order);
-    /// Leaves the connection open until the process ends.
+    SingleTargetJob(const Connect& connect, const DeliveryOrder& order, AfterJob afterJob);
     ~SingleTargetJob() override;
 
     bool failed() const override;
@@ -21,6 +27,7 @@ class SingleTargetJob final : public PrintJob {
 
   private:
     std::unique_ptr<Delivery> delivery_;  ///< null if the connection could not be made
+    AfterJob afterJob_;
 };
 
 }  // namespace velmora

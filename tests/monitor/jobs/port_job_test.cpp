@@ -62,6 +62,15 @@ TEST_F(PortJobTest, EndEndsTheDocumentAsksForTheAnswerAndReports) {
     EXPECT_EQ(reports[0].printerHandle, &handle);
 }
 
+TEST_F(PortJobTest, TheConnectionIsClosedIfThatIsAskedFor) {
+    ASSERT_TRUE(job->start(printers.connect(), printers.targets(), {}, AfterJob::close));
+    ASSERT_TRUE(job->write(bytesOf("x"), accepted));
+    EXPECT_EQ(printers.printer(0).closed, 0u);
+    job.reset();
+    EXPECT_EQ(printers.printer(0).responses, 1u);
+    EXPECT_EQ(printers.printer(0).closed, 1u);
+}
+
 TEST_F(PortJobTest, EndOfABrokenConnectionSendsNothingAndReports) {
     printers.printer(0).failsAfter = 1;
     ASSERT_TRUE(start());
