@@ -77,6 +77,11 @@ BOOL WINAPI internetReadFile(HINTERNET file, LPVOID area, DWORD, LPDWORD read) {
     return TRUE;
 }
 
+BOOL WINAPI internetQueryDataAvailable(HINTERNET file, LPDWORD available, DWORD, DWORD_PTR) {
+    *available = static_cast<Request*>(file)->answered ? 0 : sizeof kAnswer - 1;
+    return TRUE;
+}
+
 BOOL WINAPI internetSetOption(HINTERNET, DWORD, LPVOID, DWORD) {
     return TRUE;
 }
@@ -104,11 +109,20 @@ InstantPrinters::InstantPrinters() {
     if (LoadLibraryA(standInPath().c_str()) == nullptr)
         throw std::runtime_error("the stand-in for wininet.dll does not load");
     platform_ = winInetFunctions();
-    winInetFunctions() = {
-        internetOpen,          platform_.internetCrackUrl, internetConnect,   httpOpenRequest,
-        httpAddRequestHeaders, httpSendRequestEx,          internetWriteFile, httpEndRequest,
-        httpQueryInfo,         internetReadFile,           internetSetOption, internetErrorDlg,
-        internetCloseHandle};
+    winInetFunctions() = {internetOpen,
+                          platform_.internetCrackUrl,
+                          internetConnect,
+                          httpOpenRequest,
+                          httpAddRequestHeaders,
+                          httpSendRequestEx,
+                          internetWriteFile,
+                          httpEndRequest,
+                          httpQueryInfo,
+                          internetReadFile,
+                          internetQueryDataAvailable,
+                          internetSetOption,
+                          internetErrorDlg,
+                          internetCloseHandle};
 }
 
 InstantPrinters::~InstantPrinters() {
