@@ -77,8 +77,19 @@ std::string filePath(const std::string& directory, unsigned age) {
     return directory + "\\" + deliveryFileName(age);
 }
 
-/// Every file becomes the next older one; what was the oldest is gone.
+/// Whether nobody keeps the file from being moved; a missing file counts as one that can be.
+bool canMove(const std::string& path) {
+    const UniqueFile file(CreateFileA(path.c_str(), DELETE,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return file || GetLastError() == ERROR_FILE_NOT_FOUND;
+}
+
+/// Every file becomes the next older one; what was the oldest is gone. Nothing is moved unless all
+/// can be: a reader that holds one of them must not cost the others.
 bool rotate(const std::string& directory) {
+    for (unsigned age = 0; age <= kOldDeliveryFiles; ++age)
+        if (!canMove(filePath(directory, age))) return false;
     for (unsigned age = kOldDeliveryFiles; age > 0; --age) {
         const std::string newer = filePath(directory, age - 1);
         if (!MoveFileExA(newer.c_str(), filePath(directory, age).c_str(),
