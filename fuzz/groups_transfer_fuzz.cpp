@@ -65,7 +65,7 @@ void walk(CGroupsDB& directory) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     CGroupsDB directory;
     directory.AddGroup("kept", 0);
-    // A block of its own, so that a byte read behind it is noticed.
+    // A block of its own, so that a byte read after it is noticed.
     const std::vector<std::byte> input(reinterpret_cast<const std::byte*>(data),
                                        reinterpret_cast<const std::byte*>(data) + size);
     if (!directory.Deserialize(input)) {

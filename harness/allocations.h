@@ -5,7 +5,7 @@
 namespace velmora::testing {
 
 // For test programs that link allocations.cpp, which replaces the global operator new: counts what
-// is allocated, and lets an allocation fail. One thread alone may use it at a time.
+// is allocated, and makes an allocation fail. One thread at a time may use it.
 
 /// What operator new and delete have done since the program started.
 struct AllocationCounts {
@@ -17,7 +17,7 @@ struct AllocationCounts {
 
 AllocationCounts allocationCounts() noexcept;
 
-/// While it lives, allocation number `index` (from 0) fails, and that one alone.
+/// While it lives, allocation number `index` (from 0) fails, and no other.
 class FailingAllocation {
   public:
     explicit FailingAllocation(std::size_t index) noexcept;
@@ -25,7 +25,7 @@ class FailingAllocation {
     FailingAllocation& operator=(const FailingAllocation&) = delete;
     ~FailingAllocation();
 
-    /// Whether the program got as far as that allocation.
+    /// Whether the program has reached that allocation.
     bool happened() const noexcept;
 };
 

@@ -25,10 +25,10 @@ using XcvOpenPortEntry = BOOL(WINAPI*)(HANDLE, const wchar_t*, ACCESS_MASK, HAND
 using XcvDataPortEntry = DWORD(WINAPI*)(HANDLE, const wchar_t*, const void*, DWORD, void*, DWORD,
                                         DWORD*);
 
-/// A table of entries behind an optional size field.
+/// A table of entries after an optional size field.
 class Table {
   public:
-    /// `firstSlot` is 1 behind a size field and 0 in the ANSI generation's bare table.
+    /// `firstSlot` is 1 after a size field and 0 in the ANSI generation's bare table.
     Table(const void* address, int firstSlot)
         : slots_(static_cast<const void* const*>(address)), firstSlot_(firstSlot) {}
 

@@ -9,7 +9,7 @@
 
 namespace velmora::testing {
 
-/// Memory that knows what is taken, and that runs out on demand.
+/// Memory that counts what is allocated, and that runs out on demand.
 class CountedMemory {
   public:
     ~CountedMemory() {

@@ -69,8 +69,8 @@ class Printer(printer_peer.Printer):
         return os.path.getsize(name) if name else 0
 
     def job(self):
-        """The printer's own attributes of its job, empty when it has none. A job that has just
-        arrived may still be in hand."""
+        """The printer's own attributes of its job, empty if it has none. A job that has just
+        arrived may still be processed."""
         for _ in range(50):
             for which in ("completed", "not-completed"):
                 rows = self.jobs(which)

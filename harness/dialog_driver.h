@@ -14,8 +14,8 @@
 
 namespace velmora::testing {
 
-// Works dialogs as a person would, by control id, from a second thread of the process that shows
-// them. Everything waits by looking again, for at most kPatience, and fails the test then.
+// Uses dialogs as a person would, by control id, from a second thread of the process that shows
+// them. Everything polls, for at most kPatience, and then fails the test.
 
 /// A dialog or a page of a sheet.
 class DialogDriver {
@@ -34,14 +34,14 @@ class DialogDriver {
     bool hasFocus(int id) const;
 
     void type(int id, const std::string& text) const;
-    /// Presses a button and returns when that has had its effect. The control must be enabled.
+    /// Presses a button and returns when its handler has run. The control must be enabled.
     void click(int id) const;
     /// Presses a button that opens another window or closes this one.
     void clickWithoutWaiting(int id) const;
     /// Chooses an item of a drop-down list.
     void choose(int id, int index) const;
     void setFocus(int id) const;
-    /// Gives a key to the control.
+    /// Sends a key to the control.
     void press(int id, WPARAM virtualKey) const;
 
     // List views.
@@ -50,9 +50,9 @@ class DialogDriver {
     bool rowChecked(int id, int row) const;
     void checkRow(int id, int row, bool check) const;
 
-    /// Returns when the window's thread has dealt with all that was posted to it, with what that
-    /// has posted, and with the window system's events: before a look at what must not have
-    /// happened, and before real input.
+    /// Returns when the window's thread has handled all messages posted to it, those that they have
+    /// posted in turn, and the window system's events. For use before a check that something has
+    /// not happened, and before real input.
     void settle() const;
 
     bool isOpen() const { return IsWindow(window_) != FALSE; }
@@ -68,11 +68,11 @@ class SheetDriver {
     explicit SheetDriver(HWND window) : sheet_(window) {}
 
     const DialogDriver& sheet() const { return sheet_; }
-    /// The page that shows.
+    /// The page that is visible.
     DialogDriver page() const;
     int pageCount() const;
     std::string tabText(int index) const;
-    /// Clicks on a tab; the page comes to the front or something refuses it.
+    /// Clicks on a tab; its page is shown unless the current page refuses to be left.
     void chooseTab(int index) const;
     /// Clicks on a tab and waits until its page shows.
     DialogDriver openPage(int index) const;

@@ -25,9 +25,9 @@ using testing::SheetDriver;
 
 std::string folder;
 
-/// Writes a 24-bit bitmap of the window as it stands on the screen.
+/// Writes a 24-bit bitmap of the window as it is on the screen.
 void savePicture(HWND window, const std::string& name) {
-    // All that is to be seen is painted, then shown: Wine collects it for a while.
+    // Paint everything and flush it to the screen: Wine collects drawing for a while.
     DialogDriver(window).settle();
     RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_ALLCHILDREN | RDW_UPDATENOW);
     Sleep(200);

@@ -9,8 +9,8 @@
 
 namespace {
 
-/// Ends the program with the name of the running test when it takes longer than `limit`: a hang
-/// must cost one test, not the whole run.
+/// Ends the program with the name of the running test if it takes longer than `limit`, so that a
+/// hang costs one test and not the whole run.
 class Watchdog {
   public:
     explicit Watchdog(std::chrono::seconds limit) : thread_([this, limit] { watch(limit); }) {}

@@ -10,7 +10,7 @@
 
 namespace velmora::testing {
 
-// What page ranges mean, written down without any thought of speed: the text is split at its
+// What page ranges mean, written for clarity and not for speed: the text is split at its
 // commas, and ranges are joined pair by pair until none touch.
 
 /// (lower, upper)
@@ -33,7 +33,7 @@ inline std::optional<std::uint64_t> modelNumber(std::string_view text) {
     return number;
 }
 
-/// Nothing for a malformed text.
+/// Empty for a malformed text.
 inline std::optional<ModelRanges> modelParse(std::string_view text) {
     ModelRanges ranges;
     while (true) {

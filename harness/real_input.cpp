@@ -11,7 +11,7 @@
 namespace velmora::testing {
 namespace {
 
-/// For so long after a movement Wine does not ask the X server where the pointer is.
+/// Wine does not ask the X server for the pointer's position for this time after a movement.
 constexpr DWORD kKnownPointer = 100;
 
 /// How many released keys and buttons the threads with a RealInput have taken from their queues.
@@ -55,7 +55,7 @@ void sendMouse(DWORD flags) {
 
 void movePointer(POINT screen) {
     SetCursorPos(screen.x, screen.y);
-    // Setting the position sends no input of its own under every driver; a motion of nothing does.
+    // Not every driver sends input when the position is set; a motion by zero always does.
     sendMouse(MOUSEEVENTF_MOVE);
 }
 
@@ -75,10 +75,10 @@ RealInput::~RealInput() {
 
 void RealInput::settle() const {
     if (!IsWindow(window_)) return;
-    // The X server tells of windows that open and of pointers that are moved some time later, and
-    // Wine then takes over its idea of the pressed keys and of the pointer's place, which knows
-    // nothing of keys that were sent meanwhile. A question to the X server is answered behind what
-    // it has to tell; the first one is for this thread's movements.
+    // The X server reports opened windows and moved pointers some time later, and Wine then takes
+    // over the server's state of keys and pointer, which lacks the keys that were sent in the
+    // meantime. A request to the X server is answered after all events that it has queued; the
+    // first one here is for this thread's movements.
     while (GetTickCount() - moved_ <= kKnownPointer)
         Sleep(10);
     POINT ignored;
@@ -121,7 +121,7 @@ void RealInput::moveTo(HWND control, POINT point) const {
     ClientToScreen(control, &screen);
     screen.x = std::clamp(screen.x, 0L, GetSystemMetrics(SM_CXSCREEN) - 1L);
     screen.y = std::clamp(screen.y, 0L, GetSystemMetrics(SM_CYSCREEN) - 1L);
-    // Late news of an earlier movement would take the pointer back to where it was then.
+    // A late event of an earlier movement would move the pointer back.
     EXPECT_TRUE(waitUntil([&] {
         movePointer(screen);
         moved_ = GetTickCount();

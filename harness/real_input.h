@@ -7,7 +7,7 @@
 
 namespace velmora::testing {
 
-/// Keys and mouse as the platform gets them from the devices: for what messages cannot imitate
+/// Keys and mouse input as from the devices: for what messages cannot imitate
 /// (held Control keys, captured mice, context menus). Needs a display.
 class RealInput {
   public:
@@ -32,7 +32,7 @@ class RealInput {
     void dragTo(HWND control, POINT from, POINT to) const;
 
   private:
-    /// Waits until the window's thread knows of everything that has happened so far.
+    /// Waits until the window's thread has handled everything that has happened so far.
     void settle() const;
     /// Sends input that releases `count` keys or buttons and waits until they have arrived.
     void release(const std::function<void()>& send, unsigned count) const;

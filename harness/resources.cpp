@@ -47,7 +47,7 @@ class WordReader {
     void skip(std::size_t bytes) { offset_ += bytes; }
     bool atEnd() const { return offset_ + sizeof(WORD) > block_.size(); }
 
-    /// A name that is a text or, behind 0xFFFF, a number.
+    /// A name that is a text or, after 0xFFFF, a number.
     std::string nameOrNumber() {
         const std::size_t start = offset_;
         if (word() == 0xFFFF) return std::to_string(word()).insert(0, 1, '#');

@@ -10,7 +10,7 @@
 
 namespace velmora::testing {
 
-// Resources as they lie in a built module, for comparing them field by field.
+// Resources as they are in a built module, for comparing them field by field.
 
 struct ControlResource {
     int id = 0;  ///< -1 for controls without one
@@ -32,7 +32,7 @@ struct DialogResource {
 
     /// The only control of that id; fails the test and returns an empty one otherwise.
     const ControlResource& control(int id) const;
-    /// The letters behind single "&" in the controls' texts, in order and in lower case.
+    /// The letters after single "&" in the controls' texts, in order and in lower case.
     std::string mnemonics() const;
 };
 

@@ -10,9 +10,9 @@
 
 namespace velmora::testing {
 
-/// A WinInet without a network: takes every call of this process, writes it down as a line of text,
+/// A WinInet without a network: takes every call of this process, records it as a line of text,
 /// and answers as the test says. Handles are "root", "connection" and "request". URLs are cracked
-/// by the platform. Pauses (Sleep) are written down among the calls and take no time.
+/// by the platform. Pauses (Sleep) are recorded among the calls and take no time.
 /// At most one lives at a time; calls from other threads are not supported.
 class FakeWinInet {
   public:
@@ -31,7 +31,7 @@ class FakeWinInet {
     std::vector<std::string> calls;
     /// The bytes of each InternetWriteFile.
     std::vector<std::string> writes;
-    /// One an answer, taken by HttpQueryInfoA; the last one stays.
+    /// One for each answer, used up by HttpQueryInfoA; the last one is used again.
     std::deque<Answer> answers{Answer{}};
     /// Results of InternetErrorDlg; without one it returns 0.
     std::deque<DWORD> dialogResults;
@@ -40,7 +40,7 @@ class FakeWinInet {
     /// succeeds).
     void fail(const std::string& function, DWORD error) { failures_[function].push_back(error); }
 
-    /// How many calls of the function there were.
+    /// The number of calls of the function.
     std::size_t count(const std::string& function) const;
     /// Handles that were made and not closed.
     int openHandles() const { return openHandles_; }

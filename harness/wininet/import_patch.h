@@ -4,7 +4,7 @@
 
 namespace velmora::testing {
 
-/// Redirects one function that a module imports, this program where none is named, for calls from
+/// Redirects one function that a module (by default this program) imports, for calls from
 /// the module's own code, as long as this object lives. Throws std::runtime_error when the module
 /// does not import it.
 class ImportPatch {
@@ -20,8 +20,8 @@ class ImportPatch {
     void* original_;
 };
 
-/// While it lives, the module's pauses (Sleep; this program's where none is named) last 10 ms at
-/// most: for tests of printers' behaviour, in which the contractual pauses, tested elsewhere, would
+/// While it lives, the module's pauses (Sleep; by default this program's) last 10 ms at
+/// most: for tests of printers' behaviour, in which the required pauses, tested elsewhere, would
 /// only take time.
 class ShortPauses {
   public:
@@ -32,8 +32,8 @@ class ShortPauses {
 };
 
 /// While it lives, the module pauses no longer than a change of threads takes, and a wait with a
-/// time-out ends after 5 ms: for jobs by the hundred. A worker that has missed a pulse is then
-/// woken at once rather than after a second.
+/// time-out ends after 5 ms: for tests with hundreds of jobs. A worker that has missed a pulse is
+/// then woken at once rather than after a second.
 class NoPauses {
   public:
     explicit NoPauses(HMODULE module);

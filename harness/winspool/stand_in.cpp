@@ -1,4 +1,4 @@
-// A winspool.drv that writes down how it is called. It exports the functions that the monitor and
+// A winspool.drv that records its calls. It exports the functions that the monitor and
 // its UI use, and VelmoraSpoolerStandIn() for the test.
 #include "harness/winspool/stand_in.h"
 
@@ -14,7 +14,7 @@ using velmora::testing::SpoolerStandIn;
 SpoolerStandIn standIn{};
 std::mutex mutex;
 
-/// Keeps what there is room for.
+/// Keeps as much as fits.
 void record(const char* format, ...) {
     const std::lock_guard lock(mutex);
     const std::size_t used = std::strlen(standIn.calls);

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-// A monitor that forwards to Velmora.dll. Wine's spooler takes a channel for failed when opening it
-// leaves the handle unwritten; Windows' spooler does not mind. The shim fills in a handle.
+// A monitor that forwards to Velmora.dll. Wine's spooler treats a channel as failed if opening it
+// leaves the handle unwritten; Windows' spooler does not. The shim fills in a handle.
 
 namespace {
 

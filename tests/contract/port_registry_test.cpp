@@ -51,7 +51,7 @@ TEST_F(PortRegistry, NameComesFromTheRecordAndNotFromTheValue) {
 TEST_F(PortRegistry, TwoRecordsOfOneNameAreTwoPortsAndTheFirstIsFound) {
     const std::vector<std::byte> first = defaultRecord("same");
     std::vector<std::byte> second = first;
-    second[5] = std::byte{1};  // singleTarget, behind the name and its terminator
+    second[5] = std::byte{1};  // singleTarget, after the name and its terminator
     writeRegistryBinary(kPorts, "a", first);
     writeRegistryBinary(kPorts, "b", second);
     EXPECT_EQ(listedPorts(dll_), (Names{L"same", L"same"}));

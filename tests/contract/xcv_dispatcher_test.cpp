@@ -56,7 +56,7 @@ Block smallDirectory() {
 
 class XcvDispatcher : public CleanStateTest {
   protected:
-    /// The input ends where the block ends: what lies behind cannot be read.
+    /// The input ends where the block ends: what is after it cannot be read.
     DWORD call(const wchar_t* command, const Block& input, Block* output = nullptr,
                DWORD* needed = nullptr) {
         const GuardedBytes guarded(input);
@@ -165,7 +165,7 @@ TEST_F(XcvDispatcher, GetConfigInfoTellsTheSizeWhenTheBufferIsTooSmall) {
 TEST_F(XcvDispatcher, ConfigPortReplacesAndStoresTheRecord) {
     call(L"AddPort", wide(L"P"));
     Block record = defaultRecord("P");
-    record[2] = std::byte{1};  // singleTarget, behind "P" and its terminator
+    record[2] = std::byte{1};  // singleTarget, after "P" and its terminator
     DWORD needed = kUntouched;
     EXPECT_EQ(call(L"ConfigPort", record, nullptr, &needed), 0u);
     EXPECT_EQ(needed, kUntouched);

@@ -402,7 +402,7 @@ TEST_F(UnreadableValue, AreaStartsZeroedAtEachLoad) {
                                            {5, 0, 0, "", "", 0, "", ""}};
     CGroupsDB db(store);
     EXPECT_EQ(nodesOf(db), expected);
-    // Leaves text in the area behind the last query of the first load.
+    // Leaves text in the area after the last query of the first load.
     writeRegistryRaw(kPrinters + "\\P", "URI", REG_SZ, textValue("left over"));
     db.Load();
     EXPECT_EQ(nodesOf(db), expected);
@@ -473,7 +473,7 @@ TEST_F(UnreadableValue, TextWithoutTerminatorEndsAtTheNextZeroOfTheArea) {
 }
 
 TEST_F(UnreadableValue, TextThatFillsTheAreaEndsWithIt) {
-    // The platform counts a zero behind a text that is stored without one; there is none here.
+    // The platform counts a terminator after a text that is stored without one; here it has none.
     const Block text(1025, std::byte{'n'});
     for (const unsigned long type : {REG_SZ, REG_BINARY}) {
         writeRegistryRaw(kGroups + "\\2", "Parent", REG_BINARY, number(1));

@@ -256,7 +256,7 @@ TEST(Payload, LongTextsTravelWhole) {
     EXPECT_EQ(portPrintersOf(read), portPrintersOf(db));
 }
 
-/// Refused with the directory as it was, and without a look behind the last readable byte.
+/// Refused with the directory unchanged, and without reading past the last readable byte.
 void expectRefused(const Block& payload) {
     CGroupsDB db;
     fillSample(db);

@@ -86,7 +86,7 @@ const FaultCase kFaults[] = {
     {"HugeAnswer", "--size 0x2000000 huge-answer", kAccepted, kAccepted},
     {"AttributesWithoutEnd", "--size 0x2000000 endless-attributes", kAccepted, kFailed},
     {"BadChunkSize", "bad-chunk-size", kAccepted, kFailed},
-    // Whether the platform still hands over the whole IPP answer behind the number is its affair.
+    // Whether the platform still delivers the whole IPP answer after the number does not matter.
     {"HugeChunkSize", "huge-chunk-size", kAccepted, kFailed | kAccepted},
     {"NegativeChunkSize", "negative-chunk-size", kAccepted, kFailed | kAccepted},
     // What the probe leaves unread in the connection does not reach the job's answer.

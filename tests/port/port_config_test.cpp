@@ -79,7 +79,7 @@ TEST(PortConfigRecord, UnpackingReproducesEveryField) {
 
 TEST(PortConfigRecord, OnlyTheLowByteOfTheUnitsWordCounts) {
     auto block = testing::defaultRecord("P");
-    // Units stand behind name, flags, four texts, count, priority, "no-hold", copies and two words.
+    // Units come after name, flags, four texts, count, priority, "no-hold", copies and two words.
     const std::size_t units = 2 + 1 + 1 + 1 + 1 + 1 + 4 + 4 + 8 + 4 + 8;
     ASSERT_EQ(block[units], std::byte{3});
     block[units] = std::byte{4};

@@ -1,4 +1,4 @@
-// Every text that the interface asks for stands in the delivered settings file, and nothing else.
+// Every text that the interface asks for is in the delivered settings file, and nothing else is.
 
 #include <algorithm>
 #include <fstream>

@@ -83,7 +83,7 @@ std::size_t count(const std::string& text, const std::string& part) {
     return found;
 }
 
-/// The letter behind the "&", in lower case; 0 when there is none.
+/// The letter after the "&", in lower case; 0 if there is none.
 char mnemonic(const std::string& text) {
     const std::size_t at = text.find('&');
     if (at == std::string::npos || at + 1 == text.size()) return 0;

@@ -479,7 +479,7 @@ class Documentation(WithPrinter):
         self.assertEqual({"Office", "Everywhere", "Floor 1", "Floor 2"},
                          {port["name"] for port in ports.json()})
         self.assertEqual([b"%PDF-1.4\n" + DOCUMENT], self.printer.documents())
-        # Removal stands twice, each for an installed monitor.
+        # Removal is listed twice, each time for an installed monitor.
         keep, remove = [step for step in installing if "uninstall" in step.words]
         self.batch(keep, tool("install"), use_shim(MONITOR), remove)
 

@@ -136,7 +136,7 @@ TEST_F(PacketQueueTest, ReaderThatNeverBeganIsWalkedPast) {
     EXPECT_EQ(queued(), 10u);
     { PacketQueue::Reader refused(*queue, 1); }
     ASSERT_TRUE(write("10"));
-    EXPECT_EQ(queued(), 2u) << "where the healthy reader stands, and the new one";
+    EXPECT_EQ(queued(), 2u) << "where the healthy reader is, and the new one";
     for (int i = 11; i < 20; ++i) {
         healthy.moveOn();
         ASSERT_TRUE(write(std::to_string(i)));
