@@ -29,12 +29,15 @@ void ProfileFile::write(const std::string& section, const std::string& key,
 
 std::string lookupText(const ProfileFile& file, const std::string& section,
                        const std::string& text) {
-    const std::string stored = escapeText(text);
-    const std::string key = textKey(stored);
-    if (key.empty()) return {};
+    const std::string key = textKey(escapeText(text));
+    return key.empty() ? std::string() : lookupText(file, section, key, text);
+}
+
+std::string lookupText(const ProfileFile& file, const std::string& section, const std::string& key,
+                       const std::string& text) {
     const std::string value = file.read(section, key);
     if (!value.empty()) return unescapeText(value, &beginsDoubleByteCharacter);
-    file.write(section, key, stored);
+    file.write(section, key, escapeText(text));
     return text;
 }
 

@@ -30,6 +30,10 @@ class ProfileFile {
 std::string lookupText(const ProfileFile& file, const std::string& section,
                        const std::string& text);
 
+/// The same for a text whose key is given; `key` has neither "&" nor anything to escape.
+std::string lookupText(const ProfileFile& file, const std::string& section, const std::string& key,
+                       const std::string& text);
+
 /// GetSystemDirectoryA, without a trailing backslash.
 std::string systemDirectory();
 

@@ -51,4 +51,10 @@ std::wstring wideFromUtf8(std::string_view utf8) {
     return wide;
 }
 
+std::optional<std::string> toAnsiExactly(std::wstring_view wide) {
+    std::string ansi = toAnsi(wide);
+    if (toWide(ansi) != wide) return std::nullopt;
+    return ansi;
+}
+
 }  // namespace velmora

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -15,5 +16,9 @@ std::string toAnsi(std::wstring_view wide);
 /// UTF-16 to UTF-8 and back; what is not valid becomes the replacement character.
 std::string utf8FromWide(std::wstring_view wide);
 std::wstring wideFromUtf8(std::string_view utf8);
+
+/// The same for a text that must come back as it is: none if the code page lacks one of its
+/// characters, for which it would have a look-alike or the default character.
+std::optional<std::string> toAnsiExactly(std::wstring_view wide);
 
 }  // namespace velmora

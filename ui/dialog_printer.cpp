@@ -1,6 +1,7 @@
 #include "ui/dialog_printer.h"
 
 #include "ipp/printer_url.h"
+#include "ui/help_window.h"
 #include "ui/kit/data_exchange.h"
 #include "ui/kit/report_list.h"
 #include "ui/resources/resource_ids.h"
@@ -9,8 +10,8 @@ namespace velmora {
 namespace {
 
 // The directory's store reads texts of up to 1,023 bytes; a longer one would be lost with the next
-// load, so none can be typed.
-constexpr WPARAM kLongestText = 1023;
+// load, so none can be typed. The controls count characters, which may have two bytes.
+constexpr std::size_t kLongestText = 1023;
 
 }  // namespace
 
@@ -21,6 +22,10 @@ void PrinterDialog::onInit() {
     ModalDialog::onInit();
     texts_.TranslateWindow(window());
     applyAuthentication();
+}
+
+void PrinterDialog::onHelp(int control) {
+    showHelp(window(), control, printerDialogHelp());
 }
 
 bool PrinterDialog::onCommand(int id, int code) {
@@ -35,15 +40,15 @@ void PrinterDialog::exchange(DataExchange& data) {
     int authentication = form_.hasAuth ? BST_CHECKED : BST_UNCHECKED;
     data.check(IDC_PRINTER_AUTHENTICATION, authentication);
     form_.hasAuth = authentication != BST_UNCHECKED;
-    data.text(IDC_PRINTER_NAME, form_.name);
+    data.text(IDC_PRINTER_NAME, form_.name, kLongestText);
     if (data.checking())
         if (const auto refusal = checkPrinterName(form_.name, takenNames_)) data.refuse(*refusal);
-    data.text(IDC_PRINTER_URL, form_.uri);
+    data.text(IDC_PRINTER_URL, form_.uri, kLongestText);
     if (data.checking())
         if (const auto refusal = checkPrinterUrl(form_.uri, IDC_PRINTER_URL, IsValidPrinterUrl))
             data.refuse(*refusal);
-    data.text(IDC_PRINTER_USER_NAME, form_.userName);
-    data.text(IDC_PRINTER_PASSWORD, form_.password);
+    data.text(IDC_PRINTER_USER_NAME, form_.userName, kLongestText);
+    data.text(IDC_PRINTER_PASSWORD, form_.password, kLongestText);
 }
 
 void PrinterDialog::showForm(PrinterForm form) {
@@ -74,6 +79,10 @@ void CDialogNewPrinter::onInit() {
         const int row = list.addRow(printer->name, reinterpret_cast<LPARAM>(printer.get()));
         list.setText(row, 1, printer->uri);
     }
+}
+
+void CDialogNewPrinter::onHelp(int control) {
+    showHelp(window(), control, newPrinterHelp());
 }
 
 bool CDialogNewPrinter::onCommand(int id, int code) {

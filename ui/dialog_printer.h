@@ -30,6 +30,7 @@ class PrinterDialog : public ModalDialog {
 
     void onInit() override;
     bool onCommand(int id, int code) override;
+    void onHelp(int control) override;
     void exchange(DataExchange& data) override;
 
     /// Shows other values, with the credentials enabled or not as they ask for.
@@ -53,6 +54,7 @@ class CDialogNewPrinter : public PrinterDialog {
   protected:
     void onInit() override;
     bool onCommand(int id, int code) override;
+    void onHelp(int control) override;
     std::optional<LRESULT> onNotify(NMHDR& header) override;
 
   private:

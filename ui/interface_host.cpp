@@ -7,6 +7,14 @@
 namespace velmora {
 namespace {
 
+/// A message with its numbers, translated.
+std::string withNumbers(const std::string& builtIn, std::initializer_list<int> numbers) {
+    const std::string text = lookupString(builtIn);
+    if (auto message = formatNumbers(text, numbers)) return *message;
+    // A translator's placeholders must not decide what the user gets to read.
+    return formatNumbers(builtIn, numbers).value_or(text);
+}
+
 class InterfaceHost : public DialogHost {
   public:
     MessageBoxes& messageBoxes() override { return boxes_; }
@@ -16,10 +24,17 @@ class InterfaceHost : public DialogHost {
     std::string notANumber() const override { return lookupString("Please enter an integer."); }
 
     std::string outsideBounds(int low, int high) const override {
-        const std::string text = LoadMessage(IDS_INTEGER_RANGE);
-        if (auto message = formatNumbers(text, {low, high})) return *message;
-        // A translator's placeholders must not decide what the user gets to read.
-        return formatNumbers(loadResourceText(IDS_INTEGER_RANGE), {low, high}).value_or(text);
+        return withNumbers(loadResourceText(IDS_INTEGER_RANGE), {low, high});
+    }
+
+    std::string outsideCodePage() const override {
+        return lookupString(
+            "The text contains a character that the system's code page does not have.\n"
+            "Please use other characters.");
+    }
+
+    std::string tooLong(int longest) const override {
+        return withNumbers("Please enter a text of at most %1!d! bytes.", {longest});
     }
 
   private:

@@ -2,9 +2,10 @@
 
 #include "ipp/job_template_choices.h"
 #include "ipp/page_ranges.h"
+#include "ui/help_window.h"
 #include "ui/interface_host.h"
-#include "ui/kit/combo_list.h"
 #include "ui/kit/data_exchange.h"
+#include "ui/kit/window.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {
@@ -51,9 +52,14 @@ void CPageJobTemplate::onInit() {
     form_ = formOf(record_);
     PropertyPage::onInit();
     texts_.TranslateWindow(window());
+    addHiddenLabel(control(IDC_JOB_PAGES_TEXT), text(IDC_JOB_PAGES_RANGE));
     fillLists();
     selectItems();
     enable(IDC_JOB_PAGES_TEXT, form_.pageRangeIndex == JobTemplateForm::kSomePages);
+}
+
+void CPageJobTemplate::onHelp(int control) {
+    showHelp(window(), control, jobTemplateHelp());
 }
 
 bool CPageJobTemplate::onCommand(int id, int code) {
@@ -66,7 +72,14 @@ bool CPageJobTemplate::onCommand(int id, int code) {
         focus(IDC_JOB_PAGES_TEXT);
         return true;
     }
+    // What a tip shows is no longer true, or in the way.
+    if (code == CBN_DROPDOWN || code == CBN_SELCHANGE) tips_.hide();
     return PropertyPage::onCommand(id, code);
+}
+
+std::optional<LRESULT> CPageJobTemplate::onNotify(NMHDR& header) {
+    if (tips_.answer(header)) return 0;
+    return PropertyPage::onNotify(header);
 }
 
 bool CPageJobTemplate::onDeactivate() {
@@ -89,7 +102,7 @@ void CPageJobTemplate::exchange(DataExchange& data) {
     data.integer(IDC_JOB_COPIES, form_.copies, kMinCopies, kMaxCopies);
 }
 
-void CPageJobTemplate::fillLists() const {
+void CPageJobTemplate::fillLists() {
     fill(ComboList(control(IDC_JOB_HOLD_UNTIL)), holdUntilChoices());
     fill(ComboList(control(IDC_JOB_RESOLUTION)), resolutionChoices());
     fill(ComboList(control(IDC_JOB_SIDES)), sidesChoices());
@@ -97,8 +110,11 @@ void CPageJobTemplate::fillLists() const {
     fill(ComboList(control(IDC_JOB_MEDIA)), mediaChoices());
     for (const NumberChoice& choice : numberUpChoices())
         ComboList(control(IDC_JOB_NUMBER_UP)).append(choice.text);
-    for (const List& list : kLists)
+    tips_.attach(window());
+    for (const List& list : kLists) {
         ComboList(control(list.id)).widenToItems();
+        tips_.add(control(list.id));
+    }
 }
 
 void CPageJobTemplate::selectItems() const {

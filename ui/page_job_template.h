@@ -5,6 +5,7 @@
 
 #include "ipp/job_template.h"
 #include "ui/job_template_form.h"
+#include "ui/kit/combo_list.h"
 #include "ui/kit/property_page.h"
 #include "ui/text_table.h"
 
@@ -23,17 +24,20 @@ class CPageJobTemplate : public PropertyPage {
   protected:
     void onInit() override;
     bool onCommand(int id, int code) override;
+    void onHelp(int control) override;
+    std::optional<LRESULT> onNotify(NMHDR& header) override;
     bool onDeactivate() override;
     void exchange(DataExchange& data) override;
 
   private:
-    void fillLists() const;
+    void fillLists();
     void selectItems() const;
     void readSelections();
 
     CTextTable texts_;
     JobTemplate record_;
     JobTemplateForm form_;
+    ComboTips tips_;
 };
 
 }  // namespace velmora

@@ -3,9 +3,11 @@
 #include "directory/groups_db.h"
 #include "ipp/printer_url.h"
 #include "port/port_names.h"
+#include "ui/help_window.h"
 #include "ui/interface_host.h"
 #include "ui/kit/data_exchange.h"
 #include "ui/kit/report_list.h"
+#include "ui/kit/window.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {
@@ -85,6 +87,7 @@ bool CPagePortMain::passes(const std::optional<Refusal>& refusal) const {
 void CPagePortMain::onInit() {
     PropertyPage::onInit();
     texts_.TranslateWindow(window());
+    addHiddenLabel(control(IDC_PORT_GROUPS), text(IDC_PORT_MULTI));
     addColumns();
     applyAuthentication();
     applyMode();
@@ -101,6 +104,10 @@ void CPagePortMain::exchange(DataExchange& data) {
     data.text(IDC_PORT_USER_NAME, data_.userName);
     data.text(IDC_PORT_PASSWORD, data_.password);
     data.text(IDC_PORT_URL, data_.url);
+}
+
+void CPagePortMain::onHelp(int control) {
+    showHelp(window(), control, portMainHelp());
 }
 
 bool CPagePortMain::onCommand(int id, int code) {

@@ -40,6 +40,7 @@ class CPagePortMain : public PropertyPage {
   protected:
     void onInit() override;
     bool onCommand(int id, int code) override;
+    void onHelp(int control) override;
     std::optional<LRESULT> onNotify(NMHDR& header) override;
     void onActivate() override;
     bool onDeactivate() override;

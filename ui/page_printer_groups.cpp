@@ -3,6 +3,7 @@
 #include "platform/library.h"
 #include "ui/dialog_printer.h"
 #include "ui/group_tree_rules.h"
+#include "ui/help_window.h"
 #include "ui/interface_host.h"
 #include "ui/resources/resource_ids.h"
 
@@ -31,6 +32,10 @@ void CPagePrinterGroups::onInit() {
     tree_.attach(control(IDC_GROUPS_TREE));
     keys_.attach(control(IDC_GROUPS_TREE));
     tree_.fill();
+}
+
+void CPagePrinterGroups::onHelp(int control) {
+    showHelp(window(), control, printerGroupsHelp());
 }
 
 bool CPagePrinterGroups::onCommand(int id, int code) {

@@ -24,6 +24,7 @@ class CPagePrinterGroups : public PropertyPage, private DropRules {
   protected:
     void onInit() override;
     bool onCommand(int id, int code) override;
+    void onHelp(int control) override;
     std::optional<LRESULT> onNotify(NMHDR& header) override;
     std::optional<LRESULT> onMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
     bool onDeactivate() override;

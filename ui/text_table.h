@@ -24,6 +24,11 @@ class CTextTable {
     /// The text to show for `text` (lookupText in platform/profile_file.h).
     std::string Lookup(const std::string& text) const { return lookupText(file_, section_, text); }
 
+    /// The same for a long text, which has a key of its own that is no text.
+    std::string Lookup(const std::string& key, const std::string& text) const {
+        return lookupText(file_, section_, key, text);
+    }
+
     /// Replaces the title of `window`, and the texts of those of its direct children that are
     /// statics or buttons (group boxes, check boxes and radio buttons are buttons).
     void TranslateWindow(HWND window) const;

@@ -24,5 +24,15 @@ TEST(Text, CharactersOutsideTheCodePageBecomeTheDefaultCharacter) {
     EXPECT_EQ(toAnsi(L"a\u4E00b"), "a?b");
 }
 
+TEST(Text, ExactlyMeansNeitherLookAlikesNorTheDefaultCharacter) {
+    EXPECT_EQ(toAnsiExactly(L"na\u00EFve \u20AC ?"), "na\xEFve \x80 ?");
+    EXPECT_EQ(toAnsiExactly(L""), "");
+    EXPECT_EQ(toAnsiExactly(L"a\u4E00b"), std::nullopt);
+    EXPECT_EQ(toAnsiExactly(L"\u0101"), std::nullopt);  // a with a macron: "a" in 1252
+    EXPECT_EQ(toAnsiExactly(L"\uFF41"), std::nullopt);  // full-width a
+    EXPECT_EQ(toAnsiExactly(L"\U0001F5A8"), std::nullopt);
+    EXPECT_EQ(toAnsiExactly(L"\xD83D"), std::nullopt);  // half of a pair
+}
+
 }  // namespace
 }  // namespace velmora

@@ -63,6 +63,21 @@ class AskedTexts : public GroupsPageTest {
         page.type(IDC_PORT_URL, "http://" + std::string(200, 'h') + "/");
         refused();
         page.type(IDC_PORT_URL, "ipp://h/p");
+        SetWindowTextW(page.control(IDC_PORT_NAME), L"\u4E00");
+        refused();
+        page.type(IDC_PORT_NAME, "New");
+        askForHelp(sheet);
+    }
+
+    static void closeHelp() {
+        const DialogDriver help = waitForDialog("Help");
+        help.clickWithoutWaiting(IDCANCEL);
+        help.waitUntilClosed();
+    }
+
+    static void askForHelp(const SheetDriver& sheet) {
+        sheet.help();
+        closeHelp();
     }
 
     void provokeJobTemplatePage(const SheetDriver& sheet) {
@@ -76,9 +91,11 @@ class AskedTexts : public GroupsPageTest {
         page.click(IDC_JOB_PAGES_RANGE);
         refused();
         page.click(IDC_JOB_PAGES_ALL);
+        askForHelp(sheet);
     }
 
     void provokeGroupsPage(const Page& page) {
+        askForHelp(page.sheet);
         page.tree.expandAll();
         page.tree.select("All groups");
         page.command(ID_GROUPS_COPY);
@@ -106,6 +123,11 @@ class AskedTexts : public GroupsPageTest {
         expectMessage([&] { dialog.clickWithoutWaiting(IDOK); });
         dialog.type(IDC_PRINTER_NAME, "b1");
         expectMessage([&] { dialog.clickWithoutWaiting(IDOK); });
+        dialog.type(IDC_PRINTER_NAME, std::string(1024, 'n'));
+        expectMessage([&] { dialog.clickWithoutWaiting(IDOK); });
+        dialog.setFocus(IDCANCEL);
+        RealInput(dialog.window()).keys({VK_F1});
+        closeHelp();
         dialog.clickWithoutWaiting(IDCANCEL);
         dialog.waitUntilClosed();
         page.tree.select("All groups/B/b1");

@@ -9,9 +9,11 @@
 #include <ostream>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/escaped_text.h"
+#include "ui/help.h"
 
 namespace velmora {
 namespace {
@@ -30,11 +32,40 @@ bool leadByte932(unsigned char byte) {
     return (byte >= 0x81 && byte <= 0x9F) || (byte >= 0xE0 && byte <= 0xFC);
 }
 
+bool leadByte936(unsigned char byte) {
+    return byte >= 0x81 && byte <= 0xFE;
+}
+
+// Whether a byte beyond ASCII, or a pair of them, may be in a file: bytes of another encoding would
+// break these rules.
+
+/// Code page 1252 without the positions that have no character, and without its block of rare
+/// signs.
+bool in1252(unsigned char byte, unsigned char) {
+    return byte >= 0xA0;
+}
+
+/// The Polish letters of code page 1250.
+bool in1250(unsigned char byte, unsigned char) {
+    return std::string_view(
+               "\xA5\xC6\xCA\xA3\xD1\xD3\x8C\x8F\xAF"
+               "\xB9\xE6\xEA\xB3\xF1\xF3\x9C\x9F\xBF")
+               .find(static_cast<char>(byte)) != std::string_view::npos;
+}
+
+bool in932(unsigned char lead, unsigned char trail) {
+    return leadByte932(lead) && trail >= 0x40 && trail <= 0xFC && trail != 0x7F;
+}
+
+/// The characters of GB 2312, which every font for simplified Chinese has.
+bool in936(unsigned char lead, unsigned char trail) {
+    return lead >= 0xA1 && lead <= 0xF7 && trail >= 0xA1 && trail <= 0xFE;
+}
+
 struct Language {
     const char* file;
-    LeadBytePredicate isLeadByte;  ///< code page 1252 or 932
-
-    bool doubleByte() const { return isLeadByte != &singleBytes; }
+    LeadBytePredicate isLeadByte;
+    bool (*contains)(unsigned char, unsigned char);
 };
 
 void PrintTo(const Language& language, std::ostream* out) {
@@ -42,9 +73,11 @@ void PrintTo(const Language& language, std::ostream* out) {
 }
 
 constexpr Language kLanguages[] = {
-    {"Velmora.dat", &singleBytes},    {"Velmora.de.dat", &singleBytes},
-    {"Velmora.fr.dat", &singleBytes}, {"Velmora.es.dat", &singleBytes},
-    {"Velmora.ja.dat", &leadByte932},
+    {"Velmora.dat", &singleBytes, &in1252},      {"Velmora.de.dat", &singleBytes, &in1252},
+    {"Velmora.fr.dat", &singleBytes, &in1252},   {"Velmora.es.dat", &singleBytes, &in1252},
+    {"Velmora.it.dat", &singleBytes, &in1252},   {"Velmora.pt-BR.dat", &singleBytes, &in1252},
+    {"Velmora.pl.dat", &singleBytes, &in1250},   {"Velmora.ja.dat", &leadByte932, &in932},
+    {"Velmora.zh-CN.dat", &leadByte936, &in936},
 };
 
 std::string contentOf(const std::string& file) {
@@ -173,6 +206,26 @@ TEST_P(Languages, HaveDistinctMnemonicsOnEveryPageAndInEveryMenu) {
             << page << ": " << std::string(used.begin(), used.end());
 }
 
+/// What tells texts apart: neither the mnemonic, nor the colon of a label.
+std::string plain(std::string text) {
+    // "(&N)" in languages whose letters are no keys.
+    const std::size_t bracket = text.find("(&");
+    if (bracket != std::string::npos) text.erase(bracket, 4);
+    std::erase(text, '&');
+    std::erase(text, ':');
+    return text;
+}
+
+TEST_P(Languages, KeepDifferentTextsOfAPageOrAListDifferent) {
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        if (texts[i].section != "PageJobTemplate" && texts[i].section != "Strings") continue;
+        for (std::size_t j = 0; j < i; ++j) {
+            if (texts[j].section != texts[i].section) continue;
+            EXPECT_NE(plain(texts[i].value), plain(texts[j].value)) << texts[i].key;
+        }
+    }
+}
+
 TEST_P(Languages, AreWrittenInTheirCodePage) {
     const std::string content = contentOf(GetParam().file);
     EXPECT_NE(content.substr(0, 2), "\xFF\xFE");
@@ -180,24 +233,20 @@ TEST_P(Languages, AreWrittenInTheirCodePage) {
     for (std::size_t i = 0; i < content.size(); ++i) {
         const auto byte = static_cast<unsigned char>(content[i]);
         if (byte < 0x80) continue;
-        if (!GetParam().doubleByte()) {
-            // Positions without a character in code page 1252, and its block of rare signs, which
-            // bytes of another encoding would fall into.
-            EXPECT_GE(byte, 0xA0) << "at " << i;
-            continue;
+        unsigned char trail = 0;
+        if (GetParam().isLeadByte(byte)) {
+            ASSERT_LT(i + 1, content.size());
+            trail = static_cast<unsigned char>(content[++i]);
         }
-        if (byte >= 0xA1 && byte <= 0xDF) continue;  // half-width katakana
-        ASSERT_LT(i + 1, content.size());
-        const auto trail = static_cast<unsigned char>(content[++i]);
-        EXPECT_TRUE(leadByte932(byte)) << i;
-        EXPECT_TRUE(trail >= 0x40 && trail <= 0xFC && trail != 0x7F) << i;
+        EXPECT_TRUE(GetParam().contains(byte, trail)) << "at " << i;
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Delivered, Languages, ::testing::ValuesIn(kLanguages),
                          [](const auto& info) {
                              std::string name = info.param.file;
-                             std::replace(name.begin(), name.end(), '.', '_');
+                             for (char& c : name)
+                                 if (c == '.' || c == '-') c = '_';
                              return name;
                          });
 
@@ -213,10 +262,28 @@ TEST(DeliveredSettings, NameTheMonitorAndItsKeyAlikeInEveryLanguage) {
     }
 }
 
+/// Help texts are long and have keys of their own; the other texts are their own keys.
+bool isHelp(const Text& text) {
+    return text.section.starts_with("Help") && text.key != "Help" && text.key != "Close";
+}
+
+TEST(DeliveredSettings, EnglishHelpIsTheBuiltIn) {
+    std::map<std::string, std::string> builtIn;
+    for (const auto& topics :
+         {portMainHelp(), jobTemplateHelp(), printerGroupsHelp(), newPrinterHelp()})
+        for (const HelpTopic& topic : topics)
+            builtIn[std::string(topic.section) + "/" + topic.key] = escapeText(topic.text);
+    std::map<std::string, std::string> delivered;
+    for (const Text& text : textsOf("Velmora.dat"))
+        if (isHelp(text)) delivered[text.section + "/" + text.key] = text.value;
+    EXPECT_EQ(delivered, builtIn);
+}
+
 TEST(DeliveredSettings, EnglishDiffersFromTheBuiltInTextsInNamesAlone) {
     std::set<std::string> changed;
     for (const Text& text : textsOf("Velmora.dat"))
-        if (textKey(text.value) != text.key) changed.insert(text.section + ": " + text.value);
+        if (!isHelp(text) && textKey(text.value) != text.key)
+            changed.insert(text.section + ": " + text.value);
     EXPECT_EQ(changed, (std::set<std::string>{"PageJobTemplate: Job Template", "PagePortMain: Port",
                                               "PagePrinterGroups: New Group",
                                               "PagePrinterGroups: Printer Groups",

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <commctrl.h>
+
 #include <string>
 
 namespace velmora {
@@ -16,6 +18,12 @@ class ComboList {
     /// -1: none.
     void select(int index) const;
     int selection() const;
+    /// Empty when nothing is selected.
+    std::string selectedText() const;
+
+    bool isOpen() const;
+    /// Whether the closed list has room for the selected item's text.
+    bool showsWholeText() const;
 
     /// Makes the dropped part wide enough for the widest item, with room for one average character
     /// and both edges.
@@ -23,6 +31,26 @@ class ComboList {
 
   private:
     HWND control_;
+};
+
+/// Shows the whole text of a closed drop-down list while the pointer is over it, if the list cuts
+/// the text.
+class ComboTips {
+  public:
+    /// For the lists of `dialog`, which passes its notifications on to answer(). The window of the
+    /// tips ends with the dialog.
+    void attach(HWND dialog) noexcept;
+    void add(HWND list) const noexcept;
+
+    /// True when `header` was a tip's question for its text, which is answered now.
+    bool answer(NMHDR& header);
+    /// The text that a tip shows has changed or its list has opened.
+    void hide() const noexcept;
+
+  private:
+    HWND dialog_ = nullptr;
+    HWND tips_ = nullptr;
+    std::string text_;
 };
 
 }  // namespace velmora

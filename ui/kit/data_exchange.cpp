@@ -2,8 +2,10 @@
 
 #include <windows.h>
 
+#include "platform/text.h"
 #include "ui/kit/dialog.h"
 #include "ui/kit/number_text.h"
+#include "ui/kit/window.h"
 
 namespace velmora {
 namespace {
@@ -21,11 +23,21 @@ HWND nextOfGroup(HWND control) {
 
 }  // namespace
 
-void DataExchange::text(int id, std::string& value) {
-    if (loading())
+void DataExchange::text(int id, std::string& value, std::size_t longest) {
+    if (loading()) {
         dialog_.setText(id, value);
-    else if (!refused_)
-        value = dialog_.text(id);
+        return;
+    }
+    if (refused_) return;
+    const std::wstring typed = wideWindowText(dialog_.control(id));
+    // Bytes that the code page lacks would come back changed from a text that nobody has touched.
+    if (typed == toWide(value)) return;
+    const auto text = toAnsiExactly(typed);
+    if (text && text->size() <= longest)
+        value = *text;
+    else if (dialog_.isEnabled(id))
+        refuseText(id, text ? dialog_.host().tooLong(static_cast<int>(longest))
+                            : dialog_.host().outsideCodePage());
 }
 
 void DataExchange::integer(int id, int& value, int low, int high) {
@@ -36,9 +48,9 @@ void DataExchange::integer(int id, int& value, int low, int high) {
     if (refused_) return;
     const auto number = parseNumber(dialog_.text(id));
     if (!number)
-        refuseNumber(id, dialog_.host().notANumber());
+        refuseText(id, dialog_.host().notANumber());
     else if (*number < low || *number > high)
-        refuseNumber(id, dialog_.host().outsideBounds(low, high));
+        refuseText(id, dialog_.host().outsideBounds(low, high));
     else
         value = static_cast<int>(*number);
 }
@@ -71,7 +83,7 @@ void DataExchange::refuse(const Refusal& refusal) {
     dialog_.refuse(refusal);
 }
 
-void DataExchange::refuseNumber(int id, const std::string& message) {
+void DataExchange::refuseText(int id, const std::string& message) {
     refused_ = true;
     dialog_.showMessage(message);
     dialog_.focus(id);

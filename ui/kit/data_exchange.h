@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "ui/kit/refusal.h"
@@ -22,7 +23,11 @@ class DataExchange {
     /// Data are being saved and nothing has been refused yet: checks run only then.
     bool checking() const noexcept { return direction_ == Direction::FromControls && !refused_; }
 
-    void text(int id, std::string& value);
+    /// Refused if the control, unless it is disabled, holds a character that the code page lacks:
+    /// a password with a look-alike or "?" in its place would fail for good. Refused also if the
+    /// text has more than `longest` bytes in the code page. A disabled control with such a text
+    /// leaves the value as it is.
+    void text(int id, std::string& value, std::size_t longest = std::string::npos);
 
     /// A number with its bounds. Refused if the text is not a number, or one outside the bounds.
     void integer(int id, int& value, int low, int high);
@@ -38,7 +43,7 @@ class DataExchange {
     void refuse(const Refusal& refusal);
 
   private:
-    void refuseNumber(int id, const std::string& message);
+    void refuseText(int id, const std::string& message);
     bool loading() const noexcept { return direction_ == Direction::ToControls; }
 
     DialogWindow& dialog_;

@@ -51,6 +51,8 @@ bool DialogWindow::onCommand(int, int) {
     return false;
 }
 
+void DialogWindow::onHelp(int) {}
+
 std::optional<LRESULT> DialogWindow::onNotify(NMHDR&) {
     return std::nullopt;
 }
@@ -112,11 +114,25 @@ INT_PTR DialogWindow::route(UINT message, WPARAM wParam, LPARAM lParam) {
             // that one is open, in the middle of the command that waits for it.
             if (!IsWindowEnabled(GetAncestor(window_, GA_ROOT))) return FALSE;
             return onCommand(LOWORD(wParam), HIWORD(wParam));
+        case WM_HELP:
+            // A message box on top of the dialog passes its F1 on.
+            if (IsWindowEnabled(GetAncestor(window_, GA_ROOT)))
+                onHelp(controlOf(*reinterpret_cast<const HELPINFO*>(lParam)));
+            return TRUE;
         case WM_NOTIFY:
             return answer(window_, onNotify(*reinterpret_cast<NMHDR*>(lParam)));
         default:
             return answer(window_, onMessage(message, wParam, lParam));
     }
+}
+
+int DialogWindow::controlOf(const HELPINFO& help) const noexcept {
+    if (help.iContextType != HELPINFO_WINDOW) return 0;
+    // The editor of a tree's label is a child of the tree.
+    HWND control = static_cast<HWND>(help.hItemHandle);
+    while (control != nullptr && control != window_ && GetParent(control) != window_)
+        control = GetParent(control);
+    return control == nullptr || control == window_ ? 0 : GetDlgCtrlID(control);
 }
 
 void DialogWindow::rethrow() {
@@ -125,7 +141,7 @@ void DialogWindow::rethrow() {
 
 bool ModalDialog::runModal(HWND parent) {
     const INT_PTR result =
-        DialogBoxParamA(currentModule(), MAKEINTRESOURCEA(resource()), parent, &procedure,
+        DialogBoxParamW(currentModule(), MAKEINTRESOURCEW(resource()), parent, &procedure,
                         reinterpret_cast<LPARAM>(static_cast<DialogWindow*>(this)));
     rethrow();
     return result == IDOK;

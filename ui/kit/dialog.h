@@ -17,6 +17,10 @@ class DataExchange;
 /// travels in the window's user data; the window's messages arrive at the handlers below, which a
 /// derived class overrides.
 ///
+/// Dialogs and their controls are Unicode windows, which hold characters that the code page lacks
+/// (DataExchange::text refuses them); everything else of ours is in the code page, and the platform
+/// converts.
+///
 /// A handler may throw. Exceptions must not cross the platform's code, so the first one is kept,
 /// the dialog (or the page's whole sheet) is cancelled, and the modal call throws it again.
 class DialogWindow {
@@ -61,6 +65,9 @@ class DialogWindow {
     /// or accelerator (code 1). True: handled. Not called while the window or its sheet is disabled
     /// by a dialog on top of it.
     virtual bool onCommand(int id, int code);
+    /// Help was asked for: about `control`, or (0, or a control without help of its own) about the
+    /// dialog.
+    virtual void onHelp(int control);
     /// A WM_NOTIFY of a control. A value is the answer to the control, none: not handled.
     virtual std::optional<LRESULT> onNotify(NMHDR& header);
     /// Any other message. A value is the message's result, none: the platform handles it.
@@ -84,6 +91,7 @@ class DialogWindow {
   private:
     INT_PTR dispatch(UINT message, WPARAM wParam, LPARAM lParam) noexcept;
     INT_PTR route(UINT message, WPARAM wParam, LPARAM lParam);
+    int controlOf(const HELPINFO& help) const noexcept;
 
     int resource_;
     DialogHost& host_;

@@ -25,6 +25,9 @@ std::optional<LRESULT> PropertyPage::onNotify(NMHDR& header) {
             return 0;
         case PSN_KILLACTIVE:
             return onDeactivate() ? FALSE : TRUE;
+        case PSN_HELP:
+            onHelp(0);
+            return 0;
         default:
             return DialogWindow::onNotify(header);
     }
@@ -35,14 +38,13 @@ void PropertyPage::abandon() noexcept {
     PostMessageA(GetParent(window()), PSM_PRESSBUTTON, PSBTN_CANCEL, 0);
 }
 
-PROPSHEETPAGEA PropertyPage::description() noexcept {
-    PROPSHEETPAGEA page{};
+PROPSHEETPAGEW PropertyPage::description() noexcept {
+    PROPSHEETPAGEW page{};
     page.dwSize = sizeof page;
-    // A Help button without a help file behind it is part of the sheet's look.
     page.dwFlags = PSP_USETITLE | PSP_HASHELP;
     page.hInstance = currentModule();
-    page.pszTemplate = MAKEINTRESOURCEA(resource());
-    page.pszTitle = title_.c_str();
+    page.pszTemplate = MAKEINTRESOURCEW(resource());
+    page.pszTitle = wideTitle_.c_str();
     page.pfnDlgProc = &procedure;
     page.lParam = reinterpret_cast<LPARAM>(this);
     return page;
@@ -50,7 +52,7 @@ PROPSHEETPAGEA PropertyPage::description() noexcept {
 
 INT_PTR CALLBACK PropertyPage::procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_INITDIALOG) {
-        const auto* const page = reinterpret_cast<const PROPSHEETPAGEA*>(lParam);
+        const auto* const page = reinterpret_cast<const PROPSHEETPAGEW*>(lParam);
         reinterpret_cast<PropertyPage*>(page->lParam)->attach(window);
     }
     return deliver(window, message, wParam, lParam);

@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "platform/text.h"
 #include "ui/kit/dialog.h"
 
 namespace velmora {
@@ -22,7 +23,7 @@ class PropertyPage : public DialogWindow {
   protected:
     /// `title`: what the tab shows, already translated.
     PropertyPage(int resource, DialogHost& host, std::string title)
-        : DialogWindow(resource, host), title_(std::move(title)) {}
+        : DialogWindow(resource, host), title_(std::move(title)), wideTitle_(toWide(title_)) {}
 
     /// The page comes to the front: the first time after onInit. The base moves the data into the
     /// controls.
@@ -38,10 +39,11 @@ class PropertyPage : public DialogWindow {
   private:
     friend class SheetWindow;
 
-    PROPSHEETPAGEA description() noexcept;
+    PROPSHEETPAGEW description() noexcept;
     static INT_PTR CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
     std::string title_;
+    std::wstring wideTitle_;
     SheetWindow* sheet_ = nullptr;
 };
 

@@ -18,19 +18,20 @@ bool SheetWindow::runModal() {
     const INITCOMMONCONTROLSEX classes{sizeof classes, ICC_LISTVIEW_CLASSES | ICC_TREEVIEW_CLASSES};
     InitCommonControlsEx(&classes);
 
-    std::vector<PROPSHEETPAGEA> descriptions;
+    std::vector<PROPSHEETPAGEW> descriptions;
     for (PropertyPage* page : pages_)
         descriptions.push_back(page->description());
 
-    PROPSHEETHEADERA sheet{};
+    const std::wstring caption = toWide(caption_);
+    PROPSHEETHEADERW sheet{};
     sheet.dwSize = sizeof sheet;
     sheet.dwFlags = PSH_PROPSHEETPAGE | PSH_NOAPPLYNOW | PSH_HASHELP;
     sheet.hwndParent = parent_;
     sheet.hInstance = currentModule();
-    sheet.pszCaption = caption_.c_str();
+    sheet.pszCaption = caption.c_str();
     sheet.nPages = static_cast<UINT>(descriptions.size());
     sheet.ppsp = descriptions.data();
-    const INT_PTR result = PropertySheetA(&sheet);
+    const INT_PTR result = PropertySheetW(&sheet);
 
     window_ = nullptr;
     for (PropertyPage* page : pages_)

@@ -1,5 +1,7 @@
 #include "ui/kit/report_list.h"
 
+#include "ui/kit/window.h"
+
 namespace velmora {
 
 void ReportList::addStyle(DWORD extended) const {
@@ -14,7 +16,7 @@ void ReportList::addColumn(std::string title, int width) const {
     LVCOLUMNA column{};
     column.mask = LVCF_FMT | LVCF_TEXT | LVCF_WIDTH | LVCF_SUBITEM;
     column.fmt = LVCFMT_LEFT;
-    column.cx = width;
+    column.cx = scaledPixels(width);
     column.pszText = title.data();
     column.iSubItem = static_cast<int>(count);
     SendMessageA(control_, LVM_INSERTCOLUMNA, static_cast<WPARAM>(count),

@@ -16,7 +16,7 @@ class ReportList {
 
     /// Adds extended styles (LVS_EX_...) to those that the list has.
     void addStyle(DWORD extended) const;
-    /// Behind the last column; left aligned, `width` in pixels.
+    /// Behind the last column; left aligned, `width` in pixels at 96 dots per inch.
     void addColumn(std::string title, int width) const;
     /// Behind the last row; returns its index.
     int addRow(std::string text, LPARAM data) const;

@@ -1,5 +1,7 @@
 #include "ui/kit/window.h"
 
+#include "platform/library.h"
+
 namespace velmora {
 namespace {
 
@@ -23,8 +25,35 @@ std::string windowText(HWND window) {
     return text;
 }
 
+std::wstring wideWindowText(HWND window) {
+    std::wstring text(static_cast<std::size_t>(GetWindowTextLengthW(window)) + 1, L'\0');
+    const int length = GetWindowTextW(window, text.data(), static_cast<int>(text.size()));
+    text.resize(static_cast<std::size_t>(length));
+    return text;
+}
+
 void setWindowText(HWND window, const std::string& text) {
     SetWindowTextA(window, text.c_str());
+}
+
+int scaledPixels(int at96) {
+    const HDC screen = GetDC(nullptr);
+    const int dpi = GetDeviceCaps(screen, LOGPIXELSX);
+    ReleaseDC(nullptr, screen);
+    return MulDiv(at96, dpi, 96);
+}
+
+void addHiddenLabel(HWND control, std::string name) {
+    std::erase(name, '&');
+    // Visible, because some readers pass over hidden labels. The group keeps it apart from radio
+    // buttons before it.
+    const HWND label =
+        CreateWindowExA(WS_EX_NOPARENTNOTIFY, "STATIC", name.c_str(),
+                        WS_CHILD | WS_VISIBLE | WS_GROUP | SS_LEFT | SS_NOPREFIX, 0, 0, 0, 0,
+                        GetParent(control), nullptr, currentModule(), nullptr);
+    const HWND before = GetWindow(control, GW_HWNDPREV);
+    SetWindowPos(label, before == nullptr ? HWND_TOP : before, 0, 0, 0, 0,
+                 SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
 }
 
 void WindowSubclass::attach(HWND window) noexcept {

@@ -9,7 +9,19 @@ namespace velmora {
 /// The whole text of a window or control, of any length.
 std::string windowText(HWND window);
 
+/// The same in UTF-16: a Unicode control can hold characters that the code page lacks.
+std::wstring wideWindowText(HWND window);
+
 void setWindowText(HWND window, const std::string& text);
+
+/// The pixels that a length takes on the screen, given its pixels at 96 dots per inch. What a
+/// dialog resource places in dialog units is scaled by the platform; everything else is not.
+int scaledPixels(int at96);
+
+/// Gives a control without a label of its own a name for screen readers, which take the text of the
+/// static control directly before it. The label has no size. To be called after the dialog's texts
+/// have been translated; "&" in `name` marks a mnemonic and is left out.
+void addHiddenLabel(HWND control, std::string name);
 
 /// Looks at the messages of a control before the control does. Replaces the window procedure, which
 /// every version of the common controls allows; the procedure is put back by detach() or the

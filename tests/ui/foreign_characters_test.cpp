@@ -1,0 +1,121 @@
+#include "harness/real_input.h"
+#include "tests/ui/groups_page_fixture.h"
+#include "ui/kit/window.h"
+
+// Characters outside the code page, which an edit box can hold and none of our texts can.
+
+namespace velmora::testing {
+namespace {
+
+using Messages = std::vector<RecordedBoxes::Message>;
+
+const std::string kForeign =
+    "The text contains a character that the system's code page does not have.\n"
+    "Please use other characters.";
+
+class ForeignCharacters : public GroupsPageTest {
+  protected:
+    static void typeWide(const DialogDriver& dialog, int id, const std::wstring& text) {
+        SendMessageW(dialog.control(id), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text.c_str()));
+    }
+
+    /// `leave` is refused while the field has such a character, and works without it.
+    void expectRefused(const DialogDriver& dialog, int id, const std::function<void()>& leave,
+                       const std::string& good) {
+        // A Cyrillic word, and a letter for which the code page has a look-alike.
+        for (const wchar_t* text : {L"\u043F\u0430\u0440\u043E\u043B\u044C", L"p\u0101ss"}) {
+            SCOPED_TRACE(id);
+            typeWide(dialog, id, text);
+            leave();
+            EXPECT_EQ(boxes.take(), (Messages{{kForeign, MessageIcon::None}}));
+            EXPECT_TRUE(waitUntil([&] { return dialog.hasFocus(id); }));
+            EXPECT_EQ(wideWindowText(dialog.control(id)), text) << "stays to be mended";
+        }
+        dialog.type(id, good);
+    }
+};
+
+TEST_F(ForeignCharacters, KeepTheMainPage) {
+    EXPECT_FALSE(runNew([&](const SheetDriver& sheet) {
+        const DialogDriver page = sheet.page();
+        page.type(IDC_PORT_NAME, "New");
+        page.type(IDC_PORT_URL, "ipp://h/p");
+        page.click(IDC_PORT_AUTHENTICATION);
+        for (const int id : {IDC_PORT_NAME, IDC_PORT_USER_NAME, IDC_PORT_PASSWORD})
+            expectRefused(
+                page, id, [&] { sheet.chooseTab(1); }, "x");
+        expectRefused(
+            page, IDC_PORT_URL, [&] { sheet.ok(); }, "ipp://h/p");
+
+        // What is disabled is not used.
+        typeWide(page, IDC_PORT_PASSWORD, L"\u0434");
+        page.click(IDC_PORT_AUTHENTICATION);
+        sheet.openPage(1);
+        sheet.cancel();
+    }));
+}
+
+TEST_F(ForeignCharacters, KeepTheJobTemplatePageWhilePagesAreChosen) {
+    EXPECT_FALSE(runConfigure([&](const SheetDriver& sheet) {
+        const DialogDriver page = sheet.openPage(1);
+        page.click(IDC_JOB_PAGES_RANGE);
+        expectRefused(
+            page, IDC_JOB_PAGES_TEXT, [&] { sheet.chooseTab(0); }, "1-2");
+        typeWide(page, IDC_JOB_PAGES_TEXT, L"\uFF11");
+        page.click(IDC_JOB_PAGES_ALL);
+        sheet.openPage(0);
+        sheet.cancel();
+    }));
+}
+
+TEST_F(ForeignCharacters, KeepThePrinterDialogs) {
+    work([&](const Page& page) {
+        page.tree.select("All groups/A/a1");
+        page.postCommand(ID_GROUPS_PROPERTIES);
+        const DialogDriver dialog = waitForDialog("Printer properties");
+        dialog.type(IDC_PRINTER_URL, "ipp://h/p");
+        if (!dialog.checked(IDC_PRINTER_AUTHENTICATION)) dialog.click(IDC_PRINTER_AUTHENTICATION);
+        const auto ok = [&] { dialog.clickWithoutWaiting(IDOK); };
+        for (const int id : {IDC_PRINTER_NAME, IDC_PRINTER_USER_NAME, IDC_PRINTER_PASSWORD})
+            expectRefused(dialog, id, ok, "x");
+        expectRefused(dialog, IDC_PRINTER_URL, ok, "ipp://h/p");
+        dialog.clickWithoutWaiting(IDOK);
+        dialog.waitUntilClosed();
+    });
+    EXPECT_NE(named("x"), nullptr);
+}
+
+TEST_F(ForeignCharacters, ComeIntoTheFieldWhenTheyAreTyped) {
+    // Through an ANSI window or message loop "?" would arrive, and nobody could refuse it.
+    EXPECT_FALSE(runNew([&](const SheetDriver& sheet) {
+        const DialogDriver page = sheet.page();
+        const HWND name = page.control(IDC_PORT_NAME);
+        EXPECT_TRUE(IsWindowUnicode(name));
+        EXPECT_TRUE(IsWindowUnicode(page.window()));
+        EXPECT_TRUE(IsWindowUnicode(sheet.sheet().window()));
+        PostMessageW(name, WM_CHAR, L'\u0434', 1);
+        EXPECT_TRUE(waitUntil([&] { return wideWindowText(name) == L"\u0434"; }));
+        sheet.cancel();
+    }));
+}
+
+TEST_F(ForeignCharacters, TextsOfMoreBytesThanTheDirectoryKeepsAreRefused) {
+    // The box counts characters, and its limit is for typing alone.
+    work([&](const Page& page) {
+        page.tree.select("All groups/A/a1");
+        page.postCommand(ID_GROUPS_PROPERTIES);
+        const DialogDriver dialog = waitForDialog("Printer properties");
+        dialog.type(IDC_PRINTER_URL, "ipp://h/p");
+        dialog.type(IDC_PRINTER_NAME, std::string(1024, 'n'));
+        dialog.clickWithoutWaiting(IDOK);
+        EXPECT_EQ(boxes.take(),
+                  (Messages{{"Please enter a text of at most 1023 bytes.", MessageIcon::None}}));
+        EXPECT_TRUE(waitUntil([&] { return dialog.hasFocus(IDC_PRINTER_NAME); }));
+        dialog.type(IDC_PRINTER_NAME, std::string(1023, 'n'));
+        dialog.clickWithoutWaiting(IDOK);
+        dialog.waitUntilClosed();
+    });
+}
+
+}  // namespace
+}  // namespace velmora::testing
