@@ -13,7 +13,10 @@
 // One area of 1024 bytes serves every query of a load. It starts zeroed, and a value that is
 // missing or longer leaves it as the query before left it: what such a value stands for is whatever
 // the area holds then. Administrators' directories depend on that, so a damaged record is read as
-// it always was.
+// it always was. A password alone does not stay: what is missing behind it reads as empty.
+//
+// A save leaves the same keys and values as deleting everything and writing it anew would, and
+// writes no more than what differs.
 
 #include "directory/groups_store.h"
 
@@ -21,8 +24,12 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <set>
 #include <utility>
+#include <vector>
 
+#include "platform/critical_section.h"
 #include "platform/registry.h"
 
 namespace velmora {
@@ -72,6 +79,17 @@ class ValueArea {
         return text();
     }
 
+    /// As queryText; nothing of the value stays here.
+    std::string querySecret(const RegistryKey& key, const char* name) {
+        const bool found = query(key, name);
+        std::string secret = text();
+        if (found) {
+            SecureZeroMemory(area_.data(), area_.size());
+            SecureZeroMemory(kept_.data(), kept_.size());
+        }
+        return secret;
+    }
+
   private:
     std::array<std::byte, 1024> area_{};
     std::array<std::byte, 1024> kept_{};
@@ -82,7 +100,7 @@ void readTarget(ValueArea& area, const RegistryKey& key, CGroupsDBPrinter& print
     if (!area.query(key, kUserName)) return;
     printer.hasAuth = 1;
     printer.userName = area.text();
-    printer.password = area.queryText(key, kPassword);
+    printer.password = area.querySecret(key, kPassword);
 }
 
 void readNode(ValueArea& area, const RegistryKey& key, std::uint32_t id, CGroupsDB& directory) {
@@ -124,29 +142,155 @@ void forEachSubkey(const std::string& path, Visit visit) {
     }
 }
 
-void writeNumber(const RegistryKey& key, const char* name, std::uint32_t value) {
-    key.setBinary(name, std::as_bytes(std::span(&value, 1)));
+/// The values of one record's key. They refer to the record.
+class StoredValues {
+  public:
+    struct Value {
+        const char* name;
+        DWORD type;
+        std::span<const std::byte> data;
+    };
+
+    explicit StoredValues(const CGroupsDBNode& node) {
+        add(kParent, node.parent);
+        add(kName, node.name);
+        add(kType, node.type);
+        if (node.type == NODE_PRINTER) addTarget(static_cast<const CGroupsDBPrinter&>(node));
+    }
+    /// A port's printer is stored without the fields of a node.
+    static StoredValues ofPortPrinter(const CGroupsDBPrinter& printer) {
+        StoredValues values;
+        values.addTarget(printer);
+        return values;
+    }
+
+    std::span<const Value> all() const noexcept { return std::span(values_).first(count_); }
+    const Value* find(std::string_view name) const noexcept {
+        for (const Value& value : all())
+            if (name == value.name) return &value;
+        return nullptr;
+    }
+
+  private:
+    StoredValues() = default;
+
+    void add(const char* name, const std::uint32_t& number) {
+        values_[count_++] = {name, REG_BINARY, std::as_bytes(std::span(&number, 1))};
+    }
+    void add(const char* name, const std::string& text) {
+        values_[count_++] = {name, REG_SZ, std::as_bytes(std::span(text.c_str(), text.size() + 1))};
+    }
+    void addTarget(const CGroupsDBPrinter& printer) {
+        add(kUri, printer.uri);
+        if (printer.hasAuth == 0) return;
+        add(kUserName, printer.userName);
+        add(kPassword, printer.password);
+    }
+
+    std::array<Value, 6> values_{};
+    std::size_t count_ = 0;
+};
+
+bool sameValue(const RegistryValue& stored, const StoredValues::Value& wanted) noexcept {
+    return stored.type() == wanted.type && std::ranges::equal(stored.data(), wanted.data);
 }
 
-void writeTarget(const RegistryKey& key, const CGroupsDBPrinter& printer) {
-    key.setText(kUri, printer.uri);
-    if (printer.hasAuth == 0) return;
-    key.setText(kUserName, printer.userName);
-    key.setText(kPassword, printer.password);
-}
+/// One of the two tables while it is saved.
+class TableWriter {
+  public:
+    explicit TableWriter(const std::string& path) : path_(path), key_(RegistryKey::create(path)) {}
 
-void writeNode(const RegistryKey& key, const CGroupsDBNode& node) {
-    writeNumber(key, kParent, node.parent);
-    key.setText(kName, node.name);
-    writeNumber(key, kType, node.type);
-    if (node.type == NODE_PRINTER) writeTarget(key, static_cast<const CGroupsDBPrinter&>(node));
-}
+    /// Removes what is no record of `isWanted`. When the table holds what cannot be told or taken
+    /// apart all of it goes, as it would have anyway.
+    template <class IsWanted>
+    void removeOthers(IsWanted isWanted) {
+        std::vector<std::string> others;
+        std::string name;
+        DWORD index = 0;
+        LSTATUS status = ERROR_SUCCESS;
+        for (; (status = key_.enumSubkey(index, name)) == ERROR_SUCCESS; ++index)
+            if (!isWanted(name)) others.push_back(name);
+        bool removed = status == ERROR_NO_MORE_ITEMS && removeValues(key_, nullptr);
+        for (const std::string& other : others)
+            removed = removed && key_.deleteSubtree(other);
+        if (!removed) removeAll();
+    }
+    void removeAll() {
+        key_ = RegistryKey();
+        RegistryKey::deleteTree(path_);
+        key_ = RegistryKey::create(path_);
+    }
+
+    void write(const std::string& name, const StoredValues& values) {
+        if (isStored(key_.openSubkey(name), values)) return;
+        const RegistryKey key = key_.createSubkey(name);
+        removeSubkeys(key);
+        removeValues(key, &values);
+        for (const StoredValues::Value& value : values.all())
+            key.setValue(value.name, value.type, value.data);
+    }
+    /// Over whatever the key has.
+    void writeAnew(const std::string& name, const StoredValues& values) {
+        const RegistryKey key = key_.createSubkey(name);
+        for (const StoredValues::Value& value : values.all())
+            key.setValue(value.name, value.type, value.data);
+    }
+
+  private:
+    bool isStored(const RegistryKey& key, const StoredValues& values) {
+        const auto counts = key.counts();
+        if (!counts || counts->subkeys != 0 || counts->values != values.all().size()) return false;
+        for (DWORD index = 0; index < counts->values; ++index) {
+            if (!key.enumValue(index, value_)) return false;
+            const StoredValues::Value* const wanted = values.find(value_.name());
+            if (wanted == nullptr || !sameValue(value_, *wanted)) return false;
+        }
+        return true;
+    }
+    /// All values that are not among those wanted.
+    bool removeValues(const RegistryKey& key, const StoredValues* wanted) {
+        for (DWORD index = 0; key.enumValue(index, value_);) {
+            if (wanted != nullptr && wanted->find(value_.name()) != nullptr) {
+                ++index;
+            } else if (!key.deleteValue(std::string(value_.name()).c_str())) {
+                return false;
+            }
+        }
+        return true;
+    }
+    static void removeSubkeys(const RegistryKey& key) {
+        std::string name;
+        while (key.enumSubkey(0, name) == ERROR_SUCCESS && key.deleteSubtree(name)) {
+        }
+    }
+
+    const std::string& path_;
+    RegistryKey key_;
+    RegistryValue value_;
+};
 
 /// A port's name as the path of its key. Behind "Printers\\" more backslashes say nothing, and at
 /// the front of a path below an open key they are refused.
 std::string withoutLeadingBackslashes(const std::string& name) {
     return name.substr(std::min(name.find_first_not_of('\\'), name.size()));
 }
+
+/// Whether every port's printer has a key of its own: no name is a path, and no two are one to the
+/// registry, which folds case.
+bool haveKeysOfTheirOwn(const CGroupsDB::PortPrinters& printers) {
+    std::set<std::string> folded;
+    for (const auto& [name, printer] : printers) {
+        std::string upper = name;
+        CharUpperBuffA(upper.data(), static_cast<DWORD>(upper.size()));
+        if (name.empty() || name.find('\\') != name.npos || !folded.insert(upper).second)
+            return false;
+    }
+    return true;
+}
+
+/// Loads and saves of one process follow each other: nobody reads half a directory. Held while the
+/// registry is at work and for nothing else.
+CriticalSection storeLock;
 
 }  // namespace
 
@@ -160,6 +304,7 @@ RegistryGroupsStore::RegistryGroupsStore(std::string baseKey, std::string rootNa
       rootName_(std::move(rootName)) {}
 
 void RegistryGroupsStore::load(CGroupsDB& directory) {
+    const std::lock_guard lock(storeLock);
     auto root = std::make_unique<CGroupsDBGroup>();
     root->id = 1;
     root->name = rootName_;
@@ -181,18 +326,34 @@ void RegistryGroupsStore::load(CGroupsDB& directory) {
 }
 
 void RegistryGroupsStore::save(const CGroupsDB& directory) {
-    RegistryKey::deleteTree(groupsKey_);
-    RegistryKey::deleteTree(printersKey_);
-
-    // Stands even for a tree without records.
-    const RegistryKey groups = RegistryKey::create(groupsKey_);
+    const std::lock_guard lock(storeLock);
+    // There even for a tree without records.
+    TableWriter groups(groupsKey_);
+    groups.removeOthers([&](const std::string& name) {
+        const std::uint32_t id = nodeIdOfKey(name.c_str());
+        return directory.nodes().contains(id) && name == std::to_string(id);
+    });
     for (const auto& [id, node] : directory.nodes())
-        writeNode(groups.createSubkey(std::to_string(id)), *node);
+        groups.write(std::to_string(id), StoredValues(*node));
+    savePortPrinters(directory.portPrinters());
+}
 
-    if (directory.portPrinters().empty()) return;
-    const RegistryKey printers = RegistryKey::create(printersKey_);
-    for (const auto& [name, printer] : directory.portPrinters())
-        writeTarget(printers.createSubkey(withoutLeadingBackslashes(name)), *printer);
+void RegistryGroupsStore::savePortPrinters(const CGroupsDB::PortPrinters& records) {
+    if (records.empty()) {
+        RegistryKey::deleteTree(printersKey_);
+        return;
+    }
+    TableWriter printers(printersKey_);
+    if (haveKeysOfTheirOwn(records)) {
+        printers.removeOthers([&](const std::string& name) { return records.contains(name); });
+        for (const auto& [name, printer] : records)
+            printers.write(name, StoredValues::ofPortPrinter(*printer));
+    } else {
+        printers.removeAll();
+        for (const auto& [name, printer] : records)
+            printers.writeAnew(withoutLeadingBackslashes(name),
+                               StoredValues::ofPortPrinter(*printer));
+    }
 }
 
 }  // namespace velmora

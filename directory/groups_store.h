@@ -8,7 +8,8 @@
 namespace velmora {
 
 /// Keeps the printer directory in the registry, below `baseKey` of HKEY_LOCAL_MACHINE. Layout and
-/// reading rules: groups_store.cpp. Takes no lock: the last save wins.
+/// reading rules: groups_store.cpp. Loads and saves within the process follow each other; the last
+/// save wins.
 class RegistryGroupsStore : public GroupsStore {
   public:
     /// `baseKey` without a trailing backslash; `rootName` is the name that the root group has until
@@ -19,6 +20,8 @@ class RegistryGroupsStore : public GroupsStore {
     void save(const CGroupsDB& directory) override;
 
   private:
+    void savePortPrinters(const CGroupsDB::PortPrinters& records);
+
     std::string groupsKey_;
     std::string printersKey_;
     std::string rootName_;

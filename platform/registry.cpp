@@ -63,6 +63,15 @@ bool RegistryKey::enumValue(DWORD index, RegistryValue& value) const {
     }
 }
 
+std::optional<RegistryKey::Counts> RegistryKey::counts() const {
+    Counts counts{};
+    if (!key_ ||
+        RegQueryInfoKeyA(key_.get(), nullptr, nullptr, nullptr, &counts.subkeys, nullptr, nullptr,
+                         &counts.values, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+        return std::nullopt;
+    return counts;
+}
+
 LSTATUS RegistryKey::enumSubkey(DWORD index, std::string& name) const {
     if (!key_) return ERROR_INVALID_HANDLE;
     std::array<char, 1024> area{};
@@ -83,9 +92,7 @@ std::optional<DWORD> RegistryKey::query(const char* name, std::span<std::byte> a
 }
 
 bool RegistryKey::setBinary(const char* name, std::span<const std::byte> data) const {
-    return key_ && RegSetValueExA(key_.get(), name, 0, REG_BINARY,
-                                  reinterpret_cast<const BYTE*>(data.data()),
-                                  static_cast<DWORD>(data.size())) == ERROR_SUCCESS;
+    return setValue(name, REG_BINARY, data);
 }
 
 bool RegistryKey::setText(const char* name, const std::string& text) const {
@@ -98,6 +105,16 @@ bool RegistryKey::setNumber(const char* name, std::uint32_t number) const {
     return key_ &&
            RegSetValueExA(key_.get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number),
                           sizeof number) == ERROR_SUCCESS;
+}
+
+bool RegistryKey::setValue(const char* name, DWORD type, std::span<const std::byte> data) const {
+    return key_ &&
+           RegSetValueExA(key_.get(), name, 0, type, reinterpret_cast<const BYTE*>(data.data()),
+                          static_cast<DWORD>(data.size())) == ERROR_SUCCESS;
+}
+
+bool RegistryKey::deleteSubtree(const std::string& name) const {
+    return key_ && SHDeleteKeyA(key_.get(), name.c_str()) == ERROR_SUCCESS;
 }
 
 bool RegistryKey::deleteValue(const char* name) const {

@@ -52,6 +52,13 @@ class RegistryKey {
 
     explicit operator bool() const noexcept { return static_cast<bool>(key_); }
 
+    struct Counts {
+        DWORD subkeys;
+        DWORD values;
+    };
+    /// How many subkeys and values the key has; none if it cannot be asked. RegQueryInfoKeyA.
+    std::optional<Counts> counts() const;
+
     /// The value at `index` in enumeration order; false at the end or on an error. A value of any
     /// size is returned whole. RegEnumValueA.
     bool enumValue(DWORD index, RegistryValue& value) const;
@@ -70,7 +77,11 @@ class RegistryKey {
     bool setText(const char* name, const std::string& text) const;
     /// REG_DWORD.
     bool setNumber(const char* name, std::uint32_t number) const;
+    /// RegSetValueExA with any type and bytes.
+    bool setValue(const char* name, DWORD type, std::span<const std::byte> data) const;
     bool deleteValue(const char* name) const;
+    /// Deletes the subkey with everything below it. SHDeleteKeyA.
+    bool deleteSubtree(const std::string& name) const;
 
   private:
     explicit RegistryKey(UniqueRegKey key) : key_(std::move(key)) {}

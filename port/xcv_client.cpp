@@ -61,17 +61,16 @@ void XcvConnection::callOrThrow(const wchar_t* command, std::span<const std::byt
     if (status != ERROR_SUCCESS) throw XcvException(status);
 }
 
-void XcvConnection::sendName(const wchar_t* command, const std::string& name) {
-    const std::wstring wide = wideName(name);
+void XcvConnection::sendName(const wchar_t* command, const std::wstring& wide) {
     call(command, std::as_bytes(std::span(wide.c_str(), wide.size() + 1)), {});
 }
 
 void XcvConnection::addPort(const std::string& name) {
-    sendName(L"AddPort", name);
+    sendName(L"AddPort", wideName(name));
 }
 
 void XcvConnection::deletePort(const std::string& name) {
-    sendName(L"DeletePort", name);
+    sendName(L"DeletePort", toWide(name));
 }
 
 void XcvConnection::configPort(const PortConfig& config) {

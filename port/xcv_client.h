@@ -41,6 +41,7 @@ class XcvConnection {
     DWORD call(const wchar_t* command, std::span<const std::byte> input,
                std::span<std::byte> output);
 
+    /// Names of new ports end after 1024 characters.
     void addPort(const std::string& name);
     void deletePort(const std::string& name);
     void configPort(const PortConfig& config);
@@ -58,7 +59,7 @@ class XcvConnection {
                std::span<std::byte> output, DWORD& needed);
     void callOrThrow(const wchar_t* command, std::span<const std::byte> input,
                      std::span<std::byte> output);
-    void sendName(const wchar_t* command, const std::string& name);
+    void sendName(const wchar_t* command, const std::wstring& name);
 
     const SpoolerFunctions& spooler_;
     HANDLE handle_ = nullptr;

@@ -508,6 +508,32 @@ TEST_F(UnreadableValue, UserNameThatIsTooLongIsNoAuthentication) {
     EXPECT_EQ(portPrintersOf(db), (std::vector<NodeFields>{{0, 0, 0, "P", "u", 0, "", ""}}));
 }
 
+/// The password of one printer must never show up as something else of another.
+TEST_F(UnreadableValue, BehindAPasswordItReadsAsEmpty) {
+    const auto storeSecret = [](const std::string& key) {
+        writeRegistryRaw(key, "URI", REG_SZ, textValue("u"));
+        writeRegistryRaw(key, "User name", REG_SZ, textValue("joe"));
+        writeRegistryRaw(key, "Password", REG_SZ, textValue("secret"));
+    };
+    storeNode("2", number(1), textValue("A"), number(1));
+    storeSecret(kGroups + "\\2");
+    writeRegistryRaw(kGroups + "\\3", "Name", REG_SZ, textValue("B"));
+    storeSecret(kPrinters + "\\A");
+    // A port's name with a backslash; a URL that does not fit.
+    writeRegistryRaw(kPrinters + "\\B\\C", "URI", REG_SZ, textValue("v"));
+    storeSecret(kPrinters + "\\C");
+    writeRegistryRaw(kPrinters + "\\D", "URI", REG_SZ, textValue(std::string(1024, 'u')));
+    const CGroupsDB db(store);
+    EXPECT_EQ(nodesOf(db)[1], (NodeFields{2, 1, 1, "A", "u", 1, "joe", "secret"}));
+    const std::vector<NodeFields> printers = portPrintersOf(db);
+    ASSERT_EQ(printers.size(), 4u);
+    EXPECT_EQ(printers[0], (NodeFields{0, 0, 0, "A", "u", 1, "joe", "secret"}));
+    EXPECT_EQ(printers[1], (NodeFields{0, 0, 0, "B", "", 0, "", ""}));
+    EXPECT_EQ(printers[3], (NodeFields{0, 0, 0, "D", "", 0, "", ""}));
+    for (const auto& [id, node] : db.nodes())
+        EXPECT_NE(node->parent, 0x72636573u) << "the first letters of the password";
+}
+
 TEST_F(UnreadableValue, MissingTextsOfAPortPrinterAreThoseBefore) {
     writeRegistryRaw(kPrinters + "\\A", "URI", REG_SZ, textValue("first"));
     writeRegistryRaw(kPrinters + "\\B", "User name", REG_SZ, textValue("joe"));

@@ -161,6 +161,9 @@ TEST_F(XcvClient, LongNamesAreCutAtTheChannelsLimit) {
         const std::size_t kept = std::min<std::size_t>(length, 1024);
         EXPECT_EQ(spooler.commands.back().input.size(), 2 * (kept + 1));
         EXPECT_EQ(portNameForChannel(name), name.substr(0, kept));
+        // A port of a longer name may be there all the same.
+        open("", kPort, "P").deletePort(name);
+        EXPECT_EQ(spooler.commands.back().input.size(), 2 * (length + 1));
     }
 }
 
