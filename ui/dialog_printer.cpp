@@ -9,16 +9,19 @@
 namespace velmora {
 namespace {
 
-// The directory's store reads texts of up to 1,023 bytes; a longer one would be lost with the next
-// load, so none can be typed. The controls count characters, which may have two bytes.
-constexpr std::size_t kLongestText = 1023;
+/// The directory's store reads texts of up to 1,023 bytes; a longer one would be lost with the next
+/// load, so none can be typed. The controls count characters.
+WPARAM longestText() {
+    CPINFO codePage{};
+    return GetCPInfo(CP_ACP, &codePage) ? 1023 / codePage.MaxCharSize : 1023;
+}
 
 }  // namespace
 
 void PrinterDialog::onInit() {
     for (const int id :
          {IDC_PRINTER_NAME, IDC_PRINTER_URL, IDC_PRINTER_USER_NAME, IDC_PRINTER_PASSWORD})
-        SendMessageA(control(id), EM_LIMITTEXT, kLongestText, 0);
+        SendMessageA(control(id), EM_LIMITTEXT, longestText(), 0);
     ModalDialog::onInit();
     texts_.TranslateWindow(window());
     applyAuthentication();
@@ -40,15 +43,15 @@ void PrinterDialog::exchange(DataExchange& data) {
     int authentication = form_.hasAuth ? BST_CHECKED : BST_UNCHECKED;
     data.check(IDC_PRINTER_AUTHENTICATION, authentication);
     form_.hasAuth = authentication != BST_UNCHECKED;
-    data.text(IDC_PRINTER_NAME, form_.name, kLongestText);
+    data.text(IDC_PRINTER_NAME, form_.name);
     if (data.checking())
         if (const auto refusal = checkPrinterName(form_.name, takenNames_)) data.refuse(*refusal);
-    data.text(IDC_PRINTER_URL, form_.uri, kLongestText);
+    data.text(IDC_PRINTER_URL, form_.uri);
     if (data.checking())
         if (const auto refusal = checkPrinterUrl(form_.uri, IDC_PRINTER_URL, IsValidPrinterUrl))
             data.refuse(*refusal);
-    data.text(IDC_PRINTER_USER_NAME, form_.userName, kLongestText);
-    data.text(IDC_PRINTER_PASSWORD, form_.password, kLongestText);
+    data.text(IDC_PRINTER_USER_NAME, form_.userName);
+    data.text(IDC_PRINTER_PASSWORD, form_.password);
 }
 
 void PrinterDialog::showForm(PrinterForm form) {

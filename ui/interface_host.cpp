@@ -33,10 +33,6 @@ class InterfaceHost : public DialogHost {
             "Please use other characters.");
     }
 
-    std::string tooLong(int longest) const override {
-        return withNumbers("Please enter a text of at most %1!d! bytes.", {longest});
-    }
-
   private:
     PlatformMessageBoxes boxes_{&interfaceTitle};
 };

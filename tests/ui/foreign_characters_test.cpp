@@ -99,23 +99,5 @@ TEST_F(ForeignCharacters, ComeIntoTheFieldWhenTheyAreTyped) {
     }));
 }
 
-TEST_F(ForeignCharacters, TextsOfMoreBytesThanTheDirectoryKeepsAreRefused) {
-    // The box counts characters, and its limit is for typing alone.
-    work([&](const Page& page) {
-        page.tree.select("All groups/A/a1");
-        page.postCommand(ID_GROUPS_PROPERTIES);
-        const DialogDriver dialog = waitForDialog("Printer properties");
-        dialog.type(IDC_PRINTER_URL, "ipp://h/p");
-        dialog.type(IDC_PRINTER_NAME, std::string(1024, 'n'));
-        dialog.clickWithoutWaiting(IDOK);
-        EXPECT_EQ(boxes.take(),
-                  (Messages{{"Please enter a text of at most 1023 bytes.", MessageIcon::None}}));
-        EXPECT_TRUE(waitUntil([&] { return dialog.hasFocus(IDC_PRINTER_NAME); }));
-        dialog.type(IDC_PRINTER_NAME, std::string(1023, 'n'));
-        dialog.clickWithoutWaiting(IDOK);
-        dialog.waitUntilClosed();
-    });
-}
-
 }  // namespace
 }  // namespace velmora::testing

@@ -23,7 +23,7 @@ HWND nextOfGroup(HWND control) {
 
 }  // namespace
 
-void DataExchange::text(int id, std::string& value, std::size_t longest) {
+void DataExchange::text(int id, std::string& value) {
     if (loading()) {
         dialog_.setText(id, value);
         return;
@@ -32,12 +32,10 @@ void DataExchange::text(int id, std::string& value, std::size_t longest) {
     const std::wstring typed = wideWindowText(dialog_.control(id));
     // Bytes that the code page lacks would come back changed from a text that nobody has touched.
     if (typed == toWide(value)) return;
-    const auto text = toAnsiExactly(typed);
-    if (text && text->size() <= longest)
+    if (const auto text = toAnsiExactly(typed))
         value = *text;
     else if (dialog_.isEnabled(id))
-        refuseText(id, text ? dialog_.host().tooLong(static_cast<int>(longest))
-                            : dialog_.host().outsideCodePage());
+        refuseText(id, dialog_.host().outsideCodePage());
 }
 
 void DataExchange::integer(int id, int& value, int low, int high) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 
 #include "ui/kit/refusal.h"
@@ -24,10 +23,9 @@ class DataExchange {
     bool checking() const noexcept { return direction_ == Direction::FromControls && !refused_; }
 
     /// Refused if the control, unless it is disabled, holds a character that the code page lacks:
-    /// a password with a look-alike or "?" in its place would fail for good. Refused also if the
-    /// text has more than `longest` bytes in the code page. A disabled control with such a text
-    /// leaves the value as it is.
-    void text(int id, std::string& value, std::size_t longest = std::string::npos);
+    /// a password with a look-alike or "?" in its place would fail for good. A disabled control
+    /// with such a text leaves the value as it is.
+    void text(int id, std::string& value);
 
     /// A number with its bounds. Refused if the text is not a number, or one outside the bounds.
     void integer(int id, int& value, int low, int high);

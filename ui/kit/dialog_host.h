@@ -20,8 +20,6 @@ class DialogHost {
     virtual std::string outsideBounds(int low, int high) const = 0;
     /// Said of a text with a character that the code page lacks.
     virtual std::string outsideCodePage() const = 0;
-    /// Said of a text of more than `longest` bytes.
-    virtual std::string tooLong(int longest) const = 0;
 };
 
 }  // namespace velmora
