@@ -30,29 +30,33 @@ UniqueIppMessage buildOurs(int jobs) {
     const auto job = [&](UniqueIppAttribute attribute) {
         addIppAttribute(*message, IppGroup::job, 0, std::move(attribute));
     };
+    IppStorage* const place = &message->storage();
     const JobTemplate& t = kTemplate;
-    operation(newUriAttribute(ippName("printer-uri"), kUrl));
-    operation(newNameAttribute(ippName("requesting-user-name"), kUser));
-    operation(newNameAttribute(ippName("job-name"), kDocument));
-    operation(newNameAttribute(ippName("document-name"), kDocument));
-    operation(newBooleanAttribute(ippName("ipp-attribute-fidelity"), t.ippAttributeFidelity != 0));
+    operation(newUriAttribute(ippName("printer-uri"), kUrl, place));
+    operation(newNameAttribute(ippName("requesting-user-name"), kUser, place));
+    operation(newNameAttribute(ippName("job-name"), kDocument, place));
+    operation(newNameAttribute(ippName("document-name"), kDocument, place));
+    operation(
+        newBooleanAttribute(ippName("ipp-attribute-fidelity"), t.ippAttributeFidelity != 0, place));
     for (int i = 0; i < jobs; ++i) {
-        job(newIntegerAttribute(ippName("job-priority"), number(t.jobPriority)));
-        job(newKeywordAttribute(ippName("job-hold-until"), t.jobHoldUntil.c_str()));
-        job(newKeywordAttribute(ippName("job-sheets"), t.jobSheets.c_str()));
+        job(newIntegerAttribute(ippName("job-priority"), number(t.jobPriority), place));
+        job(newKeywordAttribute(ippName("job-hold-until"), t.jobHoldUntil.c_str(), place));
+        job(newKeywordAttribute(ippName("job-sheets"), t.jobSheets.c_str(), place));
         job(newKeywordAttribute(ippName("multiple-document-handling"),
-                                t.multipleDocumentHandling.c_str()));
-        job(newIntegerAttribute(ippName("copies"), number(t.copies)));
-        job(newEnumAttribute(ippName("finishings"), number(t.finishings)));
-        job(newKeywordAttribute(ippName("sides"), t.sides.c_str()));
-        job(newIntegerAttribute(ippName("number-up"), number(t.numberUp)));
-        job(newEnumAttribute(ippName("orientation-requested"), number(t.orientationRequested)));
-        job(newKeywordAttribute(ippName("media"), t.media.c_str()));
+                                t.multipleDocumentHandling.c_str(), place));
+        job(newIntegerAttribute(ippName("copies"), number(t.copies), place));
+        job(newEnumAttribute(ippName("finishings"), number(t.finishings), place));
+        job(newKeywordAttribute(ippName("sides"), t.sides.c_str(), place));
+        job(newIntegerAttribute(ippName("number-up"), number(t.numberUp), place));
+        job(newEnumAttribute(ippName("orientation-requested"), number(t.orientationRequested),
+                             place));
+        job(newKeywordAttribute(ippName("media"), t.media.c_str(), place));
         job(newResolutionAttribute(
             ippName("printer-resolution"),
-            {t.printerResolution.crossFeed, t.printerResolution.feed, t.printerResolution.units}));
-        job(newEnumAttribute(ippName("print-quality"), number(t.printQuality)));
-        job(newRangeAttribute(ippName("page-ranges"), std::array{IppRange{1, 3}}));
+            {t.printerResolution.crossFeed, t.printerResolution.feed, t.printerResolution.units},
+            place));
+        job(newEnumAttribute(ippName("print-quality"), number(t.printQuality), place));
+        job(newRangeAttribute(ippName("page-ranges"), std::array{IppRange{1, 3}}, place));
     }
     return message;
 }
@@ -149,17 +153,14 @@ UniqueIppAttribute printerAttribute(int i) {
 
 }  // namespace
 
-std::size_t writeOurs(std::uint8_t* area, int jobs) {
+std::size_t writeOurs(std::span<std::uint8_t> area, int jobs) {
     const UniqueIppMessage message = buildOurs(jobs);
-    UniqueIppBlockBuffer buffer;
-    if (encodeIppMessage(*message, false, buffer) != 0) return 0;
-    buffer->flatten(area);
-    return buffer->size();
+    return encodeIppMessage(*message, false, area);
 }
 
-std::size_t writePeers(std::uint8_t* area, int jobs) {
+std::size_t writePeers(std::span<std::uint8_t> area, int jobs) {
     ipp_t* const message = buildPeers(jobs);
-    Sink sink{area};
+    Sink sink{area.data()};
     ippWriteIO(&sink, store, 1, nullptr, message);
     ippDelete(message);
     return sink.size;
@@ -167,7 +168,7 @@ std::size_t writePeers(std::uint8_t* area, int jobs) {
 
 std::vector<std::uint8_t> printJobAsAnswer() {
     std::vector<std::uint8_t> bytes(4096);
-    bytes.resize(writeOurs(bytes.data(), 1));
+    bytes.resize(writeOurs(bytes, 1));
     bytes[3] = 0;
     return bytes;
 }
@@ -178,10 +179,8 @@ std::vector<std::uint8_t> printerAnswer(int attributes) {
         addIppAttribute(*message, IppGroup::printer, 0, printerAttribute(i));
     }
     message->operationOrStatus = 0;
-    UniqueIppBlockBuffer buffer;
-    encodeIppMessage(*message, true, buffer);
-    std::vector<std::uint8_t> bytes(buffer->size());
-    buffer->flatten(bytes.data());
+    std::vector<std::uint8_t> bytes(encodedIppSize(*message, true));
+    encodeIppMessage(*message, true, bytes);
     return bytes;
 }
 

@@ -65,16 +65,22 @@ double seconds(Body&& body) {
 /// Runs both bodies in turns, so that whatever else the machine does meets both alike, and returns
 /// the median time of each: {ours, peer}. The least time would compare one lucky turn with another:
 /// where two processes talk to each other it is a matter of which cores they meet on.
-template <class Ours, class Peer>
-std::pair<double, double> medianOfTurns(int turns, Ours&& ours, Peer&& peer) {
+/// `measure(body)` runs a body and tells its seconds.
+template <class Ours, class Peer, class Measure>
+std::pair<double, double> medianOfTurns(int turns, Ours&& ours, Peer&& peer, Measure&& measure) {
     std::vector<double> times[2];
     for (int i = 0; i < turns; ++i) {
-        times[0].push_back(seconds(ours));
-        times[1].push_back(seconds(peer));
+        times[0].push_back(measure(ours));
+        times[1].push_back(measure(peer));
     }
     for (std::vector<double>& all : times)
         std::nth_element(all.begin(), all.begin() + turns / 2, all.end());
     return {times[0][turns / 2], times[1][turns / 2]};
+}
+
+template <class Ours, class Peer>
+std::pair<double, double> medianOfTurns(int turns, Ours&& ours, Peer&& peer) {
+    return medianOfTurns(turns, ours, peer, [](const auto& body) { return seconds(body); });
 }
 
 }  // namespace velmora::bench

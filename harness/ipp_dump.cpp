@@ -49,11 +49,11 @@ std::string payloadOf(const IppValue& value) {
                             time.minutesFromUtc});
         }
         case IppValueLayout::languageText:
-            return quoted(value.languageText.language) + quoted(value.languageText.text);
+            return quoted(value.languageText.language) + quoted(value.languageText.text());
         case IppValueLayout::text:
             return quoted(value.text.view());
         case IppValueLayout::raw:
-            return numbers({value.raw.tag}) + quoted({value.raw.bytes, value.raw.length});
+            return numbers({value.raw.tag}) + quoted(value.raw.view());
     }
     return "no layout";
 }
@@ -73,7 +73,7 @@ std::string dumpOf(const IppMessage& message) {
             text.append(std::to_string(i)).append("/").append(std::to_string(run));
             text.append(" ").append(std::to_string(attribute->nameIndex)).append(" ");
             text.append(IppAttributeNames::nameOf(attribute->nameIndex)).append(" =");
-            for (const IppValue* value = attribute->firstValue; value; value = value->next) {
+            for (const IppValue* value = attribute->firstValue(); value; value = value->next) {
                 text.append(" ").append(std::to_string(static_cast<std::uint32_t>(value->kind)));
                 text.append("(").append(payloadOf(*value)).append(")");
             }

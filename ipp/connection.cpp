@@ -57,12 +57,10 @@ std::optional<PrinterUrlParts> crack(const std::string& url) {
 }
 
 /// The message's bytes in one piece; empty when memory runs out or it cannot be encoded.
-std::vector<std::byte> encode(const IppMessage& message) {
-    UniqueIppBlockBuffer blocks;
-    if (encodeIppMessage(message, false, blocks) != 0) return {};
+std::vector<std::uint8_t> encode(const IppMessage& message) {
     try {
-        std::vector<std::byte> body(blocks->size());
-        blocks->flatten(body.data());
+        std::vector<std::uint8_t> body(encodedIppSize(message, false));
+        encodeIppMessage(message, false, body);
         return body;
     } catch (const std::bad_alloc&) {
         return {};
@@ -131,7 +129,7 @@ void IppConnection::sendMessage(const IppMessage& message, bool chunked) {
         lastError_ = ERROR_INVALID_HANDLE;
         return;
     }
-    const std::vector<std::byte> body = encode(message);
+    const std::vector<std::uint8_t> body = encode(message);
     if (body.empty()) {
         lastError_ = ERROR_INVALID_DATA;
         return;

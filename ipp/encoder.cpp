@@ -35,8 +35,7 @@ std::size_t fieldSize(const IppValue& value, IppValueLayout layout) noexcept {
         case IppValueLayout::dateTime:
             return 11;
         case IppValueLayout::languageText:
-            return std::strlen(value.languageText.language) + std::strlen(value.languageText.text) +
-                   4;
+            return value.languageText.languageLength + std::strlen(value.languageText.text()) + 4;
         case IppValueLayout::text:
             return value.text.length;
         case IppValueLayout::raw:
@@ -59,6 +58,10 @@ std::uint8_t* put(std::uint8_t* out, std::string_view text) noexcept {
     // An empty view may have no data, which memcpy must not be given.
     if (!text.empty()) std::memcpy(out, text.data(), text.size());
     return out + text.size();
+}
+
+std::string_view language(const IppValue& value) noexcept {
+    return {value.languageText.language, value.languageText.languageLength};
 }
 
 /// The field of a kind without text; the position after it.
@@ -92,9 +95,49 @@ std::uint8_t* putFixed(std::uint8_t* out, const IppValue& value, IppValueLayout 
     }
 }
 
+/// Output to an area of the caller's.
+class Area {
+  public:
+    explicit Area(std::span<std::uint8_t> area) noexcept
+        : start_(area.data()), position_(start_), end_(start_ + area.size()) {}
+
+    std::size_t size() const noexcept { return static_cast<std::size_t>(position_ - start_); }
+    std::size_t room() const noexcept { return static_cast<std::size_t>(end_ - position_); }
+    std::uint8_t* position() noexcept { return position_; }
+    void advance(std::uint8_t* to) noexcept { position_ = to; }
+    bool append(const void* bytes, std::size_t count) noexcept {
+        if (count > room()) return false;
+        position_ = put(position_, {static_cast<const char*>(bytes), count});
+        return true;
+    }
+
+  private:
+    std::uint8_t* const start_;
+    std::uint8_t* position_;
+    std::uint8_t* const end_;
+};
+
+/// Output that is only counted.
+class Counter {
+  public:
+    std::size_t size() const noexcept { return size_; }
+    static std::size_t room() noexcept { return 0; }
+    static std::uint8_t* position() noexcept { return nullptr; }
+    static void advance(std::uint8_t*) noexcept {}
+    bool append(const void*, std::size_t count) noexcept {
+        size_ += count;
+        return true;
+    }
+
+  private:
+    std::size_t size_ = 0;
+};
+
+/// `Out` is IppBlockBuffer or something with the same way of appending.
+template <class Out>
 class Writer {
   public:
-    explicit Writer(IppBlockBuffer& out) noexcept : out_(out) {}
+    explicit Writer(Out& out) noexcept : out_(out) {}
 
     bool message(const IppMessage& message, bool isResponse) noexcept;
 
@@ -113,11 +156,12 @@ class Writer {
     bool octet(std::uint8_t value) noexcept { return out_.append(&value, 1); }
     bool text(std::string_view text) noexcept { return out_.append(text.data(), text.size()); }
 
-    IppBlockBuffer& out_;
+    Out& out_;
 };
 
-/// Writes in place what the current block has room for, as nearly always.
-bool Writer::field(std::string_view name, const IppValue& value, const Field& field) noexcept {
+/// Writes in place what there is room for, as nearly always.
+template <class Out>
+bool Writer<Out>::field(std::string_view name, const IppValue& value, const Field& field) noexcept {
     if (field.size > kLongestField || name.size() > kLongestField) return false;
     if (out_.room() < 5 + name.size() + field.size) return fieldInPieces(name, value, field);
     std::uint8_t* out = out_.position();
@@ -129,11 +173,11 @@ bool Writer::field(std::string_view name, const IppValue& value, const Field& fi
             out = put(out, value.text.view());
             break;
         case IppValueLayout::raw:
-            out = put(out, {value.raw.bytes, value.raw.length});
+            out = put(out, value.raw.view());
             break;
         case IppValueLayout::languageText:
-            for (const std::string_view part : {std::string_view(value.languageText.language),
-                                                std::string_view(value.languageText.text)}) {
+            for (const std::string_view part :
+                 {language(value), std::string_view(value.languageText.text())}) {
                 out = put(put16(out, part.size()), part);
             }
             break;
@@ -146,18 +190,19 @@ bool Writer::field(std::string_view name, const IppValue& value, const Field& fi
 }
 
 /// The same bytes across the end of the block.
-bool Writer::fieldInPieces(std::string_view name, const IppValue& value,
-                           const Field& field) noexcept {
+template <class Out>
+bool Writer<Out>::fieldInPieces(std::string_view name, const IppValue& value,
+                                const Field& field) noexcept {
     if (!octet(field.tag) || !big16(name.size()) || !text(name) || !big16(field.size)) return false;
     switch (field.layout) {
         case IppValueLayout::text:
             return text(value.text.view());
         case IppValueLayout::raw:
-            return text({value.raw.bytes, value.raw.length});
+            return text(value.raw.view());
         case IppValueLayout::languageText: {
-            const std::string_view language = value.languageText.language;
-            const std::string_view words = value.languageText.text;
-            return big16(language.size()) && text(language) && big16(words.size()) && text(words);
+            const std::string_view words = value.languageText.text();
+            return big16(language(value).size()) && text(language(value)) && big16(words.size()) &&
+                   text(words);
         }
         default: {
             std::uint8_t octets[kLongestFixedValue];
@@ -167,7 +212,8 @@ bool Writer::fieldInPieces(std::string_view name, const IppValue& value,
     }
 }
 
-bool Writer::value(std::string_view name, const IppValue& value) noexcept {
+template <class Out>
+bool Writer<Out>::value(std::string_view name, const IppValue& value) noexcept {
     const IppKindRow* const row = ippRowOfKind(value.kind);
     if (row == nullptr) return false;
     const bool raw = row->layout == IppValueLayout::raw;
@@ -175,8 +221,9 @@ bool Writer::value(std::string_view name, const IppValue& value) noexcept {
                  {raw ? value.raw.tag : row->tag, row->layout, fieldSize(value, row->layout)});
 }
 
-bool Writer::attribute(const IppAttribute& attribute) noexcept {
-    const IppValue* next = attribute.firstValue;
+template <class Out>
+bool Writer<Out>::attribute(const IppAttribute& attribute) noexcept {
+    const IppValue* next = attribute.firstValue();
     if (next == nullptr) return true;
     std::string_view name;  // empty from the second value on
     if (attribute.nameIndex == -1) {
@@ -185,10 +232,11 @@ bool Writer::attribute(const IppAttribute& attribute) noexcept {
         name = next->text.view();
         if (name.empty()) return false;
         if (next->next == nullptr) {
-            // A name alone is sent as an unsupported attribute that carries its name as value
-            // too. Printers have always been sent it so.
+            // A name alone is sent as an unsupported attribute that carries its name as its value
+            // too. Kept for compatibility with deployed printers.
             const std::uint8_t tag = ippRowOfKind(IppValueKind::unsupported)->tag;
-            return field(name, *next, {tag, IppValueLayout::text, name.size()});
+            return name.size() <= kLongestField &&
+                   fieldInPieces(name, *next, {tag, IppValueLayout::text, name.size()});
         }
         next = next->next;
     } else {
@@ -205,7 +253,8 @@ bool Writer::attribute(const IppAttribute& attribute) noexcept {
     return true;
 }
 
-bool Writer::group(const IppMessage& message, IppGroup group) noexcept {
+template <class Out>
+bool Writer<Out>::group(const IppMessage& message, IppGroup group) noexcept {
     const IppAttribute* previous = nullptr;
     for (const IppAttribute* next = message.group(group).head; next != nullptr;
          previous = next, next = next->next) {
@@ -217,7 +266,8 @@ bool Writer::group(const IppMessage& message, IppGroup group) noexcept {
     return true;
 }
 
-bool Writer::message(const IppMessage& message, bool isResponse) noexcept {
+template <class Out>
+bool Writer<Out>::message(const IppMessage& message, bool isResponse) noexcept {
     std::uint32_t code = message.operationOrStatus;
     if (!isResponse) {
         if (code >= ippOperations().size()) return false;
@@ -244,6 +294,17 @@ int encodeIppMessage(const IppMessage& message, bool isResponse,
     if (buffer && Writer(*buffer).message(message, isResponse)) return 0;
     buffer.reset();
     return -1;
+}
+
+std::size_t encodedIppSize(const IppMessage& message, bool isResponse) noexcept {
+    Counter counter;
+    return Writer(counter).message(message, isResponse) ? counter.size() : 0;
+}
+
+std::size_t encodeIppMessage(const IppMessage& message, bool isResponse,
+                             std::span<std::uint8_t> area) noexcept {
+    Area out(area);
+    return Writer(out).message(message, isResponse) ? out.size() : 0;
 }
 
 }  // namespace velmora

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
 #include "ipp/block_buffer.h"
 #include "ipp/message.h"
 
@@ -26,5 +30,13 @@ namespace velmora {
 ///   (without a name its values would read as those of the attribute before it).
 int encodeIppMessage(const IppMessage& message, bool isResponse,
                      UniqueIppBlockBuffer& buffer) noexcept;
+
+/// The number of bytes that encodeIppMessage() writes; 0 when the message cannot be written.
+std::size_t encodedIppSize(const IppMessage& message, bool isResponse) noexcept;
+
+/// Writes the message to the area. The number of bytes written; 0 when the message cannot be
+/// written or the area is too small. Needs no memory.
+std::size_t encodeIppMessage(const IppMessage& message, bool isResponse,
+                             std::span<std::uint8_t> area) noexcept;
 
 }  // namespace velmora

@@ -9,19 +9,15 @@ namespace {
 
 /// An attribute of one text value inside the message's own storage; the literal outlives it.
 bool addConstant(IppMessage& message, int nameIndex, IppValueKind kind, std::string_view text) {
-    struct Place {
-        IppAttribute attribute;
-        IppValue value;
-    };
     void* const memory =
-        message.storage().allocate(sizeof(Place), std::numeric_limits<std::size_t>::max());
+        message.storage().allocate(sizeof(IppAttribute), std::numeric_limits<std::size_t>::max());
     if (memory == nullptr) return false;
-    Place* const place = new (memory) Place{};
-    place->value.kind = kind;
-    place->value.text = {text.data(), static_cast<std::uint32_t>(text.size())};
-    place->attribute.nameIndex = nameIndex;
-    place->attribute.firstValue = &place->value;
-    message.append(IppGroup::operation, 0, &place->attribute);
+    auto* const attribute = new (memory) IppAttribute{};
+    attribute->nameIndex = static_cast<std::int16_t>(nameIndex);
+    attribute->hasValues = true;
+    attribute->value.kind = kind;
+    attribute->value.text = {static_cast<std::uint32_t>(text.size()), text.data()};
+    message.append(IppGroup::operation, 0, attribute);
     return true;
 }
 
@@ -48,7 +44,8 @@ void IppMessage::append(IppGroup group, std::uint32_t instance, IppAttribute* at
 }
 
 UniqueIppMessage newIppMessage() noexcept {
-    return UniqueIppMessage(new (std::nothrow) IppMessage());
+    // No parentheses: they would clear the storage as well.
+    return UniqueIppMessage(new (std::nothrow) IppMessage);
 }
 
 UniqueIppMessage newIppRequest(IppVersion version, IppOperation operation,

@@ -29,29 +29,31 @@ class GroupBuilder {
         if (!addIppAttribute(message_, group_, 0, std::move(attribute))) ok_ = false;
     }
     void integer(std::string_view name, std::uint32_t value) {
-        add(newIntegerAttribute(index(name), static_cast<std::int32_t>(value)));
+        add(newIntegerAttribute(index(name), static_cast<std::int32_t>(value),
+                                &message_.storage()));
     }
     void boolean(std::string_view name, bool value) {
-        add(newBooleanAttribute(index(name), value));
+        add(newBooleanAttribute(index(name), value, &message_.storage()));
     }
     void enumeration(std::string_view name, std::uint32_t value) {
-        add(newEnumAttribute(index(name), static_cast<std::int32_t>(value)));
+        add(newEnumAttribute(index(name), static_cast<std::int32_t>(value), &message_.storage()));
     }
     void keyword(std::string_view name, const std::string& value) {
-        add(newKeywordAttribute(index(name), value.c_str()));
+        add(newKeywordAttribute(index(name), value.c_str(), &message_.storage()));
     }
     void uri(std::string_view name, const std::string& value) {
-        add(newUriAttribute(index(name), value.c_str()));
+        add(newUriAttribute(index(name), value.c_str(), &message_.storage()));
     }
     void name(std::string_view name, const std::string& utf8) {
-        add(newNameAttribute(index(name), utf8.c_str()));
+        add(newNameAttribute(index(name), utf8.c_str(), &message_.storage()));
     }
     void resolution(std::string_view name, const JobTemplate::Resolution& value) {
         add(newResolutionAttribute(index(name),
-                                   IppResolution{value.crossFeed, value.feed, value.units}));
+                                   IppResolution{value.crossFeed, value.feed, value.units},
+                                   &message_.storage()));
     }
     void ranges(std::string_view name, std::span<const IppRange> values) {
-        add(newRangeAttribute(index(name), values));
+        add(newRangeAttribute(index(name), values, &message_.storage()));
     }
 
     static int index(std::string_view name) { return IppAttributeNames::indexOf(name); }

@@ -7,6 +7,12 @@
 #include "ipp/big_endian.h"
 
 namespace velmora {
+namespace {
+
+/// Version, operation or status, and request id.
+constexpr std::size_t kHeaderSize = 8;
+
+}  // namespace
 
 IppReader::IppReader(IppMessage& message, IppReadMode mode, const IppReadPolicy& policy) noexcept
     : message_(message), policy_(policy), mode_(mode) {
@@ -16,10 +22,15 @@ IppReader::IppReader(IppMessage& message, IppReadMode mode, const IppReadPolicy&
 int IppReader::feed(const void* bytes, std::size_t count, bool lastPiece) noexcept {
     auto from = static_cast<const std::uint8_t*>(bytes);
     const std::uint8_t* const end = from + count;
+    if (state_ == State::version && collected_ == 0 && !fieldTaken_ && count >= kHeaderSize) {
+        from = readWholeHeader(from);
+    }
     while (from != end && result_ == kWantsMore) {
         if (fieldTaken_) {
             chooseState(*from);
-            if (state_ == State::valueTag) {
+            // What follows the header must be a delimiter, whatever it looks like.
+            if (state_ == State::valueTag ||
+                (state_ == State::delimiterTag && *from <= kIppLastDelimiterTag)) {
                 from = readWholeValues(from, end);
                 if (fieldTaken_) continue;
             }
@@ -30,6 +41,17 @@ int IppReader::feed(const void* bytes, std::size_t count, bool lastPiece) noexce
         result_ = handleField(field);
     }
     return result_ == kWantsMore && lastPiece ? kSyntaxError : result_;
+}
+
+/// Takes the fields before the first group, all of which the piece holds.
+const std::uint8_t* IppReader::readWholeHeader(const std::uint8_t* from) noexcept {
+    handleField(from);
+    state_ = mode_ == IppReadMode::response ? State::statusCode : State::operationId;
+    handleField(from + 2);
+    state_ = State::requestId;
+    handleField(from + 4);
+    fieldTaken_ = true;
+    return from + kHeaderSize;
 }
 
 /// The next field's bytes, straight from the piece when it holds all of them; null when bytes are
@@ -142,15 +164,21 @@ int IppReader::handleField(const std::uint8_t* field) noexcept {
     return kSyntaxError;
 }
 
-/// Takes values that the piece holds from their tag to the byte after their end, field by field as
-/// the states would but without passing through them. Anything else, errors included, is left to
-/// the states: the result is where they go on. `fieldTaken_` tells whether a value was the last
-/// thing taken.
+/// Takes delimiters, and values that the piece holds from their tag to the byte after their end,
+/// field by field as the states would but without passing through them. Anything else, errors
+/// included, is left to the states: the result is where they go on. `fieldTaken_` tells whether a
+/// value was the last thing taken.
 const std::uint8_t* IppReader::readWholeValues(const std::uint8_t* from,
                                                const std::uint8_t* end) noexcept {
-    while (result_ == kWantsMore) {
+    while (result_ == kWantsMore && from != end && *from != kIppEndOfAttributesTag) {
+        if (*from <= kIppLastDelimiterTag) {
+            result_ = openGroup(*from++);
+            state_ = State::delimiterTag;
+            fieldTaken_ = true;
+            continue;
+        }
         const std::size_t there = static_cast<std::size_t>(end - from);
-        if (there < 6 || *from <= kIppLastDelimiterTag) break;
+        if (there < 6) break;
         const std::size_t nameLength = loadBig16(from + 1);
         if (nameLength > kLongestField || there < 6 + nameLength) break;
         if (nameLength == 0 && attribute_ == nullptr) break;
@@ -190,24 +218,36 @@ const IppKindRow* IppReader::rowOfValueTag(std::uint8_t tag) const noexcept {
 }
 
 int IppReader::openAttribute(std::string_view name) noexcept {
-    if (std::memchr(name.data(), '\0', name.size()) != nullptr) return kSyntaxError;
+    const int index = IppAttributeNames::indexOf(name);
+    const bool known = index != -1;
+    if (!known && name.find('\0') != std::string_view::npos) return kSyntaxError;
     void* const place = message_.storage().allocate(sizeof(IppAttribute), policy_.maxStoredBytes);
     if (place == nullptr) return kNotStored;
     attribute_ = new (place) IppAttribute{};
-    attribute_->nameIndex = IppAttributeNames::indexOf(name);
+    attribute_->nameIndex = static_cast<std::int16_t>(index);
     lastValue_ = nullptr;
     message_.append(group_, instances_[static_cast<std::size_t>(group_)], attribute_);
-    return attribute_->nameIndex == -1 ? storeText(IppValueKind::keyword, name) : kWantsMore;
+    return known ? kWantsMore : storeText(IppValueKind::keyword, name);
 }
 
-/// A value of the current attribute with `extra` bytes of room right behind it.
-IppValue* IppReader::newValue(std::size_t extra) noexcept {
-    void* const place =
-        message_.storage().allocate(sizeof(IppValue) + extra, policy_.maxStoredBytes);
-    if (place == nullptr) return nullptr;
-    auto* const value = new (place) IppValue;
+/// A value of the current attribute, and in `place` room for that many octets; null when there is
+/// no memory for them.
+IppValue* IppReader::newValue(std::size_t octets, char*& place) noexcept {
+    IppStorage& storage = message_.storage();
+    if (octets != 0) {
+        place = storage.allocateOctets(octets, policy_.maxStoredBytes);
+        if (place == nullptr) return nullptr;
+    }
+    IppValue* value = &attribute_->value;
+    if (lastValue_ == nullptr) {
+        attribute_->hasValues = true;
+    } else {
+        void* const memory = storage.allocate(sizeof(IppValue), policy_.maxStoredBytes);
+        if (memory == nullptr) return nullptr;
+        value = new (memory) IppValue;
+        lastValue_->next = value;
+    }
     value->next = nullptr;
-    (lastValue_ == nullptr ? attribute_->firstValue : lastValue_->next) = value;
     lastValue_ = value;
     return value;
 }

@@ -72,13 +72,14 @@ class IppReader {
     void chooseState(std::uint8_t nextByte) noexcept;
     void expect(State state, std::size_t needed) noexcept;
     int handleField(const std::uint8_t* field) noexcept;
+    const std::uint8_t* readWholeHeader(const std::uint8_t* from) noexcept;
     const std::uint8_t* readWholeValues(const std::uint8_t* from, const std::uint8_t* end) noexcept;
 
     int openGroup(std::uint8_t tag) noexcept;
     const IppKindRow* rowOfValueTag(std::uint8_t tag) const noexcept;
     int openAttribute(std::string_view name) noexcept;
     int storeValue(const std::uint8_t* bytes, std::size_t length) noexcept;
-    IppValue* newValue(std::size_t extra) noexcept;
+    IppValue* newValue(std::size_t octets, char*& place) noexcept;
     int storeText(IppValueKind kind, std::string_view text) noexcept;
     int storeLanguageText(const std::uint8_t* bytes, std::size_t length) noexcept;
     int storeRaw(std::string_view octets) noexcept;

@@ -52,6 +52,15 @@ void loadFixed(IppValueLayout layout, const std::uint8_t* in, IppValue& value) n
     }
 }
 
+/// The length of what a C string made of these octets holds. Asked of the octets as they came:
+/// those that have just been copied would have to be waited for.
+std::size_t lengthToNul(std::string_view octets) noexcept {
+    const void* const nul =
+        octets.empty() ? nullptr : std::memchr(octets.data(), '\0', octets.size());
+    return nul == nullptr ? octets.size()
+                          : static_cast<std::size_t>(static_cast<const char*>(nul) - octets.data());
+}
+
 char* copyTerminated(char* place, const void* bytes, std::size_t length) noexcept {
     std::memcpy(place, bytes, length);
     place[length] = '\0';
@@ -71,15 +80,16 @@ int IppReader::storeValue(const std::uint8_t* bytes, std::size_t length) noexcep
         case IppValueLayout::raw:
             return storeRaw(octets);
         case IppValueLayout::nothing:
-            // A printer that answers "unknown" or "no-value" was asked for what it does not
-            // have, which this program never does; only tools look at such answers.
+            // Printing needs no value that a printer does not have; only tools, which ask for
+            // everything, look at such answers.
             if (!row_->readByDefault && !policy_.keepUnknownKinds) return kSyntaxError;
             break;
         default:
             if (static_cast<int>(length) != fixedLength(layout)) return kSyntaxError;
             break;
     }
-    IppValue* const value = newValue(0);
+    char* place = nullptr;
+    IppValue* const value = newValue(0, place);
     if (value == nullptr) return kNotStored;
     value->kind = row_->kind;
     loadFixed(layout, bytes, *value);
@@ -87,12 +97,12 @@ int IppReader::storeValue(const std::uint8_t* bytes, std::size_t length) noexcep
 }
 
 int IppReader::storeText(IppValueKind kind, std::string_view text) noexcept {
-    IppValue* const value = newValue(text.size() + 1);
+    char* place = nullptr;
+    IppValue* const value = newValue(text.size() + 1, place);
     if (value == nullptr) return kNotStored;
-    const char* const copy =
-        copyTerminated(reinterpret_cast<char*>(value + 1), text.data(), text.size());
     value->kind = kind;
-    value->text = {copy, static_cast<std::uint32_t>(std::strlen(copy))};
+    value->text = {static_cast<std::uint32_t>(lengthToNul(text)),
+                   copyTerminated(place, text.data(), text.size())};
     return kWantsMore;
 }
 
@@ -105,22 +115,24 @@ int IppReader::storeLanguageText(const std::uint8_t* bytes, std::size_t length) 
     if (textLength > length - 4 - languageLength) return kSyntaxError;
     const std::uint8_t* const text = language + languageLength + 2;
 
-    IppValue* const value = newValue(languageLength + textLength + 2);
+    char* place = nullptr;
+    IppValue* const value = newValue(languageLength + textLength + 2, place);
     if (value == nullptr) return kNotStored;
-    char* const place = reinterpret_cast<char*>(value + 1);
     value->kind = row_->kind;
-    value->languageText.language = copyTerminated(place, language, languageLength);
-    value->languageText.text = copyTerminated(place + languageLength + 1, text, textLength);
+    // Both end at their first NUL, and the text follows right behind the language's.
+    const std::size_t kept = lengthToNul({reinterpret_cast<const char*>(language), languageLength});
+    value->languageText = {static_cast<std::uint32_t>(kept), copyTerminated(place, language, kept)};
+    copyTerminated(place + kept + 1, text, textLength);
     return kWantsMore;
 }
 
 int IppReader::storeRaw(std::string_view octets) noexcept {
-    IppValue* const value = newValue(octets.size() + 1);
+    char* place = nullptr;
+    IppValue* const value = newValue(octets.size() + 1, place);
     if (value == nullptr) return kNotStored;
-    const char* const copy =
-        copyTerminated(reinterpret_cast<char*>(value + 1), octets.data(), octets.size());
     value->kind = IppValueKind::rawOctets;
-    value->raw = {copy, static_cast<std::uint32_t>(octets.size()), valueTag_};
+    value->raw = {static_cast<std::uint16_t>(octets.size()), valueTag_,
+                  copyTerminated(place, octets.data(), octets.size())};
     return kWantsMore;
 }
 

@@ -34,7 +34,7 @@ std::size_t failEachAllocation(const Action& action, const Check& check) {
 
 const std::array kTexts = {"one", "two", "a somewhat longer third one"};
 
-UniqueIppAttribute newOfKind(int kind) {
+UniqueIppAttribute newOfKind(int kind, IppStorage* storage = nullptr) {
     static constexpr std::int32_t kNumbers[] = {1, 2, 3};
     static constexpr bool kBooleans[] = {true, false};
     static constexpr IppResolution kResolutions[] = {{600, 600, 3}, {300, 300, 4}};
@@ -42,27 +42,27 @@ UniqueIppAttribute newOfKind(int kind) {
     static const IppValue kValues[2] = {};
     switch (kind) {
         case 0:
-            return newIntegerAttribute(0, kNumbers);
+            return newIntegerAttribute(0, kNumbers, storage);
         case 1:
-            return newBooleanAttribute(0, kBooleans);
+            return newBooleanAttribute(0, kBooleans, storage);
         case 2:
-            return newEnumAttribute(0, kNumbers);
+            return newEnumAttribute(0, kNumbers, storage);
         case 3:
-            return newResolutionAttribute(0, kResolutions);
+            return newResolutionAttribute(0, kResolutions, storage);
         case 4:
-            return newRangeAttribute(0, kRanges);
+            return newRangeAttribute(0, kRanges, storage);
         case 5:
-            return newNameAttribute(0, kTexts);
+            return newNameAttribute(0, kTexts, storage);
         case 6:
-            return newKeywordAttribute(0, kTexts);
+            return newKeywordAttribute(0, kTexts, storage);
         case 7:
-            return newUriAttribute(0, kTexts);
+            return newUriAttribute(0, kTexts, storage);
         case 8:
-            return newCharsetAttribute(0, kTexts);
+            return newCharsetAttribute(0, kTexts, storage);
         case 9:
-            return newNaturalLanguageAttribute(0, kTexts);
+            return newNaturalLanguageAttribute(0, kTexts, storage);
         default:
-            return newIppAttribute(0, kValues);
+            return newIppAttribute(0, kValues, storage);
     }
 }
 constexpr int kKinds = 11;
@@ -109,6 +109,33 @@ TEST(Allocation, MessageHalfBuiltIsFreedAsAWhole) {
             EXPECT_EQ(message == nullptr, failed);
         });
     EXPECT_EQ(count, 1u + 2 * kKinds);
+}
+
+/// The same request with its attributes in the message's own storage.
+UniqueIppMessage buildRequestInStorage() {
+    UniqueIppMessage message = newIppRequest({1, 0}, IppOperation::printJob, 1);
+    if (!message) return nullptr;
+    for (const IppGroup group : {IppGroup::operation, IppGroup::job}) {
+        for (int kind = 0; kind < kKinds; ++kind) {
+            // One that nobody wants after all is no loss.
+            const UniqueIppAttribute dropped = newOfKind(kind, &message->storage());
+            UniqueIppAttribute attribute = newOfKind(kind, &message->storage());
+            if (!dropped || !addIppAttribute(*message, group, 0, std::move(attribute))) {
+                return nullptr;
+            }
+        }
+    }
+    return message;
+}
+
+TEST(Allocation, AttributesInAMessagesStorageAreWrittenAlikeAndNeedFewerBlocks) {
+    EXPECT_EQ(encoded(*buildRequestInStorage(), false), encoded(*buildRequest(), false));
+    const std::size_t blocks =
+        failEachAllocation(buildRequestInStorage, [](const UniqueIppMessage& message, bool failed) {
+            EXPECT_EQ(message == nullptr, failed);
+        });
+    EXPECT_GE(blocks, 3u);
+    EXPECT_LE(blocks, 2u * kKinds);
 }
 
 TEST(Allocation, EncodeThatFailsGivesMinusOneAndNoBuffer) {

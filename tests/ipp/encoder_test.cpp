@@ -137,7 +137,7 @@ TEST(Encode, AttributeWithoutValuesIsHeldButAddsNoBytes) {
     addIppAttribute(*message, IppGroup::operation, 0, newRangeAttribute(kPageRanges, {}));
     ASSERT_NE(message->group(IppGroup::operation).tail, nullptr);
     EXPECT_EQ(message->group(IppGroup::operation).tail->nameIndex, kPageRanges);
-    EXPECT_EQ(message->group(IppGroup::operation).tail->firstValue, nullptr);
+    EXPECT_EQ(message->group(IppGroup::operation).tail->firstValue(), nullptr);
     EXPECT_EQ(encoded(*message), requestStart().u8({0x03}).bytes());
 }
 
@@ -156,7 +156,7 @@ TEST(Encode, NameThatTheTableLacksIsTheFirstValue) {
 TEST(Encode, TagOfUnknownNameComesFromTheSecondValue) {
     IppValue values[2] = {};
     values[0].kind = IppValueKind::keyword;
-    values[0].text = {"x-level", 7};
+    values[0].text = {7, "x-level"};
     values[1].kind = IppValueKind::integer;
     values[1].number = -2;
     const auto message = responseOf(IppGroup::job, newIppAttribute(-1, values));
@@ -177,7 +177,7 @@ IppValue valueOf(IppValueKind kind) {
 
 IppValue textValue(IppValueKind kind, const char* text) {
     IppValue value = valueOf(kind);
-    value.text = {text, static_cast<std::uint32_t>(std::strlen(text))};
+    value.text = {static_cast<std::uint32_t>(std::strlen(text)), text};
     return value;
 }
 
@@ -203,11 +203,11 @@ std::vector<KindCase> kindCases() {
     IppValue date = valueOf(Kind::dateTime);
     date.dateTime = {2026, 11, 21, 12, 25, 59, 9, '+', 13, 45};
     IppValue twoTexts = valueOf(Kind::textWithLanguage);
-    twoTexts.languageText = {"en", "ready"};
+    twoTexts.languageText = {2, "en\0ready"};
     IppValue noTexts = valueOf(Kind::nameWithLanguage);
-    noTexts.languageText = {"", ""};
+    noTexts.languageText = {0, "\0"};
     IppValue raw = valueOf(Kind::rawOctets);
-    raw.raw = {"a\0b", 3, 0x7F};
+    raw.raw = {3, 0x7F, "a\0b"};
     return {
         {"unsupported", valueOf(Kind::unsupported), 0x10, Wire()},
         {"unknown", valueOf(Kind::unknown), 0x12, Wire()},
@@ -299,22 +299,51 @@ TEST(Encode, TextsUpToTheLargestLengthAreWrittenAndLongerOnesRefused) {
 TEST(Encode, LanguageKindsCountTheirInnerLengths) {
     const std::string language(1000, 'l');
     for (const std::size_t length : {64531u, 64532u}) {
-        const std::string text(length, 't');
+        const std::string both = language + '\0' + std::string(length, 't');
         IppValue value = valueOf(IppValueKind::textWithLanguage);
-        value.languageText = {language.c_str(), text.c_str()};
+        value.languageText = {1000, both.c_str()};
         const auto message = responseOf(IppGroup::job, newIppAttribute(kMedia, {&value, 1}));
         UniqueIppBlockBuffer buffer;
         EXPECT_EQ(encodeIppMessage(*message, true, buffer), length == 64531u ? 0 : -1);
     }
 }
 
+TEST(Encode, AreaOfTheRightSizeTakesTheSameBytesAndASmallerOneNone) {
+    for (const std::size_t length : {0u, 10u, 480u, 5000u}) {
+        const std::string text(length, 't');
+        const auto message = responseOf(IppGroup::job, newNameAttribute(kMedia, text.c_str()));
+        for (const KindCase& each : kindCases()) {
+            addIppAttribute(*message, IppGroup::job, 0, newIppAttribute(kCopies, {&each.value, 1}));
+        }
+        const Bytes expected = encoded(*message, true);
+        ASSERT_FALSE(expected.empty());
+        EXPECT_EQ(encodedIppSize(*message, true), expected.size());
+        Bytes area(expected.size() + 1, 0xEE);
+        const std::span<std::uint8_t> whole(area);
+        EXPECT_EQ(encodeIppMessage(*message, true, whole.first(expected.size())), expected.size());
+        EXPECT_EQ(area.back(), 0xEE);
+        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), area.begin()));
+        for (std::size_t small = 0; small < expected.size(); ++small) {
+            ASSERT_EQ(encodeIppMessage(*message, true, whole.first(small)), 0u) << small;
+        }
+    }
+}
+
+TEST(Encode, MessageThatCannotBeWrittenHasNoSize) {
+    Bytes area(100);
+    const auto message = responseOf(IppGroup::job, newIntegerAttribute(129, 1));
+    EXPECT_EQ(encodedIppSize(*message, true), 0u);
+    EXPECT_EQ(encodeIppMessage(*message, true, area), 0u);
+}
+
 TEST(Encode, AttributeThatCannotHaveANameIsRefused) {
     UniqueIppBlockBuffer buffer;
     const IppValue number = valueOf(IppValueKind::integer);
     const auto empty = std::array{"", "value"};
-    UniqueIppAttribute attributes[] = {newIppAttribute(-1, {&number, 1}),
-                                       newKeywordAttribute(-1, ""), newKeywordAttribute(-1, empty),
-                                       newIntegerAttribute(-2, 1), newIntegerAttribute(129, 1)};
+    UniqueIppAttribute attributes[] = {
+        newIppAttribute(-1, {&number, 1}), newKeywordAttribute(-1, ""),
+        newKeywordAttribute(-1, empty),    newIntegerAttribute(-2, 1),
+        newIntegerAttribute(129, 1),       newIntegerAttribute(65536, 1)};
     for (UniqueIppAttribute& attribute : attributes) {
         const auto message = responseOf(IppGroup::job, std::move(attribute));
         EXPECT_EQ(encodeIppMessage(*message, true, buffer), -1);
@@ -325,7 +354,7 @@ TEST(Encode, ValueOfNoKindIsRefused) {
     UniqueIppBlockBuffer buffer;
     const auto message = responseOf(IppGroup::job, newIntegerAttribute(kCopies, 1));
     for (const std::uint32_t code : {3u, 5u, 1u << 20, 0xFFFFFFFFu}) {
-        message->group(IppGroup::job).head->firstValue->kind = static_cast<IppValueKind>(code);
+        message->group(IppGroup::job).head->value.kind = static_cast<IppValueKind>(code);
         EXPECT_EQ(encodeIppMessage(*message, true, buffer), -1);
     }
 }

@@ -263,7 +263,20 @@ TEST(Reader, BooleanByteIsSignExtended) {
         const auto response =
             parsed(responseHeader().u8({0x01}).value(0x22, "my-jobs", {byte}).u8({0x03}).bytes());
         ASSERT_EQ(response.result, 1);
-        EXPECT_EQ(response.message->group(IppGroup::operation).head->firstValue->number, number);
+        EXPECT_EQ(response.message->group(IppGroup::operation).head->value.number, number);
+    }
+}
+
+TEST(Reader, ValueBeforeTheFirstGroupIsRefused) {
+    const Bytes bytes = responseHeader().value(0x45, "job-uri", "ipp://h").u8({0x03}).bytes();
+    for (const std::size_t piece : {bytes.size(), std::size_t{1}}) {
+        const UniqueIppMessage message = newIppMessage();
+        IppReader reader(*message, IppReadMode::response);
+        int result = 0;
+        for (std::size_t at = 0; at < bytes.size(); at += piece)
+            result = reader.feed(bytes.data() + at, piece);
+        EXPECT_EQ(result, -1);
+        EXPECT_EQ(message->group(IppGroup::operation).head, nullptr);
     }
 }
 
@@ -275,7 +288,7 @@ TEST(Reader, OctetStringEndsAtItsFirstNul) {
                             .bytes();
     const auto response = parsed(bytes);
     ASSERT_EQ(response.result, 1);
-    EXPECT_EQ(response.message->group(IppGroup::operation).head->firstValue->text.view(), "ab");
+    EXPECT_EQ(response.message->group(IppGroup::operation).head->value.text.view(), "ab");
     EXPECT_EQ(encoded(*response.message, true),
               responseHeader().u8({0x01}).value(0x30, "message", "ab").u8({0x03}).bytes());
 }

@@ -45,7 +45,7 @@ TEST_F(Response, OneByteAReadGivesTheSameMessage) {
     ASSERT_TRUE(message);
     EXPECT_EQ(message->operationOrStatus, 0x0401u);
     ASSERT_NE(message->group(IppGroup::operation).tail, nullptr);
-    EXPECT_EQ(message->group(IppGroup::operation).tail->firstValue->text.view(), "en-us");
+    EXPECT_EQ(message->group(IppGroup::operation).tail->value.text.view(), "en-us");
 }
 
 TEST_F(Response, OtherHttpStatusIsKeptAndTheBodyIsNotRead) {

@@ -37,7 +37,7 @@ std::string textOf(const IppValue& value) {
         }
         case IppValueKind::textWithLanguage:
         case IppValueKind::nameWithLanguage:
-            return value.languageText.text;
+            return value.languageText.text();
         case IppValueKind::unsupported:
             return "unsupported";
         case IppValueKind::unknown:
@@ -85,11 +85,12 @@ std::span<const NumberChoice> namesOf(std::string_view attribute) {
 std::string_view attributeName(const IppAttribute& attribute) {
     if (attribute.nameIndex >= 0) return IppAttributeNames::nameOf(attribute.nameIndex);
     // The name of an attribute that the table lacks stands in front of its values.
-    return attribute.firstValue == nullptr ? std::string_view() : attribute.firstValue->text.view();
+    const IppValue* const name = attribute.firstValue();
+    return name == nullptr ? std::string_view() : name->text.view();
 }
 
 std::vector<std::string> attributeValues(const IppAttribute& attribute) {
-    const IppValue* value = attribute.firstValue;
+    const IppValue* value = attribute.firstValue();
     if (attribute.nameIndex < 0 && value != nullptr) value = value->next;
     std::vector<std::string> values;
     for (; value != nullptr; value = value->next)
