@@ -67,7 +67,7 @@ TEST_F(SettingsFile, NonsenseFilesAreSurvived) {
     writeRegistryBinary(kDefaultMonitorKey + "\\Ports", "P", defaultRecord("P"));
     const std::string files[] = {
         std::string(100000, '['),
-        std::string("\0\xFF\xFE[Strings]\0Port Monitor Name=\0", 40),
+        std::string("\0\xFF\xFE[Strings]\0Port Monitor Name=\0", 32),
         "[Strings\r\nPort Monitor Name\r\n=\r\n==\r\n[Strings]\r\nPort Monitor Name=\r\n",
         "[Strings]\r\nPort Monitor Name=" + std::string(50000, 'x') + "\r\n",
     };

@@ -11,7 +11,7 @@
 namespace velmora {
 namespace {
 
-/// Two readable pages with a page behind them that is not.
+/// Two readable pages followed by one that is not.
 class GuardedPages {
   public:
     explicit GuardedPages(DWORD protectionBehind)

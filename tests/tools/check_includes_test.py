@@ -95,6 +95,13 @@ class CheckIncludes(unittest.TestCase):
         self.breaks({"harness/record.h": "#include <string>\n"},
                     "record.h is the name of several headers: harness/record.h, port/record.h")
 
+    def test_an_include_may_be_generated_by_the_build(self):
+        source = {"monitor/events.cpp": '#include "events/texts.h"\n'}
+        self.breaks(source, "monitor/events.cpp includes events/texts.h: no such file")
+        code, output = self.check({**source, "monitor/CMakeLists.txt":
+                                   "add_custom_command(\n    OUTPUT ${events}/texts.h\n)\n"})
+        self.assertEqual(0, code, output)
+
     def test_every_source_belongs_to_a_room(self):
         self.breaks({"misc/helpers.h": "#include <string>\n"},
                     "misc/helpers.h: belongs to no room")
