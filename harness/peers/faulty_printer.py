@@ -513,6 +513,19 @@ def hostile_texts(exchange):
     return "hostile texts"
 
 
+# What a printer that has turned hostile does with one request after the other.
+HOSTILE = [good, many_headers, good, closes_before_reading, redirects_elsewhere, good,
+           closes_in_headers, good, closes_in_answer, redirects_to_itself, good, closes_in_body,
+           good, endless_answer, closes_before_answer, good, redirects_to_a_file, good,
+           closes_in_answer_headers, garbage, good, server_error, endless_attributes, good]
+
+
+@behaviour
+def turns_hostile(exchange):
+    """another fault for each request, and good answers in between"""
+    return HOSTILE[exchange.number % len(HOSTILE)](exchange)
+
+
 class Printer:
     def __init__(self, options):
         self.options = options

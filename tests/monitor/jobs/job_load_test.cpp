@@ -13,9 +13,9 @@
 #include <thread>
 #include <vector>
 
+#include "harness/handle_count.h"
 #include "harness/peer.h"
 #include "harness/printing.h"
-#include "platform/library.h"
 #include "tests/monitor/jobs/job_test.h"
 
 namespace velmora::testing {
@@ -61,38 +61,10 @@ struct Holdings {
     double bytes;  ///< of committed memory
 };
 
-/// The handles of this process among those of all. GetProcessHandleCount would say it at once, but
-/// Wine's always says 0.
-double handleCount() {
-    struct Entry {
-        ULONG process;
-        BYTE type;
-        BYTE flags;
-        USHORT handle;
-        void* object;
-        ULONG access;
-    };
-    struct Table {
-        ULONG count;
-        Entry entries[1];
-    };
-    constexpr ULONG kSystemHandleInformation = 16;
-    const auto query = librarySymbol<LONG(WINAPI*)(ULONG, void*, ULONG, ULONG*)>(
-        GetModuleHandleA("ntdll.dll"), "NtQuerySystemInformation");
-    std::vector<std::byte> area(4 << 20);
-    if (query(kSystemHandleInformation, area.data(), static_cast<ULONG>(area.size()), nullptr) !=
-        0) {
-        throw std::runtime_error("handles cannot be counted");
-    }
-    const auto* const table = reinterpret_cast<const Table*>(area.data());
-    const std::span entries(table->entries, table->count);
-    return static_cast<double>(std::ranges::count(entries, GetCurrentProcessId(), &Entry::process));
-}
-
 Holdings holdings() {
     PROCESS_MEMORY_COUNTERS counters{};
     GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
-    return {handleCount(), static_cast<double>(counters.PagefileUsage)};
+    return {static_cast<double>(handleCount()), static_cast<double>(counters.PagefileUsage)};
 }
 
 /// What each of `count` runs adds on the average.
