@@ -164,13 +164,15 @@ void IppConnection::writeData(const void* data, std::size_t size) {
         lastError_ = ERROR_INTERNET_INCORRECT_HANDLE_STATE;
         return;
     }
-    writeChunk(data, size);
+    const bool sent = writeChunk(data, size);
     if (size == 0) {
         bodyOpen_ = false;
+        bodySent_ = sent;
+        const std::uint32_t error = lastError_;
         // Not tested: whether the request was served is told by the answer alone. Only one that
         // took too long is not waited for any more.
         const bool bounded = options_.receiveTimeout != 0;
-        if (!endRequest() && !(bounded && lastError_ == ERROR_INTERNET_TIMEOUT)) lastError_ = 0;
+        if (!endRequest() && !(bounded && lastError_ == ERROR_INTERNET_TIMEOUT)) lastError_ = error;
     }
 }
 
@@ -238,6 +240,7 @@ bool IppConnection::finish() {
 
 bool IppConnection::accepted() {
     const UniqueIppMessage response = readResponse();
+    if (response) ippStatus_ = static_cast<std::uint16_t>(response->operationOrStatus);
     // successful-ok, -ignored-or-substituted-attributes, -conflicting-attributes (RFC 2911, 13.1.2)
     return response && (response->operationOrStatus & 0xFFFF) <= 2;
 }
@@ -341,9 +344,11 @@ bool IppConnection::beginRequest(std::size_t totalSize) {
     INTERNET_BUFFERSA buffers{};
     buffers.dwStructSize = sizeof buffers;
     buffers.dwBufferTotal = static_cast<DWORD>(totalSize);
-    return withinSeconds(options_.connectTimeout, [&] {
+    const bool begun = withinSeconds(options_.connectTimeout, [&] {
         return HttpSendRequestExA(request_.get(), &buffers, nullptr, HSR_INITIATE | HSR_SYNC, 0);
     });
+    if (begun) reached_ = true;
+    return begun;
 }
 
 bool IppConnection::endRequest() {

@@ -104,6 +104,12 @@ class IppConnection {
 
     std::uint32_t lastError() const noexcept { return lastError_; }
     std::uint32_t httpStatus() const noexcept { return httpStatus_; }
+    /// The status of the answer that accepted() read; none if it was no IPP response.
+    std::optional<std::uint16_t> ippStatus() const noexcept { return ippStatus_; }
+    /// Whether a request has ever begun on this connection.
+    bool reached() const noexcept { return reached_; }
+    /// Whether a body that was open has been sent to its end.
+    bool bodySent() const noexcept { return bodySent_; }
 
   private:
     using Clock = std::chrono::steady_clock;
@@ -132,7 +138,10 @@ class IppConnection {
     std::uint32_t lastError_ = 0;
     std::uint32_t httpStatus_ = 200;
     bool bodyOpen_ = false;  ///< a chunked body waits for data or for its terminating chunk
+    bool bodySent_ = false;
+    bool reached_ = false;
     bool answerLeftUnread_ = false;
+    std::optional<std::uint16_t> ippStatus_;
     ConnectionOptions options_;
     Clock::time_point answerDeadline_{};  ///< of an answer in hand, if there is a time-out for it
 };

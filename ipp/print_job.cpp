@@ -145,10 +145,21 @@ bool settleAuthentication(IppConnection& connection, const IppMessage& probe) {
     return true;
 }
 
-bool probePrinter(IppConnection& connection, const PrintTarget& target) {
+bool probePrinter(IppConnection& connection, const PrintTarget& target, JobStart& start) {
     const UniqueIppMessage probe = newPrinterRequest(IppOperation::getPrinterAttributes, target);
-    return probe && sendProbe(connection, target, *probe) &&
-           settleAuthentication(connection, *probe);
+    if (!probe) {
+        start.error = ERROR_NOT_ENOUGH_MEMORY;
+        return false;
+    }
+    const bool sent = sendProbe(connection, target, *probe);
+    if (sent && settleAuthentication(connection, *probe)) return true;
+    start.step = sent                   ? JobStep::authenticate
+                 : connection.reached() ? JobStep::probe
+                                        : JobStep::connect;
+    start.error = connection.lastError();
+    // Asking for the password has overwritten the status that led to it.
+    if (sent) start.httpStatus = kHttpUnauthorized;
+    return false;
 }
 
 }  // namespace
@@ -178,12 +189,20 @@ UniqueIppMessage newJobRequest(IppOperation operationId, const PrintTarget& targ
 std::unique_ptr<IppConnection> SendPrintJob(const PrintTarget& target,
                                             const std::string& documentName,
                                             const JobTemplate& jobTemplate,
-                                            const ConnectionOptions& options) {
+                                            const ConnectionOptions& options,
+                                            JobStart* startReport) {
+    JobStart unreported;
+    JobStart& start = startReport != nullptr ? *startReport : unreported;
+    if (startReport != nullptr) start.userName = requestingUserName();
     auto connection = std::make_unique<IppConnection>(target.url, options);
-    if (!probePrinter(*connection, target)) return nullptr;
+    if (!probePrinter(*connection, target, start)) return nullptr;
+    start.step = JobStep::send;
     const UniqueIppMessage message =
         newJobRequest(IppOperation::printJob, target, documentName, jobTemplate);
-    if (!message) return nullptr;
+    if (!message) {
+        start.error = ERROR_NOT_ENOUGH_MEMORY;
+        return nullptr;
+    }
     const bool anew = connection->answerLeftUnread();
     if (anew) connection = std::make_unique<IppConnection>(target.url, options);
     do {

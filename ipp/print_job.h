@@ -18,16 +18,29 @@ UniqueIppMessage newPrinterRequest(IppOperation operation, const PrintTarget& ta
 UniqueIppMessage newJobRequest(IppOperation operation, const PrintTarget& target,
                                const std::string& documentName, const JobTemplate& jobTemplate);
 
+/// How far the start of a job has come.
+enum class JobStep { connect, probe, authenticate, send };
+
+/// What the start of a job tells beside its result.
+struct JobStart {
+    std::string userName;             ///< as sent in requesting-user-name, in UTF-8
+    JobStep step = JobStep::connect;  ///< the last one
+    std::uint32_t error = 0;          ///< of that step
+    std::uint32_t httpStatus = 0;     ///< that stopped it; 0: none did
+};
+
 /// Starts one job at one printer: asks the printer for its attributes first (which is where
 /// passwords and certificates are settled, with dialogs of the platform where needed), then posts
 /// the Print-Job request with its attributes and leaves the body open for the document.
 ///
 /// Null when the printer could not be reached or the user gave up. Otherwise the caller tests the
 /// connection's lastError() before it writes data; finish() ends the job.
+/// `start`, if not null, is filled in either case.
 /// Texts are in the ANSI code page. Safe to call from several threads at once.
 std::unique_ptr<IppConnection> SendPrintJob(const PrintTarget& target,
                                             const std::string& documentName,
                                             const JobTemplate& jobTemplate,
-                                            const ConnectionOptions& options = {});
+                                            const ConnectionOptions& options = {},
+                                            JobStart* start = nullptr);
 
 }  // namespace velmora

@@ -71,10 +71,12 @@ void reportDeliveryEvent(const DeliveryEntry& entry, std::uint32_t leftOut) {
         wideFromUtf8(entry.port),
         wideFromUtf8(entry.printer),
         wideFromUtf8(entry.document),
-        std::to_wstring(entry.job),
+        wideFromUtf8(std::to_string(entry.job)),
         wideFromUtf8(entry.user),
         wideFromUtf8(reasonInWords(entry)),
-        leftOut == 0 ? L"" : L" Not reported before: " + std::to_wstring(leftOut) + L" like it.",
+        leftOut == 0
+            ? std::wstring()
+            : wideFromUtf8(" Not reported before: " + std::to_string(leftOut) + " like it."),
     };
     std::array<const wchar_t*, texts.size()> strings{};
     for (std::size_t i = 0; i < texts.size(); ++i)

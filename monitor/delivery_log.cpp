@@ -25,6 +25,28 @@ void DeliveryLog::add(DeliveryEntry entry, bool startFailed,
         lose(1);
         return;
     }
+    wake();
+}
+
+void DeliveryLog::flush() noexcept {
+    const std::lock_guard lock(mutex_);
+    if (!used_) return;
+    try {
+        items_.push_back({std::nullopt, false, {}});
+    } catch (...) {
+        return;
+    }
+    wake();
+}
+
+bool DeliveryLog::running() noexcept {
+    const std::lock_guard lock(mutex_);
+    return running_;
+}
+
+/// With the mutex held.
+void DeliveryLog::wake() noexcept {
+    used_ = true;
     if (running_) return;
     running_ = true;
     if (startThread_([](void* log) { run(log); }, this)) return;
@@ -40,11 +62,15 @@ void DeliveryLog::finish() noexcept {
             lose(1);
         }
     }
+    tellRepeats();
+}
+
+void DeliveryLog::tellRepeats() noexcept {
     try {
         for (DeliveryEntry& entry : repeats_.finish())
             writeLine(std::move(entry), recordMiB_);
     } catch (...) {
-        return;  // there is no later line to tell it
+        return;  // there may be no later line to tell it
     }
 }
 
@@ -73,7 +99,8 @@ std::optional<DeliveryLog::Item> DeliveryLog::next() noexcept {
 }
 
 void DeliveryLog::write(Item item) {
-    DeliveryEntry& entry = item.entry;
+    if (!item.entry) return tellRepeats();
+    DeliveryEntry& entry = *item.entry;
     if (entry.reason.error != 0) entry.errorText = output_.words(entry.reason.error);
     const bool failure = entry.outcome != DeliveryOutcome::accepted;
     if (item.settings.events >= (failure ? 1U : 2U)) {

@@ -49,20 +49,27 @@ class DeliveryLog {
     /// cannot start and will try again.
     void add(DeliveryEntry entry, bool startFailed, DeliveryLogSettings settings) noexcept;
 
+    /// Has the repeated starts told that have been counted so far.
+    void flush() noexcept;
+    /// Whether its thread has something to write.
+    bool running() noexcept;
+
     /// Writes on the calling thread what is left to say when the library is unloaded. Nothing may
     /// be added any more and no thread of the log may run.
     void finish() noexcept;
 
   private:
     struct Item {
-        DeliveryEntry entry;
+        std::optional<DeliveryEntry> entry;  ///< none: tell the repeated starts
         bool startFailed;
         DeliveryLogSettings settings;
     };
 
     static void run(void* log) noexcept;
     std::optional<Item> next() noexcept;
+    void wake() noexcept;
     void write(Item item);
+    void tellRepeats() noexcept;
     void writeLine(DeliveryEntry entry, std::uint32_t recordMiB);
     void lose(std::uint32_t lines) noexcept;
 
@@ -72,6 +79,7 @@ class DeliveryLog {
     // With the mutex held.
     std::deque<Item> items_;
     bool running_ = false;
+    bool used_ = false;
     std::uint32_t lost_ = 0;
     // The writer's own.
     RepeatedStarts repeats_;

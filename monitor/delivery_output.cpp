@@ -154,6 +154,25 @@ class SystemLog {
     DeliveryLog log_;
 };
 
+DeliveryLog& systemLog() {
+    static SystemLog log;
+    return log.log();
+}
+
+/// The longest that the end of the monitor waits for the disk.
+constexpr int kFlushSteps = 200;
+constexpr DWORD kFlushStepMs = 10;
+
+std::int64_t utcMilliseconds() {
+    // FILETIME counts tenths of microseconds since 1601.
+    constexpr std::int64_t kUnixEpoch = 116444736000000000;
+    FILETIME now{};
+    GetSystemTimeAsFileTime(&now);
+    const std::int64_t ticks =
+        static_cast<std::int64_t>(now.dwHighDateTime) << 32 | now.dwLowDateTime;
+    return (ticks - kUnixEpoch) / 10000;
+}
+
 }  // namespace
 
 bool appendToRecord(const std::string& directory, const std::string& line,
@@ -180,9 +199,35 @@ bool appendToRecord(const std::string& directory, const std::string& line,
     return false;
 }
 
-DeliveryLog& deliveryLog() {
-    static SystemLog log;
-    return log.log();
+std::shared_ptr<JobRecord> newJobRecord(const Policy& policy, const std::string& port,
+                                        std::uint32_t job, const std::wstring& document,
+                                        const std::vector<PrintTarget>& targets) noexcept {
+    const DeliveryLogSettings settings{policy.deliveryRecord, policy.eventLog};
+    if (!settings.on()) return nullptr;
+    try {
+        DeliveryEntry common;
+        common.port = utf8FromWide(toWide(port));
+        common.job = job;
+        common.document = utf8FromWide(document);
+        const auto write = [settings](DeliveryEntry entry, bool startFailed) {
+            systemLog().add(std::move(entry), startFailed, settings);
+        };
+        auto record = std::make_shared<JobRecord>(std::move(common), write, utcMilliseconds);
+        std::vector<std::string> urls;
+        for (const PrintTarget& target : targets)
+            urls.push_back(utf8FromWide(toWide(target.url)));
+        record->setPrinters(urls);
+        return record;
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+void flushDeliveryLog() noexcept {
+    DeliveryLog& log = systemLog();
+    log.flush();
+    for (int step = 0; step < kFlushSteps && log.running(); ++step)
+        Sleep(kFlushStepMs);
 }
 
 }  // namespace velmora

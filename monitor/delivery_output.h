@@ -1,6 +1,13 @@
 #pragma once
 
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ipp/print_target.h"
 #include "monitor/delivery_log.h"
+#include "monitor/jobs/job_record.h"
+#include "port/policy.h"
 
 namespace velmora {
 
@@ -9,8 +16,14 @@ namespace velmora {
 /// not all of the line could be written. Other processes may write to the same files.
 bool appendToRecord(const std::string& directory, const std::string& line, std::uint32_t recordMiB);
 
-/// The machine's log of deliveries: the files below the spooler's directory and the Windows event
-/// log.
-DeliveryLog& deliveryLog();
+/// The record of one job that is about to start, kept in the files below the spooler's directory
+/// and the Windows event log as the policy says; null if it says nothing, or without memory: the
+/// job does not depend on it. `port` and the printers' URLs are in the ANSI code page.
+std::shared_ptr<JobRecord> newJobRecord(const Policy& policy, const std::string& port,
+                                        std::uint32_t job, const std::wstring& document,
+                                        const std::vector<PrintTarget>& targets) noexcept;
+
+/// Tells what is left to tell before the library is unloaded. Waits for the disk for a moment.
+void flushDeliveryLog() noexcept;
 
 }  // namespace velmora

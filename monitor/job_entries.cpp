@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "monitor/delivery_output.h"
 #include "monitor/entry_guard.h"
 #include "monitor/jobs/ipp_delivery.h"
 #include "monitor/monitor_lock.h"
@@ -40,6 +41,14 @@ std::string ansi(const wchar_t* text) {
     return toAnsi(text);
 }
 
+std::wstring wide(const char* text) {
+    return toWide(text);
+}
+
+std::wstring wide(const wchar_t* text) {
+    return text;
+}
+
 std::vector<PrintTarget> resolveTargets(const PortConfig& config) {
     if (config.singleTarget != 0) return {ownTarget(config)};
     // The directory belongs to the system and its administrators; whoever prints is neither.
@@ -54,7 +63,7 @@ void reportSent(const JobInfo& info) {
 }
 
 /// Attaches a job to the port. One that fails to start stays attached all the same, for the end.
-bool startJob(Port& port, char* printerName, JobInfo info) {
+bool startJob(Port& port, char* printerName, JobInfo info, const std::wstring& document) {
     auto job = std::make_unique<PortJob>(std::move(info), reportSent);
     // A printer that cannot be opened does not stop the job: it only goes unreported at its end,
     // where the null handle is passed on.
@@ -62,6 +71,7 @@ bool startJob(Port& port, char* printerName, JobInfo info) {
 
     // What the port still has from a job that was never ended is abandoned, not ended: nobody knows
     // whether one of the spooler's threads is still in it.
+    if (port.job != nullptr) port.job->abandon();
     static_cast<void>(port.job.release());
     port.job = std::move(job);
     // A copy: connecting takes long, and the port may be configured anew meanwhile.
@@ -70,7 +80,10 @@ bool startJob(Port& port, char* printerName, JobInfo info) {
     const auto connect = [options = connectionOptions(policy)](const DeliveryOrder& order) {
         return connectToPrinter(order, options);
     };
-    return port.job->start(connect, resolveTargets(config), config.jobTemplate,
+    const std::vector<PrintTarget> targets = resolveTargets(config);
+    port.job->recordIn(
+        newJobRecord(policy, config.name, port.job->info().jobId, document, targets));
+    return port.job->start(connect, targets, config.jobTemplate,
                            policy.closeConnections != 0 ? AfterJob::close : AfterJob::leaveOpen);
 }
 
@@ -82,7 +95,8 @@ BOOL startDocPort(HANDLE port, Char* printer, DWORD job, const BYTE* docInfo) {
     return guardedEntry<BOOL>(FALSE, [&]() -> BOOL {
         std::string printerName = printer == nullptr ? std::string() : ansi(printer);
         return startJob(*static_cast<Port*>(port),
-                        printer == nullptr ? nullptr : printerName.data(), {job, ansi(name)});
+                        printer == nullptr ? nullptr : printerName.data(), {job, ansi(name)},
+                        wide(name));
     });
 }
 

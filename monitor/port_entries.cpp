@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 
+#include "monitor/delivery_output.h"
 #include "monitor/entry_guard.h"
 #include "monitor/monitor_lock.h"
 #include "monitor/process_port_list.h"
@@ -90,7 +91,13 @@ BOOL WINAPI xcvOpenPort(HANDLE, const wchar_t*, ACCESS_MASK access, HANDLE*) {
 }
 
 void WINAPI shutdownMonitor(HANDLE) {
-    // The port list lives until the process ends: handles to its ports may still be in use.
+    // The port list lives until the process ends: handles to its ports may still be in use. What
+    // the record of deliveries has counted is told now, and that nobody will end what still runs.
+    if (PortList* const list = portList()) {
+        for (Port& port : *list)
+            if (port.job != nullptr) port.job->abandon();
+    }
+    flushDeliveryLog();
 }
 
 }  // namespace velmora

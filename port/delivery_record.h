@@ -24,6 +24,12 @@ enum class DeliveryOutcome {
     abandoned,   ///< the spooler never ended the job
 };
 
+/// Whether an IPP status says that the job was accepted: successful-ok and its two kinds (RFC 2911,
+/// 13.1.2).
+constexpr bool isSuccess(std::uint16_t ippStatus) noexcept {
+    return ippStatus <= 2;
+}
+
 /// Where a delivery ended that did not come to its end.
 enum class DeliveryStep { none, resolve, connect, probe, authenticate, send, answer };
 

@@ -2,7 +2,7 @@
 """A real IPP printer for tests and demonstrations: ippeveprinter with a private D-Bus, on a free
 loopback port, with the attributes that our default job template needs (media "A4" among them).
 
-    ippeve_printer.py --directory DIR [--command PROGRAM] [-- COMMAND...]
+    ippeve_printer.py --directory DIR [--command PROGRAM] [--media NAME] [-- COMMAND...]
 
 Documents stay in DIR as <number>-<job name>.dat; DIR/printer.log is the printer's own log. Data without
 a document-format is taken whatever it is.
@@ -50,11 +50,12 @@ def start_bus():
     return bus, bus.stdout.readline().strip()
 
 
-def start_printer(directory, command, bus_address):
+def start_printer(directory, command, media, bus_address):
     """(process, port); None when the printer does not start."""
     attributes = os.path.join(directory, "attributes.conf")
     with open(attributes, "w", encoding="ascii") as file:
-        file.write(ATTRIBUTES)
+        extra = f',"{media}"' if media else ""
+        file.write(ATTRIBUTES.replace('"na_letter_8.5x11in"', '"na_letter_8.5x11in"' + extra))
     environment = dict(os.environ, DBUS_SYSTEM_BUS_ADDRESS=bus_address)
     for _ in range(5):
         port = peer_process.free_port()
@@ -73,6 +74,7 @@ def main():
     parser = argparse.ArgumentParser(description="ippeveprinter on a free loopback port")
     parser.add_argument("--directory", required=True, help="where documents and the log are kept")
     parser.add_argument("--command", default="/bin/true", help="the printer's print command")
+    parser.add_argument("--media", help="a medium that it takes beside the usual ones")
     parser.add_argument("run", nargs="*", help="a command to run while the printer is there")
     options = parser.parse_args()
     peer_process.end_on_signal()
@@ -80,7 +82,7 @@ def main():
     os.makedirs(directory, exist_ok=True)
     bus, address = start_bus()
     try:
-        started = start_printer(directory, options.command, address)
+        started = start_printer(directory, options.command, options.media, address)
         if started is None:
             peer_process.fail("ippeveprinter does not start, see " + directory + "/printer.log")
         printer, port = started

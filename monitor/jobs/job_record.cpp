@@ -7,13 +7,11 @@
 namespace velmora {
 namespace {
 
-/// RFC 2911, 13.1.2: successful-ok and its two kinds.
-constexpr std::uint16_t kLastSuccess = 2;
-
 constexpr std::uint32_t kNoMemory = 8;  // ERROR_NOT_ENOUGH_MEMORY
 
-/// Of a delivery that ended before its printer's answer.
-DeliveryOutcome unansweredOutcome(std::uint64_t bytes) noexcept {
+/// Of a delivery without its printer's answer.
+DeliveryOutcome unansweredOutcome(std::uint64_t bytes, const DeliveryReason& reason) noexcept {
+    if (reason.step == DeliveryStep::answer) return DeliveryOutcome::noAnswer;
     return bytes == 0 ? DeliveryOutcome::notReached : DeliveryOutcome::incomplete;
 }
 
@@ -51,10 +49,10 @@ class JobRecord::Watched final : public Delivery {
         const bool result = inner_->accepted();
         const DeliveryReason reason = inner_->reason();
         if (reason.ippStatus) {
-            record_->tell(printer_,
-                          *reason.ippStatus <= kLastSuccess ? DeliveryOutcome::accepted
-                                                            : DeliveryOutcome::refused,
-                          reason);
+            record_->tell(
+                printer_,
+                isSuccess(*reason.ippStatus) ? DeliveryOutcome::accepted : DeliveryOutcome::refused,
+                reason);
         } else if (ended_) {
             record_->tell(printer_, DeliveryOutcome::noAnswer, reason);
         }
@@ -155,7 +153,8 @@ void JobRecord::fail(Printer& printer, const DeliveryReason& reason) noexcept {
 void JobRecord::endWithoutAnswer(Printer& printer) noexcept {
     // One that was never begun had no thread to begin it.
     if (!printer.begun) printer.reason = {DeliveryStep::connect, kNoMemory, 0, {}};
-    tell(printer, unansweredOutcome(printer.bytes.load(std::memory_order_relaxed)), printer.reason);
+    tell(printer, unansweredOutcome(printer.bytes.load(std::memory_order_relaxed), printer.reason),
+         printer.reason);
 }
 
 void JobRecord::tell(Printer& printer, DeliveryOutcome outcome, const DeliveryReason& reason,

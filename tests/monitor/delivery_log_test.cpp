@@ -157,6 +157,21 @@ TEST_F(DeliveryLogTest, CountsRepeatedStartsAndTellsThemAtTheEnd) {
     EXPECT_NE(output.lines[1].find("\"repeats\":3"), std::string::npos);
 }
 
+TEST_F(DeliveryLogTest, RepeatedStartsAreToldOnDemand) {
+    log.flush();
+    EXPECT_TRUE(threads.empty()) << "a log that was never used has nothing to tell";
+    for (int i = 0; i < 3; ++i)
+        log.add(entry(DeliveryOutcome::notReached, 7), true, kRecord);
+    log.flush();
+    joinThreads();
+    EXPECT_FALSE(log.running());
+    ASSERT_EQ(output.lines.size(), 2u);
+    EXPECT_NE(output.lines[1].find("\"repeats\":2"), std::string::npos);
+    log.flush();
+    joinThreads();
+    EXPECT_EQ(output.lines.size(), 2u);
+}
+
 TEST_F(DeliveryLogTest, TheEndWritesWhatNoThreadCouldWrite) {
     noThread = true;
     log.add(entry(), false, kRecord);

@@ -12,9 +12,9 @@
 namespace velmora {
 namespace {
 
-using testing_support::bytesOf;
-using testing_support::FakePrinter;
-using testing_support::FakePrinters;
+using testing::bytesOf;
+using testing::FakePrinter;
+using testing::FakePrinters;
 
 constexpr DeliveryReason kNoConnection{DeliveryStep::connect, 12029, 0, {}};
 constexpr DeliveryReason kBroken{DeliveryStep::send, 10054, 0, {}};
@@ -24,7 +24,7 @@ constexpr DeliveryReason kServerError{DeliveryStep::answer, 0, 500, {}};
 
 std::int64_t now = 0;
 
-class JobRecordTest : public testing::Test {
+class JobRecordTest : public ::testing::Test {
   protected:
     struct Line {
         DeliveryEntry entry;
@@ -188,6 +188,14 @@ TEST_F(OnePrinter, AnEndThatCouldNotBeSentIsIncompleteWithoutAnAnswer) {
     printer.answerReason = kServerError;
     run();
     expect(DeliveryOutcome::incomplete, kBroken, 8);
+}
+
+TEST_F(OnePrinter, AnAnswerThatIsNotWaitedForIsNone) {
+    const DeliveryReason timedOut{DeliveryStep::answer, 12002, 0, {}};
+    printer.failsAfter = 1;
+    printer.sendReason = printer.answerReason = timedOut;
+    run();
+    expect(DeliveryOutcome::noAnswer, timedOut, 8);
 }
 
 TEST_F(JobRecordTest, EveryPrinterOfAJobHasItsOwnLine) {
