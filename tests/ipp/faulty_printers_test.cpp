@@ -22,7 +22,6 @@ namespace velmora {
 namespace {
 
 using testing::Peer;
-using testing::printDocument;
 using testing::targetOf;
 using testing::testDocument;
 using testing::waitUntil;

@@ -101,8 +101,7 @@ TEST(PageRanges, MalformedTextsThrow) {
                                       "\xE4",
                                       "1\xB2",
                                       "\xFF",
-                                      "1-\xA0"
-                                      "2",
+                                      "1-\2402",
                                       std::string_view("1\0", 2),
                                       std::string_view("\0", 1),
                                       std::string_view("1,\0", 3)};

@@ -19,7 +19,6 @@ using testing::expectedPrintJob;
 using testing::expectedProbe;
 using testing::FakeWinInet;
 using testing::goodAnswer;
-using ::testing::Not;
 using testing::userName;
 
 constexpr char kUrl[] = "ipp://printer.example/ipp/print";
