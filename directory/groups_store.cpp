@@ -356,4 +356,22 @@ void RegistryGroupsStore::savePortPrinters(const CGroupsDB::PortPrinters& record
     }
 }
 
+void RegistryGroupsStore::savePortPrinter(const CGroupsDBPrinter& printer) {
+    const std::lock_guard lock(storeLock);
+    TableWriter(printersKey_).write(printer.name, StoredValues::ofPortPrinter(printer));
+}
+
+bool RegistryGroupsStore::erasePortPrinter(const std::string& portName) {
+    const std::lock_guard lock(storeLock);
+    const RegistryKey printers = RegistryKey::open(printersKey_);
+    return !printers.openSubkey(portName) || printers.deleteSubkey(portName);
+}
+
+std::optional<RegistryGroupsStore::Stamp> RegistryGroupsStore::stamp() const {
+    const auto groups = RegistryKey::open(groupsKey_).stamp();
+    const auto printers = RegistryKey::open(printersKey_).stamp();
+    if (!groups || !printers) return std::nullopt;
+    return Stamp{*groups, *printers};
+}
+
 }  // namespace velmora

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "directory/groups_db.h"
+#include "platform/registry.h"
 
 namespace velmora {
 
@@ -18,6 +20,18 @@ class RegistryGroupsStore : public GroupsStore {
 
     void load(CGroupsDB& directory) override;
     void save(const CGroupsDB& directory) override;
+
+    // What a save of the whole directory does to one port's printer, for a store that is otherwise
+    // as a save has left it. Names without a backslash. False when it could not be done so.
+    void savePortPrinter(const CGroupsDBPrinter& printer);
+    bool erasePortPrinter(const std::string& portName);
+
+    /// What both keys look like; none when one is missing.
+    struct Stamp {
+        RegistryStamp groups, printers;
+        bool operator==(const Stamp&) const = default;
+    };
+    std::optional<Stamp> stamp() const;
 
   private:
     void savePortPrinters(const CGroupsDB::PortPrinters& records);

@@ -1,5 +1,8 @@
 #include "monitor/port_store.h"
 
+#include <map>
+#include <optional>
+
 #include "platform/registry.h"
 #include "port/directory_store.h"
 #include "port/settings.h"
@@ -11,16 +14,83 @@ std::string portsKey() {
     return monitorRegistryKey() + "\\Ports";
 }
 
-/// The directory offers every port's printer as a pattern for new ones, so it follows the ports.
-template <class Change>
-void updateDirectory(Change change) {
-    RegistryGroupsStore store = directoryStore();
-    CGroupsDB directory(store);
-    change(directory);
-    directory.Save();
-}
-
 }  // namespace
+
+/// The directory offers every port's printer as a pattern for new ones, so it follows the ports.
+///
+/// Saving a port means reading, comparing and storing the whole directory, so that many ports take
+/// the square of their number. Where the store is still as this process has left it, one key alone
+/// can differ, and that key alone is written. Used by one thread at a time, as a PortStore is.
+class RegistryPortStore::PortPrinters {
+  public:
+    void set(const PortConfig& config) {
+        CGroupsDBPrinter printer;
+        printer.name = config.name;
+        printer.setTarget(config.printerUrl, config.useAuthentication != 0, config.userName,
+                          config.password);
+        RegistryGroupsStore store = directoryStore();
+        if (isAsWeLeftIt(store) && isOneKey(config.name)) {
+            store.savePortPrinter(printer);
+            names_[folded(config.name)] = config.name;
+            last_ = store.stamp();
+            return;
+        }
+        rewrite(store, [&](CGroupsDB& directory) {
+            directory.SetPortPrinter(config.name, config.printerUrl, config.useAuthentication != 0,
+                                     config.userName, config.password);
+        });
+    }
+
+    void remove(const std::string& name) {
+        RegistryGroupsStore store = directoryStore();
+        // A directory without port printers has no key for them: the rewriting takes that along.
+        if (isAsWeLeftIt(store) && isOneKey(name) && names_.size() > 1 &&
+            store.erasePortPrinter(name)) {
+            names_.erase(folded(name));
+            last_ = store.stamp();
+            return;
+        }
+        rewrite(store, [&](CGroupsDB& directory) { directory.RemovePortPrinter(name); });
+    }
+
+  private:
+    /// The registry takes names that differ in case alone for one key.
+    static std::string folded(std::string name) {
+        CharUpperBuffA(name.data(), static_cast<DWORD>(name.size()));
+        return name;
+    }
+
+    bool isAsWeLeftIt(const RegistryGroupsStore& store) const {
+        return last_ && store.stamp() == last_;
+    }
+
+    /// Whether the name is that of one key, which no port of another name has.
+    bool isOneKey(const std::string& name) const {
+        if (name.empty() || name.find('\\') != std::string::npos) return false;
+        const auto found = names_.find(folded(name));
+        return found == names_.end() || found->second == name;
+    }
+
+    template <class Change>
+    void rewrite(RegistryGroupsStore& store, Change change) {
+        last_.reset();
+        CGroupsDB directory(store);
+        change(directory);
+        directory.Save();
+        names_.clear();
+        for (const auto& [name, printer] : directory.portPrinters())
+            names_[folded(name)] = name;
+        const bool oneKeyEach = names_.size() == directory.portPrinters().size();
+        if (oneKeyEach) last_ = store.stamp();
+    }
+
+    std::optional<RegistryGroupsStore::Stamp> last_;
+    std::map<std::string, std::string> names_;
+};
+
+RegistryPortStore::RegistryPortStore() : portPrinters_(std::make_unique<PortPrinters>()) {}
+
+RegistryPortStore::~RegistryPortStore() = default;
 
 std::vector<PortConfig> RegistryPortStore::load() {
     std::vector<PortConfig> ports;
@@ -36,15 +106,12 @@ std::vector<PortConfig> RegistryPortStore::load() {
 
 void RegistryPortStore::save(const PortConfig& config) {
     RegistryKey::create(portsKey()).setBinary(config.name.c_str(), pack(config));
-    updateDirectory([&](CGroupsDB& directory) {
-        directory.SetPortPrinter(config.name, config.printerUrl, config.useAuthentication != 0,
-                                 config.userName, config.password);
-    });
+    portPrinters_->set(config);
 }
 
 void RegistryPortStore::erase(const std::string& portName) {
     RegistryKey::create(portsKey()).deleteValue(portName.c_str());
-    updateDirectory([&](CGroupsDB& directory) { directory.RemovePortPrinter(portName); });
+    portPrinters_->remove(portName);
 }
 
 }  // namespace velmora

@@ -121,4 +121,19 @@ bool RegistryKey::deleteValue(const char* name) const {
     return key_ && RegDeleteValueA(key_.get(), name) == ERROR_SUCCESS;
 }
 
+bool RegistryKey::deleteSubkey(const std::string& name) const {
+    return key_ && RegDeleteKeyA(key_.get(), name.c_str()) == ERROR_SUCCESS;
+}
+
+std::optional<RegistryStamp> RegistryKey::stamp() const {
+    DWORD subkeys = 0;
+    FILETIME written{};
+    if (!key_ || RegQueryInfoKeyA(key_.get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr,
+                                  nullptr, nullptr, nullptr, nullptr, &written) != ERROR_SUCCESS) {
+        return std::nullopt;
+    }
+    return RegistryStamp{
+        static_cast<std::uint64_t>(written.dwHighDateTime) << 32 | written.dwLowDateTime, subkeys};
+}
+
 }  // namespace velmora

@@ -32,6 +32,14 @@ class RegistryValue {
     DWORD size_ = 0;
 };
 
+/// Changes when subkeys come, go or are made anew; not when something changes inside one.
+struct RegistryStamp {
+    std::uint64_t written = 0;
+    std::uint32_t subkeys = 0;
+
+    bool operator==(const RegistryStamp&) const = default;
+};
+
 /// A key below HKEY_LOCAL_MACHINE. An object without a key (opening failed) reads as empty and
 /// ignores writes, since the callers' contracts have no error for either.
 class RegistryKey {
@@ -82,6 +90,10 @@ class RegistryKey {
     bool deleteValue(const char* name) const;
     /// Deletes the subkey with everything below it. SHDeleteKeyA.
     bool deleteSubtree(const std::string& name) const;
+    /// False too for a subkey with keys below it. RegDeleteKeyA.
+    bool deleteSubkey(const std::string& name) const;
+    /// None without a key. RegQueryInfoKeyA.
+    std::optional<RegistryStamp> stamp() const;
 
   private:
     explicit RegistryKey(UniqueRegKey key) : key_(std::move(key)) {}

@@ -5,11 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "harness/clean_state.h"
 #include "harness/packed_record.h"
 #include "harness/registry_tool.h"
 #include "monitor/port_list.h"
 #include "monitor/port_store.h"
+#include "platform/registry.h"
 #include "port/directory_store.h"
 
 namespace velmora {
@@ -112,6 +115,61 @@ TEST_F(PortPrinterUpkeep, TheTreeIsKept) {
     EXPECT_EQ(after.FindGroup(2)->parent, 1u);
     EXPECT_EQ(after.FindPrinter(3)->password, "pw");
     EXPECT_TRUE(after.portPrinters().empty());
+}
+
+/// A value that a rewriting of the whole directory does away with.
+void mark(const std::string& key) {
+    RegistryKey::create(key).setText("Mark", "x");
+}
+
+bool isMarked(const std::string& key) {
+    std::array<std::byte, 16> area{};
+    return RegistryKey::open(key).query("Mark", area).has_value();
+}
+
+TEST_F(PortPrinterUpkeep, ADirectoryThatIsAsItWasLeftIsNotRewritten) {
+    PortList list(store);
+    list.update(*list.add(portOf("IPP1", "", false)), portOf("IPP1", "ipp://h/p", false));
+    mark(kPrinters + "\\IPP1");
+    Port& two = *list.add(portOf("IPP2", "", false));
+    list.update(two, portOf("IPP2", "ipp://h/q", true));
+    list.update(two, portOf("IPP2", "ipp://h/r", false));
+    EXPECT_TRUE(isMarked(kPrinters + "\\IPP1"));
+    RegistryGroupsStore directory = directoryStore();
+    const CGroupsDB db(directory);
+    EXPECT_EQ(db.portPrinters().at("IPP2")->uri, "ipp://h/r");
+    EXPECT_EQ(db.portPrinters().at("IPP2")->hasAuth, 0);
+    list.remove(two);
+    EXPECT_TRUE(isMarked(kPrinters + "\\IPP1"));
+    EXPECT_TRUE(queryRegistryTool(kPrinters + "\\IPP2").empty());
+}
+
+TEST_F(PortPrinterUpkeep, ADirectoryThatSomebodyElseHasStoredIsRewritten) {
+    PortList list(store);
+    Port& one = *list.add(portOf("IPP1", "", false));
+    list.update(one, portOf("IPP1", "ipp://h/p", false));
+    mark(kPrinters + "\\IPP1");
+    RegistryKey::create(kDefaultMonitorKey + "\\Printer groups\\abc");
+    list.update(*list.add(portOf("IPP2", "", false)), portOf("IPP2", "ipp://h/q", false));
+    EXPECT_FALSE(isMarked(kPrinters + "\\IPP1"));
+}
+
+TEST_F(PortPrinterUpkeep, TheLastPortsPrinterTakesItsKeyAlong) {
+    PortList list(store);
+    Port& one = *list.add(portOf("IPP1", "", false));
+    list.update(one, portOf("IPP1", "ipp://h/p", false));
+    list.remove(one);
+    EXPECT_FALSE(RegistryKey::open(kPrinters));
+}
+
+TEST_F(PortPrinterUpkeep, NamesThatTheRegistryTakesForOneAreRewrittenAsEver) {
+    PortList list(store);
+    list.update(*list.add(portOf("ipp1", "", false)), portOf("ipp1", "ipp://h/p", false));
+    mark(kPrinters + "\\ipp1");
+    list.update(*list.add(portOf("IPP1", "", false)), portOf("IPP1", "ipp://h/q", false));
+    EXPECT_FALSE(isMarked(kPrinters + "\\IPP1"));
+    list.update(*list.add(portOf("a\\b", "", false)), portOf("a\\b", "ipp://h/r", false));
+    EXPECT_TRUE(RegistryKey::open(kPrinters + "\\a\\b"));
 }
 
 TEST_F(PortPrinterUpkeep, TheRootIsNamedByTheInterfacesText) {
