@@ -1,8 +1,10 @@
 #include "dll/port_ui.h"
 
 #include <array>
+#include <chrono>
 
 #include "platform/text.h"
+#include "port/configuration_lock.h"
 #include "port/xcv_client.h"
 #include "ui/port_sheet.h"
 #include "ui/text_table.h"
@@ -20,6 +22,16 @@ std::string monitorArgument(const wchar_t* monitor) {
     std::array<wchar_t, 256> name{};
     lookupString("Port Monitor Name", name);
     return toAnsi(name.data());
+}
+
+/// Others on this computer hold the lock for one change. A dialog that does not get it in this time
+/// works without it: the user must not be kept waiting for a program that hangs.
+constexpr std::chrono::seconds kLongestWait{5};
+
+/// The directory as nobody else is changing it just now.
+void fetchDirectory(XcvConnection& connection, CGroupsDB& directory) {
+    const ConfigurationLock lock(kLongestWait);
+    connection.getGroupsDB(directory);
 }
 
 /// Runs an entry's body. A failure of the channel becomes FALSE with its code as the last error,
@@ -43,13 +55,15 @@ BOOL WINAPI addPortUi(const wchar_t* server, HWND window, const wchar_t* monitor
         const std::string host = ansiArgument(server);
         XcvConnection connection(spooler(), host, XcvConnection::Kind::Monitor,
                                  monitorArgument(monitor));
+        const OpenDialogMark mark;
         CGroupsDB directory;
-        connection.getGroupsDB(directory);
+        fetchDirectory(connection, directory);
         PortConfig config;
         if (!CDialogNewPort(window, directory, host).edit(config))
             throw XcvException(ERROR_CANCELLED);
         // A record for a name that the channel has cut would find no port.
         config.name = portNameForChannel(config.name);
+        const ConfigurationLock lock(kLongestWait);
         connection.addPort(config.name);
         connection.configPort(config);
         connection.setGroupsDB(directory);
@@ -62,9 +76,11 @@ BOOL WINAPI configurePortUi(const wchar_t* server, HWND window, const wchar_t* p
         const std::string name = ansiArgument(port);
         XcvConnection connection(spooler(), ansiArgument(server), XcvConnection::Kind::Port, name);
         PortConfig config = connection.getConfigInfo(name);
+        const OpenDialogMark mark;
         CGroupsDB directory;
-        connection.getGroupsDB(directory);
+        fetchDirectory(connection, directory);
         if (CDialogConfigPort(window, directory).edit(config)) {
+            const ConfigurationLock lock(kLongestWait);
             connection.configPort(config);
             connection.setGroupsDB(directory);
         }
@@ -76,6 +92,7 @@ BOOL WINAPI deletePortUi(const wchar_t* server, HWND, const wchar_t* port) {
     return entry([&] {
         const std::string name = ansiArgument(port);
         XcvConnection connection(spooler(), ansiArgument(server), XcvConnection::Kind::Port, name);
+        const ConfigurationLock lock(kLongestWait);
         connection.deletePort(name);
         return TRUE;
     });

@@ -8,8 +8,8 @@ PrintTarget ownTarget(const PortConfig& config) {
     return {config.printerUrl, config.useAuthentication, config.userName, config.password};
 }
 
-std::vector<PrintTarget> directoryTargets(const PortConfig& config, GroupsStore& store) {
-    const CGroupsDB directory(store);
+std::vector<PrintTarget> targetsOf(const PortConfig& config, const CGroupsDB& directory) {
+    if (config.singleTarget != 0) return {ownTarget(config)};
     std::vector<CGroupsDBPrinter*> printers;
     for (const std::uint32_t id : config.targetIds)
         directory.CollectPrinters(id, printers);
@@ -19,6 +19,12 @@ std::vector<PrintTarget> directoryTargets(const PortConfig& config, GroupsStore&
         targets.push_back({printer->uri, printer->hasAuth, printer->userName, printer->password});
     }
     return targets;
+}
+
+std::vector<PrintTarget> directoryTargets(const PortConfig& config, GroupsStore& store) {
+    PortConfig groups = config;
+    groups.singleTarget = 0;
+    return targetsOf(groups, CGroupsDB(store));
 }
 
 }  // namespace velmora

@@ -1,0 +1,59 @@
+#include "port/configuration_lock.h"
+
+// After windows.h.
+#include <sddl.h>
+
+namespace velmora {
+namespace {
+
+constexpr char kMutex[] = "Global\\Velmora configuration";
+constexpr char kDialog[] = "Global\\Velmora port dialog";
+
+/// Whoever may configure may use the objects, whichever of them has made them: the system and the
+/// administrators.
+class SharedWithAdministrators {
+  public:
+    SharedWithAdministrators() {
+        if (!ConvertStringSecurityDescriptorToSecurityDescriptorA(
+                "D:(A;;GA;;;SY)(A;;GA;;;BA)", SDDL_REVISION_1, &attributes_.lpSecurityDescriptor,
+                nullptr)) {
+            attributes_.lpSecurityDescriptor = nullptr;
+        }
+    }
+    ~SharedWithAdministrators() { LocalFree(attributes_.lpSecurityDescriptor); }
+    SharedWithAdministrators(const SharedWithAdministrators&) = delete;
+    SharedWithAdministrators& operator=(const SharedWithAdministrators&) = delete;
+
+    SECURITY_ATTRIBUTES* get() noexcept { return &attributes_; }
+
+  private:
+    SECURITY_ATTRIBUTES attributes_{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
+};
+
+}  // namespace
+
+ConfigurationLock::ConfigurationLock(std::chrono::milliseconds longest) {
+    SharedWithAdministrators rights;
+    mutex_.reset(CreateMutexA(rights.get(), FALSE, kMutex));
+    if (!mutex_) return;
+    const DWORD waited = WaitForSingleObject(mutex_.get(), static_cast<DWORD>(longest.count()));
+    // Abandoned: its owner has ended without giving it up; it is ours all the same.
+    held_ = waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED;
+}
+
+ConfigurationLock::~ConfigurationLock() {
+    if (held_) ReleaseMutex(mutex_.get());
+}
+
+OpenDialogMark::OpenDialogMark() {
+    SharedWithAdministrators rights;
+    event_.reset(CreateEventA(rights.get(), TRUE, FALSE, kDialog));
+}
+
+bool OpenDialogMark::exists() {
+    const UniqueEvent event(OpenEventA(SYNCHRONIZE, FALSE, kDialog));
+    // One that may not be opened exists.
+    return static_cast<bool>(event) || GetLastError() == ERROR_ACCESS_DENIED;
+}
+
+}  // namespace velmora
