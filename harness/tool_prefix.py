@@ -5,6 +5,7 @@ import os
 import pty
 import select
 import shutil
+import signal
 import struct
 import subprocess
 import time
@@ -66,9 +67,36 @@ def let_spooler_find(monitor, port):
     return Step("reg", "add", MONITORS + monitor + "\\Ports\\" + port, "/f")
 
 
+# Wine's part of the spooler that answers; without it every call fails as with a stopped spooler.
+_OVERRIDES = "HKCU\\Software\\Wine\\AppDefaults\\velmoractl.exe\\DllOverrides"
+
+
+def stop_spooler():
+    return Step("reg", "add", _OVERRIDES, "/v", "localspl", "/d", "", "/f")
+
+
+def start_spooler():
+    return Step("reg", "delete", _OVERRIDES, "/v", "localspl", "/f")
+
+
 def export_key(key):
     """Result.raw: all values below the key, as the registry tool writes them."""
     return Step("reg", "export", key, "C:\\batch\\key.reg", "/y")
+
+
+def _children(pid):
+    with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as file:
+        return [int(child) for child in file.read().split()]
+
+
+def _program(pid, name):
+    """The process that runs the program of that name: the last of the chain below `pid` whose
+    command line has it, since its starters have it too."""
+    for child in _children(pid):
+        with open(f"/proc/{child}/cmdline", "rb") as file:
+            if name.encode() in file.read():
+                return _program(child, name) or child
+    return None
 
 
 class ToolPrefix(WinePrefix):
@@ -95,6 +123,17 @@ class ToolPrefix(WinePrefix):
 
     def tool(self, *words, stdin=b""):
         return self.wine(DOWNLOAD + "\\velmoractl.exe", *words, stdin=stdin)
+
+    def tool_with_small_files(self, *words):
+        """The tool as on a full drive: what it writes ends after a kilobyte a file."""
+        # The server, which writes the registry, must be running by then.
+        self.wine("cmd", "/c", "exit")
+        limited = ["bash", "-c", "trap '' XFSZ; ulimit -f 1; exec \"$@\"", "bash"]
+        process = subprocess.run(
+            limited + self.command([DOWNLOAD + "\\velmoractl.exe", *words]), capture_output=True,
+            env=self.environment(VELMORA_WINE_TIMEOUT=str(TIMEOUT), LC_ALL="C.UTF-8"),
+            timeout=TIMEOUT + 30, check=False)
+        return Result(process.returncode, process.stdout, process.stderr)
 
     def batch(self, steps):
         """Runs the programs one after the other, started by one batch file: most of a short run is
@@ -130,8 +169,9 @@ class ToolPrefix(WinePrefix):
         return results
 
     def tool_on_terminal(self, words, question, answer, seconds=120):
-        """The tool on a terminal, with somebody who waits for the question and types the answer.
-        Gives the exit code and what the terminal showed."""
+        """The tool on a terminal, with somebody who waits for the question and types the answer; a
+        signal as the answer is sent to the tool (Wine makes Ctrl-C of SIGINT). Gives the exit code
+        and what the terminal showed."""
         terminal, end = pty.openpty()
         # Wine's console edits the line itself, as a shell's would.
         tty.setraw(end)
@@ -150,7 +190,10 @@ class ToolPrefix(WinePrefix):
                     except OSError:  # the other end is closed
                         break
                 if not answered and question in shown:
-                    os.write(terminal, answer)
+                    if isinstance(answer, signal.Signals):
+                        os.kill(_program(process.pid, "velmoractl.exe") or process.pid, answer)
+                    else:
+                        os.write(terminal, answer)
                     answered = True
             if time.monotonic() >= limit:
                 raise AssertionError(f"{words} does not end; the terminal shows {shown!r}")

@@ -9,29 +9,61 @@ namespace velmora::ctl {
 /// What the program tells its caller; listed in the help text and in docs/command-line.md.
 enum class ExitCode : int {
     done = 0,
-    failed = 1,          ///< the system or the spooler refused
+    failed = 1,          ///< the system or the spooler refused, or could not be asked
     usage = 2,           ///< wrong words, a bad value, a file that cannot be read
     notFound = 3,        ///< no such port, group or printer
     conflict = 4,        ///< the name is taken, the thing is in use
     accessDenied = 5,    ///< only administrators may do it
     notInstalled = 6,    ///< the spooler does not know the monitor
     printerProblem = 7,  ///< a printer does not answer, or would refuse a job
-    cancelled = 8,       ///< the user said no
+    cancelled = 8,       ///< the user said no, or pressed Ctrl-C
 };
 
-/// Ends a command. Its text is one line: what failed, why, and what to do.
+/// The keyword for an error that has none of its own; docs/json.md lists all.
+constexpr const char* keywordOf(ExitCode code) noexcept {
+    switch (code) {
+        case ExitCode::usage:
+            return "usage";
+        case ExitCode::notFound:
+            return "not-found";
+        case ExitCode::conflict:
+            return "conflict";
+        case ExitCode::accessDenied:
+            return "access-denied";
+        case ExitCode::notInstalled:
+            return "not-installed";
+        case ExitCode::printerProblem:
+            return "printer-problem";
+        case ExitCode::cancelled:
+            return "cancelled";
+        default:
+            return "system-error";
+    }
+}
+
+/// Ends a command. Its text is one line: what failed, why, and what to do. UTF-8, safe to show.
 class CommandError : public std::exception {
   public:
-    CommandError(ExitCode code, const std::string& what, const std::string& why,
-                 const std::string& remedy)
-        : code_(code), text_(what + ": " + why + "; " + remedy) {}
+    CommandError(ExitCode code, std::string subject, std::string why, std::string remedy,
+                 std::string keyword = {})
+        : code_(code),
+          subject_(std::move(subject)),
+          why_(std::move(why)),
+          remedy_(std::move(remedy)),
+          keyword_(keyword.empty() ? keywordOf(code) : std::move(keyword)),
+          text_(subject_ + ": " + why_ + "; " + remedy_) {}
 
     ExitCode code() const noexcept { return code_; }
+    const std::string& subject() const noexcept { return subject_; }
+    const std::string& why() const noexcept { return why_; }
+    const std::string& remedy() const noexcept { return remedy_; }
+    /// What a script compares, such as "certificate-untrusted".
+    const std::string& keyword() const noexcept { return keyword_; }
     const char* what() const noexcept override { return text_.c_str(); }
 
   private:
     ExitCode code_;
-    std::string text_;
+    std::string subject_, why_, remedy_, keyword_, text_;
 };
 
 }  // namespace velmora::ctl

@@ -6,7 +6,7 @@
 
 namespace velmora::ctl {
 
-// What WinInet tells about a URL and about the certificate behind it.
+// What WinInet tells about a URL, and about the certificate of the server that it names.
 
 /// A URL as the monitor will read it.
 struct UrlReading {
@@ -16,6 +16,9 @@ struct UrlReading {
     unsigned port = 0;
     std::string path;
     bool secure = false;
+    bool knownScheme = false;           ///< one of ipp, http and https, or another name for those
+    bool onlyLooksSecure = false;       ///< says that it is encrypted, and will not be
+    bool badPort = false;               ///< the port is no number from 1 to 65535
     std::string problem;                ///< when it is not usable
     std::vector<std::string> warnings;  ///< traps; UTF-8, safe to show
 };

@@ -1,5 +1,7 @@
 #include "velmoractl/job_check.h"
 
+#include <algorithm>
+
 #include "ipp/print_job.h"
 
 namespace velmora::ctl {
@@ -7,6 +9,7 @@ namespace {
 
 constexpr std::uint32_t kOperationNotSupported = 0x0501;
 constexpr std::uint32_t kFirstErrorStatus = 0x0100;
+constexpr const char* kValidateJob = "4";  // RFC 2911, 4.4.15
 
 std::vector<std::string> inWords(const std::string& name, std::vector<std::string> values) {
     for (std::string& value : values) {
@@ -31,19 +34,43 @@ void addUnsupported(const IppMessage& answer, const IppMessage& printer, JobChec
 
 }  // namespace
 
+const char* keywordOf(JobCheck::Outcome outcome) {
+    switch (outcome) {
+        case JobCheck::Outcome::accepted:
+            return "accepted";
+        case JobCheck::Outcome::refused:
+            return "refused";
+        case JobCheck::Outcome::unknown:
+            return "unknown";
+        case JobCheck::Outcome::failed:
+            return "failed";
+    }
+    return "";
+}
+
 JobCheck checkJob(const PrinterClient& client, const JobTemplate& job, const IppMessage& printer) {
     JobCheck check;
-    const PrinterAnswer answer =
-        client.ask(newJobRequest(IppOperation::validateJob, client.target(), "Velmora probe", job));
-    const std::string problem = problemText(answer);
-    if (!answer.message) {
-        check.words = problem;
+    const std::vector<std::string> operations =
+        valuesOf(printer, IppGroup::printer, "operations-supported");
+    if (!operations.empty() && std::ranges::find(operations, kValidateJob) == operations.end()) {
+        check.outcome = JobCheck::Outcome::unknown;
+        check.words = "Validate-Job is not among its operations";
         return check;
     }
-    const std::uint32_t status = answer.message->operationOrStatus & 0xFFFF;
-    check.known = status != kOperationNotSupported;
-    check.accepted = status < kFirstErrorStatus;
-    check.words = problem.empty() ? statusText(status) : problem;
+    const PrinterAnswer answer =
+        client.ask(newJobRequest(IppOperation::validateJob, client.target(), "Velmora probe", job));
+    const std::optional<PrinterProblem> problem = problemOf(answer);
+    if (!answer.message) {
+        check.problem = problem;
+        if (problem) check.words = problem->words;
+        return check;
+    }
+    check.status = answer.message->operationOrStatus & 0xFFFF;
+    check.words = problem ? problem->words : statusText(*check.status);
+    check.outcome = *check.status == kOperationNotSupported ? JobCheck::Outcome::unknown
+                    : *check.status < kFirstErrorStatus     ? JobCheck::Outcome::accepted
+                                                            : JobCheck::Outcome::refused;
+    if (check.outcome == JobCheck::Outcome::refused) check.problem = problem;
     addUnsupported(*answer.message, printer, check);
     return check;
 }

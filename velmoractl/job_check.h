@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,11 +20,19 @@ struct RefusedAttribute {
 
 /// Whether a printer would take a job (Validate-Job).
 struct JobCheck {
-    bool known = false;  ///< the printer has answered the question
-    bool accepted = false;
-    std::string words;  ///< the printer's status, or why there is no answer
+    enum class Outcome {
+        accepted,
+        refused,  ///< the printer has said so
+        unknown,  ///< the printer does not have Validate-Job
+        failed,   ///< there was no answer to the question
+    };
+    Outcome outcome = Outcome::failed;
+    std::string words;                      ///< the printer's status, or why there is no answer
+    std::optional<std::uint32_t> status;    ///< IPP status code, if there was one
+    std::optional<PrinterProblem> problem;  ///< of a job that is refused or failed
     std::vector<RefusedAttribute> attributes;
 };
+const char* keywordOf(JobCheck::Outcome outcome);
 
 /// `printer`: the printer's attributes, for what it offers instead.
 JobCheck checkJob(const PrinterClient& client, const JobTemplate& job, const IppMessage& printer);

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <new>
+#include <nlohmann/json.hpp>
 
 #include "platform/text.h"
 #include "velmoractl/setup/spooler_setup.h"
@@ -12,6 +13,15 @@
 
 namespace velmora::ctl {
 namespace {
+
+constexpr char kCommon[] =
+    "Options of all verbs:\n"
+    "  --json                      answer in JSON, errors too, for scripts\n"
+    "  -q,--quiet                  say nothing but errors and warnings\n"
+    "  --server NAME               another computer's spooler (default: this computer's)\n"
+    "  --monitor NAME              the monitor's name with the spooler (default: the settings "
+    "file's)\n"
+    "  -h,--help                   this text\n";
 
 constexpr char kFooter[] =
     "Exit codes:\n"
@@ -32,9 +42,9 @@ std::string ownVersion() {
     return fileVersion(path.data());
 }
 
-/// The words behind the program's name in the code page that ports are stored in. The C library's
-/// own conversion puts look-alikes in the place of characters that the code page lacks: a port
-/// would silently get another name.
+/// The words after the program's name in the code page that ports are stored in. The C library's
+/// own conversion uses best-fit characters where the code page lacks one: a port would silently
+/// get another name.
 std::vector<std::string> commandLine(int count, const wchar_t* const* wide) {
     std::vector<std::string> words;
     for (int i = 1; i < count; ++i) {
@@ -49,7 +59,7 @@ std::vector<std::string> commandLine(int count, const wchar_t* const* wide) {
 }
 
 void addVerbs(Verb program, Session& session) {
-    program.flag("--json", session.json, "answer in JSON, for scripts");
+    program.flag("--json", session.json, "answer in JSON, errors too, for scripts");
     program.flag("-q,--quiet", session.quiet, "say nothing but errors and warnings");
     program.text("--server", session.server, "another computer's spooler", "NAME");
     program.text("--monitor", session.monitor,
@@ -78,32 +88,60 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-int end(ExitCode code, const std::string& line) {
-    writeError("velmoractl: " + oneLine(line) + "\n");
-    return static_cast<int>(code);
+/// The error's line, and its JSON form if scripts have asked for one and have no answer yet.
+int end(const Session& session, const CommandError& error) {
+    if (session.wantsJson() && !session.answered) {
+        session.answer({{"error",
+                         {{"code", error.keyword()},
+                          {"message", error.why()},
+                          {"remedy", error.remedy()},
+                          {"subject", error.subject()}}}});
+    }
+    writeError("velmoractl: " + oneLine(error.what()) + "\n");
+    return static_cast<int>(error.code());
+}
+
+/// Whether an error in the words themselves is to be told in JSON.
+bool asksForJson(int count, const wchar_t* const* words) {
+    for (int i = 1; i < count; ++i) {
+        const std::wstring_view word = words[i];
+        const std::wstring_view before = words[i - 1];
+        if (word == L"--json" || word == L"--output=json" || word == L"-ojson") return true;
+        if (word == L"json" && (before == L"-o" || before == L"--output")) return true;
+    }
+    return false;
+}
+
+void carryOut(CommandLine& line, Session& session, int count, const wchar_t* const* words) {
+    if (const std::optional<std::string> help = line.parse(commandLine(count, words))) {
+        writeOut(toUtf8(*help));
+        return;
+    }
+    completeServer(session.server);
+    session.action();
 }
 
 int run(int count, const wchar_t* const* words) {
-    CommandLine line("Sets up and runs the Velmora IPP port monitor.", kFooter, ownVersion);
+    CommandLine line("Sets up and runs the Velmora IPP port monitor.", kFooter, kCommon,
+                     ownVersion);
     Session session;
     addVerbs(line.program(), session);
     try {
-        if (const std::optional<std::string> help = line.parse(commandLine(count, words))) {
-            writeOut(toUtf8(*help));
-        } else {
-            completeServer(session.server);
-            session.action();
+        try {
+            carryOut(line, session, count, words);
+            return static_cast<int>(ExitCode::done);
+        } catch (const CommandError&) {
+            throw;
+        } catch (const std::bad_alloc&) {
+            throw CommandError(ExitCode::failed, "the command", "memory has run out",
+                               "close programs and try again", "out-of-memory");
+        } catch (const std::exception& error) {
+            throw CommandError(ExitCode::failed, "the command", shown(error.what()),
+                               "please report this", "internal-error");
         }
-        return static_cast<int>(ExitCode::done);
     } catch (const CommandError& error) {
-        return end(error.code(), error.what());
-    } catch (const std::bad_alloc&) {
-        return end(ExitCode::failed,
-                   "memory has run out: the system gives no more; close programs "
-                   "and try again");
-    } catch (const std::exception& error) {
-        return end(ExitCode::failed, std::string("the command has ended: ") + shown(error.what()) +
-                                         "; please report this");
+        session.json = session.json || asksForJson(count, words);
+        return end(session, error);
     }
 }
 

@@ -1,13 +1,16 @@
 #include "velmoractl/monitor_channel.h"
 
 #include <algorithm>
-#include <array>
+#include <chrono>
+#include <set>
 
 #include "port/spooler.h"
 #include "port/xcv_client.h"
 #include "velmoractl/setup/installed_settings.h"
 #include "velmoractl/setup/spooler_setup.h"
+#include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/shown_text.h"
 
 namespace velmora::ctl {
 namespace {
@@ -15,36 +18,14 @@ namespace {
 // Larger than any record that the program or the dialogs make; the dialogs' own area is 1024 bytes.
 constexpr std::size_t kRecordArea = 64 * 1024;
 
-struct SpoolerPort {
-    std::string name;
-    std::string monitor;
-};
-
-std::vector<SpoolerPort> spoolerPorts(const std::string& server) {
-    constexpr DWORD kLevel = 2;
-    std::string computer = server;
-    char* const where = computer.empty() ? nullptr : computer.data();
-    std::vector<BYTE> area;
-    DWORD needed = 0;
-    DWORD count = 0;
-    // Ports may be added between the question for the size and the list.
-    while (!spooler().enumPorts(where, kLevel, area.data(), static_cast<DWORD>(area.size()),
-                                &needed, &count)) {
-        const DWORD error = GetLastError();
-        if (error != ERROR_INSUFFICIENT_BUFFER || needed <= area.size()) {
-            throw systemError("the list of ports", error, "check that the spooler is running");
-        }
-        area.resize(needed);
-    }
-    const auto* const info = reinterpret_cast<const PORT_INFO_2A*>(area.data());
-    std::vector<SpoolerPort> ports;
-    for (DWORD i = 0; i < count; ++i) {
-        if (info[i].pPortName == nullptr) continue;
-        const char* const monitor = info[i].pMonitorName;
-        ports.push_back({info[i].pPortName, monitor == nullptr ? "" : monitor});
-    }
-    return ports;
-}
+// How long another command may take for one change before this one gives up.
+constexpr std::chrono::seconds kLongestWait{30};
+// An open dialog stays open; but one that is just being closed is worth a moment.
+constexpr DWORD kDialogPollMs = 200;
+constexpr int kDialogPolls = 10;
+constexpr int kAttempts = 3;
+// The registry's reader takes 1024 bytes a text, its zero included.
+constexpr std::size_t kLongestText = 1023;
 
 void check(DWORD status, const std::string& what) {
     if (status == ERROR_SUCCESS) return;
@@ -57,7 +38,24 @@ auto guarded(const std::string& what, Body&& body) {
     try {
         return body();
     } catch (const XcvException& failure) {
-        throw systemError(what, failure.code(), "check that the spooler is running");
+        throw spoolerError(what, failure.code());
+    }
+}
+
+void checkLength(const std::string& text, const std::string& what) {
+    if (text.size() <= kLongestText) return;
+    throw CommandError(ExitCode::usage, what, "a text is longer than 1023 bytes",
+                       "give a shorter one");
+}
+
+/// What is longer would be stored but not be read back.
+void checkLengths(const CGroupsDB& directory, const std::string& what) {
+    for (const auto& [id, node] : directory.nodes()) {
+        checkLength(node->name, what);
+        if (node->type != NODE_PRINTER) continue;
+        const auto& printer = static_cast<const CGroupsDBPrinter&>(*node);
+        for (const std::string* text : {&printer.uri, &printer.userName, &printer.password})
+            checkLength(*text, what);
     }
 }
 
@@ -83,42 +81,81 @@ MonitorChannel::MonitorChannel(const Session& session)
             new Xcv{XcvConnection(spooler(), server_, XcvConnection::Kind::Monitor, monitor_)});
     } catch (const XcvException& failure) {
         const std::string what = "the monitor " + quotedAnsi(monitor_);
+        // Throws when the spooler cannot be asked, which says nothing about the monitor.
         if (failure.code() != ERROR_ACCESS_DENIED && !monitorInstalled(server_, monitor_)) {
             throw CommandError(ExitCode::notInstalled, what, "the spooler does not know it",
                                server_.empty()
                                    ? "\"install\" sets it up"
                                    : "set it up on that computer, or name it with --monitor");
         }
-        throw systemError(what, failure.code(), "check that the spooler is running");
+        throw spoolerError(what, failure.code());
     }
 }
 
 MonitorChannel::~MonitorChannel() = default;
 
+std::vector<MonitorChannel::SpoolerPort> MonitorChannel::spoolerPorts() const {
+    constexpr DWORD kLevel = 2;
+    std::string computer = server_;
+    char* const where = computer.empty() ? nullptr : computer.data();
+    std::vector<BYTE> area;
+    DWORD needed = 0;
+    DWORD count = 0;
+    // Ports may be added between the question for the size and the list.
+    while (!spooler().enumPorts(where, kLevel, area.data(), static_cast<DWORD>(area.size()),
+                                &needed, &count)) {
+        const DWORD error = GetLastError();
+        if (error != ERROR_INSUFFICIENT_BUFFER || needed <= area.size()) {
+            throw spoolerError("the list of ports", error);
+        }
+        area.resize(needed);
+    }
+    const auto* const info = reinterpret_cast<const PORT_INFO_2A*>(area.data());
+    std::vector<SpoolerPort> ports;
+    for (DWORD i = 0; i < count; ++i) {
+        if (info[i].pPortName == nullptr) continue;
+        const char* const monitor = info[i].pMonitorName;
+        ports.push_back({info[i].pPortName, monitor == nullptr ? "" : monitor});
+    }
+    return ports;
+}
+
 std::vector<std::string> MonitorChannel::portNames() const {
     std::vector<std::string> names;
-    for (const SpoolerPort& port : spoolerPorts(server_)) {
+    for (const SpoolerPort& port : spoolerPorts()) {
         if (port.monitor == monitor_) names.push_back(port.name);
     }
     return names;
 }
 
-bool MonitorChannel::portNameTaken(const std::string& name) const {
-    const std::vector<SpoolerPort> ports = spoolerPorts(server_);
-    // Windows itself does not tell capitals from small letters in a port's name.
-    return std::ranges::any_of(ports, [&](const SpoolerPort& port) {
-        return lstrcmpiA(port.name.c_str(), name.c_str()) == 0;
-    });
-}
-
 std::vector<PortConfig> MonitorChannel::ports() {
     std::vector<PortConfig> result;
+    std::set<std::string> seen;
     for (const std::string& name : portNames()) {
-        // One port only of two with the same name can be reached.
-        if (std::ranges::find(result, name, &PortConfig::name) != result.end()) continue;
-        result.push_back(port(name));
+        // Only one port of two with the same name can be reached.
+        if (seen.insert(name).second) result.push_back(port(name));
     }
     return result;
+}
+
+std::unique_ptr<ConfigurationLock> MonitorChannel::lock(const std::string& what) const {
+    auto lock = std::make_unique<ConfigurationLock>(kLongestWait);
+    if (lock->held()) return lock;
+    throw CommandError(ExitCode::conflict, what, "another program is changing the configuration",
+                       "wait for it to end, and try again; nothing has been changed", "busy");
+}
+
+std::unique_ptr<ConfigurationLock> MonitorChannel::lockDirectory(const std::string& what) const {
+    for (int poll = 0;; ++poll) {
+        auto held = lock(what);
+        if (!OpenDialogMark::exists()) return held;
+        if (poll == kDialogPolls) break;
+        held.reset();
+        Sleep(kDialogPollMs);
+    }
+    throw CommandError(ExitCode::conflict, what,
+                       "a port dialog is open on this computer, and its OK would undo the change",
+                       "close it, and try again; nothing has been changed", "busy");
 }
 
 PortConfig MonitorChannel::port(const std::string& name) {
@@ -127,8 +164,14 @@ PortConfig MonitorChannel::port(const std::string& name) {
         std::vector<std::byte> area(kRecordArea);
         const DWORD status = xcv_->connection.call(L"GetConfigInfo", bytesOf(name), area);
         if (status == ERROR_INVALID_PARAMETER) {
+            const std::vector<std::string> names = portNames();
+            const auto similar = std::ranges::find_if(names, [&](const std::string& other) {
+                return lstrcmpiA(other.c_str(), name.c_str()) == 0;
+            });
             throw CommandError(ExitCode::notFound, what, "the monitor has no port of that name",
-                               "\"port list\" shows the ports");
+                               similar == names.end() ? "\"port list\" shows the ports"
+                                                      : "there is " + quotedAnsi(*similar) + "; " +
+                                                            std::string(kCaseRule));
         }
         check(status, what);
         std::optional<PortConfig> config = unpack(area);
@@ -141,7 +184,9 @@ PortConfig MonitorChannel::port(const std::string& name) {
 }
 
 void MonitorChannel::addPort(const PortConfig& port) {
-    guarded("adding port " + quotedAnsi(port.name), [&] {
+    const std::string what = "adding port " + quotedAnsi(port.name);
+    const auto held = lock(what);
+    guarded(what, [&] {
         xcv_->connection.addPort(port.name);
         changePort(port);
     });
@@ -149,6 +194,7 @@ void MonitorChannel::addPort(const PortConfig& port) {
 
 void MonitorChannel::changePort(const PortConfig& config) {
     const std::string what = "storing port " + quotedAnsi(config.name);
+    const auto held = lock(what);
     guarded(what, [&] {
         check(xcv_->connection.call(L"ConfigPort", pack(config), {}), what);
         if (port(config.name) == config) return;
@@ -158,7 +204,17 @@ void MonitorChannel::changePort(const PortConfig& config) {
 }
 
 void MonitorChannel::removePort(const std::string& name) {
-    guarded("removing port " + quotedAnsi(name), [&] { xcv_->connection.deletePort(name); });
+    const std::string what = "removing port " + quotedAnsi(name);
+    const auto held = lock(what);
+    guarded(what, [&] {
+        xcv_->connection.deletePort(name);
+        // The monitor's answer does not tell; it knows a removed port no longer.
+        std::vector<std::byte> area(kRecordArea);
+        const DWORD status = xcv_->connection.call(L"GetConfigInfo", bytesOf(name), area);
+        if (status == ERROR_INVALID_PARAMETER) return;
+        throw CommandError(ExitCode::failed, what, "the monitor still has it",
+                           "see \"port list\", and try again");
+    });
 }
 
 CGroupsDB MonitorChannel::directory() {
@@ -169,15 +225,30 @@ CGroupsDB MonitorChannel::directory() {
     });
 }
 
-void MonitorChannel::storeDirectory(const CGroupsDB& wanted) {
-    const std::string what = "storing the printer directory";
-    guarded(what, [&] {
-        xcv_->connection.setGroupsDB(wanted);
+CGroupsDB MonitorChannel::changeDirectory(const std::string& what,
+                                          const std::function<void(CGroupsDB&)>& change) {
+    const auto held = lockDirectory(what);
+    for (int attempt = 1;; ++attempt) {
+        CGroupsDB wanted = directory();
+        const CGroupsDB before = copyOf(wanted);
+        try {
+            change(wanted);
+        } catch (const CommandError&) {
+            if (attempt == 1) throw;
+            break;  // it clashes with what an attempt has left, or with another's change
+        }
+        if (sameDirectory(wanted, before)) return wanted;
+        checkLengths(wanted, what);
+        guarded(what, [&] { xcv_->connection.setGroupsDB(wanted); });
         // The monitor's answer does not tell whether the registry took it.
-        if (directory().nodes().size() == wanted.nodes().size()) return;
-        throw CommandError(ExitCode::failed, what, "the monitor holds another one now",
-                           "check the registry's permissions with \"install\", and try again");
-    });
+        if (sameDirectory(directory(), wanted)) return wanted;
+        if (attempt == kAttempts) break;
+    }
+    throw CommandError(
+        ExitCode::failed, what,
+        "the printer directory is not as it was stored: somebody else stores it too, "
+        "or the registry refuses it",
+        "see \"group list\" and \"printer list\", and try again", "directory-uncertain");
 }
 
 }  // namespace velmora::ctl

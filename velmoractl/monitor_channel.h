@@ -1,9 +1,12 @@
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "directory/groups_db.h"
+#include "port/configuration_lock.h"
 #include "port/port_config.h"
 #include "velmoractl/verbs/session.h"
 
@@ -17,24 +20,45 @@ std::string monitorName(const Session& session);
 /// the dialogs'. Every failure is a CommandError.
 class MonitorChannel {
   public:
-    /// Opens the channel. ExitCode::notInstalled when the spooler does not know the monitor.
+    /// Opens the channel. ExitCode::notInstalled when the spooler says that it does not know the
+    /// monitor; that it cannot be asked is an error of its own.
     explicit MonitorChannel(const Session& session);
     ~MonitorChannel();
     MonitorChannel(const MonitorChannel&) = delete;
     MonitorChannel& operator=(const MonitorChannel&) = delete;
 
+    const std::string& monitor() const noexcept { return monitor_; }
+
+    struct SpoolerPort {
+        std::string name;
+        std::string monitor;
+    };
+    /// The ports of all monitors, in the spooler's order.
+    std::vector<SpoolerPort> spoolerPorts() const;
     /// The monitor's ports, in the spooler's order.
     std::vector<std::string> portNames() const;
-    /// Whether any monitor of the spooler has a port of that name.
-    bool portNameTaken(const std::string& name) const;
     std::vector<PortConfig> ports();
     /// ExitCode::notFound when the monitor has no such port.
     PortConfig port(const std::string& name);
+
+    /// Keeps other commands on this computer from changing ports and directory. Waits a while, then
+    /// fails with ExitCode::conflict. The functions below take it themselves.
+    std::unique_ptr<ConfigurationLock> lock(const std::string& what) const;
+    /// The same, and fails too as long as a port dialog is open: its OK would store the directory
+    /// that it has read.
+    std::unique_ptr<ConfigurationLock> lockDirectory(const std::string& what) const;
+
+    // Each reads back what it has stored, and fails unless that is what was to be stored.
     void addPort(const PortConfig& port);
     void changePort(const PortConfig& port);
     void removePort(const std::string& name);
+
     CGroupsDB directory();
-    void storeDirectory(const CGroupsDB& directory);
+    /// Reads the directory, lets `change` change it, and stores it; nothing is stored if it changes
+    /// nothing. Does it again when the directory is not what was stored: another computer's tool
+    /// may have stored it too. Returns the directory as it is stored now.
+    CGroupsDB changeDirectory(const std::string& what,
+                              const std::function<void(CGroupsDB&)>& change);
 
   private:
     struct Xcv;

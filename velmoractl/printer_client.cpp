@@ -22,52 +22,76 @@ constexpr std::uint32_t kHttpOk = 200;
 
 struct ErrorWords {
     std::uint32_t error;
+    const char* keyword;
     const char* words;
     const char* remedy;
 };
 
 // What the codes mean to somebody who has a printer in mind.
 constexpr ErrorWords kErrorWords[] = {
-    {ERROR_INVALID_HANDLE, "the URL cannot be used", "write it as ipp://HOST/PATH"},
-    {ERROR_INTERNET_NAME_NOT_RESOLVED, "the host name is unknown",
+    {ERROR_INVALID_HANDLE, "bad-url", "the URL cannot be used", "write it as ipp://HOST/PATH"},
+    {ERROR_INTERNET_NAME_NOT_RESOLVED, "host-unknown", "the host name is unknown",
      "check the name in the URL, and the name service"},
-    {ERROR_INTERNET_CANNOT_CONNECT, "nothing answers at that host and port",
+    {ERROR_INTERNET_CANNOT_CONNECT, "no-connection", "nothing answers at that host and port",
      "check that the printer is on, the port number in the URL, and firewalls"},
-    {ERROR_INTERNET_TIMEOUT, "the printer does not answer in time", "check that it is on"},
-    {ERROR_INTERNET_CONNECTION_ABORTED, "the connection was closed by the printer",
-     "try again; check whether the port expects https"},
-    {ERROR_INTERNET_CONNECTION_RESET, "the connection was closed by the printer",
-     "try again; check whether the port expects https"},
-    {ERROR_INTERNET_SEC_CERT_DATE_INVALID, "its certificate has expired or is not yet valid",
+    {ERROR_INTERNET_TIMEOUT, "time-out", "the printer does not answer in time",
+     "check that it is on"},
+    {ERROR_INTERNET_CONNECTION_ABORTED, "connection-closed",
+     "the connection was closed by the printer", "try again; check whether the port expects https"},
+    {ERROR_INTERNET_CONNECTION_RESET, "connection-closed",
+     "the connection was closed by the printer", "try again; check whether the port expects https"},
+    {ERROR_INTERNET_SEC_CERT_DATE_INVALID, "certificate-expired",
+     "its certificate has expired or is not yet valid",
      "renew the printer's certificate, and check this computer's clock"},
-    {ERROR_INTERNET_SEC_CERT_CN_INVALID, "its certificate is for another host name",
-     "use the name that the certificate holds in the URL"},
-    {ERROR_INTERNET_INVALID_CA, "its certificate comes from an authority that is not trusted",
+    {ERROR_INTERNET_SEC_CERT_CN_INVALID, "certificate-name",
+     "its certificate is for another host name",
+     "use the name that the certificate holds in the "
+     "URL"},
+    {ERROR_INTERNET_INVALID_CA, "certificate-untrusted",
+     "its certificate comes from an authority that is not trusted",
      "import the authority's certificate into the computer's trusted roots"},
-    {ERROR_INTERNET_SECURITY_CHANNEL_ERROR, "no secure connection can be made",
+    {ERROR_INTERNET_SECURITY_CHANNEL_ERROR, "no-encryption", "no secure connection can be made",
      "check that the port speaks https"},
 };
 
-const ErrorWords* wordsFor(std::uint32_t error) {
-    for (const ErrorWords& one : kErrorWords) {
-        if (one.error == error) return &one;
-    }
-    return nullptr;
-}
-
 struct HttpWords {
     std::uint32_t status;
+    const char* keyword;
     const char* words;
     const char* remedy;
 };
 constexpr HttpWords kHttpWords[] = {
-    {401, "it asks for a user name and a password, or refuses those it was given",
+    {401, "authentication-required",
+     "it asks for a user name and a password, or refuses those it was given",
      "set them with \"port set NAME --user USER --password-stdin\""},
-    {403, "it forbids the request to this computer or user",
+    {403, "forbidden", "it forbids the request to this computer or user",
      "allow this computer in the printer's settings"},
-    {404, "there is no printer at the URL's path", "check the path; ipp/print is a common one"},
-    {426, "it wants a secure connection", "use an https URL"},
+    {404, "wrong-path", "there is no printer at the URL's path",
+     "check the path; /ipp/print is a common one"},
+    {426, "encryption-required", "it wants a secure connection", "use an https URL"},
+    // A web server that takes no POST, or none of this kind, there.
+    {405, "not-ipp", "what answers there does not speak IPP",
+     "check the URL's host, port and path"},
+    {415, "not-ipp", "what answers there does not speak IPP",
+     "check the URL's host, port and path"},
+    {501, "not-ipp", "what answers there does not speak IPP",
+     "check the URL's host, port and path"},
 };
+
+constexpr std::uint32_t kIppNotFound = 0x0406;
+constexpr std::uint32_t kFirstIppError = 0x0100;
+
+PrinterProblem ippProblem(const IppMessage& message) {
+    const std::uint32_t status = message.operationOrStatus & 0xFFFF;
+    if (status == kIppNotFound) {
+        return {"wrong-path", "there is no printer at the URL's path (" + statusText(status) + ")",
+                "check the path; /ipp/print is a common one"};
+    }
+    const std::string words = valueOf(message, IppGroup::operation, "status-message");
+    return {"printer-refuses",
+            "it answers " + statusText(status) + (words.empty() ? "" : ": " + inQuotes(words)),
+            "check the printer"};
+}
 
 PrinterAnswer exchange(const PrintTarget& target, const IppMessage& request) {
     PrinterAnswer answer;
@@ -140,41 +164,40 @@ PrinterAnswer PrinterClient::askAttributes() const {
     return ask(newPrinterRequest(IppOperation::getPrinterAttributes, target_));
 }
 
-std::string problemText(const PrinterAnswer& answer) {
-    if (answer.timedOut) return "the printer does not answer in time";
-    if (answer.error != 0) {
-        const ErrorWords* const words = wordsFor(answer.error);
-        return words != nullptr
-                   ? std::string(words->words) + " (error " + std::to_string(answer.error) + ")"
-                   : errorText(answer.error);
+std::optional<PrinterProblem> problemOf(const PrinterAnswer& answer) {
+    if (answer.timedOut) {
+        return PrinterProblem{"time-out", "the printer does not answer in time",
+                              "check that it is on and not busy, or give more time with --timeout"};
     }
-    if (answer.httpStatus == 0) return "the connection was closed without an answer";
+    if (answer.error != 0) {
+        for (const ErrorWords& one : kErrorWords) {
+            if (one.error != answer.error) continue;
+            return PrinterProblem{
+                one.keyword,
+                std::string(one.words) + " (error " + std::to_string(answer.error) + ")",
+                one.remedy};
+        }
+        return PrinterProblem{"no-connection", errorText(answer.error), "check the printer"};
+    }
+    if (answer.httpStatus == 0) {
+        return PrinterProblem{"connection-closed", "the connection was closed without an answer",
+                              "check the printer"};
+    }
     if (answer.httpStatus != kHttpOk) {
         const std::string status = "HTTP status " + std::to_string(answer.httpStatus);
         for (const HttpWords& one : kHttpWords) {
-            if (one.status == answer.httpStatus)
-                return std::string(one.words) + " (" + status + ")";
+            if (one.status != answer.httpStatus) continue;
+            return PrinterProblem{one.keyword, std::string(one.words) + " (" + status + ")",
+                                  one.remedy};
         }
-        return "it answers with " + status;
+        return PrinterProblem{"http-error", "it answers with " + status, "check the printer"};
     }
-    if (!answer.message) return "what answers there does not speak IPP";
-    const std::uint32_t status = answer.message->operationOrStatus & 0xFFFF;
-    if (status < 0x0100) return {};
-    const std::string message = valueOf(*answer.message, IppGroup::operation, "status-message");
-    return "it answers " + statusText(status) + (message.empty() ? "" : ": " + inQuotes(message));
-}
-
-std::string remedyText(const PrinterAnswer& answer) {
-    if (const ErrorWords* const words = wordsFor(answer.error)) return words->remedy;
-    for (const HttpWords& one : kHttpWords) {
-        if (one.status == answer.httpStatus) return one.remedy;
+    if (!answer.message) {
+        return PrinterProblem{"not-ipp", "what answers there does not speak IPP",
+                              "check the URL's host, port and path"};
     }
-    if (answer.timedOut)
-        return "check that it is on and not busy, or give more time with --timeout";
-    if (answer.httpStatus == kHttpOk && !answer.message) {
-        return "check the URL's host, port and path";
-    }
-    return "check the printer";
+    if ((answer.message->operationOrStatus & 0xFFFF) < kFirstIppError) return std::nullopt;
+    return ippProblem(*answer.message);
 }
 
 }  // namespace velmora::ctl

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "ipp/message.h"
@@ -36,10 +37,15 @@ class PrinterClient {
     std::chrono::seconds limit_;
 };
 
-/// Why the answer is none, in words; empty when there is an IPP answer that tells success.
-std::string problemText(const PrinterAnswer& answer);
-/// What to do about it, for the second half of an error line.
-std::string remedyText(const PrinterAnswer& answer);
+/// Why a printer cannot be used, with what to do about it. UTF-8, safe to show.
+struct PrinterProblem {
+    std::string keyword;  ///< such as "certificate-untrusted"; docs/json.md lists all
+    std::string words;
+    std::string remedy;
+};
+
+/// None when there is an IPP answer that tells success.
+std::optional<PrinterProblem> problemOf(const PrinterAnswer& answer);
 
 /// Runs `body` in a thread of its own and waits for it; false when it has not ended in time. It is
 /// then left behind, so everything it uses must be its own. What it throws is thrown here.

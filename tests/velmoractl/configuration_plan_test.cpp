@@ -37,8 +37,8 @@ CGroupsDB directory(const std::string& printer, const std::string& url,
 }
 
 ConfigurationPlan plan(Configuration& wanted, const std::vector<PortConfig>& ports,
-                       const CGroupsDB& stored, bool removeOthers = false) {
-    return planImport(wanted, ports, stored, removeOthers, latin1Codec());
+                       const CGroupsDB& stored, const Removal& removal = {}) {
+    return planImport(wanted, ports, stored, removal, latin1Codec());
 }
 
 TEST(ConfigurationPlan, PortsAreAddedChangedAndLeftAlone) {
@@ -48,19 +48,20 @@ TEST(ConfigurationPlan, PortsAreAddedChangedAndLeftAlone) {
     const ConfigurationPlan result =
         plan(wanted, {port("same"), port("other"), port("rest")}, CGroupsDB());
     ASSERT_EQ(result.changes.size(), 2U);
-    EXPECT_EQ(result.changes[0].what, "port \"other\"");
-    EXPECT_THAT(result.changes[0].details, ElementsAre("copies: \"1\" -> \"3\""));
+    EXPECT_EQ(inWords(result.changes[0]), "change port \"other\"");
+    ASSERT_EQ(result.changes[0].details.size(), 1U);
+    EXPECT_EQ(inWords(result.changes[0].details[0]), "copies: 1 -> 3");
     EXPECT_EQ(result.changes[1].kind, Change::Kind::add);
     EXPECT_THAT(result.portsToAdd, ElementsAre(port("new")));
     EXPECT_THAT(result.portsToRemove, IsEmpty());
-    EXPECT_FALSE(result.directoryChanges);
 }
 
 TEST(ConfigurationPlan, OtherPortsAreRemovedOnRequest) {
     Configuration wanted;
     wanted.ports = {port("same")};
-    EXPECT_THAT(plan(wanted, {port("same"), port("rest")}, CGroupsDB(), true).portsToRemove,
-                ElementsAre("rest"));
+    EXPECT_THAT(
+        plan(wanted, {port("same"), port("rest")}, CGroupsDB(), {.ports = true}).portsToRemove,
+        ElementsAre("rest"));
 }
 
 TEST(ConfigurationPlan, AMissingPasswordIsTheStoredOne) {
@@ -80,7 +81,17 @@ TEST(ConfigurationPlan, APasswordDoesNotGoToAnotherPrinterOfTheSameNumber) {
     wanted.directory = directory("New", "ipp://new/", "");
     wanted.nodesWithoutPassword = {2};
     const ConfigurationPlan result = plan(wanted, {}, directory("Old", "ipp://old/", "stored"));
-    EXPECT_EQ(wanted.directory->FindPrinter(2)->password, "");
+    EXPECT_EQ(result.grown.FindPrinter(2)->password, "stored");
+    EXPECT_EQ(result.grown.FindPrinter(3)->password, "");
+    EXPECT_EQ(result.warnings.size(), 1U);
+}
+
+TEST(ConfigurationPlan, APasswordDoesNotGoToAnotherAddress) {
+    Configuration wanted;
+    wanted.directory = directory("P", "ipp://new/", "");
+    wanted.nodesWithoutPassword = {2};
+    const ConfigurationPlan result = plan(wanted, {}, directory("P", "ipp://old/", "stored"));
+    EXPECT_EQ(result.grown.FindPrinter(2)->password, "");
     EXPECT_EQ(result.warnings.size(), 1U);
 }
 
@@ -92,17 +103,86 @@ TEST(ConfigurationPlan, NoPasswordIsInTheList) {
         plan(wanted, {port("a", "oldsecret")}, directory("P", "ipp://p/", "lastsecret"));
     ASSERT_EQ(result.changes.size(), 2U);
     for (const Change& change : result.changes) {
-        EXPECT_THAT(change.details, ElementsAre("password: another"));
+        ASSERT_EQ(change.details.size(), 1U);
+        EXPECT_EQ(inWords(change.details[0]), "password: another");
+        EXPECT_THAT(change.details[0].before.dump() + change.details[0].after.dump(),
+                    Not(HasSubstr("secret")));
     }
 }
 
-TEST(ConfigurationPlan, AnAddedPortBringsTheDirectoryOfTheFileBack) {
+CGroupsDB tree(const std::vector<std::string>& groups) {
+    CGroupsDB result = directory("P", "ipp://p/", "x");
+    for (const std::string& name : groups)
+        result.AddGroup(name, kRootGroup);
+    return result;
+}
+
+TEST(ConfigurationPlan, NothingOfTheDirectoryIsRemovedUnasked) {
+    Configuration wanted;
+    wanted.directory = tree({"New"});
+    const ConfigurationPlan result = plan(wanted, {}, tree({"Old", "Older"}));
+    EXPECT_NE(findNode(result.pruned, "Old"), nullptr);
+    EXPECT_NE(findNode(result.pruned, "Older"), nullptr);
+    EXPECT_NE(findNode(result.pruned, "New"), nullptr);
+    ASSERT_EQ(result.changes.size(), 1U);
+    EXPECT_EQ(inWords(result.changes[0]), "add group \"New\"");
+}
+
+TEST(ConfigurationPlan, AGroupIsKnownByItsPathWhateverItsNumber) {
+    Configuration wanted;
+    wanted.directory = tree({"A", "B"});  // 3 and 4
+    wanted.ports = {port("p")};
+    wanted.ports[0].targetIds = {4, 3};
+    const ConfigurationPlan result = plan(wanted, {}, tree({"B"}));
+    EXPECT_EQ(findNode(result.grown, "B")->id, 3U);
+    EXPECT_EQ(findNode(result.grown, "A")->id, 4U);
+    EXPECT_THAT(result.portsToAdd[0].targetIds, ElementsAre(3U, 4U));
+}
+
+TEST(ConfigurationPlan, ANumberThatAPortStillHoldsIsNotGivenAgain) {
+    Configuration wanted;
+    wanted.directory = tree({"New"});  // 3
+    PortConfig holder = port("holder");
+    holder.targetIds = {3, 5};
+    const ConfigurationPlan result = plan(wanted, {holder}, tree({}));
+    EXPECT_EQ(findNode(result.grown, "New")->id, 4U);
+}
+
+TEST(ConfigurationPlan, PortsThatLoseGroupsAreNamed) {
+    Configuration wanted;
+    wanted.directory = tree({});
+    PortConfig holder = port("holder");
+    holder.targetIds = {3};
+    const ConfigurationPlan result = plan(wanted, {holder}, tree({"Old"}), {.groups = true});
+    EXPECT_EQ(findNode(result.pruned, "Old"), nullptr);
+    EXPECT_NE(findNode(result.grown, "Old"), nullptr);
+    EXPECT_THAT(result.warnings, ElementsAre(HasSubstr("port \"holder\" loses groups")));
+    ASSERT_EQ(result.portsToChange.size(), 1U);
+    EXPECT_THAT(result.portsToChange[0].targetIds, IsEmpty());
+}
+
+TEST(ConfigurationPlan, AGroupWithAPrinterThatStaysStays) {
+    Configuration wanted;
+    wanted.directory = tree({});
+    CGroupsDB stored = tree({"Old"});
+    stored.AddPrinter("Inside", "ipp://i/", false, "", "", 3);
+    EXPECT_NE(findNode(plan(wanted, {}, stored, {.groups = true}).pruned, "Old"), nullptr);
+    EXPECT_EQ(findNode(plan(wanted, {}, stored, {.groups = true, .printers = true}).pruned, "Old"),
+              nullptr);
+}
+
+TEST(ConfigurationPlan, APasswordInAStoredUrlStaysAndIsNotShown) {
     Configuration wanted;
     wanted.ports = {port("a")};
-    wanted.directory = directory("P", "ipp://p/", "x");
-    const ConfigurationPlan result = plan(wanted, {}, directory("P", "ipp://p/", "x"));
-    EXPECT_TRUE(result.directoryChanges);
-    EXPECT_EQ(result.changes.size(), 1U);
+    wanted.ports[0].printerUrl = "ipp://h/p";
+    PortConfig stored = wanted.ports[0];
+    stored.printerUrl = "ipp://user:secret@h/p";
+    EXPECT_THAT(plan(wanted, {stored}, CGroupsDB()).changes, IsEmpty());
+    wanted.ports[0].printerUrl = "ipp://h/q";
+    const ConfigurationPlan result = plan(wanted, {stored}, CGroupsDB());
+    ASSERT_EQ(result.changes.size(), 1U);
+    EXPECT_EQ(inWords(result.changes[0].details[0]),
+              "url: \"ipp://user:***@h/p\" -> \"ipp://h/q\"");
 }
 
 TEST(ConfigurationPlan, AFileThatIsCarriedOutLeavesNothingToDo) {
@@ -112,13 +192,12 @@ TEST(ConfigurationPlan, AFileThatIsCarriedOutLeavesNothingToDo) {
     const ConfigurationPlan result =
         plan(wanted, {port("a", "x")}, directory("P", "ipp://p/", "x"));
     EXPECT_THAT(result.changes, IsEmpty());
-    EXPECT_FALSE(result.directoryChanges);
 }
 
 TEST(ConfigurationPlan, NamesAreSafeToShow) {
     Configuration wanted;
     wanted.ports = {port("a\x1b[2J")};
-    EXPECT_THAT(plan(wanted, {}, CGroupsDB()).changes[0].what, Not(HasSubstr("\x1b")));
+    EXPECT_THAT(inWords(plan(wanted, {}, CGroupsDB()).changes[0]), Not(HasSubstr("\x1b")));
 }
 
 }  // namespace

@@ -5,9 +5,9 @@
 namespace velmora::ctl {
 namespace {
 
-class DirectoryPaths : public ::testing::Test {
+class PathsOfNodes : public ::testing::Test {
   protected:
-    DirectoryPaths() {
+    PathsOfNodes() {
         auto root = std::make_unique<CGroupsDBGroup>();
         root->id = kRootGroup;
         root->name = "All groups";
@@ -27,7 +27,7 @@ class DirectoryPaths : public ::testing::Test {
     std::uint32_t floor_, wing_, sales_, slash_;
 };
 
-TEST_F(DirectoryPaths, NamesLeadFromTheRootDown) {
+TEST_F(PathsOfNodes, NamesLeadFromTheRootDown) {
     EXPECT_EQ(idOf(""), kRootGroup);
     EXPECT_EQ(idOf("/"), kRootGroup);
     EXPECT_EQ(idOf("First floor"), floor_);
@@ -37,7 +37,7 @@ TEST_F(DirectoryPaths, NamesLeadFromTheRootDown) {
     EXPECT_EQ(idOf("first floor"), 0U);
 }
 
-TEST_F(DirectoryPaths, ANumberReachesEveryNode) {
+TEST_F(PathsOfNodes, ANumberReachesEveryNode) {
     EXPECT_EQ(idOf("#" + std::to_string(slash_)), slash_);
     EXPECT_EQ(idOf("#99"), 0U);
     EXPECT_EQ(idOf("#"), 0U);
@@ -45,19 +45,19 @@ TEST_F(DirectoryPaths, ANumberReachesEveryNode) {
     EXPECT_EQ(idOf("#-1"), 0U);
 }
 
-TEST_F(DirectoryPaths, APathLeadsBackToItsNode) {
+TEST_F(PathsOfNodes, APathLeadsBackToItsNode) {
     for (const auto& [id, node] : directory_.nodes())
         EXPECT_EQ(idOf(pathOf(directory_, id)), id);
     EXPECT_EQ(pathOf(directory_, sales_), "First floor/Left/Sales");
     EXPECT_EQ(pathOf(directory_, slash_), "#" + std::to_string(slash_));
 }
 
-TEST_F(DirectoryPaths, ACircleEnds) {
+TEST_F(PathsOfNodes, ACircleEnds) {
     SetNodeParent(*directory_.FindNode(floor_), wing_);
     EXPECT_EQ(pathOf(directory_, sales_), "#" + std::to_string(sales_));
 }
 
-TEST_F(DirectoryPaths, AnEmptyDirectoryHasNothing) {
+TEST_F(PathsOfNodes, AnEmptyDirectoryHasNothing) {
     const CGroupsDB empty;
     EXPECT_EQ(findNode(empty, "/"), nullptr);
     EXPECT_EQ(findNode(empty, "A/B"), nullptr);

@@ -88,7 +88,8 @@ TEST(TemplateAttributes, TakeWhatIsAllowedAndNothingElse) {
         {"orientation-requested", "sideways", false},
         {"number-up", "16", true},
         {"number-up", "0", false},
-        {"sides", "duplex", true},
+        {"sides", "two-sided-short-edge", true},
+        {"sides", "duplex", false},
         {"sides", "both", false},
         {"multiple-document-handling", "single-document-new-sheet", true},
         {"multiple-document-handling", "", false},
@@ -110,6 +111,17 @@ TEST(TemplateAttributes, TakeWhatIsAllowedAndNothingElse) {
             EXPECT_EQ(job, JobTemplate()) << value.attribute;
         }
     }
+}
+
+TEST(TemplateAttributes, KeywordsOfAPrintersOwnCanBeForced) {
+    JobTemplate job;
+    const TemplateAttribute& sides = *findTemplateAttribute("sides");
+    EXPECT_TRUE(sides.force(job, "duplex"));
+    EXPECT_EQ(job.sides, "duplex");
+    for (const std::string& bad : {std::string(), std::string("a\nb"), std::string(1024, 'x')})
+        EXPECT_FALSE(sides.force(job, bad)) << bad;
+    EXPECT_EQ(job.sides, "duplex");
+    EXPECT_EQ(findTemplateAttribute("copies")->force, nullptr);
 }
 
 TEST(TemplateAttributes, AnUnknownNameIsNone) {

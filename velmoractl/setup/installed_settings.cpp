@@ -1,12 +1,25 @@
 #include "velmoractl/setup/installed_settings.h"
 
+#include <string_view>
+
 #include "port/settings.h"
+#include "velmoractl/setup/spooler_setup.h"
 
 namespace velmora::ctl {
+namespace {
+
+/// What the delivered settings file holds (ui/languages/Velmora.dat), for a computer without one.
+const char* delivered(std::string_view key) {
+    return key == "AppRegKey" ? "Velmora" : "Velmora IPP Port";
+}
+
+}  // namespace
 
 std::string installedSetting(const char* key) {
     std::string value = settingsFile().read("Strings", key);
-    return value.empty() ? key : value;
+    if (!value.empty()) return value;
+    // The library takes the key for the value of a file that lacks it.
+    return fileExists(settingsFile().path()) ? key : delivered(key);
 }
 
 std::string installedKey() {

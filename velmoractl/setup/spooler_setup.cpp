@@ -64,9 +64,15 @@ bool monitorInstalled(const std::string& server, const std::string& monitor) {
     char* const where = computer.empty() ? nullptr : computer.data();
     DWORD needed = 0;
     DWORD count = 0;
-    EnumMonitorsA(where, 1, nullptr, 0, &needed, &count);
-    std::vector<BYTE> area(needed);
-    if (!EnumMonitorsA(where, 1, area.data(), needed, &needed, &count)) return false;
+    std::vector<BYTE> area;
+    while (
+        !EnumMonitorsA(where, 1, area.data(), static_cast<DWORD>(area.size()), &needed, &count)) {
+        const DWORD error = GetLastError();
+        if (error != ERROR_INSUFFICIENT_BUFFER || needed <= area.size()) {
+            throw spoolerError("asking the spooler for its monitors", error);
+        }
+        area.resize(needed);
+    }
     const auto* const info = reinterpret_cast<const MONITOR_INFO_1A*>(area.data());
     return std::any_of(info, info + count,
                        [&](const MONITOR_INFO_1A& one) { return monitor == one.pName; });

@@ -9,7 +9,8 @@ namespace velmora::ctl {
 // What the platform's printing setup does: registering monitors, and the files and the key that
 // belong to one.
 
-/// Whether the spooler lists the monitor. EnumMonitorsA.
+/// Whether the spooler lists the monitor. Throws CommandError when the spooler cannot be asked:
+/// "stopped" is not "no". EnumMonitorsA.
 bool monitorInstalled(const std::string& server, const std::string& monitor);
 
 /// 0, ERROR_PRINT_MONITOR_ALREADY_INSTALLED, or why not. AddMonitorA.

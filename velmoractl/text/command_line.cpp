@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <numeric>
 #include <sstream>
+#include <utility>
 
 #include "velmoractl/command_error.h"
 #include "velmoractl/text/console.h"
@@ -15,6 +17,38 @@ constexpr char kProgram[] = "velmoractl";
 
 std::string exampleText(const std::string& example) {
     return std::string("Example:\n  ") + kProgram + " " + example;
+}
+
+/// How many letters must be changed, added or left out (Levenshtein).
+std::size_t distance(const std::string& one, const std::string& other) {
+    std::vector<std::size_t> row(other.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 1; i <= one.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i);
+        for (std::size_t j = 1; j <= other.size(); ++j) {
+            const std::size_t changed = diagonal + (one[i - 1] == other[j - 1] ? 0 : 1);
+            diagonal = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, changed});
+        }
+    }
+    return row.back();
+}
+
+/// What a wrong verb may have been meant to be, for the second half of the message.
+std::string suggestion(const CLI::App& app, const std::string& word) {
+    constexpr std::size_t kFarthest = 3;
+    std::string best;
+    std::string all;
+    std::size_t nearest = kFarthest;
+    for (const CLI::App* verb : app.get_subcommands({})) {
+        const std::string& name = verb->get_name();
+        all += (all.empty() ? "" : ", ") + name;
+        const std::size_t steps = name.starts_with(word) ? 1 : distance(name, word);
+        if (steps >= nearest) continue;
+        nearest = steps;
+        best = name;
+    }
+    return best.empty() ? "the verbs are " + all : "did you mean \"" + best + "\"?";
 }
 
 }  // namespace
@@ -64,7 +98,9 @@ Option Verb::oneOf(const std::string& name, std::string& value, const std::strin
 
 Option Verb::seconds(const std::string& name, unsigned& value, unsigned lowest, unsigned highest,
                      const std::string& about) {
-    return Option(app_->add_option(name, value, about)
+    const std::string range = " (" + std::to_string(lowest) + " to " + std::to_string(highest) +
+                              ", default: " + std::to_string(value) + ")";
+    return Option(app_->add_option(name, value, about + range)
                       ->check(CLI::Range(lowest, highest))
                       ->type_name("SECONDS"));
 }
@@ -73,24 +109,31 @@ Option Verb::flag(const std::string& name, bool& value, const std::string& about
     return Option(app_->add_flag(name, value, about));
 }
 
+Option Verb::optional(const std::string& name, std::string& value, const std::string& fallback,
+                      const std::string& about) {
+    return Option(app_->add_flag(name + "{" + fallback + "}", value, about));
+}
+
 Verb Verb::group(const std::string& name, const std::string& about, const std::string& example) {
     CLI::App* const group = app_->add_subcommand(name, about);
     group->require_subcommand(1);
     group->footer(exampleText(example));
-    return Verb(group);
+    return {group, common_};
 }
 
 Verb Verb::verb(const std::string& name, const std::string& about, const std::string& example,
                 std::function<void()> chosen) {
     CLI::App* const verb = app_->add_subcommand(name, about);
-    verb->footer(exampleText(example));
+    verb->footer(*common_ + exampleText(example));
     verb->callback(std::move(chosen));
-    return Verb(verb);
+    return {verb, common_};
 }
 
 CommandLine::CommandLine(const std::string& about, const std::string& footer,
-                         std::function<std::string()> version)
-    : app_(std::make_unique<CLI::App>(about, kProgram)) {
+                         const std::string& common, std::function<std::string()> version)
+    : common_(common), app_(std::make_unique<CLI::App>(about, kProgram)) {
+    // "/ipp/print" is a value, not an option. Verbs take this over.
+    app_->allow_windows_style_options(false);
     app_->footer(footer);
     app_->require_subcommand(1);
     app_->fallthrough();
@@ -100,10 +143,36 @@ CommandLine::CommandLine(const std::string& about, const std::string& footer,
 CommandLine::~CommandLine() = default;
 
 Verb CommandLine::program() {
-    return Verb(app_.get());
+    return {app_.get(), &common_};
+}
+
+/// CLI11 takes a wrong verb for a surplus word and does not say which verbs there are.
+void CommandLine::checkVerbs(const std::vector<std::string>& words) const {
+    const CLI::App* app = app_.get();
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        if (app->get_subcommands({}).empty()) return;
+        const std::string& word = words[i];
+        if (word.starts_with('-')) {
+            // An option of the program; its value is no verb.
+            const CLI::Option* const option = app_->get_option_no_throw(word);
+            if (option != nullptr && option->get_expected_min() > 0) ++i;
+            continue;
+        }
+        const auto verbs = app->get_subcommands({});
+        const auto found = std::ranges::find_if(
+            verbs, [&](const CLI::App* verb) { return verb->get_name() == word; });
+        if (found == verbs.end()) {
+            const std::string group = app == app_.get() ? "" : app->get_name() + " ";
+            throw CommandError(ExitCode::usage, "the command line",
+                               "there is no verb " + quotedAnsi(group + word),
+                               suggestion(*app, word), "unknown-verb");
+        }
+        app = *found;
+    }
 }
 
 std::optional<std::string> CommandLine::parse(std::vector<std::string> words) {
+    checkVerbs(words);
     std::ranges::reverse(words);  // CLI11 takes them from the end
     try {
         app_->parse(std::move(words));
@@ -114,7 +183,7 @@ std::optional<std::string> CommandLine::parse(std::vector<std::string> words) {
         return text.str();
     } catch (const CLI::ParseError& error) {
         throw CommandError(ExitCode::usage, "the command line", shown(toUtf8(error.what())),
-                           "see velmoractl --help, or --help behind the verb");
+                           "see velmoractl --help, or --help after the verb");
     }
 }
 

@@ -37,10 +37,10 @@ class Option {
 /// written to must outlive CommandLine::parse.
 class Verb {
   public:
-    explicit Verb(CLI::App* app) : app_(app) {}
+    Verb(CLI::App* app, const std::string* common) : app_(app), common_(common) {}
 
-    /// A name without dashes is that of a word by its place. `type` stands for the value in the
-    /// help text.
+    /// A name without dashes is a positional argument. `type` stands for the value in the help
+    /// text.
     Option text(const std::string& name, std::string& value, const std::string& about,
                 const std::string& type);
     /// An option that may be repeated.
@@ -51,6 +51,9 @@ class Verb {
     Option seconds(const std::string& name, unsigned& value, unsigned lowest, unsigned highest,
                    const std::string& about);
     Option flag(const std::string& name, bool& value, const std::string& about);
+    /// An option whose value may be left out; `value` is `fallback` then.
+    Option optional(const std::string& name, std::string& value, const std::string& fallback,
+                    const std::string& about);
 
     /// A group of verbs, of which one must be named.
     Verb group(const std::string& name, const std::string& about, const std::string& example);
@@ -60,22 +63,27 @@ class Verb {
 
   private:
     CLI::App* app_;
+    const std::string* common_;
 };
 
 class CommandLine {
   public:
-    CommandLine(const std::string& about, const std::string& footer,
+    /// `common`: the options of all verbs, as each verb's help tells of them.
+    CommandLine(const std::string& about, const std::string& footer, const std::string& common,
                 std::function<std::string()> version);
     ~CommandLine();
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
     Verb program();
-    /// Reads the words behind the program's name. A text when help or the version was asked for.
+    /// Reads the words after the program's name. A text when help or the version was asked for.
     /// Throws CommandError.
     std::optional<std::string> parse(std::vector<std::string> words);
 
   private:
+    void checkVerbs(const std::vector<std::string>& words) const;
+
+    const std::string common_;
     std::unique_ptr<CLI::App> app_;
 };
 

@@ -19,6 +19,7 @@ using Json = nlohmann::ordered_json;
 /// Ports and printer directory as one file holds them. docs/fleet-setup.md describes the file.
 struct Configuration {
     std::vector<PortConfig> ports;
+    bool hasPorts = false;  ///< false: the file says nothing about ports
     /// None: the file says nothing about the directory.
     std::optional<CGroupsDB> directory;
 
@@ -26,6 +27,8 @@ struct Configuration {
     std::set<std::string> portsWithoutPassword;
     std::set<std::uint32_t> nodesWithoutPassword;
     std::set<std::string> portPrintersWithoutPassword;
+
+    std::vector<std::string> warnings;  ///< UTF-8, safe to show
 };
 
 /// What is wrong in a file and where; UTF-8, one line.
@@ -34,13 +37,15 @@ class FileError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Without passwords a URL that holds one is written without it.
 Json toJson(const PortConfig& port, bool withPassword, const TextCodec& codec);
 Json toJson(const CGroupsDBNode& node, bool withPassword, const TextCodec& codec);
 Json toJson(const std::vector<PortConfig>& ports, const CGroupsDB& directory, bool withPasswords,
             const TextCodec& codec);
 
-/// Reads a whole file; nothing is taken from a file with an error in it. Throws FileError.
-/// `current`: where groups that a port names by path are looked up when the file has no directory.
+/// Reads a whole file, in UTF-8 or in UTF-16 with a byte order mark; nothing is taken from a file
+/// with an error in it. Throws FileError. `current`: where the groups of ports are looked up if the
+/// file has no directory.
 Configuration readConfiguration(const std::string& text, const CGroupsDB& current,
                                 const TextCodec& codec);
 

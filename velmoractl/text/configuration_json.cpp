@@ -1,7 +1,10 @@
 #include "velmoractl/text/configuration_file.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
+
 #include "velmoractl/text/template_attributes.h"
+#include "velmoractl/text/url_text.h"
 
 namespace velmora::ctl {
 namespace {
@@ -16,16 +19,29 @@ void addCredentials(Json& json, bool authentication, const std::string& user,
     }
 }
 
+std::string urlText(const std::string& url, bool withPassword, const TextCodec& codec) {
+    return codec.toUtf8(withPassword ? url : withoutUserInfo(url));
+}
+
 Json templateJson(const JobTemplate& job, const TextCodec& codec) {
     Json json = Json::object();
     for (const TemplateAttribute& attribute : templateAttributes()) {
-        json[attribute.name] = codec.toUtf8(attribute.get(job));
+        const std::string text = attribute.get(job);
+        const bool digits =
+            !text.empty() && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+        if (attribute.kind == TemplateAttribute::Kind::flag)
+            json[attribute.name] = text == "true";
+        else if (attribute.kind == TemplateAttribute::Kind::number && digits)
+            json[attribute.name] = std::stoull(text);
+        else
+            json[attribute.name] = codec.toUtf8(text);
     }
     return json;
 }
 
 Json portPrinterJson(const CGroupsDBPrinter& printer, bool withPassword, const TextCodec& codec) {
-    Json json{{"port", codec.toUtf8(printer.name)}, {"url", codec.toUtf8(printer.uri)}};
+    Json json{{"port", codec.toUtf8(printer.name)},
+              {"url", urlText(printer.uri, withPassword, codec)}};
     addCredentials(json, printer.hasAuth != 0, printer.userName, printer.password, withPassword,
                    codec);
     return json;
@@ -36,7 +52,7 @@ Json portPrinterJson(const CGroupsDBPrinter& printer, bool withPassword, const T
 Json toJson(const PortConfig& port, bool withPassword, const TextCodec& codec) {
     Json json{{"name", codec.toUtf8(port.name)},
               {"mode", port.singleTarget ? "single-printer" : "multi-remote"},
-              {"url", codec.toUtf8(port.printerUrl)}};
+              {"url", urlText(port.printerUrl, withPassword, codec)}};
     addCredentials(json, port.useAuthentication != 0, port.userName, port.password, withPassword,
                    codec);
     json["groups"] = port.targetIds;
@@ -51,7 +67,7 @@ Json toJson(const CGroupsDBNode& node, bool withPassword, const TextCodec& codec
               {"name", codec.toUtf8(node.name)}};
     if (node.type == NODE_PRINTER) {
         const auto& printer = static_cast<const CGroupsDBPrinter&>(node);
-        json["url"] = codec.toUtf8(printer.uri);
+        json["url"] = urlText(printer.uri, withPassword, codec);
         addCredentials(json, printer.hasAuth != 0, printer.userName, printer.password, withPassword,
                        codec);
     }
@@ -62,8 +78,13 @@ Json toJson(const std::vector<PortConfig>& ports, const CGroupsDB& directory, bo
             const TextCodec& codec) {
     Json json{{"format", "velmora-configuration"}, {"version", 1}};
     json["ports"] = Json::array();
-    for (const PortConfig& port : ports)
-        json["ports"].push_back(toJson(port, withPasswords, codec));
+    for (const PortConfig& port : ports) {
+        PortConfig written = port;
+        // The number of a deleted group would be that of another one elsewhere.
+        std::erase_if(written.targetIds,
+                      [&](std::uint32_t id) { return directory.FindGroup(id) == nullptr; });
+        json["ports"].push_back(toJson(written, withPasswords, codec));
+    }
     Json nodes = Json::array();
     for (const auto& [id, node] : directory.nodes()) {
         nodes.push_back(toJson(*node, withPasswords, codec));

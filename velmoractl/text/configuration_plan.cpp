@@ -1,10 +1,13 @@
 #include "velmoractl/text/configuration_plan.h"
 
 #include <algorithm>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/text/url_text.h"
 
 namespace velmora::ctl {
 namespace {
@@ -15,143 +18,394 @@ std::vector<std::byte> payload(const CGroupsDB& directory) {
     return bytes;
 }
 
-const PortConfig* findPort(const std::vector<PortConfig>& ports, const std::string& name) {
-    const auto found = std::ranges::find(ports, name, &PortConfig::name);
-    return found == ports.end() ? nullptr : &*found;
+std::unique_ptr<CGroupsDBNode> copyOf(const CGroupsDBNode& node) {
+    if (node.type != NODE_PRINTER) {
+        auto group = std::make_unique<CGroupsDBGroup>();
+        *static_cast<CGroupsDBNode*>(group.get()) = node;
+        return group;
+    }
+    return std::make_unique<CGroupsDBPrinter>(static_cast<const CGroupsDBPrinter&>(node));
 }
 
-const CGroupsDBPrinter* portPrinter(const CGroupsDB& directory, const std::string& port) {
-    const auto found = directory.portPrinters().find(port);
-    return found == directory.portPrinters().end() ? nullptr : found->second.get();
+std::map<std::string, const PortConfig*> byName(const std::vector<PortConfig>& ports) {
+    std::map<std::string, const PortConfig*> index;
+    for (const PortConfig& port : ports)
+        index.try_emplace(port.name, &port);
+    return index;
 }
 
-/// Differences of two JSON objects, a line a key; lists and texts as they are written.
-void addDifferences(const Json& before, const Json& after, std::vector<std::string>& lines) {
+const PortConfig* find(const std::map<std::string, const PortConfig*>& index,
+                       const std::string& name) {
+    const auto found = index.find(name);
+    return found == index.end() ? nullptr : found->second;
+}
+
+/// A URL on its way to a screen or a log.
+Json safe(const std::string& key, const Json& value) {
+    if (key == "url" && value.is_string()) return maskedUrl(value.get<std::string>());
+    return value;
+}
+
+/// Differences of two JSON objects, one a key.
+void addDifferences(const Json& before, const Json& after, std::vector<Difference>& list) {
     for (const auto& [key, value] : after.items()) {
         const Json old = before.contains(key) ? before[key] : Json();
         if (old == value) continue;
         if (value.is_object()) {
-            addDifferences(old.is_object() ? old : Json::object(), value, lines);
+            addDifferences(old.is_object() ? old : Json::object(), value, list);
         } else if (key == "password") {
             // Its text stays out of screens and logs.
-            lines.push_back("password: another");
+            list.push_back({key, nullptr, "another"});
         } else {
-            lines.push_back(key + ": " + (old.is_null() ? "none" : shown(old.dump())) + " -> " +
-                            shown(value.dump()));
+            list.push_back({key, safe(key, old), safe(key, value)});
         }
     }
     for (const auto& [key, value] : before.items()) {
         if (after.contains(key)) continue;
         const bool secret = key == "password";
-        lines.push_back(secret ? "password: none" : key + ": " + shown(value.dump()) + " -> none");
+        list.push_back({key, secret ? Json("one") : safe(key, value), nullptr});
     }
 }
 
-void keepPasswords(Configuration& wanted, const std::vector<PortConfig>& ports,
-                   const CGroupsDB& directory, ConfigurationPlan& plan, const TextCodec& codec) {
-    const auto missing = [&](const std::string& what) {
-        plan.warnings.push_back(what + " wants a password, the file has none and none is stored");
-    };
+/// A file without passwords lacks those in URLs too; what is stored then stays.
+std::string keptUrl(const std::string& stored, const std::string& wanted) {
+    return hasUserInfo(stored) && withoutUserInfo(stored) == wanted ? stored : wanted;
+}
+
+std::string noPassword(const std::string& what) {
+    return what + " wants a password, the file has none and none is stored";
+}
+
+void keepPortPasswords(Configuration& wanted, const std::map<std::string, const PortConfig*>& ports,
+                       ConfigurationPlan& plan, const TextCodec& codec) {
     for (PortConfig& port : wanted.ports) {
+        const PortConfig* const stored = find(ports, port.name);
+        if (stored != nullptr) port.printerUrl = keptUrl(stored->printerUrl, port.printerUrl);
         if (!wanted.portsWithoutPassword.contains(port.name)) continue;
-        const PortConfig* const stored = findPort(ports, port.name);
         if (stored != nullptr)
             port.password = stored->password;
         else
-            missing("port " + inQuotes(codec.toUtf8(port.name)));
-    }
-    if (!wanted.directory) return;
-    for (const std::uint32_t id : wanted.nodesWithoutPassword) {
-        const CGroupsDBPrinter* const stored = directory.FindPrinter(id);
-        CGroupsDBPrinter* const printer = wanted.directory->FindPrinter(id);
-        // An id may have gone to another printer, which must not be sent this one's password.
-        if (stored != nullptr && stored->uri == printer->uri)
-            printer->password = stored->password;
-        else
-            missing("printer " + inQuotes(codec.toUtf8(pathOf(*wanted.directory, id))));
-    }
-    for (const std::string& port : wanted.portPrintersWithoutPassword) {
-        const CGroupsDBPrinter* const stored = portPrinter(directory, port);
-        const auto& printer = wanted.directory->portPrinters().at(port);
-        if (stored != nullptr && stored->uri == printer->uri) printer->password = stored->password;
+            plan.warnings.push_back(noPassword("port " + inQuotes(codec.toUtf8(port.name))));
     }
 }
 
-void planPorts(const Configuration& wanted, const std::vector<PortConfig>& ports, bool removeOthers,
-               const TextCodec& codec, ConfigurationPlan& plan) {
+/// The registry keeps a user name and a password for those alone that need them.
+void dropUnusedCredentials(CGroupsDBPrinter& printer) {
+    if (printer.hasAuth != 0) return;
+    printer.userName.clear();
+    printer.password.clear();
+}
+
+/// Brings the file's nodes into the stored tree.
+class TreeMerge {
+  public:
+    TreeMerge(const Configuration& wanted, const CGroupsDB& stored,
+              const std::vector<PortConfig>& ports, ConfigurationPlan& plan, const TextCodec& codec)
+        : wanted_(wanted),
+          file_(*wanted.directory),
+          fileNames_(file_),
+          stored_(stored),
+          storedNames_(stored),
+          plan_(plan),
+          codec_(codec) {
+        for (const PortConfig& port : ports) {
+            for (const std::uint32_t id : port.targetIds) {
+                // A deleted group's number must not bring another group to the ports that hold it.
+                if (stored.FindNode(id) == nullptr) held_.insert(id);
+            }
+        }
+    }
+
+    void run() {
+        match();
+        number();
+        plan_.grown = ctl::copyOf(stored_);
+        for (const CGroupsDBNode* node : order_)
+            enter(*node);
+        describe();
+    }
+
+    std::uint32_t idOf(std::uint32_t fileId) const {
+        const auto found = ids_.find(fileId);
+        return found == ids_.end() ? fileId : found->second;
+    }
+
+    bool isWanted(std::uint32_t storedId) const { return taken_.contains(storedId); }
+
+  private:
+    /// From the root down: which stored node each one of the file is.
+    void match() {
+        order_.push_back(file_.FindNode(kRootGroup));
+        if (stored_.FindGroup(kRootGroup) != nullptr) take(kRootGroup, kRootGroup);
+        for (std::size_t i = 0; i < order_.size(); ++i) {
+            for (const CGroupsDBNode* child : fileNames_.children(order_[i]->id)) {
+                order_.push_back(child);
+                const auto parent = ids_.find(order_[i]->id);
+                if (parent == ids_.end()) continue;
+                const auto matches = [&](const CGroupsDBNode* node) {
+                    return node != nullptr && node->parent == parent->second &&
+                           node->name == child->name && node->type == child->type &&
+                           !taken_.contains(node->id);
+                };
+                const CGroupsDBNode* const same = stored_.FindNode(child->id);
+                const CGroupsDBNode* const named = storedNames_.child(parent->second, child->name);
+                if (matches(same))
+                    take(child->id, same->id);
+                else if (matches(named))
+                    take(child->id, named->id);
+            }
+        }
+    }
+
+    void take(std::uint32_t fileId, std::uint32_t storedId) {
+        ids_[fileId] = storedId;
+        taken_.insert(storedId);
+    }
+
+    void number() {
+        std::vector<std::uint32_t> without;
+        std::set<std::uint32_t> given;
+        for (const CGroupsDBNode* node : order_) {
+            if (ids_.contains(node->id)) continue;
+            if (stored_.FindNode(node->id) != nullptr || held_.contains(node->id)) {
+                without.push_back(node->id);
+            } else {
+                ids_[node->id] = node->id;
+                given.insert(node->id);
+            }
+        }
+        std::uint32_t next = 2;
+        if (!stored_.nodes().empty()) next = stored_.nodes().rbegin()->first + 1;
+        if (!given.empty()) next = std::max(next, *given.rbegin() + 1);
+        for (const std::uint32_t id : without) {
+            while (next < 2 || held_.contains(next) || given.contains(next) ||
+                   stored_.FindNode(next) != nullptr) {
+                ++next;
+            }
+            ids_[id] = next;
+            given.insert(next++);
+        }
+    }
+
+    void enter(const CGroupsDBNode& node) {
+        std::unique_ptr<CGroupsDBNode> copy = copyOf(node);
+        copy->id = ids_.at(node.id);
+        copy->parent = node.id == kRootGroup ? node.parent : ids_.at(node.parent);
+        if (copy->type == NODE_PRINTER) {
+            auto& printer = static_cast<CGroupsDBPrinter&>(*copy);
+            const CGroupsDBPrinter* const old = stored_.FindPrinter(copy->id);
+            if (old != nullptr) printer.uri = keptUrl(old->uri, printer.uri);
+            if (wanted_.nodesWithoutPassword.contains(node.id)) {
+                // A printer that has moved to another address must not be sent the old one's.
+                if (old != nullptr && old->uri == printer.uri)
+                    printer.password = old->password;
+                else
+                    plan_.warnings.push_back(noPassword(
+                        "printer " + inQuotes(codec_.toUtf8(fileNames_.pathOf(node.id)))));
+            }
+            dropUnusedCredentials(printer);
+        }
+        plan_.grown.Insert(std::move(copy));
+    }
+
+    void describe() {
+        const DirectoryPaths names(plan_.grown);
+        for (const CGroupsDBNode* one : order_) {
+            const CGroupsDBNode& node = *plan_.grown.FindNode(ids_.at(one->id));
+            const CGroupsDBNode* const old = stored_.FindNode(node.id);
+            const char* const thing = node.type == NODE_PRINTER ? "printer" : "group";
+            const std::string path = codec_.toUtf8(names.pathOf(node.id));
+            if (old == nullptr) {
+                plan_.changes.push_back({Change::Kind::add, thing, path, {}});
+                continue;
+            }
+            std::vector<Difference> list;
+            addDifferences(toJson(*old, true, codec_), toJson(node, true, codec_), list);
+            if (!list.empty()) {
+                plan_.changes.push_back({Change::Kind::change, thing, path, std::move(list)});
+            }
+        }
+    }
+
+    const Configuration& wanted_;
+    const CGroupsDB& file_;
+    const DirectoryPaths fileNames_;
+    const CGroupsDB& stored_;
+    const DirectoryPaths storedNames_;
+    ConfigurationPlan& plan_;
+    const TextCodec& codec_;
+    std::set<std::uint32_t> held_;
+    std::vector<const CGroupsDBNode*> order_;  ///< of the file, each behind its parent
+    std::map<std::uint32_t, std::uint32_t> ids_;
+    std::set<std::uint32_t> taken_;
+};
+
+/// The stored nodes that go, each group behind all that is in it.
+std::set<std::uint32_t> nodesToRemove(const CGroupsDB& stored, const TreeMerge& merge,
+                                      const Removal& removal) {
+    const DirectoryPaths names(stored);
+    std::vector<const CGroupsDBNode*> order = {stored.FindNode(kRootGroup)};
+    if (order.front() == nullptr) return {};
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        for (const CGroupsDBNode* child : names.children(order[i]->id))
+            order.push_back(child);
+    }
+    std::set<std::uint32_t> removed;
+    for (auto node = order.rbegin(); node != order.rend(); ++node) {
+        const CGroupsDBNode& one = **node;
+        if (one.id == kRootGroup || merge.isWanted(one.id)) continue;
+        const bool printer = one.type == NODE_PRINTER;
+        if (!(printer ? removal.printers : removal.groups)) continue;
+        const bool emptied = std::ranges::all_of(
+            names.children(one.id),
+            [&](const CGroupsDBNode* child) { return removed.contains(child->id); });
+        if (emptied) removed.insert(one.id);
+    }
+    return removed;
+}
+
+void planRemoval(const CGroupsDB& stored, const TreeMerge& merge, const Removal& removal,
+                 ConfigurationPlan& plan, std::set<std::uint32_t>& removed,
+                 const TextCodec& codec) {
+    removed = nodesToRemove(stored, merge, removal);
+    const DirectoryPaths names(stored);
+    for (const std::uint32_t id : removed) {
+        const bool printer = stored.FindNode(id)->type == NODE_PRINTER;
+        plan.changes.push_back({Change::Kind::remove,
+                                printer ? "printer" : "group",
+                                codec.toUtf8(names.pathOf(id)),
+                                {}});
+    }
+    for (const auto& [id, node] : plan.grown.nodes())
+        if (!removed.contains(id)) plan.pruned.Insert(copyOf(*node));
+}
+
+void planPatterns(const Configuration& wanted, const CGroupsDB& stored, ConfigurationPlan& plan) {
+    bool differs = false;
+    for (const auto& [name, pattern] : wanted.directory->portPrinters()) {
+        CGroupsDBPrinter printer = *pattern;
+        const auto found = stored.portPrinters().find(name);
+        const CGroupsDBPrinter* const old =
+            found == stored.portPrinters().end() ? nullptr : found->second.get();
+        if (old != nullptr) printer.uri = keptUrl(old->uri, printer.uri);
+        if (wanted.portPrintersWithoutPassword.contains(name) && old != nullptr &&
+            old->uri == printer.uri) {
+            printer.password = old->password;
+        }
+        dropUnusedCredentials(printer);
+        differs |= old == nullptr || old->uri != printer.uri || old->hasAuth != printer.hasAuth ||
+                   old->userName != printer.userName || old->password != printer.password;
+        plan.patterns.push_back(std::move(printer));
+    }
+    if (differs && plan.changes.empty()) {
+        plan.changes.push_back({Change::Kind::change, "patterns", "", {}});
+    }
+}
+
+void planPorts(const Configuration& wanted, const std::vector<PortConfig>& ports,
+               const std::map<std::string, const PortConfig*>& storedPorts, bool removeOthers,
+               const std::set<std::uint32_t>& removedNodes, const TextCodec& codec,
+               ConfigurationPlan& plan) {
     for (const PortConfig& port : wanted.ports) {
-        const PortConfig* const stored = findPort(ports, port.name);
-        const std::string what = "port " + inQuotes(codec.toUtf8(port.name));
+        const PortConfig* const stored = find(storedPorts, port.name);
+        const std::string name = codec.toUtf8(port.name);
         if (stored == nullptr) {
             plan.portsToAdd.push_back(port);
-            plan.changes.push_back({Change::Kind::add, what, {}});
+            plan.changes.push_back({Change::Kind::add, "port", name, {}});
         } else if (*stored != port) {
             plan.portsToChange.push_back(port);
-            plan.changes.push_back({Change::Kind::change, what, differences(*stored, port, codec)});
+            plan.changes.push_back(
+                {Change::Kind::change, "port", name, differences(*stored, port, codec)});
         }
     }
-    if (!removeOthers) return;
+    const auto named = byName(wanted.ports);
     for (const PortConfig& port : ports) {
-        if (findPort(wanted.ports, port.name) != nullptr) continue;
-        plan.portsToRemove.push_back(port.name);
-        plan.changes.push_back(
-            {Change::Kind::remove, "port " + inQuotes(codec.toUtf8(port.name)), {}});
-    }
-}
-
-std::string nodeTitle(const CGroupsDB& directory, const CGroupsDBNode& node,
-                      const TextCodec& codec) {
-    return (node.type == NODE_PRINTER ? "printer " : "group ") +
-           inQuotes(codec.toUtf8(pathOf(directory, node.id)));
-}
-
-void planDirectory(const CGroupsDB& wanted, const CGroupsDB& stored, const TextCodec& codec,
-                   ConfigurationPlan& plan) {
-    for (const auto& [id, node] : wanted.nodes()) {
-        const CGroupsDBNode* const old = stored.FindNode(id);
-        const std::string what = nodeTitle(wanted, *node, codec);
-        if (old == nullptr) {
-            plan.changes.push_back({Change::Kind::add, what, {}});
+        if (find(named, port.name) != nullptr) continue;
+        const std::string name = codec.toUtf8(port.name);
+        if (removeOthers) {
+            plan.portsToRemove.push_back(port.name);
+            plan.changes.push_back({Change::Kind::remove, "port", name, {}});
             continue;
         }
-        std::vector<std::string> lines;
-        addDifferences(toJson(*old, true, codec), toJson(*node, true, codec), lines);
-        if (!lines.empty()) plan.changes.push_back({Change::Kind::change, what, lines});
-    }
-    for (const auto& [id, node] : stored.nodes()) {
-        if (wanted.FindNode(id) != nullptr) continue;
-        plan.changes.push_back({Change::Kind::remove, nodeTitle(stored, *node, codec), {}});
+        PortConfig rest = port;
+        std::erase_if(rest.targetIds, [&](std::uint32_t id) { return removedNodes.contains(id); });
+        if (rest == port) continue;
+        plan.warnings.push_back("port " + inQuotes(name) + " loses groups that are removed" +
+                                (rest.targetIds.empty() ? ", and prints to none then" : ""));
+        plan.changes.push_back(
+            {Change::Kind::change, "port", name, differences(port, rest, codec)});
+        plan.portsToChange.push_back(std::move(rest));
     }
 }
 
 }  // namespace
 
+std::string inWords(const Difference& difference) {
+    const auto words = [](const Json& value) {
+        return value.is_null() ? std::string("none") : shown(value.dump());
+    };
+    if (difference.key == "password") {
+        return difference.after.is_null() ? "password: none" : "password: another";
+    }
+    return difference.key + ": " + words(difference.before) + " -> " + words(difference.after);
+}
+
+std::string inWords(const Change& change) {
+    std::string text = std::string(keywordOf(change.kind)) + " ";
+    if (change.name.empty()) return text + "the patterns of the ports' printers";
+    return text + change.thing + " " + inQuotes(change.name);
+}
+
+const char* keywordOf(Change::Kind kind) {
+    switch (kind) {
+        case Change::Kind::add:
+            return "add";
+        case Change::Kind::change:
+            return "change";
+        case Change::Kind::remove:
+            return "remove";
+    }
+    return "";
+}
+
 bool sameDirectory(const CGroupsDB& one, const CGroupsDB& other) {
     return payload(one) == payload(other);
 }
 
-std::vector<std::string> differences(const PortConfig& before, const PortConfig& after,
-                                     const TextCodec& codec) {
-    std::vector<std::string> lines;
-    addDifferences(toJson(before, true, codec), toJson(after, true, codec), lines);
-    return lines;
+CGroupsDB copyOf(const CGroupsDB& directory) {
+    CGroupsDB copy;
+    copy.Deserialize(payload(directory));
+    return copy;
+}
+
+std::vector<Difference> differences(const PortConfig& before, const PortConfig& after,
+                                    const TextCodec& codec) {
+    std::vector<Difference> list;
+    addDifferences(toJson(before, true, codec), toJson(after, true, codec), list);
+    return list;
 }
 
 ConfigurationPlan planImport(Configuration& wanted, const std::vector<PortConfig>& ports,
-                             const CGroupsDB& directory, bool removeOthers,
+                             const CGroupsDB& directory, const Removal& removal,
                              const TextCodec& codec) {
     ConfigurationPlan plan;
-    keepPasswords(wanted, ports, directory, plan, codec);
-    planPorts(wanted, ports, removeOthers, codec, plan);
-    if (wanted.directory && !sameDirectory(*wanted.directory, directory)) {
-        plan.directoryChanges = true;
-        planDirectory(*wanted.directory, directory, codec, plan);
-        if (plan.changes.empty()) {
-            plan.changes.push_back({Change::Kind::change, "patterns of the ports' printers", {}});
+    const auto storedPorts = byName(ports);
+    std::set<std::uint32_t> removedNodes;
+    keepPortPasswords(wanted, storedPorts, plan, codec);
+    if (wanted.directory) {
+        TreeMerge merge(wanted, directory, ports, plan, codec);
+        merge.run();
+        for (PortConfig& port : wanted.ports) {
+            for (std::uint32_t& id : port.targetIds)
+                id = merge.idOf(id);
         }
+        planRemoval(directory, merge, removal, plan, removedNodes, codec);
+    } else {
+        plan.grown = copyOf(directory);
+        plan.pruned = copyOf(directory);
     }
-    // Saving a port also stores its printer as a pattern; the file's directory has the last word.
-    if (wanted.directory && !plan.changes.empty()) plan.directoryChanges = true;
+    planPorts(wanted, ports, storedPorts, removal.ports, removedNodes, codec, plan);
+    if (wanted.directory) planPatterns(wanted, directory, plan);
     return plan;
 }
 

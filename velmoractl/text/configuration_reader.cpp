@@ -7,6 +7,7 @@
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/text/template_attributes.h"
+#include "velmoractl/text/url_text.h"
 
 namespace velmora::ctl {
 namespace {
@@ -74,6 +75,7 @@ class Reader {
         return *ansi;
     }
     const Json& json() const { return json_; }
+    const std::string& place() const { return place_; }
     const TextCodec& codec() const { return codec_; }
 
   private:
@@ -95,24 +97,39 @@ Credentials readCredentials(const Reader& reader) {
     return result;
 }
 
-void readTemplate(const Reader& reader, JobTemplate& job) {
+/// Where a URL with a password in it would be shown, nobody expects one.
+std::string readUrl(const Reader& reader, const char* fallback) {
+    std::string url = fallback == nullptr ? reader.text("url") : reader.text("url", fallback);
+    if (hasUserInfo(url)) {
+        reader.fail("has a \"url\" with a user name in it; use the keys \"user\" and \"password\"");
+    }
+    return url;
+}
+
+void readTemplate(const Reader& reader, JobTemplate& job, Configuration& result) {
     for (const auto& [key, value] : reader.json().items()) {
         const TemplateAttribute* const attribute = findTemplateAttribute(key);
         if (attribute == nullptr) reader.fail("has the unknown attribute " + inQuotes(key));
         // 3 and true may be written without quotes.
         const bool plain = value.is_number_unsigned() || value.is_boolean();
         const std::string text = plain ? value.dump() : reader.stored(value, attribute->name);
-        if (!attribute->set(job, text)) {
+        if (attribute->set(job, text)) continue;
+        if (attribute->force != nullptr && attribute->force(job, text)) {
+            result.warnings.push_back(reader.place() + ": " + inQuotes(key) + " is " +
+                                      inQuotes(reader.codec().toUtf8(text)) +
+                                      ", which only some printers know");
+        } else {
             reader.fail(inQuotes(key) + " cannot be " + inQuotes(reader.codec().toUtf8(text)) +
                         "; allowed: " + attribute->allowed());
         }
     }
 }
 
-std::uint32_t readGroup(const Reader& reader, const Json& value, const CGroupsDB& directory) {
-    if (value.is_number()) return reader.number(value, "groups");
-    const std::string path = reader.stored(value, "groups");
-    const CGroupsDBNode* const node = findNode(directory, path);
+std::uint32_t readGroup(const Reader& reader, const Json& value, const DirectoryPaths& names) {
+    const bool byNumber = value.is_number();
+    const std::string path = byNumber ? "#" + std::to_string(reader.number(value, "groups"))
+                                      : reader.stored(value, "groups");
+    const CGroupsDBNode* const node = names.find(path);
     if (node == nullptr || node->type != NODE_GROUP) {
         reader.fail("names the group " + inQuotes(reader.codec().toUtf8(path)) +
                     ", which the printer directory lacks");
@@ -120,7 +137,7 @@ std::uint32_t readGroup(const Reader& reader, const Json& value, const CGroupsDB
     return node->id;
 }
 
-PortConfig readPort(const Reader& reader, const CGroupsDB& directory, Configuration& result) {
+PortConfig readPort(const Reader& reader, const DirectoryPaths& names, Configuration& result) {
     reader.allow(
         {"name", "mode", "url", "authentication", "user", "password", "groups", "job-template"});
     PortConfig port;
@@ -131,7 +148,7 @@ PortConfig readPort(const Reader& reader, const CGroupsDB& directory, Configurat
         reader.fail("needs a \"url\", or a \"mode\": single-printer or multi-remote");
     }
     port.singleTarget = mode == "single-printer" ? 1 : 0;
-    port.printerUrl = reader.text("url", "");
+    port.printerUrl = readUrl(reader, "");
     if (port.singleTarget && port.printerUrl.empty()) {
         reader.fail("is a single-printer port without a \"url\"");
     }
@@ -142,10 +159,12 @@ PortConfig readPort(const Reader& reader, const CGroupsDB& directory, Configurat
     if (credentials.passwordMissing) result.portsWithoutPassword.insert(port.name);
     if (reader.has("groups")) {
         for (const Json& group : reader.list("groups")) {
-            port.targetIds.push_back(readGroup(reader, group, directory));
+            port.targetIds.push_back(readGroup(reader, group, names));
         }
     }
-    if (reader.has("job-template")) readTemplate(reader.child("job-template"), port.jobTemplate);
+    if (reader.has("job-template")) {
+        readTemplate(reader.child("job-template"), port.jobTemplate, result);
+    }
     return port;
 }
 
@@ -158,7 +177,7 @@ std::unique_ptr<CGroupsDBNode> readNode(const Reader& reader, Configuration& res
     } else if (type == "printer") {
         const Credentials credentials = readCredentials(reader);
         auto printer = std::make_unique<CGroupsDBPrinter>();
-        printer->setTarget(reader.text("url"), credentials.authentication, credentials.user,
+        printer->setTarget(readUrl(reader, nullptr), credentials.authentication, credentials.user,
                            credentials.password);
         if (credentials.passwordMissing) result.nodesWithoutPassword.insert(reader.number("id"));
         node = std::move(printer);
@@ -176,15 +195,21 @@ void checkTree(const CGroupsDB& directory) {
     if (directory.FindGroup(kRootGroup) == nullptr) {
         throw FileError("directory lacks the root group, the node with \"id\": 1");
     }
-    for (const auto& [id, node] : directory.nodes()) {
-        const CGroupsDBNode* above = node.get();
-        for (std::size_t steps = directory.nodes().size(); above->id != kRootGroup; --steps) {
-            above = steps > 0 ? directory.FindGroup(above->parent) : nullptr;
-            if (above == nullptr) {
-                throw FileError("directory, node " + std::to_string(id) +
-                                " does not lead to the root group by its \"parent\"");
-            }
+    const DirectoryPaths names(directory);
+    std::set<std::uint32_t> reached = {kRootGroup};
+    std::vector<std::uint32_t> groups = {kRootGroup};
+    while (!groups.empty()) {
+        const std::uint32_t group = groups.back();
+        groups.pop_back();
+        for (const CGroupsDBNode* child : names.children(group)) {
+            if (!reached.insert(child->id).second) continue;
+            if (child->type == NODE_GROUP) groups.push_back(child->id);
         }
+    }
+    for (const auto& [id, node] : directory.nodes()) {
+        if (reached.contains(id)) continue;
+        throw FileError("directory, node " + std::to_string(id) +
+                        " does not lead to the root group by its \"parent\"");
     }
 }
 
@@ -207,7 +232,7 @@ CGroupsDB readDirectory(const Reader& reader, Configuration& result) {
         const Credentials credentials = readCredentials(item);
         auto printer = std::make_unique<CGroupsDBPrinter>();
         printer->name = item.text("port");
-        printer->setTarget(item.text("url"), credentials.authentication, credentials.user,
+        printer->setTarget(readUrl(item, nullptr), credentials.authentication, credentials.user,
                            credentials.password);
         if (credentials.passwordMissing) result.portPrintersWithoutPassword.insert(printer->name);
         directory.InsertPortPrinter(std::move(printer));
@@ -215,12 +240,61 @@ CGroupsDB readDirectory(const Reader& reader, Configuration& result) {
     return directory;
 }
 
+void addUtf8(std::string& text, std::uint32_t code) {
+    if (code < 0x80) {
+        text += static_cast<char>(code);
+        return;
+    }
+    const int more = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+    constexpr std::uint32_t kLead[] = {0, 0xC0, 0xE0, 0xF0};
+    text += static_cast<char>(kLead[more] | code >> (6 * more));
+    for (int rest = more - 1; rest >= 0; --rest)
+        text += static_cast<char>(0x80 | (code >> (6 * rest) & 0x3F));
+}
+
+/// UTF-16 behind its byte order mark. A half of a pair on its own becomes what is no UTF-8, which
+/// the JSON reader refuses.
+std::string fromUtf16(std::string_view bytes, bool bigEndian) {
+    const auto unit = [&](std::size_t at) {
+        const auto first = static_cast<std::uint8_t>(bytes[at]);
+        const auto second = static_cast<std::uint8_t>(bytes[at + 1]);
+        return static_cast<std::uint32_t>(bigEndian ? first << 8 | second : second << 8 | first);
+    };
+    std::string text;
+    for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
+        std::uint32_t code = unit(at);
+        const bool high = code >= 0xD800 && code < 0xDC00;
+        if (high && at + 3 < bytes.size() && unit(at + 2) >= 0xDC00 && unit(at + 2) < 0xE000) {
+            at += 2;
+            code = 0x10000 + ((code - 0xD800) << 10) + (unit(at) - 0xDC00);
+        }
+        addUtf8(text, code);
+    }
+    return text;
+}
+
+/// Windows' editors put a byte order mark in front; PowerShell's ">" writes UTF-16.
+std::string withoutMark(const std::string& text) {
+    if (text.starts_with("\xEF\xBB\xBF")) return text.substr(3);
+    if (text.starts_with("\xFF\xFE")) return fromUtf16(std::string_view(text).substr(2), false);
+    if (text.starts_with("\xFE\xFF")) return fromUtf16(std::string_view(text).substr(2), true);
+    return text;
+}
+
 Json parse(const std::string& text) {
     try {
-        return Json::parse(text);
+        return Json::parse(withoutMark(text));
     } catch (const Json::exception& error) {
-        throw FileError(std::string("is no JSON text: ") + shown(error.what(), 200));
+        throw FileError(std::string("is not valid JSON: ") + shown(error.what(), 200));
     }
+}
+
+/// Names that differ in capital and small letters alone are one to Windows.
+std::string folded(std::string name) {
+    for (char& c : name) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return name;
 }
 
 }  // namespace
@@ -237,14 +311,16 @@ Configuration readConfiguration(const std::string& text, const CGroupsDB& curren
     if (reader.has("directory"))
         result.directory = readDirectory(reader.child("directory"), result);
     const CGroupsDB& directory = result.directory ? *result.directory : current;
-    if (reader.has("ports")) {
+    result.hasPorts = reader.has("ports");
+    if (result.hasPorts) {
+        const DirectoryPaths names(directory);
+        std::set<std::string> taken;
         std::size_t index = 0;
         for (const Json& port : reader.list("ports")) {
             const Reader item = reader.item(port, "port", index++);
-            PortConfig config = readPort(item, directory, result);
-            if (std::ranges::find(result.ports, config.name, &PortConfig::name) !=
-                result.ports.end()) {
-                item.fail("has a name that an earlier one has");
+            PortConfig config = readPort(item, names, result);
+            if (!taken.insert(folded(config.name)).second) {
+                item.fail("has a name that an earlier one has; " + std::string(kCaseRule));
             }
             result.ports.push_back(std::move(config));
         }

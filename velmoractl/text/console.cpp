@@ -1,10 +1,12 @@
 #include "velmoractl/text/console.h"
 
 #include <array>
+#include <atomic>
 #include <cstdio>
 
 #include "platform/text.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/text/url_text.h"
 
 namespace velmora::ctl {
 namespace {
@@ -35,6 +37,31 @@ void write(DWORD standardHandle, std::FILE* stream, std::string_view utf8) {
 /// WinInet keeps the texts of its errors in its own library.
 constexpr DWORD kFirstInternetError = 12000;
 constexpr DWORD kLastInternetError = 12175;
+
+const char* keywordOf(DWORD code) {
+    switch (code) {
+        case RPC_S_SERVER_UNAVAILABLE:
+        case RPC_S_SERVER_TOO_BUSY:
+        case RPC_S_CALL_FAILED:
+        case ERROR_INVALID_SERVICE_CONTROL:
+        case ERROR_SERVICE_NOT_ACTIVE:
+            return "spooler-unavailable";
+        case ERROR_DISK_FULL:
+        case ERROR_HANDLE_DISK_FULL:
+            return "disk-full";
+        default:
+            return "system-error";
+    }
+}
+
+// The system calls the handler in a thread of its own.
+std::atomic<bool> interrupted = false;
+
+BOOL WINAPI noteInterrupt(DWORD event) {
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
+    interrupted = true;
+    return TRUE;
+}
 
 }  // namespace
 
@@ -67,6 +94,19 @@ std::optional<std::string> readLine(bool echo) {
     return line;
 }
 
+InterruptNote::InterruptNote() {
+    interrupted = false;
+    SetConsoleCtrlHandler(noteInterrupt, TRUE);
+}
+
+InterruptNote::~InterruptNote() {
+    SetConsoleCtrlHandler(noteInterrupt, FALSE);
+}
+
+bool InterruptNote::pressed() noexcept {
+    return interrupted;
+}
+
 std::string toUtf8(std::wstring_view wide) {
     const int size = static_cast<int>(wide.size());
     std::string utf8(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, wide.data(), size,
@@ -85,7 +125,7 @@ std::optional<std::string> fromUtf8(const std::string& utf8) {
     if (!isUtf8(utf8)) return std::nullopt;
     const std::wstring wide = wideFromUtf8(utf8, 0);
     std::string ansi = toAnsi(wide);
-    // Neither a look-alike nor a question mark may stand for what was written.
+    // The text must round-trip: no best-fit characters, no '?'.
     if (toWide(ansi) != wide) return std::nullopt;
     return ansi;
 }
@@ -119,11 +159,29 @@ CommandError systemError(const std::string& what, DWORD code, const std::string&
     if (code == ERROR_ACCESS_DENIED) {
         return {ExitCode::accessDenied, what, errorText(code), "run the command as administrator"};
     }
-    return {ExitCode::failed, what, errorText(code), remedy};
+    return {ExitCode::failed, what, errorText(code), remedy, keywordOf(code)};
+}
+
+CommandError spoolerError(const std::string& what, DWORD code) {
+    return systemError(what, code, "check that the spooler is running (net start spooler)");
 }
 
 std::string quotedAnsi(const std::string& ansi) {
     return inQuotes(toUtf8(ansi));
+}
+
+std::string quotedUrl(const std::string& ansi) {
+    return quotedAnsi(maskedUrl(ansi));
+}
+
+std::string quotedPath(const std::string& ansi) {
+    std::string text = quotedAnsi(ansi);
+    // A path holds no quotation mark and no control character, so nothing else is escaped by one.
+    for (std::size_t at = text.find("\\\\"); at != std::string::npos;
+         at = text.find("\\\\", at + 1)) {
+        text.erase(at, 1);
+    }
+    return text;
 }
 
 }  // namespace velmora::ctl

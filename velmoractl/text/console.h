@@ -20,6 +20,17 @@ bool isConsole(DWORD standardHandle);
 /// A line from the console, without its end; none at the end of the input. `echo` off for secrets.
 std::optional<std::string> readLine(bool echo);
 
+/// While it lives, Ctrl-C ends nothing but is noted. One object at a time.
+class InterruptNote {
+  public:
+    InterruptNote();
+    ~InterruptNote();
+    InterruptNote(const InterruptNote&) = delete;
+    InterruptNote& operator=(const InterruptNote&) = delete;
+
+    static bool pressed() noexcept;
+};
+
 std::string toUtf8(const std::string& ansi);
 std::string toUtf8(std::wstring_view wide);
 /// None when the ANSI code page lacks a character, or the bytes are no UTF-8.
@@ -33,7 +44,14 @@ std::string errorText(DWORD code);
 /// with the advice to run the command as administrator.
 CommandError systemError(const std::string& what, DWORD code, const std::string& remedy);
 
+/// The same for a call of the spooler: names the way to start it.
+CommandError spoolerError(const std::string& what, DWORD code);
+
 /// Stored text (ANSI) for a terminal, in quotes.
 std::string quotedAnsi(const std::string& ansi);
+/// The same for a URL, whose password, if it has one, is not shown.
+std::string quotedUrl(const std::string& ansi);
+/// A local path (ANSI), in quotes and so that it can be pasted: backslashes stay single.
+std::string quotedPath(const std::string& ansi);
 
 }  // namespace velmora::ctl

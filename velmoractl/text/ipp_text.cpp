@@ -1,6 +1,8 @@
 #include "velmoractl/text/ipp_text.h"
 
+#include <charconv>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <span>
 
 #include "ipp/job_template_choices.h"
@@ -136,6 +138,40 @@ std::string enumText(std::string_view attribute, const std::string& number) {
         }
     }
     return shown(number, 80);
+}
+
+std::string enumKeyword(std::string_view attribute, const std::string& number) {
+    for (const NumberChoice& choice : namesOf(attribute)) {
+        if (std::to_string(choice.value) == number) return choice.text;
+    }
+    return number;
+}
+
+Json numberOrNull(const std::string& text) {
+    std::int64_t value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    return error == std::errc() && stop == end ? Json(value) : Json();
+}
+
+Json jsonValues(const IppAttribute& attribute) {
+    const std::string_view name = attributeName(attribute);
+    const IppValue* value = attribute.firstValue();
+    if (attribute.nameIndex < 0 && value != nullptr) value = value->next;
+    Json values = Json::array();
+    for (; value != nullptr; value = value->next) {
+        const std::string text = textOf(*value);
+        const std::string keyword = enumKeyword(name, text);
+        if (value->kind == IppValueKind::boolean)
+            values.push_back(value->number != 0);
+        else if (keyword != text)
+            values.push_back({{"value", value->number}, {"keyword", keyword}});
+        else if (value->kind == IppValueKind::integer || value->kind == IppValueKind::enumeration)
+            values.push_back(value->number);
+        else
+            values.push_back(text);
+    }
+    return values;
 }
 
 std::string statusText(std::uint32_t status) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "ipp/message.h"
+#include "velmoractl/text/configuration_file.h"
 
 namespace velmora::ctl {
 
@@ -34,6 +35,17 @@ std::string shownValues(const std::vector<std::string>& values);
 /// The name of an enumerated value, such as "idle (3)"; the number alone when it has none.
 /// Attributes: printer-state, job-state, print-quality, orientation-requested, finishings.
 std::string enumText(std::string_view attribute, const std::string& number);
+
+/// The name alone, such as "idle"; the number as it is when it has none.
+std::string enumKeyword(std::string_view attribute, const std::string& number);
+
+// For scripts.
+
+/// The number that the text is, or null.
+Json numberOrNull(const std::string& text);
+/// The values of an attribute: numbers as numbers, flags as booleans, an enumerated value as
+/// {"value": 3, "keyword": "idle"}.
+Json jsonValues(const IppAttribute& attribute);
 
 /// Status codes of RFC 2911, 13.1: "client-error-not-found (0x0406)".
 std::string statusText(std::uint32_t status);

@@ -4,7 +4,7 @@
 
 namespace velmora::ctl {
 
-/// A bar on the error output: drawn over and over on a console, a line each tenth elsewhere.
+/// A bar on the error output, if that is a console.
 class ProgressBar {
   public:
     ProgressBar(std::uint64_t total, bool visible);
@@ -19,7 +19,6 @@ class ProgressBar {
   private:
     const std::uint64_t total_;
     const bool visible_;
-    const bool console_;
     int shownPercent_ = -1;
     bool open_ = false;
 };

@@ -15,6 +15,10 @@ std::string shown(std::string_view text, std::size_t longest = 300);
 /// The same in double quotes, which are escaped inside.
 std::string inQuotes(std::string_view text, std::size_t longest = 300);
 
+/// The one rule for names, as every verb that needs it says it.
+inline constexpr std::string_view kCaseRule =
+    "capital and small letters matter, but two names may not differ in them alone";
+
 /// Whether the bytes are UTF-8 (RFC 3629), so that a JSON text may hold them.
 bool isUtf8(std::string_view text);
 

@@ -27,6 +27,8 @@ constexpr const char* kDocumentHandlings[] = {
     "single-document", "separate-documents-uncollated-copies", "separate-documents-collated-copies",
     "single-document-new-sheet"};
 constexpr const char* kJobSheets[] = {"none", "standard"};
+// RFC 2911, 4.2.8. The dialog's list also has what older printers call them.
+constexpr const char* kSides[] = {"one-sided", "two-sided-long-edge", "two-sided-short-edge"};
 
 std::optional<std::uint32_t> number(std::string_view text, std::uint32_t lowest,
                                     std::uint32_t highest) {
@@ -45,6 +47,15 @@ bool setNumber(std::uint32_t& field, const std::string& text, std::uint32_t high
 
 bool setKeyword(std::string& field, const std::string& text, std::span<const char* const> choices) {
     if (std::ranges::find(choices, text) == choices.end()) return false;
+    field = text;
+    return true;
+}
+
+/// A keyword of a printer's own (RFC 2911, 4.1.3), or a name that an administrator has given.
+bool forceKeyword(std::string& field, const std::string& text) {
+    const bool plain = std::ranges::none_of(
+        text, [](char c) { return static_cast<std::uint8_t>(c) < 0x20 || c == 0x7F; });
+    if (text.empty() || text.size() > kLongestKeyword || !plain) return false;
     field = text;
     return true;
 }
@@ -83,11 +94,7 @@ std::string list(std::span<const NumberChoice> choices) {
 }
 
 bool setMedia(JobTemplate& job, const std::string& text) {
-    const bool plain = std::ranges::none_of(
-        text, [](char c) { return static_cast<std::uint8_t>(c) < 0x20 || c == 0x7F; });
-    if (text.empty() || text.size() > kLongestKeyword || !plain) return false;
-    job.media = text;
-    return true;
+    return forceKeyword(job.media, text);
 }
 
 bool setPageRanges(JobTemplate& job, const std::string& text) {
@@ -139,16 +146,20 @@ const TemplateAttribute kAttributes[] = {
     {"job-priority", "1..100", "a job with a higher number is printed first",
      [] { return std::string("a number from 1 to 100"); },
      [](const Job& job) { return std::to_string(job.jobPriority); },
-     [](Job& job, const std::string& text) { return setNumber(job.jobPriority, text, 100); }},
+     [](Job& job, const std::string& text) { return setNumber(job.jobPriority, text, 100); },
+     TemplateAttribute::Kind::number},
     {"job-hold-until", "WHEN", "when the printer may begin",
      [] { return list(holdUntilChoices()); }, [](const Job& job) { return job.jobHoldUntil; },
      [](Job& job, const std::string& text) {
          return setKeyword(job.jobHoldUntil, text, holdUntilChoices());
-     }},
+     },
+     TemplateAttribute::Kind::text,
+     [](Job& job, const std::string& text) { return forceKeyword(job.jobHoldUntil, text); }},
     {"copies", "NUMBER", "copies of each document",
      [] { return "a number from 1 to " + std::to_string(kLargest); },
      [](const Job& job) { return std::to_string(job.copies); },
-     [](Job& job, const std::string& text) { return setNumber(job.copies, text, kLargest); }},
+     [](Job& job, const std::string& text) { return setNumber(job.copies, text, kLargest); },
+     TemplateAttribute::Kind::number},
     {"printer-resolution", "RESOLUTION", "such as 600dpi, 1200x600dpi or 118dpcm",
      [] {
          return std::string(
@@ -160,7 +171,8 @@ const TemplateAttribute kAttributes[] = {
      [](const Job& job) { return choiceText(job.printQuality, kQualities); },
      [](Job& job, const std::string& text) {
          return setChoice(job.printQuality, text, kQualities);
-     }},
+     },
+     TemplateAttribute::Kind::number},
     {"page-ranges", "RANGES", "such as 1,3,5-12; \"\" for all pages",
      [] {
          return std::string(
@@ -175,33 +187,44 @@ const TemplateAttribute kAttributes[] = {
      [](const Job& job) { return choiceText(job.orientationRequested, kOrientations); },
      [](Job& job, const std::string& text) {
          return setChoice(job.orientationRequested, text, kOrientations);
-     }},
+     },
+     TemplateAttribute::Kind::number},
     {"number-up", "NUMBER", "pages on one side of a sheet",
      [] { return std::string("1, 2, 4, or another number that the printer knows"); },
      [](const Job& job) { return std::to_string(job.numberUp); },
-     [](Job& job, const std::string& text) { return setNumber(job.numberUp, text, kLargest); }},
-    {"sides", "SIDES", "one or both sides of the paper", [] { return list(sidesChoices()); },
+     [](Job& job, const std::string& text) { return setNumber(job.numberUp, text, kLargest); },
+     TemplateAttribute::Kind::number},
+    {"sides", "SIDES", "one or both sides of the paper", [] { return list(kSides); },
      [](const Job& job) { return job.sides; },
-     [](Job& job, const std::string& text) { return setKeyword(job.sides, text, sidesChoices()); }},
+     [](Job& job, const std::string& text) { return setKeyword(job.sides, text, kSides); },
+     TemplateAttribute::Kind::text,
+     [](Job& job, const std::string& text) { return forceKeyword(job.sides, text); }},
     {"multiple-document-handling", "HANDLING", "how documents and copies are put together",
      [] { return list(kDocumentHandlings); },
      [](const Job& job) { return job.multipleDocumentHandling; },
      [](Job& job, const std::string& text) {
          return setKeyword(job.multipleDocumentHandling, text, kDocumentHandlings);
+     },
+     TemplateAttribute::Kind::text,
+     [](Job& job, const std::string& text) {
+         return forceKeyword(job.multipleDocumentHandling, text);
      }},
     {"finishings", "FINISHING", "staples and holes", [] { return list(finishingsChoices()); },
      [](const Job& job) { return choiceText(job.finishings, finishingsChoices()); },
      [](Job& job, const std::string& text) {
          return setChoice(job.finishings, text, finishingsChoices());
-     }},
+     },
+     TemplateAttribute::Kind::number},
     {"job-sheets", "SHEETS", "a sheet in front of each job", [] { return list(kJobSheets); },
      [](const Job& job) { return job.jobSheets; },
-     [](Job& job, const std::string& text) { return setKeyword(job.jobSheets, text, kJobSheets); }},
+     [](Job& job, const std::string& text) { return setKeyword(job.jobSheets, text, kJobSheets); },
+     TemplateAttribute::Kind::text,
+     [](Job& job, const std::string& text) { return forceKeyword(job.jobSheets, text); }},
     {"ipp-attribute-fidelity", "true|false",
      "true: the printer must refuse a job that it cannot print exactly so",
      [] { return std::string("true, false"); },
      [](const Job& job) { return std::string(job.ippAttributeFidelity ? "true" : "false"); },
-     setFidelity},
+     setFidelity, TemplateAttribute::Kind::flag},
 };
 
 }  // namespace

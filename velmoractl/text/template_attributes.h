@@ -11,6 +11,8 @@ namespace velmora::ctl {
 /// One attribute of the job template: the command-line option and the JSON key of the same name.
 /// Values are texts, such as "two-sided-long-edge", "600dpi", "high", "3".
 struct TemplateAttribute {
+    enum class Kind { text, number, flag };
+
     const char* name;   ///< the IPP attribute
     const char* value;  ///< what stands for the value in the help text
     const char* about;
@@ -19,6 +21,9 @@ struct TemplateAttribute {
     std::string (*get)(const JobTemplate& job);
     /// False, with nothing changed, when the value is not allowed.
     bool (*set)(JobTemplate& job, const std::string& value);
+    Kind kind = Kind::text;
+    /// Takes a keyword that only some printers know; null where `set` takes all that there can be.
+    bool (*force)(JobTemplate& job, const std::string& value) = nullptr;
 };
 
 /// All fourteen, in the order of the record.

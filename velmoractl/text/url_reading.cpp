@@ -1,11 +1,12 @@
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
+#include <charconv>
 #include <optional>
 
 #include "ipp/connection.h"
 #include "velmoractl/internet.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/shown_text.h"
 
 namespace velmora::ctl {
 namespace {
@@ -16,20 +17,26 @@ std::string lower(std::string text) {
     return text;
 }
 
-/// What stands between "://" (or the beginning) and the path.
+/// What is between "://" (or the beginning) and the path.
 std::string authorityOf(const std::string& url) {
     const std::size_t scheme = url.find("://");
     const std::size_t begin = scheme == std::string::npos ? 0 : scheme + 3;
     return url.substr(begin, url.find_first_of("/?#", begin) - begin);
 }
 
-/// The number behind the host as it was typed; -1 when there is none.
-long typedPort(const std::string& authority) {
+/// What was typed as the port; empty if nothing was.
+std::string typedPort(const std::string& authority) {
     const std::size_t colon = authority.rfind(':');
-    if (colon == std::string::npos || colon + 1 == authority.size()) return -1;
-    char* end = nullptr;
-    const long port = std::strtol(authority.c_str() + colon + 1, &end, 10);
-    return *end == '\0' ? port : -1;
+    const std::size_t bracket = authority.rfind(']');  // an IPv6 address has colons of its own
+    if (colon == std::string::npos || (bracket != std::string::npos && colon < bracket)) return {};
+    return authority.substr(colon + 1);
+}
+
+bool isPort(const std::string& text) {
+    unsigned port = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, port);
+    return error == std::errc() && stop == end && port >= 1 && port <= 65535;
 }
 
 void addWarnings(const std::string& url, UrlReading& reading, bool completed) {
@@ -40,6 +47,9 @@ void addWarnings(const std::string& url, UrlReading& reading, bool completed) {
         warnings.push_back("the URL has no scheme: the monitor puts ipp:// in front of it");
     }
     const std::string scheme = lower(reading.scheme);
+    reading.knownScheme =
+        scheme == "ipp" || scheme == "http" || scheme == "https" || scheme == "ipps";
+    reading.onlyLooksSecure = (scheme == "https" || scheme == "ipps") && !reading.secure;
     if (scheme == "https" && reading.scheme != "https") {
         warnings.push_back(
             "the scheme is not written in small letters: the monitor sends without "
@@ -57,13 +67,14 @@ void addWarnings(const std::string& url, UrlReading& reading, bool completed) {
     if (authority.find('@') != std::string::npos) {
         warnings.push_back("the user name in the URL is not used; give it to the port instead");
     }
-    const long typed = typedPort(authority);
-    if (typed >= 0 && static_cast<unsigned long>(typed) != reading.port) {
-        warnings.push_back("port " + std::to_string(typed) + " is not possible; " + port +
+    const std::string typed = typedPort(authority);
+    reading.badPort = !typed.empty() && !isPort(typed);
+    if (reading.badPort) {
+        warnings.push_back("port " + shown(toUtf8(typed)) + " is not possible; " + port +
                            " is used");
     }
     if (url.find('#') != std::string::npos) {
-        warnings.push_back("what stands behind # may be sent as part of the path");
+        warnings.push_back("what follows the # may be sent as part of the path");
     }
     if (reading.path.empty() || reading.path == "/") {
         warnings.push_back("the URL has no path; most printers want one, such as /ipp/print");
@@ -89,7 +100,7 @@ UrlReading readUrl(const std::string& url) {
     if (reading.host.empty()) {
         reading.problem =
             url.find("://") == std::string::npos
-                ? "what stands in front of the first colon, " + quotedAnsi(reading.scheme) +
+                ? "what is in front of the first colon, " + quotedAnsi(reading.scheme) +
                       ", is taken for the scheme, and there is no host; write ipp:// in front"
                 : "the URL has no host name";
         return reading;

@@ -1,10 +1,13 @@
 #include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
+#include "velmoractl/text/shown_text.h"
+#include "velmoractl/text/url_text.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 
@@ -18,6 +21,7 @@ struct NodeOptions {
     std::string url;
     std::string name;
     bool force = false;
+    UrlRules rules;
     Credentials credentials;
     Option urlOption;
     Option nameOption;
@@ -27,41 +31,14 @@ const char* word(std::uint32_t type) {
     return type == NODE_PRINTER ? "printer" : "group";
 }
 
-CGroupsDBNode& requireNode(const CGroupsDB& directory, const std::string& path, std::uint32_t type,
-                           const std::string& what) {
-    CGroupsDBNode* const node = findNode(directory, path);
-    if (node == nullptr || node->type != type) {
-        throw CommandError(ExitCode::notFound, what,
-                           std::string("there is no ") + word(type) + " " + quotedAnsi(path),
-                           std::string("\"") + word(type) + " list\" shows what there is");
-    }
-    return *node;
-}
-
-/// Names of siblings differ; the tree's dialogs hold to that too.
-void checkFreeName(const CGroupsDB& directory, std::uint32_t group, const std::string& name,
-                   const std::string& what) {
-    if (name.empty()) {
-        throw CommandError(ExitCode::usage, what, "the name is empty", "give a name");
-    }
-    if (const CGroupsDBNode* const taken = childNamed(directory, group, name)) {
-        throw CommandError(ExitCode::conflict, what,
-                           std::string("a ") + word(taken->type) + " " + quotedAnsi(name) +
-                               " is already in that group",
-                           "choose another name or another group");
-    }
-}
-
-void store(const Session& session, MonitorChannel& channel, const CGroupsDB& directory,
-           const CGroupsDBNode& node, const std::string& done) {
-    channel.storeDirectory(directory);
-    if (session.json) session.answer(toJson(node, false, systemCodec()));
-    session.say(done);
-}
-
-std::string title(const CGroupsDB& directory, const CGroupsDBNode& node) {
-    std::string text = node.type == NODE_PRINTER ? "Printer " : "Group ";
-    return text + quotedAnsi(pathOf(directory, node.id));
+/// A sibling whose name differs from `name` in capital and small letters at most; null if none.
+const CGroupsDBNode* similarSibling(const DirectoryPaths& names, std::uint32_t group,
+                                    const std::string& name) {
+    const auto& children = names.children(group);
+    const auto found = std::ranges::find_if(children, [&](const CGroupsDBNode* child) {
+        return lstrcmpiA(child->name.c_str(), name.c_str()) == 0;
+    });
+    return found == children.end() ? nullptr : *found;
 }
 
 /// "A/B/C" is the name C in the group A/B.
@@ -71,136 +48,283 @@ std::pair<std::string, std::string> splitPath(const std::string& path) {
     return {path.substr(0, slash), path.substr(slash + 1)};
 }
 
+/// What to do when nothing has that name: another one may only be written differently.
+std::string missingRemedy(const DirectoryPaths& names, const std::string& path,
+                          std::uint32_t type) {
+    const auto [group, name] = splitPath(path);
+    const CGroupsDBNode* const parent = names.find(group);
+    const CGroupsDBNode* const similar =
+        parent == nullptr ? nullptr : similarSibling(names, parent->id, name);
+    if (similar == nullptr || similar->type != type) {
+        return std::string("\"") + word(type) + " list\" shows what there is";
+    }
+    return "there is " + quotedAnsi(names.pathOf(similar->id)) + "; " + std::string(kCaseRule);
+}
+
+CGroupsDBNode& requireNode(const CGroupsDB& directory, const std::string& path, std::uint32_t type,
+                           const std::string& what) {
+    const DirectoryPaths names(directory);
+    CGroupsDBNode* const node = names.find(path);
+    if (node == nullptr || node->type != type) {
+        throw CommandError(ExitCode::notFound, what,
+                           std::string("there is no ") + word(type) + " " + quotedAnsi(path),
+                           missingRemedy(names, path, type));
+    }
+    return *node;
+}
+
+/// Names of siblings differ; the tree's dialogs hold to that too. `self`: the node that gets the
+/// name, if it is there already.
+void checkFreeName(const CGroupsDB& directory, std::uint32_t group, const std::string& name,
+                   std::uint32_t self, const std::string& what) {
+    if (name.empty()) {
+        throw CommandError(ExitCode::usage, what, "the name is empty", "give a name");
+    }
+    if (name.find('/') != std::string::npos || name.starts_with('#')) {
+        throw CommandError(ExitCode::usage, what, "the name holds a slash or begins with #",
+                           "choose another name: a slash separates the names of a path, and # "
+                           "begins a number");
+    }
+    if (name.size() > kLongestName) {
+        throw CommandError(ExitCode::usage, what, "the name is longer than 255 bytes",
+                           "choose a shorter name");
+    }
+    const DirectoryPaths names(directory);
+    const CGroupsDBNode* const taken = similarSibling(names, group, name);
+    if (taken == nullptr || taken->id == self) return;
+    throw CommandError(ExitCode::conflict, what,
+                       std::string("a ") + word(taken->type) + " " + quotedAnsi(taken->name) +
+                           " is already in that group",
+                       taken->name == name ? "choose another name or another group"
+                                           : "choose another name; " + std::string(kCaseRule),
+                       "name-taken");
+}
+
+std::string title(const DirectoryPaths& names, const CGroupsDBNode& node) {
+    const std::string text = node.type == NODE_PRINTER ? "Printer " : "Group ";
+    return text + quotedAnsi(names.pathOf(node.id));
+}
+
+Json described(const DirectoryPaths& names, const CGroupsDBNode& node) {
+    Json json = toJson(node, false, systemCodec());
+    if (node.type == NODE_PRINTER) {
+        json["url"] = toUtf8(maskedUrl(static_cast<const CGroupsDBPrinter&>(node).uri));
+    }
+    json["path"] = toUtf8(names.pathOf(node.id));
+    return json;
+}
+
+void report(const Session& session, const CGroupsDB& directory, std::uint32_t id,
+            const std::string& done) {
+    const DirectoryPaths names(directory);
+    const CGroupsDBNode& node = *directory.FindNode(id);
+    if (session.wantsJson()) session.answer(described(names, node));
+    session.say(title(names, node) + done);
+}
+
+/// Numbers of groups that are gone and that ports still hold must not become those of others.
+void skipHeldNumbers(CGroupsDB& directory, const std::vector<PortConfig>& ports) {
+    std::set<std::uint32_t> held;
+    for (const PortConfig& port : ports)
+        held.insert(port.targetIds.begin(), port.targetIds.end());
+    while (held.contains(directory.nextId()))
+        directory.ReserveId(directory.nextId());
+}
+
 void addNode(const Session& session, const NodeOptions& options, std::uint32_t type) {
     const std::string what = std::string(word(type)) + " add " + quotedAnsi(options.node);
-    if (type == NODE_PRINTER) checkUrl(options.url, what);
-    MonitorChannel channel(session);
-    CGroupsDB directory = channel.directory();
-    const auto [groupPath, name] = splitPath(options.node);
-    const std::uint32_t group = requireGroup(directory, groupPath, what).id;
-    checkFreeName(directory, group, name, what);
-    CGroupsDBNode* node = nullptr;
-    if (type == NODE_GROUP) {
-        node = directory.AddGroup(name, group);
-    } else {
-        std::uint8_t authentication = 0;
-        std::string user, password;
+    std::uint8_t authentication = 0;
+    std::string user, password;
+    if (type == NODE_PRINTER) {
+        checkUrl(options.url, options.rules, what);
         applyCredentials(options.credentials, authentication, user, password, what);
-        node = directory.AddPrinter(name, options.url, authentication != 0, user, password, group);
     }
-    store(session, channel, directory, *node, title(directory, *node) + " has been added.");
+    MonitorChannel channel(session);
+    const auto lock = channel.lockDirectory(what);
+    const std::vector<PortConfig> ports = channel.ports();
+    std::uint32_t id = 0;
+    const CGroupsDB stored = channel.changeDirectory(what, [&](CGroupsDB& directory) {
+        const auto [groupPath, name] = splitPath(options.node);
+        const std::uint32_t group = requireGroup(directory, groupPath, what).id;
+        checkFreeName(directory, group, name, 0, what);
+        skipHeldNumbers(directory, ports);
+        if (type == NODE_GROUP) {
+            id = directory.AddGroup(name, group)->id;
+        } else {
+            id =
+                directory.AddPrinter(name, options.url, authentication != 0, user, password, group)
+                    ->id;
+        }
+    });
+    report(session, stored, id, " has been added.");
 }
 
 void renameNode(const Session& session, const NodeOptions& options, std::uint32_t type) {
     const std::string what = std::string(word(type)) + " rename " + quotedAnsi(options.node);
     MonitorChannel channel(session);
-    CGroupsDB directory = channel.directory();
-    CGroupsDBNode& node = requireNode(directory, options.node, type, what);
-    if (node.name != options.to) {
-        checkFreeName(directory, node.parent, options.to, what);
+    std::uint32_t id = 0;
+    const CGroupsDB stored = channel.changeDirectory(what, [&](CGroupsDB& directory) {
+        const CGroupsDBNode& node = requireNode(directory, options.node, type, what);
+        id = node.id;
+        if (node.name == options.to) return;
+        checkFreeName(directory, node.parent, options.to, node.id, what);
         directory.RenameNode(node.id, options.to);
-    }
-    store(session, channel, directory, node, title(directory, node) + " has its new name.");
+    });
+    report(session, stored, id, " has its new name.");
 }
 
 void moveNode(const Session& session, const NodeOptions& options, std::uint32_t type) {
     const std::string what = std::string(word(type)) + " move " + quotedAnsi(options.node);
     MonitorChannel channel(session);
-    CGroupsDB directory = channel.directory();
-    CGroupsDBNode& node = requireNode(directory, options.node, type, what);
-    const CGroupsDBGroup& target = requireGroup(directory, options.to, what);
-    if (node.parent != target.id) {
+    std::uint32_t id = 0;
+    const CGroupsDB stored = channel.changeDirectory(what, [&](CGroupsDB& directory) {
+        CGroupsDBNode& node = requireNode(directory, options.node, type, what);
+        const CGroupsDBGroup& target = requireGroup(directory, options.to, what);
+        id = node.id;
+        if (node.parent == target.id) return;
         if (node.id == kRootGroup || !directory.CanPlace(node, target.id)) {
             throw CommandError(ExitCode::conflict, what,
-                               "it cannot stand in " + quotedAnsi(options.to),
-                               "a name may stand in a group only once, and no group in itself");
+                               "it cannot be in " + quotedAnsi(options.to),
+                               "a name may be in a group only once, and no group in itself");
         }
+        checkFreeName(directory, target.id, node.name, node.id, what);
         SetNodeParent(node, target.id);
-    }
-    store(session, channel, directory, node, title(directory, node) + " is in its new place.");
+    });
+    report(session, stored, id, " is in its new place.");
 }
 
-/// The ports that print to the group or to one below it, by name.
-std::vector<std::string> portsUsing(MonitorChannel& channel, const CGroupsDB& directory,
-                                    std::uint32_t removed) {
-    std::vector<std::string> names;
-    for (const PortConfig& port : channel.ports()) {
-        const bool uses = std::ranges::any_of(port.targetIds, [&](std::uint32_t id) {
-            const CGroupsDBNode* node = directory.FindNode(id);
-            for (std::size_t steps = directory.nodes().size(); node != nullptr && steps > 0;
-                 --steps) {
-                if (node->id == removed) return true;
-                node = directory.FindNode(node->parent);
-            }
-            return false;
-        });
-        if (uses) names.push_back(port.name);
+/// The node and everything below it.
+std::set<std::uint32_t> withAllBelow(const CGroupsDB& directory, std::uint32_t top) {
+    const DirectoryPaths names(directory);
+    std::set<std::uint32_t> ids = {top};
+    std::vector<std::uint32_t> open = {top};
+    while (!open.empty()) {
+        const std::uint32_t group = open.back();
+        open.pop_back();
+        for (const CGroupsDBNode* child : names.children(group)) {
+            if (ids.insert(child->id).second) open.push_back(child->id);
+        }
     }
-    return names;
+    return ids;
 }
 
-void removeNode(const Session& session, const NodeOptions& options, std::uint32_t type) {
-    const std::string what = std::string(word(type)) + " remove " + quotedAnsi(options.node);
-    MonitorChannel channel(session);
-    CGroupsDB directory = channel.directory();
-    const CGroupsDBNode& node = requireNode(directory, options.node, type, what);
+/// The ports that name one of the groups, as they are without them.
+std::vector<PortConfig> portsWithout(const std::vector<PortConfig>& ports,
+                                     const std::set<std::uint32_t>& groups) {
+    std::vector<PortConfig> changed;
+    for (const PortConfig& port : ports) {
+        PortConfig rest = port;
+        std::erase_if(rest.targetIds, [&](std::uint32_t id) { return groups.contains(id); });
+        if (rest.targetIds.size() != port.targetIds.size()) changed.push_back(std::move(rest));
+    }
+    return changed;
+}
+
+std::string namesOf(const std::vector<PortConfig>& ports, std::size_t from = 0) {
+    std::string text;
+    for (std::size_t i = from; i < ports.size(); ++i)
+        text += (text.empty() ? "" : ", ") + quotedAnsi(ports[i].name);
+    return text;
+}
+
+void checkRemovable(const CGroupsDB& directory, const CGroupsDBNode& node,
+                    const std::vector<PortConfig>& ports, bool force, const std::string& what) {
     if (node.id == kRootGroup) {
         throw CommandError(ExitCode::conflict, what, "this is the group that holds all others",
                            "remove the groups in it");
     }
     std::vector<CGroupsDBNode*> children;
     directory.GetChildren(node.id, children);
-    if (!children.empty() && !options.force) {
+    if (!children.empty() && !force) {
         throw CommandError(ExitCode::conflict, what,
                            "it holds " + std::to_string(children.size()) + " groups or printers",
-                           "remove them first, or add --force to remove them too");
+                           "remove them first, or add --force to remove them too", "in-use");
     }
-    const std::vector<std::string> ports =
-        type == NODE_GROUP ? portsUsing(channel, directory, node.id) : std::vector<std::string>();
-    if (!ports.empty() && !options.force) {
-        throw CommandError(ExitCode::conflict, what,
-                           "the port " + quotedAnsi(ports.front()) + " prints to it",
-                           "give the port other groups first, or add --force");
+    if (!ports.empty() && !force) {
+        throw CommandError(ExitCode::conflict, what, "ports print to it: " + namesOf(ports),
+                           "give them other groups first, or add --force to take it out of them",
+                           "in-use");
     }
-    const std::string done = title(directory, node) + " has been removed.";
-    const std::string path = toUtf8(pathOf(directory, node.id));
-    directory.DeleteNode(node.id);
-    channel.storeDirectory(directory);
-    if (session.json) session.answer({{"removed", path}});
+}
+
+void removeNode(const Session& session, const NodeOptions& options, std::uint32_t type) {
+    const std::string what = std::string(word(type)) + " remove " + quotedAnsi(options.node);
+    MonitorChannel channel(session);
+    const auto lock = channel.lockDirectory(what);
+    const std::vector<PortConfig> ports =
+        type == NODE_GROUP ? channel.ports() : std::vector<PortConfig>();
+    std::vector<PortConfig> changed;
+    std::string path, done;
+    channel.changeDirectory(what, [&](CGroupsDB& directory) {
+        const CGroupsDBNode& node = requireNode(directory, options.node, type, what);
+        changed = portsWithout(ports, withAllBelow(directory, node.id));
+        checkRemovable(directory, node, changed, options.force, what);
+        const DirectoryPaths names(directory);
+        done = title(names, node) + " has been removed.";
+        path = toUtf8(names.pathOf(node.id));
+        directory.DeleteNode(node.id);
+    });
+    // The number in a port means nothing now; it must not mean another group later.
+    for (std::size_t i = 0; i < changed.size(); ++i) {
+        try {
+            channel.changePort(changed[i]);
+        } catch (const CommandError& error) {
+            throw CommandError(error.code(), what,
+                               "the group is removed, but these ports still hold its number: " +
+                                   namesOf(changed, i) + " (" + error.why() + ")",
+                               "give them their groups anew with \"port set NAME --group GROUP\"",
+                               error.keyword());
+        }
+    }
+    if (session.wantsJson()) {
+        Json names = Json::array();
+        for (const PortConfig& port : changed)
+            names.push_back(toUtf8(port.name));
+        session.answer({{"removed", path}, {"changed-ports", std::move(names)}});
+    }
     session.say(done);
+    for (const PortConfig& port : changed) {
+        session.say("Port " + quotedAnsi(port.name) + " no longer prints to it" +
+                    (port.targetIds.empty() ? ", and now prints to nothing." : "."));
+    }
 }
 
 void setPrinter(const Session& session, const NodeOptions& options) {
     const std::string what = "printer set " + quotedAnsi(options.node);
-    if (options.urlOption.given()) checkUrl(options.url, what);
-    MonitorChannel channel(session);
-    CGroupsDB directory = channel.directory();
-    auto& printer =
-        static_cast<CGroupsDBPrinter&>(requireNode(directory, options.node, NODE_PRINTER, what));
-    if (options.nameOption.given() && options.name != printer.name) {
-        checkFreeName(directory, printer.parent, options.name, what);
-        printer.name = options.name;
+    if (!options.urlOption.given() && !options.nameOption.given() && !options.credentials.given() &&
+        !options.credentials.none) {
+        throw CommandError(ExitCode::usage, what, "there is nothing to set",
+                           "name what to change; see printer set --help");
     }
-    if (options.urlOption.given()) printer.uri = options.url;
-    applyCredentials(options.credentials, printer.hasAuth, printer.userName, printer.password,
-                     what);
-    store(session, channel, directory, printer, title(directory, printer) + " has been changed.");
-}
-
-Json described(const CGroupsDB& directory, const CGroupsDBNode& node) {
-    Json json = toJson(node, false, systemCodec());
-    json["path"] = toUtf8(pathOf(directory, node.id));
-    return json;
+    if (options.urlOption.given()) checkUrl(options.url, options.rules, what);
+    // Asked for once, and before anybody else has to wait.
+    Credentials credentials = options.credentials;
+    readPassword(credentials, what);
+    MonitorChannel channel(session);
+    std::uint32_t id = 0;
+    const CGroupsDB stored = channel.changeDirectory(what, [&](CGroupsDB& directory) {
+        auto& printer = static_cast<CGroupsDBPrinter&>(
+            requireNode(directory, options.node, NODE_PRINTER, what));
+        id = printer.id;
+        if (options.nameOption.given() && options.name != printer.name) {
+            checkFreeName(directory, printer.parent, options.name, printer.id, what);
+            printer.name = options.name;
+        }
+        if (options.urlOption.given()) printer.uri = options.url;
+        applyCredentials(credentials, printer.hasAuth, printer.userName, printer.password, what);
+    });
+    report(session, stored, id, " has been changed.");
 }
 
 void showPrinter(const Session& session, const NodeOptions& options) {
     MonitorChannel channel(session);
     const CGroupsDB directory = channel.directory();
+    const DirectoryPaths names(directory);
     const auto& printer = static_cast<const CGroupsDBPrinter&>(requireNode(
         directory, options.node, NODE_PRINTER, "printer show " + quotedAnsi(options.node)));
-    if (session.json) return session.answer(described(directory, printer));
-    writeOut(title(directory, printer) + " (#" + std::to_string(printer.id) +
-             ")\n  url: " + quotedAnsi(printer.uri) + "\n");
+    if (session.wantsJson()) return session.answer(described(names, printer));
+    writeOut(title(names, printer) + " (#" + std::to_string(printer.id) +
+             ")\n  url: " + quotedUrl(printer.uri) + "\n");
     if (printer.hasAuth) {
         writeOut("  user " + quotedAnsi(printer.userName) + ", " +
                  (printer.password.empty() ? "no password" : "with a password") + "\n");
@@ -208,26 +332,27 @@ void showPrinter(const Session& session, const NodeOptions& options) {
 }
 
 void listNodes(const Session& session, std::uint32_t type) {
+    constexpr Column kGroups[] = {{"path", "GROUP"}, {"id", "NUMBER"}, {"printers", "PRINTERS"}};
+    constexpr Column kPrinters[] = {
+        {"path", "PRINTER"}, {"id", "NUMBER"}, {"url", "URL"}, {"user", "USER"}};
     MonitorChannel channel(session);
     const CGroupsDB directory = channel.directory();
-    Json json = Json::array();
+    const DirectoryPaths names(directory);
+    Json rows = Json::array();
     for (const auto& [id, node] : directory.nodes()) {
         if (node->type != type) continue;
-        if (session.json) {
-            json.push_back(described(directory, *node));
-            continue;
-        }
-        std::string line = quotedAnsi(pathOf(directory, id)) + "  #" + std::to_string(id);
-        if (type == NODE_PRINTER) {
-            line += "  " + quotedAnsi(static_cast<const CGroupsDBPrinter&>(*node).uri);
-        } else {
-            std::vector<CGroupsDBPrinter*> printers;
-            directory.CollectPrinters(id, printers);
-            line += "  " + std::to_string(printers.size()) + " printers";
-        }
-        writeOut(line + "\n");
+        Json& row = rows.emplace_back(described(names, *node));
+        if (type == NODE_PRINTER) continue;
+        std::vector<CGroupsDBPrinter*> printers;
+        directory.CollectPrinters(id, printers);
+        row["printers"] = printers.size();
     }
-    if (session.json) session.answer(json);
+    if (type == NODE_PRINTER) {
+        session.list({kPrinters, "path", "There are no printers; \"printer add\" makes one."},
+                     std::move(rows));
+    } else {
+        session.list({kGroups, "path", "There are no groups."}, std::move(rows));
+    }
 }
 
 using NodeAction = void (*)(const Session&, const NodeOptions&, std::uint32_t);
@@ -244,10 +369,12 @@ Verb addNodeVerb(Verb group, Session& session, const VerbText& text, const char*
                  NodeAction action) {
     Verb app = addVerb(group, session, text.name, text.about, text.example,
                        [&session, options, action, type] { action(session, *options, type); });
-    app.text("path", options->node, "names from the top down, as \"A/B\", or #ID", "PATH")
+    app.text("path", options->node, "names from the top down, as \"A/B\", or #NUMBER", "PATH")
         .required();
     if (second != nullptr) {
-        app.text(second, options->to, "where to, or the new name", "TEXT").required();
+        app.text(second, options->to,
+                 std::string(second) == "group" ? "the group to put it in" : "the new name", "TEXT")
+            .required();
     }
     return app;
 }
@@ -266,10 +393,11 @@ void addCommonVerbs(Verb group, Session& session, std::uint32_t type, const std:
                                nullptr, type, options, removeNode);
     if (type == NODE_GROUP) {
         removed.flag("--force", options->force,
-                     "with all that is in it, and although ports print to it");
+                     "with all that is in it, and take it out of ports that print to it");
     }
-    addVerb(group, session, "list", "list them", name + " list",
-            [&session, type] { listNodes(session, type); });
+    addOutputOption(addVerb(group, session, "list", "list them", name + " list",
+                            [&session, type] { listNodes(session, type); }),
+                    session);
 }
 
 void addPrinterVerbs(Verb group, Session& session) {
@@ -280,6 +408,7 @@ void addPrinterVerbs(Verb group, Session& session) {
                      "printer add \"First floor/Sales\" --url ipp://sales.example/ipp/print"},
                     nullptr, NODE_PRINTER, added, addNode);
     added->urlOption = add.text("--url", added->url, "the printer's URL", "URL").required();
+    addUrlRules(add, added->rules);
     addCredentialOptions(add, added->credentials);
 
     const auto changed = std::make_shared<NodeOptions>();
@@ -293,6 +422,7 @@ void addPrinterVerbs(Verb group, Session& session) {
                     });
     changed->urlOption = set.text("--url", changed->url, "the printer's URL", "URL");
     changed->nameOption = set.text("--name", changed->name, "a new name", "NAME");
+    addUrlRules(set, changed->rules);
     addCredentialOptions(set, changed->credentials);
 
     addNodeVerb(group, session,

@@ -8,13 +8,14 @@
 #include <algorithm>
 
 #include "ipp/printer_url.h"
+#include "velmoractl/internet.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
+#include "velmoractl/text/url_text.h"
 
 namespace velmora::ctl {
 namespace {
 
-constexpr std::size_t kLongestPortName = 255;
 constexpr std::size_t kDialogArea = 1024;
 
 bool hasControlCharacter(const std::string& text) {
@@ -37,22 +38,57 @@ bool namesPort(const std::string& ports, const std::string& port) {
 void checkNewPortName(const std::string& name, const std::string& what) {
     std::string why;
     if (name.empty()) why = "the name is empty";
-    if (name.size() > kLongestPortName) why = "the name is longer than 255 characters";
+    if (name.size() > kLongestName) why = "the name is longer than 255 bytes";
     if (hasControlCharacter(name)) why = "the name holds a control character";
-    // The registry takes what stands behind a backslash for a key of its own.
+    // To the registry a backslash separates the names of two keys.
     if (name.find('\\') != std::string::npos) why = "the name holds a backslash";
-    // In a printer's settings a comma stands between two ports.
+    // In a printer's settings a comma separates two ports.
     if (name.find(',') != std::string::npos) why = "the name holds a comma";
     if (why.empty()) return;
     throw CommandError(ExitCode::usage, what, why,
-                       "choose a name of 1 to 255 characters without backslash and comma");
+                       "choose a name of 1 to 255 bytes without backslash, comma and control "
+                       "characters");
 }
 
-void checkUrl(const std::string& url, const std::string& what) {
-    if (!url.empty() && !hasControlCharacter(url) && IsValidPrinterUrl(url)) return;
-    throw CommandError(ExitCode::usage, what, quotedAnsi(url) + " is no printer URL",
-                       "give one such as ipp://printer.example/ipp/print or "
-                       "https://printer.example:631/ipp/print");
+void addUrlRules(Verb verb, UrlRules& rules) {
+    verb.flag("--allow-unencrypted", rules.allowUnencrypted,
+              "take ipps:// and HTTPS://, which are sent without encryption");
+}
+
+void checkNoUserInfo(const std::string& url, const std::string& what) {
+    if (!hasUserInfo(url)) return;
+    throw CommandError(ExitCode::usage, what,
+                       quotedUrl(withoutUserInfo(url)) +
+                           " was given with a user name in it, which the printer would be sent "
+                           "as a part of its address",
+                       "leave it out of the URL, and use --user and --password-stdin (in a file "
+                       "\"user\" and \"password\")",
+                       "password-in-url");
+}
+
+void checkUrl(const std::string& url, const UrlRules& rules, const std::string& what) {
+    checkNoUserInfo(url, what);
+    const UrlReading reading = readUrl(url);
+    const auto refuse = [&](const std::string& why, const std::string& remedy) {
+        throw CommandError(ExitCode::usage, what, quotedAnsi(url) + " cannot be used: " + why,
+                           remedy, "bad-url");
+    };
+    const std::string example =
+        "give one such as ipp://printer.example/ipp/print or "
+        "https://printer.example:631/ipp/print";
+    if (hasControlCharacter(url)) refuse("it holds a control character", example);
+    if (!reading.usable) refuse(reading.problem, example);
+    if (!IsValidPrinterUrl(url)) refuse("Windows does not take it for a URL", example);
+    if (!reading.knownScheme) {
+        refuse("the scheme " + quotedAnsi(reading.scheme) + " is not one of ipp, http and https",
+               example);
+    }
+    if (reading.badPort) refuse("there is no such port", "give a port from 1 to 65535");
+    if (reading.onlyLooksSecure && !rules.allowUnencrypted) {
+        refuse("the monitor would send to it without encryption",
+               "write https:// in small letters, with the port, as in https://" +
+                   toUtf8(reading.host) + ":631/; or add --allow-unencrypted");
+    }
 }
 
 void checkSize(const PortConfig& port, const std::string& what) {
@@ -88,25 +124,33 @@ void addCredentialOptions(Verb verb, Credentials& credentials) {
     none.excludes(credentials.userOption).excludes(credentials.passwordOption).excludes(input);
 }
 
-void applyCredentials(const Credentials& credentials, std::uint8_t& authentication,
-                      std::string& user, std::string& password, const std::string& what) {
-    if (credentials.none) {
+void readPassword(Credentials& credentials, const std::string& what) {
+    if (!credentials.passwordFromInput || credentials.passwordRead) return;
+    const bool terminal = isConsole(STD_INPUT_HANDLE);
+    if (terminal) writeError("Password: ");
+    const std::optional<std::string> line = readLine(false);
+    if (terminal) writeError("\n");
+    if (!line) {
+        throw CommandError(ExitCode::usage, what, "the standard input holds no password",
+                           "type it, or send it through a pipe");
+    }
+    credentials.password = *line;
+    credentials.passwordRead = true;
+}
+
+void applyCredentials(const Credentials& given, std::uint8_t& authentication, std::string& user,
+                      std::string& password, const std::string& what) {
+    if (given.none) {
         authentication = 0;
         user.clear();
         password.clear();
     }
-    if (!credentials.given()) return;
+    if (!given.given()) return;
+    Credentials credentials = given;
+    readPassword(credentials, what);
     if (credentials.userOption.given()) user = credentials.user;
-    if (credentials.passwordOption.given()) password = credentials.password;
-    if (credentials.passwordFromInput) {
-        if (isConsole(STD_INPUT_HANDLE)) writeError("Password: ");
-        const std::optional<std::string> line = readLine(false);
-        if (isConsole(STD_INPUT_HANDLE)) writeError("\n");
-        if (!line) {
-            throw CommandError(ExitCode::usage, what, "the standard input holds no password",
-                               "type it, or send it through a pipe");
-        }
-        password = *line;
+    if (credentials.passwordOption.given() || credentials.passwordRead) {
+        password = credentials.password;
     }
     if (user.empty()) {
         throw CommandError(ExitCode::usage, what, "a password is given without a user name",
@@ -121,10 +165,14 @@ std::vector<std::string> printersOfPort(const Session& session, const std::strin
     constexpr DWORD kLevel = 5;
     DWORD needed = 0;
     DWORD count = 0;
-    EnumPrintersA(PRINTER_ENUM_LOCAL, nullptr, kLevel, nullptr, 0, &needed, &count);
-    std::vector<BYTE> area(needed);
-    if (!EnumPrintersA(PRINTER_ENUM_LOCAL, nullptr, kLevel, area.data(), needed, &needed, &count)) {
-        return {};
+    std::vector<BYTE> area;
+    while (!EnumPrintersA(PRINTER_ENUM_LOCAL, nullptr, kLevel, area.data(),
+                          static_cast<DWORD>(area.size()), &needed, &count)) {
+        const DWORD error = GetLastError();
+        if (error != ERROR_INSUFFICIENT_BUFFER || needed <= area.size()) {
+            throw spoolerError("asking the spooler for its printers", error);
+        }
+        area.resize(needed);
     }
     const auto* const info = reinterpret_cast<const PRINTER_INFO_5A*>(area.data());
     std::vector<std::string> names;

@@ -12,12 +12,25 @@ namespace velmora::ctl {
 
 // Checks of what is typed; each throws a CommandError that begins with `what`.
 
+/// Longest name of a port, a group or a printer, in bytes: what the platform's lists show.
+inline constexpr std::size_t kLongestName = 255;
+
 /// What a new port's name may not be: empty, longer than the platform's lists show, or with a
 /// character that makes the name mean something else to Windows.
 void checkNewPortName(const std::string& name, const std::string& what);
 
-/// A URL that the monitor can use. IsValidPrinterUrl.
-void checkUrl(const std::string& url, const std::string& what);
+/// What may be in a URL beyond what is always allowed.
+struct UrlRules {
+    bool allowUnencrypted = false;
+};
+/// --allow-unencrypted.
+void addUrlRules(Verb verb, UrlRules& rules);
+
+/// A URL that the monitor can use, as IsValidPrinterUrl says, and that means what it says: with a
+/// scheme and a port that the monitor takes, encrypted if it claims to be, without a password.
+void checkUrl(const std::string& url, const UrlRules& rules, const std::string& what);
+/// A URL with a password in it, which would be sent to the printer as a part of its address.
+void checkNoUserInfo(const std::string& url, const std::string& what);
 
 /// The dialogs read a port's record through an area of 1024 bytes: a larger one could be printed to
 /// but not be configured any more.
@@ -31,6 +44,7 @@ struct Credentials {
     std::string user;
     std::string password;
     bool passwordFromInput = false;
+    bool passwordRead = false;  ///< `password` has come from the input
     bool none = false;
     Option userOption;
     Option passwordOption;
@@ -40,11 +54,14 @@ struct Credentials {
 
 void addCredentialOptions(Verb verb, Credentials& credentials);
 
+/// Asks for the password if --password-stdin was given; it is as if --password had been then.
+void readPassword(Credentials& credentials, const std::string& what);
+
 /// Changes what was given and leaves the rest.
 void applyCredentials(const Credentials& credentials, std::uint8_t& authentication,
                       std::string& user, std::string& password, const std::string& what);
 
-/// The spooler's printers that print to the port, by name.
+/// The spooler's printers that print to the port, by name. Fails when the spooler cannot be asked.
 std::vector<std::string> printersOfPort(const Session& session, const std::string& port);
 
 /// ExitCode::conflict when a printer prints to the port: its jobs would have nowhere to go.

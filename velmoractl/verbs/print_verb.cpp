@@ -64,7 +64,7 @@ UniquePrinter openPrinter(const Session& session, const std::string& port, std::
     UniquePrinter printer;
     std::string argument = name;
     if (!OpenPrinterA(argument.data(), printer.put(), nullptr)) {
-        throw systemError(what, GetLastError(), "check that the spooler is running");
+        throw spoolerError(what, GetLastError());
     }
     return printer;
 }
@@ -129,7 +129,7 @@ void waitForJob(HANDLE printer, DWORD job, unsigned seconds, const std::string& 
 }
 
 void print(const Session& session, const PrintOptions& options) {
-    const std::string what = "print " + quotedAnsi(options.file);
+    const std::string what = "print " + quotedPath(options.file);
     if (!session.server.empty()) {
         throw CommandError(ExitCode::usage, what, "it works on this computer alone",
                            "run it on " + quotedAnsi(session.server));
@@ -145,7 +145,7 @@ void print(const Session& session, const PrintOptions& options) {
     std::string title = options.title.empty() ? baseName(options.file) : options.title;
     char datatype[] = "RAW";
     DOC_INFO_1A order{title.data(), nullptr, datatype};
-    ProgressBar bar(sizeOf(file), !session.quiet && !session.json);
+    ProgressBar bar(sizeOf(file), !session.quiet && !session.wantsJson());
     const DWORD job = StartDocPrinterA(printer.get(), 1, reinterpret_cast<BYTE*>(&order));
     if (job == 0) {
         throw CommandError(ExitCode::printerProblem, what,
@@ -162,7 +162,7 @@ void print(const Session& session, const PrintOptions& options) {
     }
     bar.end();
     if (options.wait > 0) waitForJob(printer.get(), job, options.wait, what);
-    if (session.json) {
+    if (session.wantsJson()) {
         session.answer(
             {{"port", toUtf8(options.port)}, {"title", toUtf8(title)}, {"bytes", bytes}});
     }

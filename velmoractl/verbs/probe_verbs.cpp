@@ -3,6 +3,7 @@
 #include <set>
 
 #include "ipp/print_job.h"
+#include "port/targets.h"
 #include "velmoractl/internet.h"
 #include "velmoractl/job_check.h"
 #include "velmoractl/monitor_channel.h"
@@ -10,6 +11,7 @@
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/text/url_text.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 
@@ -22,6 +24,7 @@ struct ProbeOptions {
     Credentials credentials;
     unsigned timeout = 30;
     bool all = false;
+    bool allowUnknown = false;
 
     std::chrono::seconds limit() const { return std::chrono::seconds(timeout); }
 };
@@ -46,19 +49,27 @@ constexpr const char* kDescription[] = {"printer-name",
                                         "printer-resolution-supported",
                                         "finishings-supported"};
 
+/// Paths of printers at the usual places.
+constexpr const char* kUsualPaths[] = {"/ipp/print", "/ipp", "/ipp/printer", "/printers"};
+
+Json described(const PrinterProblem& problem) {
+    return {{"code", problem.keyword}, {"message", problem.words}, {"remedy", problem.remedy}};
+}
+
 /// One printer that is probed, and what is found out, for people at once and for scripts at the
 /// end.
 class Probe {
   public:
-    Probe(const Session& session, PrintTarget target, JobTemplate job, std::chrono::seconds limit)
+    Probe(const Session& session, PrintTarget target, JobTemplate job, const ProbeOptions& options)
         : session_(session),
-          limit_(limit),
+          limit_(options.limit()),
+          allowUnknown_(options.allowUnknown),
           job_(std::move(job)),
-          client_(std::move(target), limit),
+          client_(std::move(target), options.limit()),
           url_(readUrl(client_.target().url)) {}
 
     Json run() {
-        json_["url"] = toUtf8(client_.target().url);
+        json_["url"] = toUtf8(maskedUrl(client_.target().url));
         if (reportUrl()) {
             // First the printer, by the same calls as a job: looking at a certificate makes WinInet
             // accept it for the rest of the process.
@@ -74,9 +85,10 @@ class Probe {
     void say(const std::string& line) const { session_.say(line); }
 
     bool reportUrl() {
-        say("URL: " + quotedAnsi(client_.target().url));
+        say("URL: " + quotedUrl(client_.target().url));
         if (!url_.usable) {
-            json_["problem"] = url_.problem;
+            json_["problem"] = described(
+                {"bad-url", url_.problem, "give one such as ipp://printer.example/ipp/print"});
             say("  not usable: " + url_.problem);
             return false;
         }
@@ -113,12 +125,30 @@ class Probe {
             {"chain", certificate.chain},          {"problems", certificate.problems}};
     }
 
+    /// With something answering there, one of the usual paths may be the printer's.
+    void suggestPath(PrinterProblem& problem) const {
+        const std::string& url = client_.target().url;
+        const std::size_t scheme = url.find("://");
+        const std::size_t path =
+            url.find_first_of("/?#", scheme == std::string::npos ? 0 : scheme + 3);
+        const std::string base = url.substr(0, path);
+        for (const char* usual : kUsualPaths) {
+            PrintTarget target = client_.target();
+            target.url = base + usual;
+            if (target.url == url) continue;
+            if (problemOf(PrinterClient(target, limit_).askAttributes())) continue;
+            problem.remedy = "a printer answers at " + quotedUrl(target.url);
+            return;
+        }
+    }
+
     void reportPrinter(const PrinterAnswer& answer) {
-        const std::string problem = problemText(answer);
-        if (!problem.empty()) {
-            say("Printer: " + problem + "; " + remedyText(answer));
-            json_["problem"] = problem;
-            json_["remedy"] = remedyText(answer);
+        if (std::optional<PrinterProblem> problem = problemOf(answer)) {
+            if (problem->keyword == "wrong-path" || problem->keyword == "not-ipp") {
+                suggestPath(*problem);
+            }
+            say("Printer: " + problem->words + "; " + problem->remedy);
+            json_["problem"] = described(*problem);
             return;
         }
         say(client_.target().useAuthentication
@@ -133,37 +163,56 @@ class Probe {
                 if (enumText(name, value).ends_with(")")) value = enumText(name, value);
             }
             say(std::string("  ") + name + ": " + shownValues(values));
-            attributes[name] = values;
+            attributes[name] = jsonValues(*findAttribute(*answer.message, IppGroup::printer, name));
         }
         json_["attributes"] = std::move(attributes);
         reportJob(*answer.message);
     }
 
     void reportJob(const IppMessage& printer) {
+        using Outcome = JobCheck::Outcome;
         const JobCheck check = checkJob(client_, job_, printer);
-        ready_ = check.accepted || !check.known;
-        if (valueOf(printer, IppGroup::printer, "printer-is-accepting-jobs") == "false") {
-            ready_ = false;
+        const bool accepting =
+            valueOf(printer, IppGroup::printer, "printer-is-accepting-jobs") != "false";
+        ready_ = accepting && (check.outcome == Outcome::accepted ||
+                               (check.outcome == Outcome::unknown && allowUnknown_));
+        if (!accepting) say("Job: the printer takes no jobs now");
+        switch (check.outcome) {
+            case Outcome::accepted:
+                say("Job: would be accepted (" + check.words + ")");
+                break;
+            case Outcome::refused:
+                say("Job: would be refused: " + check.words);
+                break;
+            case Outcome::unknown:
+                say("Job: not known; the printer cannot say whether it would take one (" +
+                    check.words + "); --allow-unknown takes that for ready");
+                break;
+            case Outcome::failed:
+                say("Job: the question whether it would be accepted failed: " + check.words +
+                    (check.problem ? "; " + check.problem->remedy : ""));
+                break;
         }
-        say(check.accepted ? "Job: would be accepted (" + check.words + ")"
-            : check.known
-                ? "Job: would be refused: " + check.words
-                : "Job: the printer does not tell whether it would accept one: " + check.words);
-        json_["job"] = {{"known", check.known},
-                        {"accepted", check.accepted},
-                        {"status", check.words},
-                        {"attributes", Json::array()}};
+        Json job{{"state", keywordOf(check.outcome)},
+                 {"status", check.status ? Json(*check.status) : Json()},
+                 {"message", check.words},
+                 {"attributes", Json::array()}};
+        if (check.problem) job["problem"] = described(*check.problem);
         for (const RefusedAttribute& one : check.attributes) {
-            const char* const fate = check.accepted ? " is ignored or replaced" : " is refused";
+            const char* const fate =
+                check.outcome == Outcome::accepted ? " is ignored or replaced" : " is refused";
             say("  " + shown(one.name, 80) + ": " + shownValues(one.wanted) + fate +
                 (one.offered.empty() ? "" : "; the printer offers " + shownValues(one.offered)));
-            json_["job"]["attributes"].push_back(
+            job["attributes"].push_back(
                 {{"name", one.name}, {"wanted", one.wanted}, {"offered", one.offered}});
         }
+        json_["accepting-jobs"] = accepting;
+        json_["job"] = std::move(job);
     }
 
     const Session& session_;
     const std::chrono::seconds limit_;
+    const bool allowUnknown_;
     const JobTemplate job_;
     const PrinterClient client_;
     const UrlReading url_;
@@ -177,13 +226,15 @@ struct Targets {
 };
 
 /// The URL that was given, or the printers of a port with its job template.
-Targets targetsOf(const Session& session, const ProbeOptions& options, const std::string& what) {
+Targets probedTargets(const Session& session, const ProbeOptions& options,
+                      const std::string& what) {
     Targets targets;
     if (options.url.empty() == options.port.empty()) {
-        throw CommandError(ExitCode::usage, what, "it wants a URL or a port",
+        throw CommandError(ExitCode::usage, what, "it needs a URL or a port",
                            "give one of them: probe URL, or probe --port NAME");
     }
     if (!options.url.empty()) {
+        checkNoUserInfo(options.url, what);
         PrintTarget target{options.url, 0, "", ""};
         applyCredentials(options.credentials, target.useAuthentication, target.userName,
                          target.password, what);
@@ -193,19 +244,8 @@ Targets targetsOf(const Session& session, const ProbeOptions& options, const std
     MonitorChannel channel(session);
     const PortConfig port = channel.port(options.port);
     targets.job = port.jobTemplate;
-    if (port.singleTarget) {
-        targets.printers.push_back(
-            {port.printerUrl, port.useAuthentication, port.userName, port.password});
-        return targets;
-    }
-    const CGroupsDB directory = channel.directory();
-    std::vector<CGroupsDBPrinter*> printers;
-    for (const std::uint32_t id : port.targetIds)
-        directory.CollectPrinters(id, printers);
-    for (const CGroupsDBPrinter* one : printers) {
-        targets.printers.push_back({one->uri, one->hasAuth, one->userName, one->password});
-    }
-    if (printers.empty()) {
+    targets.printers = targetsOf(port, channel.directory());
+    if (targets.printers.empty()) {
         throw CommandError(ExitCode::notFound, what, "the port's groups hold no printers",
                            "add some with \"printer add GROUP/NAME --url URL\"");
     }
@@ -214,21 +254,21 @@ Targets targetsOf(const Session& session, const ProbeOptions& options, const std
 
 void probe(const Session& session, const ProbeOptions& options) {
     const std::string what =
-        "probe " + quotedAnsi(options.port.empty() ? options.url : options.port);
-    const Targets targets = targetsOf(session, options, what);
+        "probe " + (options.port.empty() ? quotedUrl(options.url) : quotedAnsi(options.port));
+    const Targets targets = probedTargets(session, options, what);
     Json all = Json::array();
     bool ready = true;
     for (const PrintTarget& target : targets.printers) {
-        Json one = Probe(session, target, targets.job, options.limit()).run();
+        Json one = Probe(session, target, targets.job, options).run();
         ready &= one["ready"].get<bool>();
         all.push_back(std::move(one));
     }
-    if (session.json) session.answer(all);
+    if (session.wantsJson()) session.answer(all);
     if (!ready) {
         throw CommandError(ExitCode::printerProblem, what, "a job would not be printed",
-                           session.json    ? "the answer tells why"
-                           : session.quiet ? "probe again without --quiet to read why"
-                                           : "what was found stands above");
+                           session.wantsJson() ? "the answer tells why"
+                           : session.quiet     ? "probe again without --quiet to read why"
+                                               : "see above for what was found");
     }
 }
 
@@ -248,16 +288,19 @@ std::shared_ptr<IppMessage> jobsRequest(const PrintTarget& target, bool complete
 }
 
 void jobs(const Session& session, const ProbeOptions& options) {
-    const std::string what = "jobs " + quotedAnsi(options.url);
-    checkUrl(options.url, what);
+    constexpr Column kColumns[] = {
+        {"id", "JOB"}, {"state", "STATE"}, {"user", "USER"}, {"kilobytes", "KB"}, {"name", "NAME"}};
+    const std::string what = "jobs " + quotedUrl(options.url);
+    // Whatever answers may be asked; only what is stored must be as it should.
+    checkUrl(options.url, {.allowUnencrypted = true}, what);
     PrintTarget target{options.url, 0, "", ""};
     applyCredentials(options.credentials, target.useAuthentication, target.userName,
                      target.password, what);
     const PrinterClient client(target, options.limit());
     const PrinterAnswer answer = client.ask(jobsRequest(target, options.all));
-    const std::string problem = problemText(answer);
-    if (!problem.empty()) {
-        throw CommandError(ExitCode::printerProblem, what, problem, remedyText(answer));
+    if (const std::optional<PrinterProblem> problem = problemOf(answer)) {
+        throw CommandError(ExitCode::printerProblem, what, problem->words, problem->remedy,
+                           problem->keyword);
     }
     // One group instance a job.
     std::set<std::uint32_t> instances;
@@ -265,22 +308,23 @@ void jobs(const Session& session, const ProbeOptions& options) {
          one = one->next) {
         instances.insert(one->groupInstance);
     }
-    Json all = Json::array();
+    Json rows = Json::array();
     for (const std::uint32_t instance : instances) {
         const auto value = [&](const char* name) {
             return valueOf(*answer.message, IppGroup::job, name, instance);
         };
-        const std::string state = enumText("job-state", value("job-state"));
-        all.push_back({{"id", value("job-id")},
-                       {"name", value("job-name")},
-                       {"user", value("job-originating-user-name")},
-                       {"state", state},
-                       {"kilobytes", value("job-k-octets")}});
-        session.say(shown(value("job-id"), 20) + "  " + inQuotes(value("job-name")) + "  " + state +
-                    "  by " + inQuotes(value("job-originating-user-name"), 80));
+        const std::string state = value("job-state");
+        rows.push_back(
+            {{"url", toUtf8(target.url)},
+             {"id", numberOrNull(value("job-id"))},
+             {"name", value("job-name")},
+             {"user", value("job-originating-user-name")},
+             {"state", enumKeyword("job-state", state)},
+             {"state-number", numberOrNull(state)},
+             {"reasons", valuesOf(*answer.message, IppGroup::job, "job-state-reasons", instance)},
+             {"kilobytes", numberOrNull(value("job-k-octets"))}});
     }
-    if (session.json) session.answer(all);
-    if (instances.empty()) session.say("The printer has no such jobs.");
+    session.list({kColumns, "id", "The printer has no such jobs."}, std::move(rows));
 }
 
 void addCommonOptions(Verb verb, ProbeOptions& options) {
@@ -297,6 +341,8 @@ void addProbeVerbs(Verb app, Session& session) {
                         [&session, probed] { probe(session, *probed); });
     verb.text("url", probed->url, "the printer's URL", "URL");
     verb.text("--port", probed->port, "the printers of this port, with its job template", "NAME");
+    verb.flag("--allow-unknown", probed->allowUnknown,
+              "a printer that cannot say whether it would take a job counts as ready");
     addCommonOptions(verb, *probed);
 
     const auto asked = std::make_shared<ProbeOptions>();
@@ -304,7 +350,8 @@ void addProbeVerbs(Verb app, Session& session) {
                         "jobs ipp://printer.example/ipp/print --completed",
                         [&session, asked] { jobs(session, *asked); });
     list.text("url", asked->url, "the printer's URL", "URL").required();
-    list.flag("--completed", asked->all, "the jobs that have ended");
+    list.flag("--completed", asked->all, "the jobs that have ended (default: the others)");
+    addOutputOption(list, session);
     addCommonOptions(list, *asked);
 }
 

@@ -1,21 +1,29 @@
 #pragma once
 
 #include <functional>
+#include <memory>
+#include <span>
 #include <string>
 
 #include "velmoractl/text/command_line.h"
 #include "velmoractl/text/configuration_file.h"
+#include "velmoractl/text/table.h"
 
 namespace velmora::ctl {
 
-/// What all commands share: the options that stand before or behind any verb, and the command that
+/// What all commands share: the options that may precede or follow any verb, and the command that
 /// was asked for.
 struct Session {
     bool json = false;
     bool quiet = false;
     std::string server;   ///< "\\NAME", or empty for this computer
     std::string monitor;  ///< the monitor's name with the spooler; empty: the settings file's
+    std::string output;   ///< of a list: "table", "json", "csv" or "names"; empty: table
     std::function<void()> action;
+    /// Whether the standard output has its JSON answer: an error must not be a second one.
+    mutable bool answered = false;
+
+    bool wantsJson() const { return json || output == "json"; }
 
     /// A line for people: not in quiet mode, and not between the lines of a JSON answer.
     void say(const std::string& utf8) const;
@@ -23,11 +31,21 @@ struct Session {
     void warn(const std::string& utf8) const;
     /// The answer for scripts.
     void answer(const Json& json) const;
+
+    struct List {
+        std::span<const Column> columns;
+        const char* nameKey;  ///< what -o names shows, and what the list is sorted by
+        const char* empty;    ///< said to people when there is nothing
+    };
+    /// A list in the form that was asked for; `rows` is a JSON list of objects.
+    void list(const List& form, Json rows) const;
 };
 
 /// A verb with its help and example; `action` runs after the whole command line has been read.
 Verb addVerb(Verb parent, Session& session, const std::string& name, const std::string& about,
              const std::string& example, std::function<void()> action);
+/// -o for a verb that lists.
+void addOutputOption(Verb verb, Session& session);
 
 // One function a verb group; each adds its verbs to the command line.
 void addSetupVerbs(Verb app, Session& session);

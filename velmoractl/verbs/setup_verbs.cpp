@@ -1,6 +1,9 @@
+#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <vector>
 
+#include "platform/handle.h"
 #include "platform/registry.h"
 #include "port/policy_store.h"
 #include "port/settings.h"
@@ -32,6 +35,13 @@ constexpr char kSettings[] = "Velmora.dat";
 constexpr char kStrings[] = "Strings";
 constexpr char kNoPolicy[] = "none";
 
+struct FindTraits {
+    using Type = HANDLE;
+    static Type empty() noexcept { return INVALID_HANDLE_VALUE; }
+    static void close(Type search) noexcept { FindClose(search); }
+};
+using UniqueFind = UniqueHandle<FindTraits>;
+
 std::string programFolder() {
     std::vector<char> path(32768);
     const DWORD length = GetModuleFileNameA(nullptr, path.data(), static_cast<DWORD>(path.size()));
@@ -54,6 +64,29 @@ void requireLocal(const Session& session, const std::string& what) {
     }
 }
 
+/// The codes of the languages that there are files of, "de, fr".
+std::string languagesBeside(const std::string& from) {
+    std::vector<std::string> codes;
+    for (const std::string& folder : {from, from + "\\languages", from + "\\..\\languages"}) {
+        WIN32_FIND_DATAA found{};
+        const UniqueFind search(FindFirstFileA((folder + "\\Velmora.*.dat").c_str(), &found));
+        if (!search) continue;
+        do {
+            const std::string name = found.cFileName;
+            constexpr std::size_t kBefore = 8;  // "Velmora."
+            constexpr std::size_t kAfter = 4;   // ".dat"
+            if (name.size() > kBefore + kAfter) {
+                codes.push_back(name.substr(kBefore, name.size() - kBefore - kAfter));
+            }
+        } while (FindNextFileA(search.get(), &found));
+    }
+    std::ranges::sort(codes);
+    std::string text;
+    for (const std::string& code : codes)
+        text += (text.empty() ? "" : ", ") + toUtf8(code);
+    return text;
+}
+
 /// The program's folder, or the one above it with the languages in it.
 std::string settingsSource(const SetupOptions& options, const std::string& from,
                            const std::string& what) {
@@ -62,10 +95,11 @@ std::string settingsSource(const SetupOptions& options, const std::string& from,
     for (const std::string& folder : {from, from + "\\languages", from + "\\..\\languages"}) {
         if (fileExists(folder + "\\" + file)) return folder + "\\" + file;
     }
-    throw CommandError(ExitCode::usage, what,
-                       "there is no " + quotedAnsi(file) + " in " + quotedAnsi(from),
-                       options.language.empty() ? "name the folder of the files with --from"
-                                                : "the folder languages holds what there is");
+    const std::string languages = languagesBeside(from);
+    throw CommandError(
+        ExitCode::usage, what, "there is no " + quotedAnsi(file) + " in " + quotedPath(from),
+        options.language.empty() || languages.empty() ? "name the folder of the files with --from"
+                                                      : "the languages are " + languages);
 }
 
 std::string inWords(FileChange change) {
@@ -82,17 +116,38 @@ std::string inWords(FileChange change) {
     return "";
 }
 
+const char* keywordOf(FileChange change) {
+    switch (change) {
+        case FileChange::same:
+            return "same";
+        case FileChange::copied:
+            return "copied";
+        case FileChange::replaced:
+            return "replaced";
+        case FileChange::replacedInUse:
+            return "replaced-in-use";
+    }
+    return "";
+}
+
+/// What became of the settings file; none if it was kept as it was.
+using SettingsChange = std::optional<FileChange>;
+
+std::string inWords(const SettingsChange& change) {
+    return change ? inWords(*change) : "is kept as it was";
+}
+
 /// Other texts must not make the monitor look for its ports under other names.
-std::string placeSettings(const SetupOptions& options, const std::string& source) {
+SettingsChange placeSettings(const SetupOptions& options, const std::string& source) {
     const bool there = fileExists(installed(kSettings));
     const bool wanted = options.replaceSettings || !options.language.empty();
-    if (there && !wanted) return "is kept as it was";
+    if (there && !wanted) return std::nullopt;
     constexpr const char* kNames[] = {"Port Monitor Name", "AppRegKey"};
     std::vector<std::string> kept;
     for (const char* name : kNames)
         kept.push_back(settingsFile().read(kStrings, name));
     const FileChange change = placeFile(source, installed(kSettings));
-    if (change == FileChange::same) return inWords(change);
+    if (change == FileChange::same) return change;
     // Windows keeps what it has last read of such a file.
     WritePrivateProfileStringA(nullptr, nullptr, nullptr, settingsFile().path().c_str());
     for (std::size_t i = 0; i < kept.size(); ++i) {
@@ -101,24 +156,50 @@ std::string placeSettings(const SetupOptions& options, const std::string& source
             settingsFile().write(kStrings, kNames[i], kept[i]);
         }
     }
-    return inWords(change);
+    return change;
+}
+
+enum class PolicyChange { kept, leftOut, written };
+
+const char* keywordOf(PolicyChange change) {
+    switch (change) {
+        case PolicyChange::kept:
+            return "kept";
+        case PolicyChange::leftOut:
+            return "left-out";
+        case PolicyChange::written:
+            return "written";
+    }
+    return "";
+}
+
+const char* inWords(PolicyChange change) {
+    switch (change) {
+        case PolicyChange::kept:
+            return "is kept as it was";
+        case PolicyChange::leftOut:
+            return "has been left out";
+        case PolicyChange::written:
+            return "has been written";
+    }
+    return "";
 }
 
 /// An administrator's decisions are kept: only a computer without a policy gets one.
-std::string placePolicy(const SetupOptions& options, const std::string& what) {
-    if (hasPolicy(installedKey())) return "is kept as it was";
-    if (options.policy == kNoPolicy) return "has been left out";
+PolicyChange placePolicy(const SetupOptions& options, const std::string& what) {
+    if (hasPolicy(installedKey())) return PolicyChange::kept;
+    if (options.policy == kNoPolicy) return PolicyChange::leftOut;
     if (!createPolicy(installedKey(), installedPolicy())) {
         throw systemError(what + ", writing the policy", ERROR_REGISTRY_IO_FAILED,
                           "run the command as administrator");
     }
-    return "has been written";
+    return PolicyChange::written;
 }
 
 struct Installed {
     FileChange library;
-    std::string settings;
-    std::string policy;
+    SettingsChange settings;
+    PolicyChange policy;
     bool registered;
 };
 
@@ -138,8 +219,7 @@ Installed carryOut(const SetupOptions& options, const std::string& from, const s
     if (result.registered) {
         const DWORD error = addMonitor(monitor, kLibrary);
         if (error != 0 && error != ERROR_PRINT_MONITOR_ALREADY_INSTALLED) {
-            throw systemError(what + ", registering with the spooler", error,
-                              "check that the spooler is running");
+            throw spoolerError(what + ", registering with the spooler", error);
         }
     }
     return result;
@@ -150,24 +230,24 @@ void install(const Session& session, const SetupOptions& options) {
     requireLocal(session, what);
     const std::string from = options.from.empty() ? programFolder() : options.from;
     if (!fileExists(from + "\\" + kLibrary)) {
-        throw CommandError(ExitCode::usage, what, "there is no Velmora.dll in " + quotedAnsi(from),
+        throw CommandError(ExitCode::usage, what, "there is no Velmora.dll in " + quotedPath(from),
                            "name the folder of the files with --from");
     }
     const Installed result = carryOut(options, from, what);
     const std::string monitor = installedSetting("Port Monitor Name");
-    if (session.json) {
-        session.answer({{"library", inWords(result.library)},
-                        {"settings", result.settings},
+    if (session.wantsJson()) {
+        session.answer({{"library", keywordOf(result.library)},
+                        {"settings", result.settings ? keywordOf(*result.settings) : "kept"},
                         {"registry-key", toUtf8(installedKey())},
-                        {"policy", result.policy},
+                        {"policy", keywordOf(result.policy)},
                         {"monitor", toUtf8(monitor)},
                         {"registered-now", result.registered}});
     }
-    session.say(quotedAnsi(installed(kLibrary)) + " " + inWords(result.library) + ".");
-    session.say(quotedAnsi(installed(kSettings)) + " " + result.settings + ".");
+    session.say(quotedPath(installed(kLibrary)) + " " + inWords(result.library) + ".");
+    session.say(quotedPath(installed(kSettings)) + " " + inWords(result.settings) + ".");
     session.say("The registry key " + quotedAnsi("HKEY_LOCAL_MACHINE\\" + installedKey()) +
                 " is open to the system and to administrators alone.");
-    session.say("The policy below it " + result.policy + ".");
+    session.say(std::string("The policy below it ") + inWords(result.policy) + ".");
     session.say("The monitor " + quotedAnsi(monitor) +
                 (result.registered ? " has been registered with the spooler."
                                    : " is already registered with the spooler."));
@@ -202,12 +282,12 @@ std::string choosePorts(const SetupOptions& options, std::size_t count, const st
 void removePorts(const Session& session, MonitorChannel& channel) {
     for (const std::string& name : channel.portNames())
         channel.removePort(name);
-    CGroupsDB empty = channel.directory();
-    std::vector<CGroupsDBNode*> children;
-    empty.GetChildren(kRootGroup, children);
-    for (const CGroupsDBNode* child : children)
-        empty.DeleteNode(child->id);
-    channel.storeDirectory(empty);
+    channel.changeDirectory("uninstall, removing the printer directory", [](CGroupsDB& directory) {
+        std::vector<CGroupsDBNode*> children;
+        directory.GetChildren(kRootGroup, children);
+        for (const CGroupsDBNode* child : children)
+            directory.DeleteNode(child->id);
+    });
     session.say("The ports and the printer directory have been removed.");
 }
 
@@ -230,14 +310,14 @@ bool unregister(const Session& session, const SetupOptions& options, const std::
         throw CommandError(ExitCode::conflict, what, errorText(error),
                            "delete the printers that print to its ports first");
     }
-    if (error != 0) throw systemError(what, error, "check that the spooler is running");
+    if (error != 0) throw spoolerError(what, error);
     session.say("The monitor " + quotedAnsi(monitor) + " is no longer registered.");
     return true;
 }
 
 void sayRemoval(const Session& session, const char* file, FileRemoval removal) {
     if (removal == FileRemoval::absent) return;
-    session.say(quotedAnsi(installed(file)) +
+    session.say(quotedPath(installed(file)) +
                 (removal == FileRemoval::removed
                      ? " has been deleted."
                      : " is in use and will be deleted at the next start of Windows."));
@@ -249,8 +329,16 @@ void uninstall(const Session& session, const SetupOptions& options) {
     const std::string monitor = installedSetting("Port Monitor Name");
     const std::string key = installedKey();
     std::string choice = options.ports.empty() ? "keep" : options.ports;
+    // Throws when the spooler cannot be asked, before anything is changed: a registration that is
+    // left without its library keeps the spooler from loading it.
     const bool known = unregister(session, options, monitor, choice, what);
-    const bool files = fileExists(installed(kLibrary));
+    const bool library = fileExists(installed(kLibrary));
+    const bool rest =
+        choice == "remove" && (fileExists(installed(kSettings)) || RegistryKey::open(key));
+    if (!known && !library && !rest) {
+        if (session.wantsJson()) session.answer({{"was-installed", false}, {"ports", choice}});
+        return session.say("Velmora is not installed; there was nothing to undo.");
+    }
     sayRemoval(session, kLibrary, removeFile(installed(kLibrary)));
     if (choice == "remove") {
         // The monitor is gone; what it has left is an empty directory.
@@ -258,11 +346,12 @@ void uninstall(const Session& session, const SetupOptions& options) {
         removeEmptyKeys(key);
         sayRemoval(session, kSettings, removeFile(installed(kSettings)));
     } else {
-        session.say("The settings stay in the registry and in " + quotedAnsi(installed(kSettings)) +
+        session.say("The settings stay in the registry and in " + quotedPath(installed(kSettings)) +
                     " for a later install.");
     }
-    if (!known && !files) session.say("Velmora is not installed; there was nothing to undo.");
-    if (session.json) session.answer({{"was-installed", known || files}, {"ports", choice}});
+    if (session.wantsJson()) {
+        session.answer({{"was-installed", known || library}, {"ports", choice}});
+    }
 }
 
 }  // namespace
@@ -272,8 +361,12 @@ void addSetupVerbs(Verb app, Session& session) {
     Verb in =
         addVerb(app, session, "install", "set the monitor up on this computer; can be repeated",
                 "install --language de", [&session, options] { install(session, *options); });
-    in.text("--from", options->from, "folder of Velmora.dll (default: this program's)", "FOLDER");
-    in.text("--language", options->language, "texts of the dialogs, such as de", "CODE");
+    in.text("--from", options->from, "the folder of Velmora.dll (default: this program's)",
+            "FOLDER");
+    in.text("--language", options->language,
+            "texts of the dialogs, such as de (default: those that are "
+            "installed, or English)",
+            "CODE");
     in.flag("--replace-settings", options->replaceSettings,
             "replace a settings file that is already there, the monitor's name and the registry "
             "key in it too");
@@ -283,8 +376,8 @@ void addSetupVerbs(Verb app, Session& session) {
     Verb out =
         addVerb(app, session, "uninstall", "remove the monitor from this computer",
                 "uninstall --ports keep", [&session, options] { uninstall(session, *options); });
-    out.oneOf("--ports", options->ports, "what becomes of the ports: keep or remove",
-              {"keep", "remove"});
+    out.oneOf("--ports", options->ports,
+              "what becomes of ports, groups and printers (default: asks)", {"keep", "remove"});
 }
 
 }  // namespace velmora::ctl

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "platform/profile_file.h"
+#include "port/targets.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/printer_client.h"
 #include "velmoractl/setup/installed_settings.h"
@@ -12,6 +13,7 @@
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/text/url_text.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {
@@ -24,8 +26,11 @@ struct StatusOptions {
 
 struct PrinterState {
     PrintTarget target;
+    bool asked = false;
     bool answers = false;
-    std::string words;
+    std::string words;  ///< for people
+    std::optional<PrinterProblem> problem;
+    Json details = Json::object();  ///< what the printer says about itself
 };
 
 // Each question takes more than a second, most of it waiting.
@@ -33,15 +38,24 @@ constexpr std::size_t kAtOnce = 16;
 
 void askPrinter(PrinterState& printer, std::chrono::seconds limit) {
     const PrinterAnswer answer = PrinterClient(printer.target, limit).askAttributes();
-    printer.words = problemText(answer);
-    if (!printer.words.empty()) return;
+    printer.asked = true;
+    printer.problem = problemOf(answer);
+    if (printer.problem) {
+        printer.words = printer.problem->words;
+        return;
+    }
     printer.answers = true;
     const auto value = [&](const char* name) {
         return valueOf(*answer.message, IppGroup::printer, name);
     };
-    printer.words =
-        inQuotes(value("printer-name")) + ", " + enumText("printer-state", value("printer-state"));
-    if (value("printer-is-accepting-jobs") == "false") printer.words += ", takes no jobs";
+    const bool accepts = value("printer-is-accepting-jobs") != "false";
+    const std::string state = value("printer-state");
+    printer.words = inQuotes(value("printer-name")) + ", " + enumText("printer-state", state) +
+                    (accepts ? "" : ", takes no jobs");
+    printer.details = {{"printer-name", value("printer-name")},
+                       {"state", enumKeyword("printer-state", state)},
+                       {"state-number", numberOrNull(state)},
+                       {"accepting-jobs", accepts}};
 }
 
 /// Asks all printers, some at once.
@@ -54,24 +68,11 @@ void askPrinters(std::vector<PrinterState>& printers, std::chrono::seconds limit
                     askPrinter(printer, limit);
                 } catch (const std::exception& error) {
                     printer.words = "it could not be asked: " + shown(error.what());
+                    printer.problem = PrinterProblem{"internal-error", printer.words, "try again"};
                 }
             });
         }
     }
-}
-
-std::vector<PrintTarget> targetsOf(const PortConfig& port, const CGroupsDB& directory) {
-    if (port.singleTarget) {
-        return {{port.printerUrl, port.useAuthentication, port.userName, port.password}};
-    }
-    std::vector<CGroupsDBPrinter*> printers;
-    for (const std::uint32_t id : port.targetIds)
-        directory.CollectPrinters(id, printers);
-    std::vector<PrintTarget> targets;
-    for (const CGroupsDBPrinter* one : printers) {
-        targets.push_back({one->uri, one->hasAuth, one->userName, one->password});
-    }
-    return targets;
 }
 
 /// Index of the target among the printers, which it joins when it is new: each is asked once.
@@ -79,33 +80,50 @@ std::size_t enter(std::vector<PrinterState>& printers, const PrintTarget& target
     for (std::size_t i = 0; i < printers.size(); ++i) {
         if (printers[i].target == target) return i;
     }
-    printers.push_back({target, false, "not asked"});
+    printers.push_back({target, false, false, "not asked", {}, Json::object()});
     return printers.size() - 1;
 }
 
-std::string libraryVersion(const Session& session) {
-    return session.server.empty() ? fileVersion(systemDirectory() + "\\Velmora.dll") : "";
+/// The first lines, and what a script is told about this computer.
+Json reportInstallation(const Session& session, const std::string& monitor) {
+    Json json{{"monitor", toUtf8(monitor)}};
+    if (!session.server.empty()) return json;
+    const std::string version = fileVersion(systemDirectory() + "\\Velmora.dll");
+    session.say("Velmora.dll " + (version.empty() ? "is not in the system directory" : version));
+    json["version"] = version.empty() ? Json() : Json(version);
+    json["key-restricted"] = isRestricted(installedKey());
+    return json;
+}
+
+Json described(const PrinterState& printer) {
+    Json json{{"url", toUtf8(maskedUrl(printer.target.url))},
+              {"answers", printer.asked ? Json(printer.answers) : Json()}};
+    json.update(printer.details);
+    if (printer.problem) {
+        json["problem"] = {{"code", printer.problem->keyword},
+                           {"message", printer.problem->words},
+                           {"remedy", printer.problem->remedy}};
+    }
+    return json;
 }
 
 void status(const Session& session, const StatusOptions& options) {
     const std::string monitor = monitorName(session);
-    const std::string version = libraryVersion(session);
-    Json json{{"monitor", toUtf8(monitor)},
-              {"version", version},
-              {"registered", monitorInstalled(session.server, monitor)}};
-    if (session.server.empty()) json["key-restricted"] = isRestricted(installedKey());
-    session.say("Velmora.dll " + (version.empty() ? "is not in the system directory" : version));
+    Json json = reportInstallation(session, monitor);
     std::optional<MonitorChannel> opened;
     try {
-        // Fails with the right code and advice when the spooler does not know the monitor.
         opened.emplace(session);
-    } catch (const CommandError&) {
-        if (session.json) session.answer(json);
+    } catch (const CommandError& error) {
+        // That the spooler does not know the monitor is an answer; that it cannot be asked is none.
+        json["registered"] = false;
+        json["ports"] = Json::array();
+        if (session.wantsJson() && error.code() == ExitCode::notInstalled) session.answer(json);
         throw;
     }
     MonitorChannel& channel = *opened;
+    json["registered"] = true;
     session.say("The spooler knows the monitor " + quotedAnsi(monitor) + ".");
-    if (session.server.empty() && !json["key-restricted"].get<bool>()) {
+    if (json.contains("key-restricted") && !json["key-restricted"].get<bool>()) {
         session.warn(
             "everybody may read the registry key that holds passwords; \"install\" "
             "restricts it");
@@ -117,9 +135,8 @@ void status(const Session& session, const StatusOptions& options) {
     std::vector<std::vector<std::size_t>> printersOfPorts;
     for (const PortConfig& port : ports) {
         std::vector<std::size_t>& own = printersOfPorts.emplace_back();
-        for (const PrintTarget& target : targetsOf(port, directory)) {
+        for (const PrintTarget& target : targetsOf(port, directory))
             own.push_back(enter(printers, target));
-        }
     }
     if (!options.noProbe) askPrinters(printers, std::chrono::seconds(options.timeout));
 
@@ -132,16 +149,14 @@ void status(const Session& session, const StatusOptions& options) {
         for (const std::size_t index : printersOfPorts[i]) {
             const PrinterState& printer = printers[index];
             allAnswer &= printer.answers;
-            session.say("  " + quotedAnsi(printer.target.url) + "  " +
+            session.say("  " + quotedUrl(printer.target.url) + "  " +
                         (printer.answers ? "answers: " : "") + printer.words);
-            targets.push_back({{"url", toUtf8(printer.target.url)},
-                               {"answers", printer.answers},
-                               {"state", printer.words}});
+            targets.push_back(described(printer));
         }
         json["ports"].push_back({{"name", toUtf8(ports[i].name)}, {"printers", targets}});
     }
     if (ports.empty()) session.say("There are no ports.");
-    if (session.json) session.answer(json);
+    if (session.wantsJson()) session.answer(json);
     if (!allAnswer && !options.noProbe) {
         throw CommandError(ExitCode::printerProblem, "status", "not all printers answer",
                            "\"probe URL\" tells more");

@@ -1,11 +1,14 @@
-#include <fstream>
-#include <iterator>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/progress_bar.h"
+#include "velmoractl/text/safe_file.h"
+#include "velmoractl/text/shown_text.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 
@@ -16,112 +19,293 @@ struct TransferOptions {
     std::string file;
     bool passwords = false;
     bool dryRun = false;
-    bool removeOthers = false;
+    std::string removeOthers;
+    UrlRules rules;
+    Option removeOption;
 };
 
-void exportAll(const Session& session, const TransferOptions& options) {
-    const std::string what = "export to " + quotedAnsi(options.file);
-    MonitorChannel channel(session);
-    const std::vector<PortConfig> ports = channel.ports();
-    const std::string text =
-        toJson(ports, channel.directory(), options.passwords, systemCodec()).dump(2) + "\n";
-    if (options.file == "-") return writeOut(text);
-    std::ofstream file(options.file, std::ios::binary | std::ios::trunc);
-    file.write(text.data(), static_cast<std::streamsize>(text.size()));
-    file.close();
-    if (!file) {
-        throw CommandError(ExitCode::failed, what, "the file cannot be written",
-                           "choose a folder that you may write to");
-    }
-    if (session.json) session.answer({{"file", toUtf8(options.file)}, {"ports", ports.size()}});
-    session.say(std::to_string(ports.size()) + " ports and the printer directory are in " +
-                quotedAnsi(options.file) + ".");
-    session.say(options.passwords ? "The file holds the passwords in clear: keep it safe."
-                                  : "Passwords are not in it; --with-passwords adds them.");
+struct NodeCounts {
+    std::size_t groups = 0;
+    std::size_t printers = 0;
+};
+
+NodeCounts countsOf(const CGroupsDB& directory) {
+    NodeCounts counts;
+    for (const auto& [id, node] : directory.nodes())
+        ++(node->type == NODE_PRINTER ? counts.printers : counts.groups);
+    return counts;
 }
 
-std::string readFile(const std::string& path, const std::string& what) {
-    std::ifstream file(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), {}};
-    if (!file.is_open() || file.bad()) {
-        throw CommandError(ExitCode::usage, what, "the file cannot be read",
-                           "check its name, and that you may read it");
+void warnOfDeletedGroups(const Session& session, const std::vector<PortConfig>& ports,
+                         const CGroupsDB& directory) {
+    for (const PortConfig& port : ports) {
+        for (const std::uint32_t id : port.targetIds) {
+            if (directory.FindGroup(id) != nullptr) continue;
+            session.warn("port " + quotedAnsi(port.name) + " holds the number " +
+                         std::to_string(id) + " of a deleted group, which is left out");
+        }
     }
-    // Windows editors put a byte order mark in front.
-    return text.starts_with("\xEF\xBB\xBF") ? text.substr(3) : text;
+}
+
+void exportAll(const Session& session, const TransferOptions& options) {
+    const std::string what = "export to " + quotedPath(options.file);
+    MonitorChannel channel(session);
+    const std::vector<PortConfig> ports = channel.ports();
+    const CGroupsDB directory = channel.directory();
+    warnOfDeletedGroups(session, ports, directory);
+    const std::string text =
+        toJson(ports, directory, options.passwords, systemCodec()).dump(2) + "\n";
+    if (options.file == "-") {
+        session.answered = true;
+        return writeOut(text);
+    }
+    replaceFile(options.file, text, options.passwords ? Readers::ownerAlone : Readers::everybody,
+                what);
+    if (session.wantsJson()) {
+        const NodeCounts counts = countsOf(directory);
+        session.answer({{"file", toUtf8(options.file)},
+                        {"ports", ports.size()},
+                        {"groups", counts.groups},
+                        {"printers", counts.printers},
+                        {"passwords", options.passwords}});
+    }
+    session.say(std::to_string(ports.size()) + " ports and the printer directory are in " +
+                quotedPath(options.file) + ".");
+    session.say(options.passwords
+                    ? "The file holds the passwords in clear; only you may read it. Keep it safe."
+                    : "Passwords are not in it; --with-passwords adds them.");
 }
 
 Configuration readWanted(const TransferOptions& options, const CGroupsDB& directory,
                          const std::string& what) {
     try {
-        return readConfiguration(readFile(options.file, what), directory, systemCodec());
+        return readConfiguration(readWholeFile(options.file, what), directory, systemCodec());
     } catch (const FileError& error) {
         throw CommandError(ExitCode::usage, what, error.what(),
-                           "mend the file; nothing has been changed");
+                           "correct the file; nothing has been changed", "bad-file");
     }
 }
 
-/// Before the first change: a file is taken as a whole or not at all.
-void checkPlan(const Session& session, const ConfigurationPlan& plan, const Configuration& wanted,
-               MonitorChannel& channel, const std::string& what) {
-    for (const PortConfig& port : wanted.ports) {
-        checkSize(port, what + ", port " + quotedAnsi(port.name));
-        if (port.singleTarget) checkUrl(port.printerUrl, what + ", port " + quotedAnsi(port.name));
+/// The kinds that --remove-others names; alone it means all kinds that the file holds.
+Removal removalOf(const TransferOptions& options, const Configuration& wanted,
+                  const std::string& what) {
+    Removal removal;
+    if (!options.removeOption.given()) return removal;
+    const bool directory = wanted.directory.has_value();
+    if (options.removeOthers == "all") return {wanted.hasPorts, directory, directory};
+    const auto take = [&](const std::string& kind, bool held, bool& flag) {
+        if (!held) {
+            throw CommandError(ExitCode::usage, what,
+                               "--remove-others names " + kind + ", and the file holds none",
+                               "a file must say what there is to be of a kind before the others "
+                               "are removed");
+        }
+        flag = true;
+    };
+    bool queues = false;
+    for (std::size_t begin = 0; begin <= options.removeOthers.size();) {
+        const std::size_t end =
+            std::min(options.removeOthers.find(',', begin), options.removeOthers.size());
+        const std::string kind = options.removeOthers.substr(begin, end - begin);
+        begin = end + 1;
+        if (kind == "ports") {
+            take(kind, wanted.hasPorts, removal.ports);
+        } else if (kind == "groups") {
+            take(kind, directory, removal.groups);
+        } else if (kind == "printers") {
+            take(kind, directory, removal.printers);
+        } else if (kind == "queues") {
+            take(kind, false, queues);
+        } else {
+            throw CommandError(ExitCode::usage, what,
+                               "--remove-others cannot be " + quotedAnsi(options.removeOthers),
+                               "allowed: ports, groups, printers and queues, with commas between");
+        }
     }
+    return removal;
+}
+
+/// A port name as Windows compares it.
+std::string folded(std::string name) {
+    CharUpperBuffA(name.data(), static_cast<DWORD>(name.size()));
+    return name;
+}
+
+void checkNewPorts(const ConfigurationPlan& plan, const MonitorChannel& channel,
+                   const std::string& what) {
+    if (plan.portsToAdd.empty()) return;
+    std::map<std::string, MonitorChannel::SpoolerPort> taken;
+    for (const MonitorChannel::SpoolerPort& port : channel.spoolerPorts())
+        taken.try_emplace(folded(port.name), port);
+    for (const std::string& removed : plan.portsToRemove)
+        taken.erase(folded(removed));
     for (const PortConfig& port : plan.portsToAdd) {
         const std::string place = what + ", port " + quotedAnsi(port.name);
         checkNewPortName(port.name, place);
-        if (channel.portNameTaken(port.name)) {
-            throw CommandError(ExitCode::conflict, place,
-                               "another monitor of the spooler has a port of that name",
-                               "give the port another name in the file");
+        const auto found = taken.find(folded(port.name));
+        if (found == taken.end()) continue;
+        const MonitorChannel::SpoolerPort& other = found->second;
+        const bool ours = other.monitor == channel.monitor();
+        throw CommandError(ExitCode::conflict, place,
+                           ours ? "there is the port " + quotedAnsi(other.name)
+                                : "the monitor " + quotedAnsi(other.monitor) + " has the port " +
+                                      quotedAnsi(other.name),
+                           ours ? "write the name as it is; " + std::string(kCaseRule)
+                                : "give the port another name in the file",
+                           "name-taken");
+    }
+}
+
+// Before the first change: a file is taken as a whole or not at all.
+
+/// The URLs as the file has them.
+void checkUrls(const Configuration& wanted, const TransferOptions& options,
+               const std::string& what) {
+    for (const PortConfig& port : wanted.ports) {
+        if (!port.singleTarget) continue;
+        checkUrl(port.printerUrl, options.rules, what + ", port " + quotedAnsi(port.name));
+    }
+    if (wanted.directory) {
+        for (const auto& [id, node] : wanted.directory->nodes()) {
+            if (node->type != NODE_PRINTER) continue;
+            checkUrl(static_cast<const CGroupsDBPrinter&>(*node).uri, options.rules,
+                     what + ", directory, node " + std::to_string(id));
         }
     }
+}
+
+void checkPlan(const Session& session, const ConfigurationPlan& plan, const Configuration& wanted,
+               const MonitorChannel& channel, const std::string& what) {
+    for (const PortConfig& port : wanted.ports)
+        checkSize(port, what + ", port " + quotedAnsi(port.name));
+    checkNewPorts(plan, channel, what);
     for (const std::string& name : plan.portsToRemove)
         checkUnused(session, name, what);
 }
 
-void carryOut(const ConfigurationPlan& plan, const Configuration& wanted, MonitorChannel& channel) {
-    for (const std::string& name : plan.portsToRemove)
-        channel.removePort(name);
-    for (const PortConfig& port : plan.portsToAdd)
-        channel.addPort(port);
-    for (const PortConfig& port : plan.portsToChange)
-        channel.changePort(port);
-    // Last, as the dialogs do: saving a port changes the directory's patterns.
-    if (plan.directoryChanges) channel.storeDirectory(*wanted.directory);
-}
+/// Carries the plan out: first what ports may name, then the ports, then what no port names any
+/// more. Between two ports it may be ended; the same file then brings the rest.
+class Import {
+  public:
+    Import(const Session& session, MonitorChannel& channel, const ConfigurationPlan& plan,
+           bool hasDirectory, const std::string& what)
+        : channel_(channel),
+          plan_(plan),
+          hasDirectory_(hasDirectory),
+          what_(what),
+          total_(plan.portsToRemove.size() + plan.portsToAdd.size() + plan.portsToChange.size()),
+          bar_(total_, !session.quiet && !session.wantsJson()) {}
 
-const char* word(Change::Kind kind) {
-    switch (kind) {
-        case Change::Kind::add:
-            return "add";
-        case Change::Kind::change:
-            return "change";
-        case Change::Kind::remove:
-            return "remove";
+    void run() {
+        const InterruptNote note;
+        if (hasDirectory_) {
+            channel_.changeDirectory(
+                what_, [&](CGroupsDB& directory) { takeNodes(directory, plan_.grown); });
+        }
+        for (const std::string& name : plan_.portsToRemove)
+            step([&] { channel_.removePort(name); });
+        for (const PortConfig& port : plan_.portsToAdd)
+            step([&] { channel_.addPort(port); });
+        for (const PortConfig& port : plan_.portsToChange)
+            step([&] { channel_.changePort(port); });
+        bar_.end();
+        if (hasDirectory_) {
+            channel_.changeDirectory(what_, [&](CGroupsDB& directory) {
+                takeNodes(directory, plan_.pruned);
+                takePatterns(directory);
+            });
+        }
     }
-    return "";
+
+  private:
+    /// The nodes of `source` in the place of the directory's; its patterns stay.
+    static void takeNodes(CGroupsDB& directory, const CGroupsDB& source) {
+        CGroupsDB result = copyOf(source);
+        for (const auto& [name, pattern] : std::map(patternsOf(result)))
+            result.RemovePortPrinter(name);
+        for (const auto& [name, pattern] : patternsOf(directory))
+            setPattern(result, pattern);
+        directory = std::move(result);
+    }
+
+    static std::map<std::string, CGroupsDBPrinter> patternsOf(const CGroupsDB& directory) {
+        std::map<std::string, CGroupsDBPrinter> patterns;
+        for (const auto& [name, pattern] : directory.portPrinters())
+            patterns.emplace(name, *pattern);
+        return patterns;
+    }
+
+    static void setPattern(CGroupsDB& directory, const CGroupsDBPrinter& pattern) {
+        directory.SetPortPrinter(pattern.name, pattern.uri, pattern.hasAuth != 0, pattern.userName,
+                                 pattern.password);
+    }
+
+    /// Saving a port stores its printer as a pattern too; the file has the last word.
+    void takePatterns(CGroupsDB& directory) const {
+        std::map<std::string, std::string> names;
+        for (const auto& [name, pattern] : directory.portPrinters())
+            names[folded(name)] = name;
+        for (const CGroupsDBPrinter& pattern : plan_.patterns) {
+            const auto found = names.find(folded(pattern.name));
+            // The registry has one key for both.
+            if (found != names.end()) directory.RemovePortPrinter(found->second);
+            setPattern(directory, pattern);
+        }
+    }
+
+    template <class Body>
+    void step(Body&& body) {
+        const std::string progress =
+            std::to_string(done_) + " of " + std::to_string(total_) + " ports are done";
+        const std::string remedy = "import the same file again to go on with the rest";
+        if (InterruptNote::pressed()) {
+            bar_.end();
+            throw CommandError(ExitCode::cancelled, what_, "you have ended it; " + progress,
+                               remedy);
+        }
+        try {
+            body();
+        } catch (const CommandError& error) {
+            bar_.end();
+            throw CommandError(error.code(), what_ + ", " + error.subject(),
+                               error.why() + "; " + progress, error.remedy() + "; then " + remedy,
+                               error.keyword());
+        }
+        bar_.show(++done_);
+    }
+
+    MonitorChannel& channel_;
+    const ConfigurationPlan& plan_;
+    const bool hasDirectory_;
+    const std::string what_;
+    const std::size_t total_;
+    std::size_t done_ = 0;
+    ProgressBar bar_;
+};
+
+Json described(const Change& change) {
+    Json details = Json::array();
+    for (const Difference& one : change.details)
+        details.push_back({{"key", one.key}, {"before", one.before}, {"after", one.after}});
+    return {{"action", keywordOf(change.kind)},
+            {"kind", change.thing},
+            {"name", change.name},
+            {"details", std::move(details)}};
 }
 
 void report(const Session& session, const ConfigurationPlan& plan, bool dryRun) {
-    for (const std::string& warning : plan.warnings)
-        session.warn(warning);
-    if (session.json) {
+    if (session.wantsJson()) {
         Json changes = Json::array();
-        for (const Change& change : plan.changes) {
-            changes.push_back({{"action", word(change.kind)},
-                               {"what", change.what},
-                               {"details", change.details}});
-        }
+        for (const Change& change : plan.changes)
+            changes.push_back(described(change));
         session.answer(
             {{"dry-run", dryRun}, {"changes", std::move(changes)}, {"warnings", plan.warnings}});
         return;
     }
     for (const Change& change : plan.changes) {
-        session.say(std::string(word(change.kind)) + " " + change.what);
-        for (const std::string& line : change.details)
-            session.say("    " + line);
+        session.say(inWords(change));
+        for (const Difference& one : change.details)
+            session.say("    " + inWords(one));
     }
     const std::string count = std::to_string(plan.changes.size()) + " changes";
     if (plan.changes.empty())
@@ -132,14 +316,25 @@ void report(const Session& session, const ConfigurationPlan& plan, bool dryRun) 
 }
 
 void importAll(const Session& session, const TransferOptions& options) {
-    const std::string what = "import of " + quotedAnsi(options.file);
+    const std::string what =
+        "import of " + (options.file == "-" ? "the standard input" : quotedPath(options.file));
     MonitorChannel channel(session);
+    // Held to the end: what is compared now is what is changed.
+    const auto lock = options.dryRun ? nullptr : channel.lock(what);
     const CGroupsDB directory = channel.directory();
     Configuration wanted = readWanted(options, directory, what);
-    const ConfigurationPlan plan =
-        planImport(wanted, channel.ports(), directory, options.removeOthers, systemCodec());
+    const auto noDialog =
+        options.dryRun || !wanted.directory ? nullptr : channel.lockDirectory(what);
+    checkUrls(wanted, options, what);
+    const Removal removal = removalOf(options, wanted, what);
+    ConfigurationPlan plan = planImport(wanted, channel.ports(), directory, removal, systemCodec());
+    plan.warnings.insert(plan.warnings.begin(), wanted.warnings.begin(), wanted.warnings.end());
     checkPlan(session, plan, wanted, channel, what);
-    if (!options.dryRun) carryOut(plan, wanted, channel);
+    for (const std::string& warning : plan.warnings)
+        session.warn(warning);
+    if (!options.dryRun && !plan.changes.empty()) {
+        Import(session, channel, plan, wanted.directory.has_value(), what).run();
+    }
     report(session, plan, options.dryRun);
 }
 
@@ -151,15 +346,23 @@ void addTransferVerbs(Verb app, Session& session) {
                        "export fleet.json --with-passwords",
                        [&session, options] { exportAll(session, *options); });
     out.text("file", options->file, "the file; - for the standard output", "FILE").required();
-    out.flag("--with-passwords", options->passwords, "the passwords too, in clear");
+    out.flag("--with-passwords", options->passwords,
+             "the passwords too, in clear, in a file that only you may read");
 
     Verb in = addVerb(app, session, "import", "make ports and printer directory as a file says",
                       "import fleet.json --dry-run",
                       [&session, options] { importAll(session, *options); });
-    in.text("file", options->file, "a file that \"export\" wrote, or one like it", "FILE")
+    in.text("file", options->file,
+            "a file that \"export\" wrote, or one like it; - for the "
+            "standard input",
+            "FILE")
         .required();
     in.flag("--dry-run", options->dryRun, "only show what would be changed");
-    in.flag("--remove-others", options->removeOthers, "remove ports that the file lacks");
+    options->removeOption =
+        in.optional("--remove-others", options->removeOthers, "all",
+                    "remove what the file lacks: of all kinds that it holds, or as in "
+                    "--remove-others=ports,groups,printers,queues");
+    addUrlRules(in, options->rules);
 }
 
 }  // namespace velmora::ctl

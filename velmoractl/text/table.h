@@ -1,0 +1,29 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "velmoractl/text/configuration_file.h"
+
+namespace velmora::ctl {
+
+/// A column of a list: a key of the JSON answer, and what stands above it on a terminal.
+struct Column {
+    const char* key;
+    const char* heading;
+};
+
+// One list in its forms; `rows` are JSON objects. UTF-8, ends with a line end.
+
+/// Columns of equal width, safe to show.
+std::string tableText(std::span<const Column> columns, const Json& rows, bool headings);
+/// RFC 4180, the keys in the first line. A list's values have ";" between them.
+std::string csvText(std::span<const Column> columns, const Json& rows);
+/// One value of `key` a line, safe to show.
+std::string namesText(std::string_view key, const Json& rows);
+
+/// Sorts objects by a text of theirs, capital and small letters alike, or by a number.
+void sortRows(Json& rows, std::string_view key);
+
+}  // namespace velmora::ctl
