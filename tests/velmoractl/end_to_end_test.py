@@ -6,6 +6,8 @@
 
 import argparse
 import concurrent.futures
+import csv
+import io
 import json
 import os
 import re
@@ -15,6 +17,8 @@ import stat
 import sys
 import tempfile
 import unittest
+
+import jsonschema
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "harness"))
 from printer_peer import Printer
@@ -202,7 +206,7 @@ class FromDownloadToPage(WithPrinter):
             Step("reg", "delete", policy, "/v", "StatedSizes", "/f"),
             tool("install", "--policy", "standard", "--json"), Step("reg", "query", policy))
         self.assertEqual("left-out", none.json()["policy"])
-        self.assertEqual("has been written", first.json()["policy"])
+        self.assertEqual("written", first.json()["policy"])
         self.assertEqual("kept", again.json()["policy"])
         for name, number in (("AdministratorsOnly", 1), ("StatedSizes", 1), ("CloseConnections", 1),
                              ("FollowRedirects", 0), ("ConnectTimeout", 30), ("SendTimeout", 120),
@@ -239,6 +243,15 @@ class ProbesOfBadPrinters(Tool):
             ("no printer at the URL's path", "faulty_printer", "not-found"),
             ("does not speak IPP", "faulty_printer", "html"),
             ("server-error-not-accepting-jobs", "faulty_printer", "--size", "1286", "ipp-status"),
+            # Open to questions, closed to jobs.
+            ("Job: the question whether it would be accepted failed: it asks for a user name",
+             "faulty_printer", "--on", "2", "unauthorized"),
+            ("Job: would be refused: it answers server-error-internal-error", "faulty_printer",
+             "--on", "2", "--size", "1280", "ipp-status"),
+            ("Job: not known; .*server-error-operation-not-supported", "faulty_printer", "--on",
+             "2", "--size", "1281", "ipp-status"),
+            ("no printer at the URL's path \\(client-error-not-found", "faulty_printer", "--size",
+             "1030", "ipp-status"),
             ("does not speak IPP", "faulty_printer", "--size", "8388608", "endless-attributes"),
         ]
         # Most of a probe is waiting. Wine runs several programs in one prefix.
@@ -249,6 +262,32 @@ class ProbesOfBadPrinters(Tool):
             for run in concurrent.futures.as_completed(runs):
                 with self.subTest(case=runs[run]):
                     run.result()
+
+    def test_a_printer_that_cannot_be_asked_is_ready_only_on_request(self):
+        # Each probe is two requests: the second one asks whether a job would be accepted.
+        results = []
+        for words in (["--json"], ["--allow-unknown", "--json"]):
+            printer = Printer(os.path.join(self.place, "unknown" + words[0]), "faulty_printer",
+                              "--on", "2", "--size", "1281", "ipp-status")
+            try:
+                results.append(self.prefix.tool("probe", printer.url, *words))
+            finally:
+                printer.stop()
+        self.assertEqual([PRINTER, DONE], [result.code for result in results], results)
+        self.assertEqual([False, True], [result.json()[0]["ready"] for result in results])
+        self.assertEqual(["unknown"] * 2, [result.json()[0]["job"]["state"] for result in results])
+
+    def test_errors_are_data(self):
+        printer = Printer(os.path.join(self.place, "untrusted"), "http_sink", "--certificate",
+                          "self-signed")
+        try:
+            jobs, probe = self.batch(
+                tool("jobs", printer.url, "--json", code=PRINTER),
+                tool("probe", printer.url, "--json", code=PRINTER))
+        finally:
+            printer.stop()
+        self.assertEqual("certificate-untrusted", jobs.json()["error"]["code"])
+        self.assertEqual("certificate-untrusted", probe.json()[0]["problem"]["code"])
 
     def test_what_a_printer_says_cannot_attack_the_terminal(self):
         good, bad = (Printer(os.path.join(self.place, f"hostile-{status}"), "faulty_printer",
@@ -317,7 +356,8 @@ class Verbs(WithPrinter):
             (USAGE, ["port", "add", "P", "--group", "Floor", "--user", "u"]),
             (USAGE, ["port", "set", "Office", "--copies", "0"]),
             (USAGE, ["port", "set", "Office", "--job-priority", "101"]),
-            (USAGE, ["port", "set", "Office", "--no-such-option"]),
+            (USAGE, ["port", "set", "Office", "--no-such-option"]), (USAGE, ["port", "set", "Office"]),
+            (USAGE, ["printer", "set", "Floor/Sales"]),
             (NOT_FOUND, ["port", "set", "P", "--copies", "2"]),
             (NOT_FOUND, ["port", "show", "P"]), (NOT_FOUND, ["port", "remove", "P"]),
             (NOT_FOUND, ["port", "show", "office"]), (USAGE, ["port", "list", "P"]),
@@ -386,7 +426,7 @@ class Verbs(WithPrinter):
     def test_bad_files_are_refused_whole(self):
         good = {"format": "velmora-configuration", "version": 1,
                 "ports": [{"name": "New", "url": self.printer.url}]}
-        bad_port = {"name": "New2", "url": self.printer.url, "job-template": {"sides": "three"}}
+        bad_port = {"name": "New2", "url": self.printer.url, "job-template": {"copies": "three"}}
         files = [b"", b"{", b"[]", b"\xff\xfe", b'{"format":"velmora-configuration","version":2}',
                  json.dumps(dict(good, extra=1)).encode(),
                  json.dumps(dict(good, ports=good["ports"] * 2)).encode(),
@@ -408,7 +448,7 @@ class Verbs(WithPrinter):
             tool("group", "remove", "Floor/Tower"), tool("printer", "remove", "Floor/Higher"),
             tool("printer", "list"))
         self.assertEqual(self.printer.url, shown.json()["url"])
-        self.assertIn('"Floor/Tower"', groups.out)
+        self.assertIn("Floor/Tower", groups.out)
         self.assertNotIn("Higher", printers.out)
 
     def test_printers_are_asked_what_a_job_would_meet(self):
@@ -422,10 +462,53 @@ class Verbs(WithPrinter):
         self.assertRegex(status["version"], r"^\d+\.\d+\.\d+\.\d+$")
         self.assertEqual([True, True],
                          [one["printers"][0]["answers"] for one in status["ports"]])
-        self.assertIn('"Office"', server.out)
+        self.assertIn("Office", server.out)
         self.assertIn("answers without a user name", ready.out)
         self.assertIn("would be accepted", ready.out)
         self.assertRegex(refused.out, "media: Papyrus is refused; the printer offers A4")
+
+    def test_a_wrong_path_is_told_with_the_right_one(self):
+        wrong = self.printer.url.replace("/ipp/print", "/no/such/path")
+        told, = self.batch(tool("probe", wrong, code=PRINTER))
+        self.assertIn("there is no printer at the URL's path", told.out)
+        self.assertIn(f'a printer answers at "{self.printer.url}"', told.out)
+
+    def test_wrong_verbs_are_named_with_a_suggestion(self):
+        port, verb, far, error, value = self.batch(
+            tool("prot", "list", code=USAGE), tool("port", "lst", code=USAGE),
+            tool("xyzzy", code=USAGE), tool("port", "lst", "--json", code=USAGE),
+            tool("port", "show", "/ipp/print", code=NOT_FOUND))
+        self.assertIn('no verb "prot"; did you mean "port"', port.err)
+        self.assertIn('no verb "port lst"; did you mean "list"', verb.err)
+        self.assertIn("install, uninstall, status", far.err)
+        self.assertEqual("unknown-verb", error.json()["error"]["code"])
+        self.assertIn('"/ipp/print"', value.err)
+
+    def test_lists_come_in_every_form(self):
+        lists = [["port", "list"], ["group", "list"], ["printer", "list"],
+                 ["jobs", self.printer.url, "--completed"]]
+        forms = ["table", "json", "csv", "names"]
+        results = self.batch(*(tool(*words, "-o", form) for words in lists for form in forms))
+        for index, words in enumerate(lists):
+            table, data, lines, names = results[4 * index:4 * index + 4]
+            with self.subTest(words=words):
+                rows = data.json()
+                table_of = list(csv.DictReader(io.StringIO(lines.out)))
+                self.assertEqual(len(rows), len(table_of))
+                self.assertEqual(len(rows), len(names.out.splitlines()))
+                if rows:
+                    self.assertLessEqual(set(table_of[0]), set(rows[0]))
+                    self.assertEqual(len(rows), len(table.out.splitlines()))
+        code, shown = self.prefix.tool_on_terminal(["port", "list"], b"never asked", b"")
+        self.assertEqual(DONE, code)
+        self.assertRegex(shown, r"PORT\s+MODE\s+GROUPS\s+PRINTERS")
+        self.assertEqual(["All", "Office"], results[3].out.split())
+
+    def test_help_tells_values_defaults_and_common_options(self):
+        for result in self.batch(tool("port", "add", "--help"), tool("port", "set", "--help")):
+            for words in ("two-sided-short-edge", "(default: A4)", "no-hold", "--server NAME",
+                          "--json", "--allow-unencrypted", "--force-value"):
+                self.assertIn(words, result.out)
 
     def test_printing_goes_through_the_printers_queue_and_says_when_it_fails(self):
         page = self.write("page.ps", DOCUMENT)
@@ -734,6 +817,107 @@ class Interrupted(Tool):
         self.assertEqual(count, len(after.json()))
 
 
+class Answers(WithPrinter):
+    """Every verb's answer has the shape that docs/json.md tells."""
+
+    @staticmethod
+    def documented():
+        with open(os.path.join(ROOT, "docs", "json.md"), encoding="utf-8") as file:
+            text = file.read()
+        schema = json.loads(re.search(r"^```json\n(.*?)^```", text,
+                                      re.MULTILINE | re.DOTALL).group(1))
+        shapes = {}
+        for verbs, names in re.findall(r"^\| (`.*?) \| (`.*?) \|$",
+                                       text.split("## Codes")[0], re.MULTILINE):
+            verbs, names = (re.findall("`(.*?)`", part) for part in (verbs, names))
+            shapes.update(zip(verbs, names if len(names) > 1 else names * len(verbs)))
+        codes = set(re.findall("`(.*?)`", text.split("## Codes")[1].split("## Schema")[0]))
+        return schema, shapes, codes
+
+    def validate(self, name, value):
+        schema, _, codes = self.documented()
+        jsonschema.validate(value, dict(schema, **{"$ref": "#/$defs/" + name}))
+        for code in re.findall('"code": "(.*?)"', json.dumps(value)):
+            self.assertIn(code, codes)
+
+    def test_every_answer_is_as_documented(self):
+        url = self.printer.url
+        page = self.write("page.ps", DOCUMENT)
+        file = self.write("in.json", fleet({"name": "In", "url": url, "user": "u"}))
+        steps = [
+            ["install"], use_shim(MONITOR), ["group", "add", "Floor"], ["group", "add", "B"],
+            ["group", "rename", "B", "C"], ["group", "move", "C", "Floor"],
+            ["printer", "add", "Floor/P", "--url", url],
+            ["printer", "set", "Floor/P", "--user", "u", "--password", "p"],
+            ["printer", "show", "Floor/P"], ["printer", "rename", "Floor/P", "Q"],
+            ["printer", "move", "Floor/Q", "Floor/C"], ["printer", "list"], ["group", "list"],
+            ["port", "add", "Office", "--url", url], ["port", "add", "All", "--group", "Floor"],
+            ["port", "set", "Office", "--print-quality", "9", "--copies", "2"],
+            ["port", "show", "All"], ["port", "list"], ["import", file],
+            ["import", file, "--dry-run", "--remove-others"], ["export", "C:\\out.json"],
+            ["status", "--no-probe"], ["probe", url], ["probe", "--port", "All"],
+            let_spooler_find(MONITOR, "Office"), ["print", page, "--port", "Office"],
+            ["jobs", url, "--completed"], ["port", "remove", "In"],
+            ["group", "remove", "Floor", "--force"], ["uninstall", "--ports", "remove"]]
+        words = [step for step in steps if not isinstance(step, Step)]
+        results = self.batch(*(step if isinstance(step, Step) else tool(*step, "--json")
+                               for step in steps))
+        answers = [result for step, result in zip(steps, results) if not isinstance(step, Step)]
+        _, shapes, _ = self.documented()
+        checked = set()
+        for word, result in zip(words, answers):
+            verb = " ".join(word[:2]) if word[0] in ("port", "group", "printer") else word[0]
+            with self.subTest(verb=verb):
+                self.validate(shapes[verb], result.json())
+                checked.add(verb)
+        # Every verb that the document names, but no sentence of the table.
+        self.assertEqual(set(shapes) - {"any of them, failed"} - checked, {"printer remove"})
+
+    def test_every_error_is_as_documented(self):
+        bad = Printer(os.path.join(self.place, "bad"), "faulty_printer", "unauthorized")
+        shut = Printer(os.path.join(self.place, "shut"), "faulty_printer", "--on", "2",
+                       "server-error")
+        try:
+            cases = [(NOT_INSTALLED, ["port", "list"]), (USAGE, []), (USAGE, ["prt"]),
+                     (USAGE, ["port", "add"]), (USAGE, ["probe"]),
+                     (USAGE, ["probe", "ipp://u:p@h/"]), (USAGE, ["jobs", "htp://h/"]),
+                     (USAGE, ["jobs", bad.url, "--timeout", "x"]), (PRINTER, ["jobs", bad.url]),
+                     (PRINTER, ["jobs", NOBODY]), (USAGE, ["install", "--language", "xx"]),
+                     (USAGE, ["print", "C:\\none", "--port", "P"])]
+            probes = [bad.url, shut.url, NOBODY, "host:631/path"]
+            results = self.batch(*(tool(*words, "--json", code=code) for code, words in cases),
+                                 *(tool("probe", url, "--json", code=PRINTER) for url in probes))
+        finally:
+            bad.stop()
+            shut.stop()
+        for result in results[:len(cases)]:
+            self.validate("error", result.json())
+        for result in results[len(cases):]:
+            self.validate("probe", result.json())
+            self.assertFalse(result.json()[0]["ready"])
+        status, = self.batch(tool("status", "--json", code=NOT_INSTALLED))
+        self.validate("status", status.json())
+
+
+class FleetExamples(Tool):
+    def test_the_examples_of_the_document_run_on_a_fresh_system(self):
+        with open(os.path.join(ROOT, "docs", "fleet-setup.md"), encoding="utf-8") as file:
+            examples = re.findall(r"^    \{.*?^    \}", file.read(), re.MULTILINE | re.DOTALL)
+        self.assertEqual(2, len(examples))
+        files = [self.write(f"example{index}.json", text.encode())
+                 for index, text in enumerate(examples)]
+        *_, ports, printers = self.batch(
+            tool("install", "--quiet"), use_shim(MONITOR),
+            *(tool("import", file) for file in files), tool("port", "list", "--json"),
+            tool("printer", "list", "-o", "names"))
+        reached = {port["name"]: [printer["url"] for printer in port["printers"]]
+                   for port in ports.json()}
+        self.assertEqual({"Floor 1", "Floor 2", "All of floor 1"}, set(reached))
+        self.assertEqual(["ipp://sales.example/ipp/print", "ipp://entrance.example/ipp/print"],
+                         reached["All of floor 1"])
+        self.assertEqual("First floor/Sales\nLobby/Entrance\n", printers.out)
+
+
 class Documentation(WithPrinter):
     """What the documents tell an administrator to type."""
 
@@ -760,16 +944,12 @@ class Documentation(WithPrinter):
 
     def test_the_commands_of_the_documents_work(self):
         self.write("test.pdf", b"%PDF-1.4\n" + DOCUMENT)
-        fleet = re.search(r"^    \{.*?^    \}", self.text("fleet-setup.md"),
-                          re.MULTILINE | re.DOTALL)
-        example = self.write("example.json", fleet.group().encode())
         installing = self.commands("install.md")
         *_, ports = self.batch(
             *[step for step in installing if "uninstall" not in step.words],
             *self.commands("languages.md"), *self.commands("first-port.md"),
-            *self.commands("fleet-setup.md"), tool("import", example),
-            tool("port", "list", "--json"))
-        self.assertEqual({"Office", "Everywhere", "Floor 1", "Floor 2"},
+            *self.commands("fleet-setup.md"), tool("port", "list", "--json"))
+        self.assertEqual({"Office", "Everywhere"},
                          {port["name"] for port in ports.json()})
         self.assertEqual([b"%PDF-1.4\n" + DOCUMENT], self.printer.documents())
         # Removal is listed twice, each time for an installed monitor.

@@ -109,6 +109,7 @@ Json described(const DirectoryPaths& names, const CGroupsDBNode& node) {
     Json json = toJson(node, false, systemCodec());
     if (node.type == NODE_PRINTER) {
         json["url"] = toUtf8(maskedUrl(static_cast<const CGroupsDBPrinter&>(node).uri));
+        if (!json.contains("user")) json["user"] = nullptr;
     }
     json["path"] = toUtf8(names.pathOf(node.id));
     return json;

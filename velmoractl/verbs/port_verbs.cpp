@@ -122,6 +122,7 @@ std::vector<Reached> reachedPrinters(const PortConfig& port, const CGroupsDB& di
 Json described(const PortConfig& port, const CGroupsDB& directory, const DirectoryPaths& names) {
     Json json = toJson(port, false, systemCodec());
     json["url"] = toUtf8(maskedUrl(port.printerUrl));
+    if (!json.contains("user")) json["user"] = nullptr;
     Json printers = Json::array();
     for (const Reached& one : reachedPrinters(port, directory, names)) {
         Json printer{{"url", toUtf8(maskedUrl(one.url))}};
