@@ -32,9 +32,18 @@ class Sink:
         self.requests = raw_http.Counter()
         self.context = None
         if options.certificate:
-            self.context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-            self.context.load_cert_chain(
-                *certificates.make(options.directory, options.certificate))
+            self.context = self.make_context(options.directory, options.certificate)
+        self.next_context = None
+        if options.then:
+            place = os.path.join(options.directory, "then")
+            os.makedirs(place)
+            self.next_context = self.make_context(place, options.then)
+
+    @staticmethod
+    def make_context(directory, kind):
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(*certificates.make(directory, kind))
+        return context
 
     def keep(self, request):
         number = self.requests.next()
@@ -71,6 +80,9 @@ class Sink:
                 else:
                     self.keep(stream.read_body(request))
                 connection.sendall(self.reply(request))
+                if self.next_context:
+                    self.context, self.next_context = self.next_context, None
+                    raise raw_http.Closed
         except (raw_http.Closed, OSError):
             pass
         finally:
@@ -103,6 +115,8 @@ def main():
     parser.add_argument("--basic", help="USER:PASSWORD to ask for; others get 401")
     parser.add_argument("--certificate", choices=sorted(certificates.DATES),
                         help="serve https with a certificate of this kind (certificate.der in DIR)")
+    parser.add_argument("--then", choices=sorted(certificates.DATES),
+                        help="another certificate after the first answer, on a new connection")
     parser.add_argument("--discard", action="store_true",
                         help="read chunked bodies without looking at them (benchmarks)")
     parser.add_argument("run", nargs="*", help="a command to run while the server is there")

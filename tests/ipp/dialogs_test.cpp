@@ -284,6 +284,18 @@ TEST_F(Dialogs, RefusedCertificateGivesTheJobUp) {
     EXPECT_FALSE(printer.file("request-1.head"));
 }
 
+TEST_F(Dialogs, CertificateThatChangesAfterTheProbeFailsTheJob) {
+    Peer printer("http_sink --certificate self-signed --then wrong-name");
+    const DialogUser user({{kSecurityTitle, 1}});
+    const auto connection = SendPrintJob(targetOf(printer.url()), "Document", {});
+    ASSERT_TRUE(connection);
+    EXPECT_EQ(connection->lastError(),
+              static_cast<std::uint32_t>(ERROR_INTERNET_SEC_CERT_CN_INVALID));
+    EXPECT_EQ(user.answered(), 1u);
+    EXPECT_FALSE(user.surprised());
+    EXPECT_FALSE(printer.file("request-2.head"));
+}
+
 TEST_F(Dialogs, EachFaultOfACertificateIsAskedAbout) {
     for (const char* kind : {"expired", "wrong-name"}) {
         SCOPED_TRACE(kind);

@@ -69,6 +69,7 @@ const FaultCase kFaults[] = {
     {"AnswersBeforeTheBody", "early-answer", kAccepted, kAccepted, 200000},
     {"RefusesBeforeTheBodyAndCloses", "early-answer-and-close", kAccepted, kFailed, 2 << 20},
     {"ContinuesLate", "late-continue", kAccepted, kAccepted},
+    {"ContinuesAThousandTimes", "many-continues", kAccepted, kAccepted},
     {"ExpectationFailed", "expectation-failed", kAccepted, kFailed},
     // The platform follows redirects by itself, with a GET, which the request then stays: where
     // nobody listens the probe has failed, and a printer refuses the GET of the job.
@@ -79,9 +80,11 @@ const FaultCase kFaults[] = {
     {"Unavailable", "unavailable", kAccepted, kFailed},
     {"StatusIsNoNumber", "bad-status-line", kAccepted, kFailed},
     {"StatusOfFourDigits", "long-status", kAccepted, kFailed},
+    {"StatusOfTwoDigits", "short-status", kAccepted, kFailed},
+    {"StatusWithoutAReason", "no-reason", kAccepted, kAccepted},
     {"Garbage", "garbage", kAccepted, kFailed},
     {"ManyHeaders", "many-headers", kAccepted, kAccepted},
-    // Read to its end and thrown away, in bounded memory.
+    // Read as far as an answer is read and thrown away, in bounded memory.
     {"HugeAnswer", "--size 0x2000000 huge-answer", kAccepted, kAccepted},
     {"AttributesWithoutEnd", "--size 0x2000000 endless-attributes", kAccepted, kFailed},
     {"BadChunkSize", "bad-chunk-size", kAccepted, kFailed},

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <fstream>
+#include <iterator>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -86,6 +89,26 @@ TEST(Policy, AnotherTypeOrLengthIsMissing) {
     const std::vector<std::byte> bytes(8, std::byte{0});
     for (const std::size_t size : {0u, 1u, 3u, 5u, 8u})
         EXPECT_FALSE(parsePolicyValue(value, kRegDword, std::span(bytes).first(size))) << size;
+}
+
+/// Administrators read the same as the monitor does.
+TEST(Policy, TheDocumentsTellTheSameNumbersAndMeanings) {
+    std::ifstream file(VELMORA_DOCS "/security.md");
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    std::size_t at = text.find("| Value | Missing | `install` writes | Up to | Meaning |");
+    ASSERT_NE(at, std::string::npos);
+    at = text.find("|---|---|---|---|---|\n", at) + 22;
+    for (const PolicyValue& value : policyValues()) {
+        std::ostringstream row;
+        row << "| `" << value.name << "` | " << value.missing() << " | " << value.installed << " | "
+            << value.highest << " | " << value.meaning;
+        if (*value.unit != '\0') row << " (" << value.unit << ")";
+        row << " |";
+        const std::size_t end = text.find('\n', at);
+        EXPECT_EQ(text.substr(at, end - at), row.str());
+        at = end + 1;
+    }
+    EXPECT_EQ(text[at], '\n') << "a row too many";
 }
 
 TEST(Policy, ConnectionsGetWhatConcernsThem) {

@@ -16,6 +16,7 @@
 #include "harness/handle_count.h"
 #include "harness/peer.h"
 #include "harness/printing.h"
+#include "port/policy_store.h"
 #include "tests/monitor/jobs/job_test.h"
 
 namespace velmora::testing {
@@ -121,6 +122,45 @@ TEST_F(JobLoad, JobsForOnePrinterLeaveTheirConnectionAndNothingElse) {
     show("jobs for one printer", kJobs, growth);
     EXPECT_LE(growth.handles, left.handles + 0.1);
     EXPECT_LE(growth.bytes, left.bytes * 1.05 + 256);
+}
+
+void closeConnections() {
+    Policy policy;
+    policy.closeConnections = 1;
+    ASSERT_TRUE(createPolicy(kDefaultMonitorKey, policy));
+}
+
+TEST_F(JobLoad, JobsForOnePrinterLeaveNothingIfThePolicyClosesTheirConnections) {
+    closeConnections();
+    Peer printer("http_sink --discard");
+    const std::string document = testDocument(3000);
+    const HANDLE port = singlePort(printer.url());
+    const auto job = [&] { ASSERT_TRUE(printJob(port, document)); };
+    // The platform makes a heap segment of 1 MiB when it first needs one.
+    for (int i = 0; i < 20 * kWarmUp; ++i)
+        job();
+    const Holdings growth = growthPerRun(kJobs, job);
+    show("jobs for one printer, connections closed", kJobs, growth);
+    EXPECT_LE(growth.handles, 0.1);
+    EXPECT_LE(growth.bytes, 256);
+}
+
+TEST_F(JobLoad, LargeHeadersStayWithTheConnectionOnly) {
+    Peer printer("faulty_printer many-headers");
+    const HANDLE port = singlePort(printer.url());
+    const auto job = [&] { ASSERT_TRUE(printJob(port, "%!")); };
+    constexpr int kFloods = 5;
+    job();
+    const Holdings left = growthPerRun(kFloods, job);
+    show("jobs whose answers have 65,536 headers", kFloods, left);
+    EXPECT_GE(left.handles, 0.9);
+    EXPECT_GE(left.bytes, 1 << 20);
+    closeConnections();
+    job();
+    const Holdings closed = growthPerRun(kFloods, job);
+    show("the same, connections closed", kFloods, closed);
+    EXPECT_LE(closed.handles, 0.5);
+    EXPECT_LE(closed.bytes, 1 << 18);
 }
 
 TEST_F(JobLoad, JobsForSeveralPrintersLeaveNothing) {
