@@ -149,6 +149,11 @@ void picturesOfNewPort(const SheetDriver& sheet) {
 
 void picturesOfPort(const SheetDriver& sheet) {
     savePicture(sheet.sheet().window(), "configure-port");
+    sheet.help();
+    const DialogDriver help = openedBy(sheet.sheet().window());
+    savePicture(help.window(), "help");
+    help.clickWithoutWaiting(IDCANCEL);
+    help.waitUntilClosed();
     sheet.openPage(1);
     savePicture(sheet.sheet().window(), "job-template");
     picturesOfGroups(sheet);

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Draws the tree's bitmaps from ui/resources/tree_icons.txt.
+"""Draws the tree's bitmaps from ui/resources/tree_icons*.txt, one for each size.
 
     make_icons.py SOURCE STRIP.bmp MASK.bmp [PREVIEW.ppm]
     make_icons.py --check SOURCE STRIP.bmp MASK.bmp
@@ -13,9 +13,6 @@ gives.
 import struct
 import sys
 
-SIZE = 16
-
-
 def read_source(path):
     colours, images = {}, []
     with open(path, encoding="ascii") as source:
@@ -27,15 +24,15 @@ def read_source(path):
                 colours[words[1]] = bytes.fromhex(words[2])
             elif words[0] == "image":
                 images.append([])
-            elif len(words[0]) == SIZE and images:
+            elif images and len(words[0]) == len((images[0] or words)[0]):
                 unknown = set(words[0]) - set(colours) - {"."}
                 if unknown:
                     sys.exit(f"{path}:{number}: no colour for {sorted(unknown)}")
                 images[-1].append(words[0])
             else:
-                sys.exit(f"{path}:{number}: neither a colour nor {SIZE} pixels")
+                sys.exit(f"{path}:{number}: neither a colour nor as many pixels as before")
     for image in images:
-        if len(image) != SIZE:
+        if not image or len(image) != len(image[0]):
             sys.exit(f"{path}: a picture with {len(image)} rows")
     return colours, images
 
@@ -56,8 +53,9 @@ def strip(colours, images):
         red, green, blue = colours[character]
         return bytes((blue, green, red, 255))
 
-    rows = [b"".join(pixel(c) for image in images for c in image[y]) for y in range(SIZE)]
-    return bitmap(SIZE * len(images), 32, b"", rows)
+    size = len(images[0])
+    rows = [b"".join(pixel(c) for image in images for c in image[y]) for y in range(size)]
+    return bitmap(size * len(images), 32, b"", rows)
 
 
 def mask(images):
@@ -65,19 +63,20 @@ def mask(images):
         bits = "".join("1" if c == "." else "0" for image in images for c in image[y])
         return int(bits, 2).to_bytes(len(bits) // 8, "big")
 
+    size = len(images[0])
     black_and_white = b"\0\0\0\0" + b"\xff\xff\xff\0"
-    return bitmap(SIZE * len(images), 1, black_and_white, [row(y) for y in range(SIZE)])
+    return bitmap(size * len(images), 1, black_and_white, [row(y) for y in range(size)])
 
 
 def preview(colours, images, scale=16):
     """A PPM picture of the images on two backgrounds."""
     lines = []
     for background in (b"\xff\xff\xff", b"\x31\x6a\xc5"):
-        for y in range(SIZE):
+        for y in range(len(images[0])):
             line = b"".join((background if c == "." else colours[c]) * scale
                             for image in images for c in image[y])
             lines.append(line * scale)
-    width, height = SIZE * len(images) * scale, 2 * SIZE * scale
+    width, height = len(images[0]) * len(images) * scale, 2 * len(images[0]) * scale
     return b"P6 %d %d 255\n" % (width, height) + b"".join(lines)
 
 

@@ -4,6 +4,7 @@
 
 #include "platform/library.h"
 #include "ui/group_tree_rules.h"
+#include "ui/kit/window.h"
 #include "ui/resources/resource_ids.h"
 #include "ui/tree_rows.h"
 
@@ -11,6 +12,8 @@ namespace velmora {
 namespace {
 
 constexpr std::uint32_t kTopLevel = 0;
+/// What trees move each level in by at 96 dots per inch.
+constexpr int kIndent = 19;
 
 UniqueBitmap loadBitmap(int id) {
     // As a DIB section the strip keeps its 32 bits on a screen of any depth.
@@ -18,18 +21,43 @@ UniqueBitmap loadBitmap(int id) {
                                                         IMAGE_BITMAP, 0, 0, LR_CREATEDIBSECTION)));
 }
 
+/// The same pictures, drawn once for each size: stretched ones would be blurred.
+struct Strip {
+    int size;
+    int images;
+    int mask;
+};
+
+constexpr Strip kStrips[] = {
+    {16, IDB_GROUPS_IMAGES, IDB_GROUPS_MASK},
+    {24, IDB_GROUPS_IMAGES_24, IDB_GROUPS_MASK_24},
+    {32, IDB_GROUPS_IMAGES_32, IDB_GROUPS_MASK_32},
+};
+
+/// The largest that is not larger than 16 pixels at 96 dots per inch are on this screen.
+const Strip& stripForScreen() {
+    const Strip* best = kStrips;
+    for (const Strip& strip : kStrips)
+        if (strip.size <= scaledPixels(kStrips[0].size)) best = &strip;
+    return *best;
+}
+
 }  // namespace
 
-TreeIcons::TreeIcons() : list_(ImageList_Create(16, 16, ILC_COLOR32 | ILC_MASK, 8, 8)) {
+TreeIcons::TreeIcons() {
+    const Strip& strip = stripForScreen();
+    list_.reset(ImageList_Create(strip.size, strip.size, ILC_COLOR32 | ILC_MASK, 8, 8));
     if (!list_) return;
-    const UniqueBitmap strip = loadBitmap(IDB_GROUPS_IMAGES);
-    const UniqueBitmap mask = loadBitmap(IDB_GROUPS_MASK);
-    ImageList_Add(list_.get(), strip.get(), mask.get());
+    const UniqueBitmap images = loadBitmap(strip.images);
+    const UniqueBitmap mask = loadBitmap(strip.mask);
+    ImageList_Add(list_.get(), images.get(), mask.get());
 }
 
 void DirectoryTree::attach(HWND control) {
     view_ = TreeView(control);
     view_.setImages(icons_.list());
+    // Rows and pictures follow the screen; what a tree moves its levels in by need not.
+    view_.setLeastIndent(scaledPixels(kIndent));
 }
 
 void DirectoryTree::fill() {

@@ -141,8 +141,8 @@ void DialogWindow::rethrow() {
 
 bool ModalDialog::runModal(HWND parent) {
     const INT_PTR result =
-        DialogBoxParamW(currentModule(), MAKEINTRESOURCEW(resource()), parent, &procedure,
-                        reinterpret_cast<LPARAM>(static_cast<DialogWindow*>(this)));
+        DialogBoxIndirectParamW(currentModule(), dialogTemplate().get(), parent, &procedure,
+                                reinterpret_cast<LPARAM>(static_cast<DialogWindow*>(this)));
     rethrow();
     return result == IDOK;
 }

@@ -54,9 +54,9 @@ class DialogWindow {
 
   protected:
     DialogWindow(int resource, DialogHost& host)
-        : resource_(resource), host_(host), boxes_(&host.messageBoxes()) {}
+        : template_(resource), host_(host), boxes_(&host.messageBoxes()) {}
 
-    int resource() const noexcept { return resource_; }
+    const DialogTemplate& dialogTemplate() const noexcept { return template_; }
 
     /// The controls exist, the window does not show yet. The base moves the data into the controls;
     /// the platform then sets the focus.
@@ -93,7 +93,7 @@ class DialogWindow {
     INT_PTR route(UINT message, WPARAM wParam, LPARAM lParam);
     int controlOf(const HELPINFO& help) const noexcept;
 
-    int resource_;
+    DialogTemplate template_;
     DialogHost& host_;
     MessageBoxes* boxes_;
     HWND window_ = nullptr;

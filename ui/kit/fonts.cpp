@@ -1,6 +1,10 @@
 #include "ui/kit/fonts.h"
 
 #include <optional>
+#include <string_view>
+
+#include "platform/library.h"
+#include "ui/kit/window.h"
 
 namespace velmora {
 namespace {
@@ -20,7 +24,55 @@ LOGFONTA describe(HGDIOBJ font) {
     return description;
 }
 
+const DLGTEMPLATE* loadTemplate(int resource, std::size_t& words) {
+    const HINSTANCE module = currentModule();
+    const HRSRC found = FindResourceA(module, MAKEINTRESOURCEA(resource), RT_DIALOG);
+    if (found == nullptr) return nullptr;
+    words = SizeofResource(module, found) / sizeof(WORD);
+    return static_cast<const DLGTEMPLATE*>(LockResource(LoadResource(module, found)));
+}
+
+/// Behind a template's menu, class or title at `at`: an ordinal, or a text with its terminator.
+std::size_t skipName(const WORD* words, std::size_t at) {
+    if (words[at] == 0xFFFF) return at + 2;
+    while (words[at] != 0)
+        ++at;
+    return at + 1;
+}
+
+/// Controls begin at a multiple of four bytes.
+std::size_t aligned(std::size_t words) {
+    return words + words % 2;
+}
+
+/// The template with another font face (DLGTEMPLATE: header, menu, class, title, size, face).
+std::vector<WORD> withFace(const WORD* words, std::size_t count, std::wstring_view face) {
+    std::size_t at = sizeof(DLGTEMPLATE) / sizeof(WORD);
+    for (int i = 0; i < 3; ++i)
+        at = skipName(words, at);
+    ++at;  // the size in points
+    std::vector<WORD> changed(words, words + at);
+    changed.insert(changed.end(), face.begin(), face.end());
+    changed.push_back(0);
+    changed.resize(aligned(changed.size()));
+    changed.insert(changed.end(), words + aligned(skipName(words, at)), words + count);
+    return changed;
+}
+
 }  // namespace
+
+DialogTemplate::DialogTemplate(int resource) {
+    constexpr int kAnyLength = 96;
+    std::size_t words = 0;
+    resource_ = loadTemplate(resource, words);
+    if (resource_ != nullptr && (resource_->style & DS_SETFONT) != 0 &&
+        scaledPixels(kAnyLength) > kAnyLength)
+        changed_ = withFace(reinterpret_cast<const WORD*>(resource_), words, L"MS Shell Dlg");
+}
+
+const DLGTEMPLATE* DialogTemplate::get() const noexcept {
+    return changed_.empty() ? resource_ : reinterpret_cast<const DLGTEMPLATE*>(changed_.data());
+}
 
 TextMeasure::TextMeasure(HWND control) : control_(control), context_(GetDC(control)) {
     const auto font = reinterpret_cast<HGDIOBJ>(SendMessageA(control, WM_GETFONT, 0, 0));

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <string>
+#include <vector>
 
 #include "ui/kit/user_objects.h"
 
@@ -25,6 +26,23 @@ class TextMeasure {
     HWND control_;
     HDC context_;
     HGDIOBJ previousFont_ = nullptr;
+};
+
+/// A dialog's template for this screen. The font that our resources name is a bitmap font: on a
+/// screen of more than 96 dots per inch it is coarse, and its dialog units are not those by which a
+/// property sheet sizes its pages, so that pages would be cut. There the template names "MS Shell
+/// Dlg", which every system has as an outline font with the same proportions.
+class DialogTemplate {
+  public:
+    /// A dialog resource of this module, made without DIALOGEX.
+    explicit DialogTemplate(int resource);
+
+    /// Null if there is no such resource. Lives as long as this object.
+    const DLGTEMPLATE* get() const noexcept;
+
+  private:
+    const DLGTEMPLATE* resource_;
+    std::vector<WORD> changed_;
 };
 
 /// The font of a dialog's controls. The one that the dialog's resource names is a bitmap font on

@@ -41,9 +41,9 @@ void PropertyPage::abandon() noexcept {
 PROPSHEETPAGEW PropertyPage::description() noexcept {
     PROPSHEETPAGEW page{};
     page.dwSize = sizeof page;
-    page.dwFlags = PSP_USETITLE | PSP_HASHELP;
+    page.dwFlags = PSP_USETITLE | PSP_HASHELP | PSP_DLGINDIRECT;
     page.hInstance = currentModule();
-    page.pszTemplate = MAKEINTRESOURCEW(resource());
+    page.pResource = dialogTemplate().get();
     page.pszTitle = wideTitle_.c_str();
     page.pfnDlgProc = &procedure;
     page.lParam = reinterpret_cast<LPARAM>(this);

@@ -17,6 +17,10 @@ void TreeView::setImages(HIMAGELIST images) const {
     send(TVM_SETIMAGELIST, TVSIL_NORMAL, reinterpret_cast<LPARAM>(images));
 }
 
+void TreeView::setLeastIndent(int pixels) const {
+    if (send(TVM_GETINDENT, 0, 0) < pixels) send(TVM_SETINDENT, static_cast<WPARAM>(pixels), 0);
+}
+
 void TreeView::clear() const {
     send(TVM_DELETEITEM, 0, reinterpret_cast<LPARAM>(TVI_ROOT));
 }

@@ -19,6 +19,8 @@ class TreeView {
     HWND control() const noexcept { return control_; }
 
     void setImages(HIMAGELIST images) const;
+    /// Moves each level in by at least so many pixels.
+    void setLeastIndent(int pixels) const;
     void clear() const;
     /// As the last child of `parent` (null: at the top).
     HTREEITEM append(HTREEITEM parent, const std::string& text, int image,
