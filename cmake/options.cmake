@@ -12,11 +12,20 @@ if(WIN32)
     target_compile_definitions(velmora_options INTERFACE
         WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0501 NTDDI_VERSION=0x05010000 WINVER=0x0501)
     target_compile_options(velmora_options INTERFACE -ffunction-sections -fdata-sections)
+    # A function that writes beyond an array on its stack ends the process (platform/stack_guard.cpp).
+    add_library(velmora_stack_guard STATIC ${CMAKE_SOURCE_DIR}/platform/stack_guard.cpp)
+    target_compile_options(velmora_options INTERFACE -fstack-protector-strong)
+    target_link_libraries(velmora_options INTERFACE velmora_stack_guard)
     # Old processors and old callers align the stack to four bytes only; our code must not assume more.
     if(VELMORA_ARCH STREQUAL "x86")
         add_compile_options($<$<COMPILE_LANGUAGE:C,CXX>:-mstackrealign>)
     endif()
     add_link_options(-static -Wl,--gc-sections)
+    # What is delivered states that it has no structured exception handlers, so that the system runs
+    # none at a forged address in it. (64-bit images list theirs.)
+    if(VELMORA_ARCH STREQUAL "x86")
+        set(velmora_image_options -Wl,--no-seh)
+    endif()
 elseif(VELMORA_SANITIZE)
     add_compile_options(-fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer -g1)

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <array>
 #include <atomic>
 #include <cstddef>
 
@@ -15,12 +14,12 @@
 namespace velmora {
 namespace {
 
-/// `__cxa_eh_globals` as the ABI lays it out, which nothing may be put before.
+/// `__cxa_eh_globals` as the ABI lays it out, which nothing may be put before. Without
+/// constructors: the table takes no room in the file.
 struct ThreadGlobals {
-    void* caughtExceptions = nullptr;
-    unsigned uncaughtExceptions = 0;
-    /// The thread's id, kFree after its end, or kUnused.
-    std::atomic<DWORD> owner{0};
+    void* caughtExceptions;
+    unsigned uncaughtExceptions;
+    DWORD owner;  ///< the thread's id, kFree after its end, or kUnused
 };
 
 constexpr DWORD kUnused = 0;  ///< never had an owner: a search ends here
@@ -29,16 +28,16 @@ constexpr DWORD kFree = 1;    ///< Windows's thread ids are multiples of four
 /// More threads than a 32-bit process has room for. Only pages that are used become memory.
 constexpr std::size_t kEntries = 4096;
 
-std::array<ThreadGlobals, kEntries> table;
+ThreadGlobals table[kEntries];
 
-constexpr std::size_t placeOf(DWORD thread, std::size_t step) noexcept {
-    return (thread / 4 + step) % kEntries;
+ThreadGlobals& entryOf(DWORD thread, std::size_t step) noexcept {
+    return table[(thread / 4 + step) % kEntries];
 }
 
 ThreadGlobals* find(DWORD thread) noexcept {
     for (std::size_t step = 0; step < kEntries; ++step) {
-        ThreadGlobals& entry = table[placeOf(thread, step)];
-        const DWORD owner = entry.owner.load(std::memory_order_acquire);
+        ThreadGlobals& entry = entryOf(thread, step);
+        const DWORD owner = std::atomic_ref(entry.owner).load(std::memory_order_acquire);
         if (owner == thread) return &entry;
         if (owner == kUnused) return nullptr;
     }
@@ -47,10 +46,11 @@ ThreadGlobals* find(DWORD thread) noexcept {
 
 ThreadGlobals* take(DWORD thread) noexcept {
     for (std::size_t step = 0; step < kEntries; ++step) {
-        ThreadGlobals& entry = table[placeOf(thread, step)];
-        DWORD owner = entry.owner.load(std::memory_order_relaxed);
+        ThreadGlobals& entry = entryOf(thread, step);
+        const std::atomic_ref place(entry.owner);
+        DWORD owner = place.load(std::memory_order_relaxed);
         while (owner == kUnused || owner == kFree)
-            if (entry.owner.compare_exchange_weak(owner, thread, std::memory_order_acquire))
+            if (place.compare_exchange_weak(owner, thread, std::memory_order_acquire))
                 return &entry;
     }
     return nullptr;
@@ -75,7 +75,7 @@ void releaseExceptionGlobals() noexcept {
     if (entry == nullptr) return;
     entry->caughtExceptions = nullptr;
     entry->uncaughtExceptions = 0;
-    entry->owner.store(kFree, std::memory_order_release);
+    std::atomic_ref(entry->owner).store(kFree, std::memory_order_release);
 }
 
 }  // namespace velmora

@@ -12,7 +12,7 @@ constexpr int kAreaSize = 10240;
 
 CharsetConversion loadConversion() noexcept {
     // Never freed: jobs may convert texts until the process ends.
-    const HMODULE library = LoadLibraryA("unicows.dll");
+    const HMODULE library = loadOptionalLibrary(L"unicows.dll");
     return {librarySymbol<decltype(CharsetConversion::fromWide)>(library, "WideCharToMultiByte"),
             librarySymbol<decltype(CharsetConversion::toWide)>(library, "MultiByteToWideChar")};
 }

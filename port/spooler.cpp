@@ -1,6 +1,5 @@
 #include "port/spooler.h"
 
-#include "platform/handle.h"
 #include "platform/library.h"
 
 namespace velmora {
@@ -20,7 +19,7 @@ void resolve(HMODULE library, const char* name, BOOL(WINAPI*& function)(Argument
 
 SpoolerFunctions load() {
     // The library stays loaded as long as the process: its functions are called from any thread.
-    const HMODULE library = UniqueModule(LoadLibraryA("WinSpool.drv")).release();
+    const HMODULE library = loadedOrSystemLibrary(L"WinSpool.drv");
     SpoolerFunctions functions{};
     resolve(library, "EnumPortsA", functions.enumPorts);
     resolve(library, "OpenPrinterA", functions.openPrinter);

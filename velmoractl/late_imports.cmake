@@ -1,0 +1,61 @@
+# Functions of Windows's libraries that velmoractl does not import but loads (late_imports.cpp.in),
+# with the size of their arguments on 32 bits, which is part of their name there. What is added here
+# and not in the library lists is a static import again, which a test notices.
+set(late_crypt32_dll
+    CertFreeCertificateChain@4
+    CertGetNameStringW@24
+    CertVerifyCertificateChainPolicy@16
+    CertVerifyTimeValidity@8
+)
+set(late_version_dll
+    GetFileVersionInfoA@16
+    GetFileVersionInfoSizeA@8
+    VerQueryValueA@16
+)
+set(late_wininet_dll
+    HttpAddRequestHeadersA@16
+    HttpEndRequestA@16
+    HttpOpenRequestA@32
+    HttpQueryInfoA@20
+    HttpSendRequestA@20
+    HttpSendRequestExA@20
+    InternetCloseHandle@4
+    InternetConnectA@32
+    InternetCrackUrlA@16
+    InternetErrorDlg@20
+    InternetOpenA@20
+    InternetQueryOptionA@16
+    InternetReadFile@16
+    InternetSetOptionA@16
+    InternetWriteFile@16
+)
+set(late_winspool_drv
+    AbortPrinter@4
+    AddMonitorA@12
+    ClosePrinter@4
+    DeleteMonitorA@12
+    EndDocPrinter@4
+    EnumMonitorsA@24
+    EnumPrintersA@28
+    GetJobA@24
+    OpenPrinterA@12
+    StartDocPrinterA@12
+    WritePrinter@16
+)
+set(late_libraries crypt32.dll version.dll wininet.dll winspool.drv)
+
+set(late_slots "")
+set(late_rows "")
+foreach(library ${late_libraries})
+    string(REPLACE "." "_" list ${library})
+    foreach(entry ${late_${list}})
+        string(REGEX REPLACE "@.*" "" function ${entry})
+        if(VELMORA_ARCH STREQUAL "x86")
+            string(APPEND late_slots "SLOT(${function}, \"__imp__${entry}\", \"_${entry}\")\n")
+        else()
+            string(APPEND late_slots "SLOT(${function}, \"__imp_${function}\", \"${function}\")\n")
+        endif()
+        string(APPEND late_rows "    {L\"${library}\", \"${function}\", &slot_${function}},\n")
+    endforeach()
+endforeach()
+configure_file(late_imports.cpp.in late_imports.cpp @ONLY)
