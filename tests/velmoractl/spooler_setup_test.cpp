@@ -3,20 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 
-#include "platform/handle.h"
 #include "platform/registry.h"
 
 namespace velmora::ctl {
 namespace {
-
-struct FileTraits {
-    using Type = HANDLE;
-    static Type empty() noexcept { return INVALID_HANDLE_VALUE; }
-    static void close(Type file) noexcept { CloseHandle(file); }
-};
-using UniqueFile = UniqueHandle<FileTraits>;
 
 /// A folder and a key of this test's own, removed afterwards.
 class SpoolerSetup : public ::testing::Test {
@@ -31,8 +22,7 @@ class SpoolerSetup : public ::testing::Test {
         RegistryKey::deleteTree(kKey);
     }
     ~SpoolerSetup() override {
-        for (const char* name : {"source", "target", "target.old1"})
-            DeleteFileA(path(name).c_str());
+        DeleteFileA(path("target").c_str());
         RemoveDirectoryA(folder_.c_str());
         RegistryKey::deleteTree(kKey);
     }
@@ -42,47 +32,10 @@ class SpoolerSetup : public ::testing::Test {
         std::ofstream(path(name), std::ios::binary) << text;
         return path(name);
     }
-    std::string read(const char* name) const {
-        std::ifstream file(path(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-    /// As a program that uses the file holds it: others may read and rename it, not write.
-    UniqueFile hold(const char* name) const {
-        return UniqueFile(CreateFileA(path(name).c_str(), GENERIC_READ,
-                                      FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr));
-    }
 
   private:
     std::string folder_;
 };
-
-TEST_F(SpoolerSetup, AFileIsCopiedOnceAndReplacedWhenItDiffers) {
-    write("source", "one");
-    EXPECT_EQ(placeFile(path("source"), path("target")), FileChange::copied);
-    EXPECT_EQ(placeFile(path("source"), path("target")), FileChange::same);
-    write("source", "two");
-    EXPECT_EQ(placeFile(path("source"), path("target")), FileChange::replaced);
-    EXPECT_EQ(read("target"), "two");
-}
-
-TEST_F(SpoolerSetup, AFileInUseIsMovedAside) {
-    write("source", "new");
-    write("target", "old");
-    {
-        const UniqueFile user = hold("target");
-        ASSERT_TRUE(user);
-        EXPECT_EQ(placeFile(path("source"), path("target")), FileChange::replacedInUse);
-    }
-    EXPECT_EQ(read("target"), "new");
-    EXPECT_EQ(read("target.old1"), "old");
-}
-
-TEST_F(SpoolerSetup, AMissingSourceIsAnErrorAndChangesNothing) {
-    write("target", "old");
-    EXPECT_THROW(placeFile(path("source"), path("target")), std::exception);
-    EXPECT_EQ(read("target"), "old");
-}
 
 TEST_F(SpoolerSetup, RemovingAFileTellsWhetherItWasThere) {
     write("target", "old");

@@ -7,7 +7,6 @@
 #include <winver.h>
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <vector>
@@ -15,6 +14,7 @@
 #include "platform/handle.h"
 #include "platform/library.h"
 #include "velmoractl/local_memory.h"
+#include "velmoractl/setup/placed_file.h"
 #include "velmoractl/text/console.h"
 
 namespace velmora::ctl {
@@ -29,33 +29,6 @@ constexpr char kEnvironment[] = "Windows NT x86";
 // Protected from what the keys above grant; the system and administrators have all rights, here
 // and in all keys below.
 constexpr char kRights[] = "D:PAI(A;OICI;KA;;;SY)(A;OICI;KA;;;BA)";
-
-bool sameContents(const std::string& one, const std::string& other) {
-    std::ifstream first(one, std::ios::binary);
-    std::ifstream second(other, std::ios::binary);
-    if (!first || !second) return false;
-    return std::equal(std::istreambuf_iterator<char>(first), {},
-                      std::istreambuf_iterator<char>(second), {});
-}
-
-bool isInUse(DWORD error) {
-    return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED ||
-           error == ERROR_USER_MAPPED_FILE;
-}
-
-/// A loaded library cannot be overwritten but renamed.
-bool moveAside(const std::string& path) {
-    for (int number = 1; number < 100; ++number) {
-        const std::string aside = path + ".old" + std::to_string(number);
-        if (!MoveFileA(path.c_str(), aside.c_str())) {
-            if (GetLastError() == ERROR_ALREADY_EXISTS) continue;
-            return false;
-        }
-        MoveFileExA(aside.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
-        return true;
-    }
-    return false;
-}
 
 }  // namespace
 
@@ -163,26 +136,16 @@ bool fileExists(const std::string& path) {
     return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-FileChange placeFile(const std::string& source, const std::string& target) {
-    const std::string what = "copying " + quotedAnsi(source) + " to " + quotedAnsi(target);
-    const bool there = fileExists(target);
-    if (there && sameContents(source, target)) return FileChange::same;
-    if (CopyFileA(source.c_str(), target.c_str(), FALSE)) {
-        return there ? FileChange::replaced : FileChange::copied;
-    }
-    const DWORD error = GetLastError();
-    if (there && isInUse(error) && moveAside(target) &&
-        CopyFileA(source.c_str(), target.c_str(), FALSE)) {
-        return FileChange::replacedInUse;
-    }
-    throw systemError(what, error, "check that both folders are there and have room");
-}
-
 FileRemoval removeFile(const std::string& path) {
     if (!fileExists(path)) return FileRemoval::absent;
     if (DeleteFileA(path.c_str())) return FileRemoval::removed;
     const DWORD error = GetLastError();
-    if (isInUse(error) && moveAside(path)) return FileRemoval::atNextStart;
+    if (isInUse(error)) {
+        if (const std::string aside = moveAside(path); !aside.empty()) {
+            MoveFileExA(aside.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
+            return FileRemoval::atNextStart;
+        }
+    }
     throw systemError("deleting " + quotedAnsi(path), error, "close what uses the file");
 }
 

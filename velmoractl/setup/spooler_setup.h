@@ -27,12 +27,6 @@ bool isRestricted(const std::string& path);
 /// Removes the keys above the deleted key `path` up to "Software" that hold nothing any more.
 void removeEmptyKeys(const std::string& path);
 
-enum class FileChange { same, copied, replaced, replacedInUse };
-
-/// Puts `source` in the place of `target`. A target that the spooler has loaded is moved aside and
-/// deleted at the next start of Windows. Throws CommandError.
-FileChange placeFile(const std::string& source, const std::string& target);
-
 enum class FileRemoval { absent, removed, atNextStart };
 FileRemoval removeFile(const std::string& path);
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <vector>
@@ -9,6 +10,8 @@
 #include "port/settings.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/setup/installed_settings.h"
+#include "velmoractl/setup/library_check.h"
+#include "velmoractl/setup/placed_file.h"
 #include "velmoractl/setup/spooler_setup.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
@@ -26,6 +29,7 @@ struct SetupOptions {
     std::string from;
     std::string language;
     bool replaceSettings = false;
+    bool allowDowngrade = false;
     std::string policy;
     std::string ports;
 };
@@ -137,26 +141,58 @@ std::string inWords(const SettingsChange& change) {
     return change ? inWords(*change) : "is kept as it was";
 }
 
-/// Other texts must not make the monitor look for its ports under other names.
-SettingsChange placeSettings(const SetupOptions& options, const std::string& source) {
-    const bool there = fileExists(installed(kSettings));
-    const bool wanted = options.replaceSettings || !options.language.empty();
-    if (there && !wanted) return std::nullopt;
-    constexpr const char* kNames[] = {"Port Monitor Name", "AppRegKey"};
-    std::vector<std::string> kept;
-    for (const char* name : kNames)
-        kept.push_back(settingsFile().read(kStrings, name));
-    const FileChange change = placeFile(source, installed(kSettings));
-    if (change == FileChange::same) return change;
-    // Windows keeps what it has last read of such a file.
-    WritePrivateProfileStringA(nullptr, nullptr, nullptr, settingsFile().path().c_str());
-    for (std::size_t i = 0; i < kept.size(); ++i) {
-        if (kept[i].empty() || options.replaceSettings) continue;
-        if (settingsFile().read(kStrings, kNames[i]) != kept[i]) {
-            settingsFile().write(kStrings, kNames[i], kept[i]);
+/// Writes the names that the monitor is known by into the copy of the new settings: other texts
+/// must not make it look for its ports under other names.
+void keepNames(const std::string& copy, bool replaceNames) {
+    const ProfileFile settings(copy);
+    // A file of another kind has no such section.
+    std::array<char, 4> section{};
+    if (GetPrivateProfileSectionA(kStrings, section.data(), section.size(), copy.c_str()) == 0) {
+        throw CommandError(ExitCode::usage, "checking the new settings file",
+                           "it has no section [Strings]", "take the file from the download again");
+    }
+    for (const char* name : {"Port Monitor Name", "AppRegKey"}) {
+        const std::string kept = settingsFile().read(kStrings, name);
+        if (kept.empty() || replaceNames || settings.read(kStrings, name) == kept) continue;
+        settings.write(kStrings, name, kept);
+        if (settings.read(kStrings, name) != kept) {
+            throw systemError("writing " + quotedAnsi(copy), ERROR_WRITE_FAULT,
+                              "check that there is room");
         }
     }
-    return change;
+    // Windows keeps what it has last read of such a file.
+    WritePrivateProfileStringA(nullptr, nullptr, nullptr, copy.c_str());
+}
+
+/// The new settings beside the old ones; null if those are kept as they are.
+std::unique_ptr<PlacedFile> newSettings(const SetupOptions& options, const std::string& source) {
+    const bool wanted = options.replaceSettings || !options.language.empty();
+    if (fileExists(installed(kSettings)) && !wanted) return nullptr;
+    auto file = std::make_unique<PlacedFile>(
+        source, installed(kSettings),
+        [&](const std::string& copy) { keepNames(copy, options.replaceSettings); });
+    file->keepOld();
+    return file;
+}
+
+/// Both files, or neither of them.
+void placeFiles(const SetupOptions& options, const std::string& from, const std::string& source,
+                FileChange& libraryChange, SettingsChange& settingsChange) {
+    const std::string name = from + "\\" + kLibrary;
+    PlacedFile library(name, installed(kLibrary), [&](const std::string& copy) {
+        checkLibrary(copy, name, installed(kLibrary),
+                     options.allowDowngrade ? Downgrade::allowed : Downgrade::refused);
+    });
+    const std::unique_ptr<PlacedFile> settings = newSettings(options, source);
+    try {
+        if (settings != nullptr) settingsChange = settings->commit();
+        libraryChange = library.commit();
+    } catch (...) {
+        if (settings != nullptr) settings->undo();
+        WritePrivateProfileStringA(nullptr, nullptr, nullptr, settingsFile().path().c_str());
+        throw;
+    }
+    WritePrivateProfileStringA(nullptr, nullptr, nullptr, settingsFile().path().c_str());
 }
 
 enum class PolicyChange { kept, leftOut, written };
@@ -206,8 +242,7 @@ struct Installed {
 Installed carryOut(const SetupOptions& options, const std::string& from, const std::string& what) {
     const std::string source = settingsSource(options, from, what);
     Installed result{};
-    result.library = placeFile(from + "\\" + kLibrary, installed(kLibrary));
-    result.settings = placeSettings(options, source);
+    placeFiles(options, from, source, result.library, result.settings);
     // Before the monitor runs: nothing it stores is to be readable by everybody even for a moment.
     if (const DWORD error = restrictKey(installedKey()); error != 0) {
         throw systemError(what + ", the rights of the registry key", error,
@@ -370,6 +405,8 @@ void addSetupVerbs(Verb app, Session& session) {
     in.flag("--replace-settings", options->replaceSettings,
             "replace a settings file that is already there, the monitor's name and the registry "
             "key in it too");
+    in.flag("--allow-downgrade", options->allowDowngrade,
+            "install a Velmora.dll that is older than the installed one");
     in.oneOf("--policy", options->policy,
              "what a computer without a policy gets: the standard one (default) or none",
              {"standard", kNoPolicy});
