@@ -11,6 +11,8 @@
  * may end before it begins, end midway, or go all the way. LOSSY_PULSE also loses pulses that
  * somebody was waiting for, any finite number of them.
  *
+ * PROMPT is the order of prompt jobs: a worker looks for the first packet before it waits.
+ *
  * The mutants are the mistakes that the checks must find (tools/check-queue-model runs them):
  *   EARLY_DECREMENT  the worker counts itself out of a packet before it has moved on
  *   SINGLE_PULSE     the job's end pulses once and then waits for ever
@@ -74,12 +76,20 @@ proctype Worker(byte me) {
     fi;
 
     do
+#ifdef PROMPT
+    :: current = head;
+       if
+       :: current != NONE -> break
+       :: else -> waitForData()
+       fi
+#else
     :: waitForData();
        current = head;
        if
        :: current != NONE -> break
        :: else
        fi
+#endif
     od;
     use(current); assert(current == 0); sent = 1;
     do

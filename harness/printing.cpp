@@ -24,10 +24,15 @@ PrintTarget targetOf(const std::string& url) {
     return target;
 }
 
+ConnectionOptions& connectionOptions() {
+    static ConnectionOptions options;
+    return options;
+}
+
 bool sendDocument(IppConnection& connection, const std::string& document) {
-    constexpr std::size_t kPiece = 1024;
-    for (std::size_t at = 0; at < document.size(); at += kPiece) {
-        connection.writeData(document.data() + at, std::min(kPiece, document.size() - at));
+    const std::size_t piece = connectionOptions().promptDelivery ? 64 * 1024 : 1024;
+    for (std::size_t at = 0; at < document.size(); at += piece) {
+        connection.writeData(document.data() + at, std::min(piece, document.size() - at));
         if (connection.lastError() != 0) return false;
     }
     return connection.finish();
@@ -35,7 +40,7 @@ bool sendDocument(IppConnection& connection, const std::string& document) {
 
 bool printDocument(const PrintTarget& target, const std::string& document, const std::string& name,
                    const JobTemplate& values) {
-    const auto connection = SendPrintJob(target, name, values);
+    const auto connection = SendPrintJob(target, name, values, connectionOptions());
     return connection && connection->lastError() == 0 && sendDocument(*connection, document);
 }
 

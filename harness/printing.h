@@ -13,7 +13,11 @@ std::string testDocument(std::size_t size);
 /// A target without credentials.
 PrintTarget targetOf(const std::string& url);
 
-/// Sends the document in the spooler's pieces; whether the printer accepted it.
+/// What the tests of this program ask of their connections; the program decides.
+ConnectionOptions& connectionOptions();
+
+/// Sends the document in the spooler's pieces, or in those of prompt delivery; whether the printer
+/// accepted it.
 bool sendDocument(IppConnection& connection, const std::string& document);
 
 /// A whole job; whether the printer accepted it.

@@ -138,7 +138,7 @@ void IppConnection::sendMessage(const IppMessage& message, bool chunked) {
     setTimeOuts(request_.get());
     if (!setBodyHeaders(chunked, body.size())) return;
     if (!beginRequest(chunked ? 0 : body.size())) return;
-    Sleep(kPauseBeforeBodyMs);
+    if (!options_.promptDelivery) Sleep(kPauseBeforeBodyMs);
     if (chunked) {
         bodyOpen_ = writeChunk(body.data(), body.size());
     } else if (write(body.data(), body.size())) {
@@ -372,8 +372,29 @@ bool IppConnection::writeChunk(const void* data, std::size_t size) {
     char* end = std::to_chars(sizeLine, sizeLine + 2 * sizeof size, size, 16).ptr;
     *end++ = '\r';
     *end++ = '\n';
-    return write(sizeLine, static_cast<std::size_t>(end - sizeLine)) &&
-           (size == 0 || write(data, size)) && write("\r\n", 2);
+    const std::string_view line(sizeLine, static_cast<std::size_t>(end - sizeLine));
+    if (options_.promptDelivery) {
+        return writeInOneCall(line, {static_cast<const char*>(data), size});
+    }
+    return write(line.data(), line.size()) && (size == 0 || write(data, size)) && write("\r\n", 2);
+}
+
+bool IppConnection::writeInOneCall(std::string_view sizeLine, std::string_view data) {
+    constexpr std::string_view kEnd = "\r\n";
+    const std::size_t whole = sizeLine.size() + data.size() + kEnd.size();
+    if (whole > chunkRoom_) {
+        chunkRoom_ = 0;
+        chunk_.reset(new (std::nothrow) char[whole]);
+        if (!chunk_) {
+            lastError_ = ERROR_NOT_ENOUGH_MEMORY;
+            return false;
+        }
+        chunkRoom_ = whole;
+    }
+    char* place = chunk_.get();
+    for (const std::string_view part : {sizeLine, data, kEnd})
+        place = std::copy(part.begin(), part.end(), place);
+    return write(chunk_.get(), whole);
 }
 
 std::uint32_t IppConnection::errorDialog(HWND owner, std::uint32_t error) {

@@ -6,9 +6,11 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "ipp/connection_options.h"
 #include "ipp/message.h"
@@ -129,6 +131,7 @@ class IppConnection {
     bool endRequest();
     bool write(const void* data, std::size_t size);
     bool writeChunk(const void* data, std::size_t size);
+    bool writeInOneCall(std::string_view sizeLine, std::string_view data);
     std::uint32_t errorDialog(HWND owner, std::uint32_t error);
     bool readStatus();
 
@@ -143,6 +146,9 @@ class IppConnection {
     bool answerLeftUnread_ = false;
     std::optional<std::uint16_t> ippStatus_;
     ConnectionOptions options_;
+    // Where prompt delivery puts a chunk together; as large as the largest one so far.
+    std::unique_ptr<char[]> chunk_;
+    std::size_t chunkRoom_ = 0;
     Clock::time_point answerDeadline_{};  ///< of an answer in hand, if there is a time-out for it
 };
 

@@ -11,7 +11,8 @@ struct ConnectionOptions {
     std::uint32_t sendTimeout = 0;
     std::uint32_t receiveTimeout = 0;  ///< bounds the whole of an answer as well
     bool followRedirects = true;
-    bool promptDelivery = false;  ///< the body follows its headers at once
+    /// The body follows its headers at once, and each chunk goes out in one call of the platform.
+    bool promptDelivery = false;
 
     bool operator==(const ConnectionOptions&) const = default;
 };

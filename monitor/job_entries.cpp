@@ -84,7 +84,8 @@ bool startJob(Port& port, char* printerName, JobInfo info, const std::wstring& d
     port.job->recordIn(
         newJobRecord(policy, config.name, port.job->info().jobId, document, targets));
     return port.job->start(connect, targets, config.jobTemplate,
-                           policy.closeConnections != 0 ? AfterJob::close : AfterJob::leaveOpen);
+                           policy.closeConnections != 0 ? AfterJob::close : AfterJob::leaveOpen,
+                           policy.promptDelivery != 0 ? Pace::prompt : Pace::steady);
 }
 
 template <class Char>

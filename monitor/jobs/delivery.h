@@ -18,6 +18,12 @@ struct ConnectReport {
     std::string userName;  ///< as sent in requesting-user-name, in UTF-8; empty if nothing was sent
 };
 
+/// How a job hands its document on.
+enum class Pace {
+    steady,  ///< in pieces of 1024 bytes; workers begin at a pulse
+    prompt,  ///< in pieces of 64 KiB; workers begin with what is there
+};
+
 /// What one printer is to be sent. Texts are in the ANSI code page.
 struct DeliveryOrder {
     PrintTarget target;

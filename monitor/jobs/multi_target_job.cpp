@@ -8,13 +8,16 @@ namespace velmora {
 namespace {
 
 constexpr std::uint32_t kEndStepMilliseconds = 1000;
+/// A worker that looked just before the last pulse and waited just after it is not to cost the job
+/// a second.
+constexpr std::uint32_t kPromptEndStepMilliseconds = 20;
 
 }  // namespace
 
 MultiTargetJob::MultiTargetJob(const Connect& connect, const std::vector<PrintTarget>& targets,
                                const std::string& documentName, const JobTemplate& jobTemplate,
-                               const PacketMemory& memory)
-    : queue_(targets.size(), memory), workers_(targets.size()) {
+                               const PacketMemory& memory, Pace pace)
+    : pace_(pace), queue_(targets.size(), memory), workers_(targets.size()) {
     // Nothing below may throw: the workers that run already use the queue.
     for (std::size_t slot = 0; slot < targets.size(); ++slot) {
         workers_[slot] = startWorker(slot, connect, targets[slot], documentName, jobTemplate);
@@ -26,13 +29,15 @@ MultiTargetJob::~MultiTargetJob() {
     // Without an end the workers would wait for ever. The spooler always ends a job before it drops
     // it; this is for the way out after an error.
     if (!queue_.ended()) queue_.end();
+    const std::uint32_t step =
+        pace_ == Pace::prompt ? kPromptEndStepMilliseconds : kEndStepMilliseconds;
     for (auto& worker : workers_) {
         if (worker == nullptr) continue;
         // A pulse reaches only those who wait at that moment; a worker that was busy sending gets
         // one of the next.
         do {
             queue_.wakeReaders();
-        } while (!worker->waitForEnd(kEndStepMilliseconds));
+        } while (!worker->waitForEnd(step));
         worker.reset();
     }
 }
@@ -50,7 +55,7 @@ std::unique_ptr<TargetWorker> MultiTargetJob::startWorker(std::size_t slot, cons
                                                           const std::string& documentName,
                                                           const JobTemplate& jobTemplate) try {
     auto worker = std::make_unique<TargetWorker>(
-        queue_, slot, connect, DeliveryOrder{target, documentName, jobTemplate, slot + 1});
+        queue_, slot, connect, DeliveryOrder{target, documentName, jobTemplate, slot + 1}, pace_);
     if (!worker->start()) return nullptr;
     return worker;
 } catch (...) {

@@ -20,7 +20,7 @@ class MultiTargetJob final : public PrintJob {
     /// even the queue can be made.
     MultiTargetJob(const Connect& connect, const std::vector<PrintTarget>& targets,
                    const std::string& documentName, const JobTemplate& jobTemplate,
-                   const PacketMemory& memory = {});
+                   const PacketMemory& memory = {}, Pace pace = Pace::steady);
     /// Returns when every worker has ended.
     ~MultiTargetJob() override;
 
@@ -34,6 +34,7 @@ class MultiTargetJob final : public PrintJob {
                                               const std::string& documentName,
                                               const JobTemplate& jobTemplate);
 
+    const Pace pace_;
     PacketQueue queue_;
     std::vector<std::unique_ptr<TargetWorker>> workers_;  ///< null: could not be made
 };

@@ -127,6 +127,13 @@ const DataPacket& PacketQueue::Reader::first() {
     return *current_;
 }
 
+const DataPacket& PacketQueue::Reader::firstAtHand() {
+    // This slot counts in the head until it moves on, so the head stays while it is looked at.
+    while ((current_ = queue_.head_.load(std::memory_order_acquire)) == nullptr)
+        waitForData();
+    return *current_;
+}
+
 const DataPacket* PacketQueue::Reader::successor() const noexcept {
     return current_->next.load(std::memory_order_acquire);
 }

@@ -116,8 +116,10 @@ class PacketQueue::Reader {
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
-    /// Waits for data and stands on the document's first packet.
+    /// Waits for a pulse, even if there is data, and stands on the document's first packet.
     const DataPacket& first();
+    /// The same without a wait if there is data already.
+    const DataPacket& firstAtHand();
     /// The packet after the current one, or null if it has not been written yet.
     const DataPacket* successor() const noexcept;
     /// Leaves the current packet for its successor, which must be there. The packet that was left

@@ -9,7 +9,8 @@
 namespace velmora {
 namespace {
 
-constexpr std::size_t kPieceSize = 1024;
+constexpr std::size_t kSteadyPiece = 1024;
+constexpr std::size_t kPromptPiece = 64 * 1024;
 
 }  // namespace
 
@@ -23,15 +24,16 @@ PortJob::~PortJob() {
 }
 
 bool PortJob::start(const Connect& connectTo, const std::vector<PrintTarget>& targets,
-                    const JobTemplate& jobTemplate, AfterJob afterJob) {
+                    const JobTemplate& jobTemplate, AfterJob afterJob, Pace pace) {
+    pieceSize_ = pace == Pace::prompt ? kPromptPiece : kSteadyPiece;
     const Connect connect = record_ != nullptr ? record_->watch(connectTo) : connectTo;
     if (targets.empty()) return true;
     if (targets.size() == 1) {
         delivery_ = std::make_unique<SingleTargetJob>(
             connect, DeliveryOrder{targets.front(), info_.documentName, jobTemplate, 1}, afterJob);
     } else {
-        delivery_ =
-            std::make_unique<MultiTargetJob>(connect, targets, info_.documentName, jobTemplate);
+        delivery_ = std::make_unique<MultiTargetJob>(connect, targets, info_.documentName,
+                                                     jobTemplate, PacketMemory(), pace);
     }
     return !delivery_->failed();
 }
@@ -43,7 +45,7 @@ void PortJob::abandon() noexcept {
 bool PortJob::write(std::span<const std::byte> data, std::uint32_t& accepted) {
     accepted = 0;
     while (!data.empty()) {
-        const auto piece = data.first(std::min(data.size(), kPieceSize));
+        const auto piece = data.first(std::min(data.size(), pieceSize_));
         if (delivery_ == nullptr || !delivery_->write(piece)) return false;
         accepted += static_cast<std::uint32_t>(piece.size());
         data = data.subspan(piece.size());

@@ -41,13 +41,14 @@ class PortJob {
     /// Starts the delivery to every target, once. False if the only one cannot be reached. Without
     /// a target the job is taken and its data refused.
     bool start(const Connect& connect, const std::vector<PrintTarget>& targets,
-               const JobTemplate& jobTemplate, AfterJob afterJob = AfterJob::leaveOpen);
+               const JobTemplate& jobTemplate, AfterJob afterJob = AfterJob::leaveOpen,
+               Pace pace = Pace::steady);
 
     /// The spooler will never end this job, which is about to be given up as it is.
     void abandon() noexcept;
 
-    /// Hands the data on in pieces of at most 1024 bytes and counts those that were accepted. False
-    /// at the first piece that is not.
+    /// Hands the data on in pieces of at most 1024 bytes, or of 64 KiB for a prompt job, and counts
+    /// those that were accepted. Nothing is held back. False at the first piece that is not taken.
     bool write(std::span<const std::byte> data, std::uint32_t& accepted);
 
   private:
@@ -56,6 +57,7 @@ class PortJob {
     JobInfo info_;
     Report report_;
     std::unique_ptr<PrintJob> delivery_;
+    std::size_t pieceSize_ = 0;          ///< set by start()
     std::shared_ptr<JobRecord> record_;  ///< null: nobody wants one
 };
 

@@ -19,8 +19,12 @@ void send(Delivery& delivery, const DataPacket& packet) {
 }  // namespace
 
 TargetWorker::TargetWorker(PacketQueue& queue, std::size_t slot, Connect connect,
-                           DeliveryOrder order)
-    : queue_(queue), slot_(slot), connect_(std::move(connect)), order_(std::move(order)) {}
+                           DeliveryOrder order, Pace pace)
+    : queue_(queue),
+      slot_(slot),
+      connect_(std::move(connect)),
+      order_(std::move(order)),
+      pace_(pace) {}
 
 bool TargetWorker::start() {
     thread_ = Thread::start([this] { run(); });
@@ -45,7 +49,7 @@ void TargetWorker::deliver() {
     const auto delivery = connect_(order_);
     if (delivery == nullptr) return;
 
-    const DataPacket* packet = &reader.first();
+    const DataPacket* packet = pace_ == Pace::prompt ? &reader.firstAtHand() : &reader.first();
     send(*delivery, *packet);
     while (!packet->isEnd()) {
         if (const DataPacket* const next = reader.successor()) {

@@ -15,7 +15,8 @@ namespace velmora {
 /// is not reported: one printer that fails must not disturb the others.
 class TargetWorker {
   public:
-    TargetWorker(PacketQueue& queue, std::size_t slot, Connect connect, DeliveryOrder order);
+    TargetWorker(PacketQueue& queue, std::size_t slot, Connect connect, DeliveryOrder order,
+                 Pace pace);
     TargetWorker(const TargetWorker&) = delete;
     TargetWorker& operator=(const TargetWorker&) = delete;
 
@@ -33,6 +34,7 @@ class TargetWorker {
     std::size_t slot_;
     Connect connect_;
     DeliveryOrder order_;
+    const Pace pace_;
     std::unique_ptr<Thread> thread_;
 };
 

@@ -86,6 +86,56 @@ TEST_F(ConnectionCalls, ChunkedMessageLeavesTheBodyOpenUntilAnEmptyWrite) {
             "HttpEndRequestA(request, null, 0x0, 0)"));
 }
 
+TEST_F(ConnectionCalls, PromptDeliveryWritesEachChunkInOneCallWithoutAPause) {
+    ConnectionOptions options;
+    options.promptDelivery = true;
+    IppConnection connection(kUrl, options);
+    forgetCalls();
+    connection.sendMessage(*probe(), true);
+    connection.writeData(std::string(65536, 'x').data(), 65536);
+    connection.writeData("yz", 2);
+    connection.writeData(nullptr, 0);
+    EXPECT_THAT(
+        internet.calls,
+        ElementsAre(
+            R"(HttpAddRequestHeadersA(request, "Transfer-Encoding: chunked\r\n", 0xa0000000))",
+            R"(HttpAddRequestHeadersA(request, "Content-Length:\r\n", 0x80000000))",
+            "HttpSendRequestExA(request, total 0, null, 0xc, 0)",
+            "InternetWriteFile(request, " + std::to_string(4 + probeSize() + 2) + ")",
+            "InternetWriteFile(request, 65545)",  // 10000 CR LF, the data, CR LF
+            "InternetWriteFile(request, 7)",      // 2 CR LF yz CR LF
+            "InternetWriteFile(request, 5)",      // 0 CR LF CR LF
+            "HttpEndRequestA(request, null, 0x0, 0)"));
+    EXPECT_EQ(internet.writes.at(1), "10000\r\n" + std::string(65536, 'x') + "\r\n");
+    EXPECT_EQ(internet.writes.at(2), "2\r\nyz\r\n");
+    EXPECT_EQ(internet.writes.at(3), "0\r\n\r\n");
+    EXPECT_EQ(connection.lastError(), 0u);
+}
+
+TEST_F(ConnectionCalls, PromptDeliveryWritesAWholeMessageWithoutAPause) {
+    ConnectionOptions options;
+    options.promptDelivery = true;
+    IppConnection connection(kUrl, options);
+    forgetCalls();
+    connection.sendMessage(*probe(), false);
+    const std::string size = std::to_string(probeSize());
+    EXPECT_EQ(internet.count("Sleep"), 0u);
+    EXPECT_THAT(internet.calls, Contains("InternetWriteFile(request, " + size + ")"));
+}
+
+TEST_F(ConnectionCalls, PromptChunkThatIsNotWrittenIsAnErrorAndNothingFollows) {
+    ConnectionOptions options;
+    options.promptDelivery = true;
+    IppConnection connection(kUrl, options);
+    connection.sendMessage(*probe(), true);
+    internet.fail("InternetWriteFile", 10054);
+    connection.writeData("x", 1);
+    EXPECT_EQ(connection.lastError(), 10054u);
+    forgetCalls();
+    connection.writeData("y", 1);
+    EXPECT_THAT(internet.calls, ElementsAre());
+}
+
 TEST_F(ConnectionCalls, ClosingGoesFromTheRequestToTheRoot) {
     {
         IppConnection connection(kUrl);

@@ -6,6 +6,7 @@
 #include "harness/peer.h"
 #include "harness/printing.h"
 #include "monitor/process_port_list.h"
+#include "port/policy_store.h"
 #include "tests/monitor/jobs/job_test.h"
 
 namespace velmora::testing {
@@ -183,6 +184,57 @@ TEST_F(JobEntriesTest, DataIsHandedOnInPiecesOfAtMost1024Bytes) {
         sizes.erase(sizes.begin());  // the request itself
         EXPECT_EQ(sizes, cut.pieces);
     }
+}
+
+int pauses = 0;
+
+void WINAPI countPause(DWORD) {
+    ++pauses;
+}
+
+/// Jobs of a machine whose policy asks for prompt delivery.
+class PromptJobEntriesTest : public JobTest {
+  protected:
+    void SetUp() override {
+        JobTest::SetUp();
+        pauses = 0;
+        Policy policy;
+        policy.promptDelivery = 1;
+        ASSERT_TRUE(createPolicy(kDefaultMonitorKey, policy));
+    }
+
+    ImportPatch countPauses_{"KERNEL32.dll", "Sleep", reinterpret_cast<void (*)()>(&countPause)};
+};
+
+TEST_F(PromptJobEntriesTest, DataIsHandedOnInPiecesOf64KiBAndNoRequestWaits) {
+    Peer printer("http_sink");
+    const std::string document = testDocument(150000);
+    EXPECT_TRUE(printJob(singlePort(printer.url()), document));
+    EXPECT_EQ(pauses, 0);
+    const auto raw = printer.file("request-2.raw");
+    ASSERT_TRUE(raw);
+    std::vector<std::size_t> sizes = chunkSizes(*raw);
+    sizes.erase(sizes.begin());  // the request itself
+    EXPECT_EQ(sizes, (std::vector<std::size_t>{65536, 65536, 18928}));
+    EXPECT_TRUE(endsWith(printer.file("request-2.body"), document));
+}
+
+TEST_F(PromptJobEntriesTest, SeveralPrintersGetTheDocument) {
+    Peer first("http_sink");
+    Peer second("http_sink");
+    const std::string document = testDocument(150000);
+    EXPECT_TRUE(printJob(multiPort({first.url(), second.url()}), document));
+    EXPECT_EQ(pauses, 0);
+    EXPECT_TRUE(endsWith(first.file("request-2.body"), document));
+    EXPECT_TRUE(endsWith(second.file("request-2.body"), document));
+}
+
+TEST_F(JobEntriesTest, WithoutAPolicyBothRequestsPause) {
+    pauses = 0;
+    Peer printer("http_sink");
+    const ImportPatch counting("KERNEL32.dll", "Sleep", reinterpret_cast<void (*)()>(&countPause));
+    EXPECT_TRUE(printJob(singlePort(printer.url()), "x"));
+    EXPECT_EQ(pauses, 2);
 }
 
 TEST_F(JobEntriesTest, DocumentNameOfTheCodePageReachesThePrinterAsUtf8) {

@@ -89,6 +89,23 @@ TEST_F(MultiTargetJobTest, EmptyDocumentStillEndsEveryRequest) {
     expectAllFreed(printers);
 }
 
+TEST_F(MultiTargetJobTest, PromptWorkerBeginsWithWhatIsThereWithoutAPulse) {
+    FakePrinters printers(3);
+    Event go(EventReset::Manual);
+    for (std::size_t i = 0; i < 3; ++i)
+        printers.printer(i).beforeConnect = [&go] { go.wait(); };
+    stdThreads().permit = [](const ThreadCall& call) { return call.kind != ThreadCall::Pulse; };
+    {
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {},
+                           printers.packetMemory(), Pace::prompt);
+        print(job, {"one ", "two"});
+        go.set();
+    }
+    for (std::size_t i = 0; i < 3; ++i)
+        expectWholeDocument(printers.printer(i), "one two");
+    expectAllFreed(printers);
+}
+
 struct Fault {
     const char* name;
     void (*plant)(FakePrinter&);

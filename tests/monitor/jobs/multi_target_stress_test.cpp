@@ -8,6 +8,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <tuple>
 
 #include "monitor/jobs/multi_target_job.h"
 #include "tests/monitor/jobs/fake_printers.h"
@@ -59,7 +60,7 @@ struct Surroundings {
 
 #ifdef _WIN32
     static DWORD WINAPI shortWait(HANDLE object, DWORD milliseconds) {
-        return WaitForSingleObjectEx(object, milliseconds == 1000 ? 1 : milliseconds, FALSE);
+        return WaitForSingleObjectEx(object, milliseconds == INFINITE ? INFINITE : 1, FALSE);
     }
     velmora::testing::ImportPatch shortSteps{"KERNEL32.dll", "WaitForSingleObject",
                                              reinterpret_cast<void (*)()>(&shortWait)};
@@ -76,10 +77,10 @@ struct Surroundings {
 #endif
 };
 
-class MultiTargetStress : public ::testing::TestWithParam<std::size_t> {};
+class MultiTargetStress : public ::testing::TestWithParam<std::tuple<std::size_t, Pace>> {};
 
 TEST_P(MultiTargetStress, HealthyPrintersGetEveryByteAndEveryPacketIsFreedOnce) {
-    const std::size_t printers = GetParam();
+    const auto [printers, pace] = GetParam();
     Surroundings surroundings;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     for (std::uint32_t round = 0; round < 40; ++round) {
@@ -97,7 +98,8 @@ TEST_P(MultiTargetStress, HealthyPrintersGetEveryByteAndEveryPacketIsFreedOnce) 
         const unsigned writerPace = round % 2 == 0 ? 0 : 200;
         std::string document;
         {
-            MultiTargetJob job(fakes.connect(), fakes.targets(), "Doc", {}, fakes.packetMemory());
+            MultiTargetJob job(fakes.connect(), fakes.targets(), "Doc", {}, fakes.packetMemory(),
+                               pace);
             for (std::size_t i = 0; i < pieces; ++i) {
                 const std::string piece = std::to_string(i) + std::string(random() % 1000, 'p');
                 document += piece;
@@ -126,11 +128,15 @@ TEST_P(MultiTargetStress, HealthyPrintersGetEveryByteAndEveryPacketIsFreedOnce) 
     }
 }
 
+const auto kPaces = ::testing::Values(Pace::steady, Pace::prompt);
+
 #ifdef _WIN32
-INSTANTIATE_TEST_SUITE_P(Printers, MultiTargetStress, ::testing::Values(2, 8));
+INSTANTIATE_TEST_SUITE_P(Printers, MultiTargetStress,
+                         ::testing::Combine(::testing::Values(2, 8), kPaces));
 #else
 INSTANTIATE_TEST_SUITE_P(Printers, MultiTargetStress,
-                         ::testing::Values(1, 2, 3, 4, 7, 8, 16, 32, 48, 64));
+                         ::testing::Combine(::testing::Values(1, 2, 3, 4, 7, 8, 16, 32, 48, 64),
+                                            kPaces));
 #endif
 
 }  // namespace

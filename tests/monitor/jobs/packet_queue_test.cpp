@@ -89,6 +89,18 @@ TEST_F(PacketQueueTest, PacketsCarryTheirNumberTheirBytesAndAllSlots) {
     EXPECT_EQ(reader.successor(), nullptr);
 }
 
+TEST_F(PacketQueueTest, ReaderWaitsForAPulseBeforeItsFirstPacketUnlessItLooksForOneAtHand) {
+    open(2);
+    ASSERT_TRUE(write("a"));
+    log.clear();
+    PacketQueue::Reader looking(*queue, 0);
+    EXPECT_EQ(textOf(looking.firstAtHand()), "a");
+    EXPECT_EQ(log, std::vector<std::string>{});
+    PacketQueue::Reader waiting(*queue, 1);
+    EXPECT_EQ(textOf(waiting.first()), "a");
+    EXPECT_EQ(log, std::vector<std::string>{"wait data"});
+}
+
 TEST_F(PacketQueueTest, ReaderLeavesAPacketOnlyForItsSuccessor) {
     open(1);
     ASSERT_TRUE(write("a"));

@@ -40,6 +40,16 @@ TEST_F(PortJobTest, DataIsCutIntoPiecesOf1024Bytes) {
               (std::vector<std::size_t>{1, 1024, 1024, 1, 1024, 1024, 452}));
 }
 
+TEST_F(PortJobTest, PromptJobHandsOnPiecesOf64KiBAndHoldsNothingBack) {
+    ASSERT_TRUE(
+        job->start(printers.connect(), printers.targets(), {}, AfterJob::leaveOpen, Pace::prompt));
+    for (const std::size_t size : {1u, 1025u, 65536u, 65537u}) {
+        EXPECT_TRUE(job->write(bytesOf(std::string(size, 'x')), accepted));
+        EXPECT_EQ(accepted, size);
+    }
+    EXPECT_EQ(printers.printer(0).pieces, (std::vector<std::size_t>{1, 1025, 65536, 65536, 1}));
+}
+
 TEST_F(PortJobTest, FirstPieceThatIsNotTakenEndsTheWriting) {
     printers.printer(0).failsAfter = 2;
     ASSERT_TRUE(start());
