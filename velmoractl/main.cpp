@@ -72,6 +72,8 @@ void addVerbs(Verb program, Session& session) {
     addTransferVerbs(program, session);
     addProbeVerbs(program, session);
     addPrintVerb(program, session);
+    addDeliveryVerbs(program, session);
+    addPolicyVerbs(program, session);
 }
 
 /// "NAME" and "\\NAME" mean the same computer.

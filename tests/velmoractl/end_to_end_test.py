@@ -858,6 +858,7 @@ class Answers(WithPrinter):
             ["status", "--no-probe"], ["probe", url], ["probe", "--port", "All"],
             let_spooler_find(MONITOR, "Office"), ["print", page, "--port", "Office"],
             ["jobs", url, "--completed"], ["port", "remove", "In"],
+            ["policy", "list"], ["policy", "set", "ReceiveTimeout=60"], ["policy", "reset"],
             ["group", "remove", "Floor", "--force"], ["uninstall", "--ports", "remove"]]
         words = [step for step in steps if not isinstance(step, Step)]
         results = self.batch(*(step if isinstance(step, Step) else tool(*step, "--json")
@@ -866,7 +867,8 @@ class Answers(WithPrinter):
         _, shapes, _ = self.documented()
         checked = set()
         for word, result in zip(words, answers):
-            verb = " ".join(word[:2]) if word[0] in ("port", "group", "printer") else word[0]
+            verb = " ".join(word[:2]) if word[0] in ("port", "group", "printer", "policy") \
+                else word[0]
             with self.subTest(verb=verb):
                 self.validate(shapes[verb], result.json())
                 checked.add(verb)
@@ -897,6 +899,82 @@ class Answers(WithPrinter):
             self.assertFalse(result.json()[0]["ready"])
         status, = self.batch(tool("status", "--json", code=NOT_INSTALLED))
         self.validate("status", status.json())
+
+
+class Deliveries(WithPrinter):
+    """What became of every copy, asked as an administrator would."""
+
+    def lines(self, result):
+        return [json.loads(line) for line in result.out.splitlines()]
+
+    def test_the_record_tells_what_became_of_every_copy(self):
+        page = self.write("page.ps", DOCUMENT)
+        url = self.printer.url
+        _, _, off, *_, printed, every, failed, last, job, none, table, summary, csv, bad, future = \
+            self.batch(
+                tool("install"), use_shim(MONITOR), tool("deliveries"),
+                tool("policy", "set", "ReceiveTimeout=20"),
+                tool("group", "add", "Floor"), tool("printer", "add", "Floor/On", "--url", url),
+                tool("printer", "add", "Floor/Off", "--url", NOBODY),
+                tool("port", "add", "Both", "--group", "Floor"),
+                let_spooler_find(MONITOR, "Both"),
+                tool("print", page, "--port", "Both", "--title", "Report"),
+                tool("deliveries", "--json"), tool("deliveries", "--json", "--failed"),
+                tool("deliveries", "--json", "--last", "1"),
+                tool("deliveries", "--json", "--job", "4711"),
+                tool("deliveries", "--json", "--port", "Other"), tool("deliveries"),
+                tool("deliveries", "--summary", "--json"), tool("deliveries", "-o", "csv"),
+                tool("deliveries", "--since", "yesterday", code=USAGE),
+                tool("deliveries", "--json", "--since", "2h"))
+        self.assertEqual("", off.out.replace("There are no deliveries.\n", ""))
+        self.assertEqual({("accepted", url), ("not-reached", NOBODY)},
+                         {(line["outcome"], line["printer"]) for line in self.lines(every)})
+        for line in self.lines(every):
+            self.assertEqual(("Both", "Report", 2), (line["port"], line["document"],
+                                                     line["targets"]))
+        self.assertEqual([NOBODY], [line["printer"] for line in self.lines(failed)])
+        self.assertEqual(self.lines(every)[-1:], self.lines(last))
+        self.assertEqual([], self.lines(job))
+        self.assertEqual([], self.lines(none))
+        self.assertEqual(self.lines(every), self.lines(future))
+        for word in ("Both", "Report", "accepted", "not-reached", "no connection"):
+            self.assertIn(word, table.out)
+        self.assertEqual({(url, 1, 0), (NOBODY, 0, 1)},
+                         {(one["printer"], one["accepted"], one["failed"])
+                          for one in summary.json()})
+        self.assertEqual("time,port,job,document,printer,outcome,reason",
+                         csv.out.splitlines()[0])
+        self.assertEqual(3, len(csv.out.splitlines()))
+        self.assertIn("yesterday", bad.err)
+        self.assertEqual([DOCUMENT], self.printer.documents())
+
+    def test_the_policy_is_shown_changed_and_taken_back(self):
+        def read(code=DONE):
+            return Step("reg", "query", KEY + "\\Ipp\\PortMonitor\\1.1\\Policy", code=code)
+        _, fresh, _, changed, stored, _, again, _, gone, warned, *refused = self.batch(
+            tool("install", "--policy", "none"), tool("policy", "list", "--json"),
+            tool("policy", "set", "DeliveryRecord=5", "eventlog=2"),
+            tool("policy", "list", "--json"), read(),
+            tool("policy", "reset"), tool("policy", "list", "--json"),
+            tool("policy", "reset", "--none"), read(FAILED), tool("deliveries"),
+            tool("policy", "set", "Nothing=1", code=USAGE),
+            tool("policy", "set", "EventLog=3", code=USAGE),
+            tool("policy", "set", "ReceiveTimeout=7", "EventLog=x", code=USAGE),
+            tool("policy", "set", "EventLog", code=USAGE), read(FAILED))
+
+        def values(result):
+            return {value["name"]: value["in-force"] for value in result.json()}
+        self.assertEqual({value["name"]: value["missing"] for value in fresh.json()},
+                         values(fresh))
+        self.assertEqual(dict(values(fresh), DeliveryRecord=5, EventLog=2), values(changed))
+        self.assertIn("0x5", stored.out)
+        self.assertEqual({value["name"]: value["installed"] for value in again.json()},
+                         values(again))
+        self.assertNotIn("DeliveryRecord", gone.out)
+        self.assertIn("policy set DeliveryRecord=20", warned.err)
+        # Nothing is written unless all can be.
+        self.assertNotIn("ReceiveTimeout", refused[-1].out)
+        self.assertIn("EventLog", refused[0].err)
 
 
 class FleetExamples(Tool):

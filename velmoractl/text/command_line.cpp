@@ -13,6 +13,7 @@
 namespace velmora::ctl {
 namespace {
 
+constexpr int kMostWords = 1024;
 constexpr char kProgram[] = "velmoractl";
 
 std::string exampleText(const std::string& example) {
@@ -85,6 +86,11 @@ Option Verb::texts(const std::string& name, std::vector<std::string>& values,
                       ->expected(1)
                       ->allow_extra_args(false)
                       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll));
+}
+
+Option Verb::words(const std::string& name, std::vector<std::string>& values,
+                   const std::string& about, const std::string& type) {
+    return Option(app_->add_option(name, values, about)->type_name(type)->expected(1, kMostWords));
 }
 
 Option Verb::oneOf(const std::string& name, std::string& value, const std::string& about,

@@ -46,6 +46,9 @@ class Verb {
     /// An option that may be repeated.
     Option texts(const std::string& name, std::vector<std::string>& values,
                  const std::string& about, const std::string& type);
+    /// A positional argument that may be repeated.
+    Option words(const std::string& name, std::vector<std::string>& values,
+                 const std::string& about, const std::string& type);
     Option oneOf(const std::string& name, std::string& value, const std::string& about,
                  const std::vector<std::string>& allowed);
     Option seconds(const std::string& name, unsigned& value, unsigned lowest, unsigned highest,

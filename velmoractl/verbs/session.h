@@ -55,5 +55,7 @@ void addDirectoryVerbs(Verb app, Session& session);
 void addTransferVerbs(Verb app, Session& session);
 void addProbeVerbs(Verb app, Session& session);
 void addPrintVerb(Verb app, Session& session);
+void addDeliveryVerbs(Verb app, Session& session);
+void addPolicyVerbs(Verb app, Session& session);
 
 }  // namespace velmora::ctl

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/handle.h"
+#include "velmoractl/text/deliveries.h"
+
+namespace velmora::ctl {
+
+/// The files of the record of deliveries in one directory, read while the monitor writes them: as
+/// lines in the order in which they were written, also when the files move on meanwhile.
+class DeliveryFiles {
+  public:
+    explicit DeliveryFiles(std::string directory) : directory_(std::move(directory)) {}
+
+    /// What has been written since the last call, the first one included: all that there is.
+    /// Damaged lines are left out and counted. Throws CommandError if a file is there and cannot be
+    /// read.
+    std::vector<DeliveryLine> read();
+
+    /// Lines that were left out so far.
+    std::uint32_t damaged() const noexcept { return damaged_; }
+    /// Whether there is a record at all.
+    bool found() const noexcept { return found_; }
+
+  private:
+    struct FileHandle {
+        using Type = HANDLE;
+        static Type empty() noexcept { return INVALID_HANDLE_VALUE; }
+        static void close(Type file) noexcept { CloseHandle(file); }
+    };
+    using File = UniqueHandle<FileHandle>;
+    struct Open {
+        File file;
+        std::uint64_t id = 0;
+    };
+
+    Open open(unsigned age) const;
+    void readRest(Open& file, std::vector<DeliveryLine>& lines);
+    void add(const std::string& line, std::vector<DeliveryLine>& lines);
+
+    std::string directory_;
+    Open current_;
+    LineCutter cutter_;
+    std::uint32_t damaged_ = 0;
+    bool found_ = false;
+};
+
+/// Where the record of a computer is; `server` as "\\NAME", or empty for this one.
+std::string deliveryDirectoryOf(const std::string& server);
+
+std::int64_t utcNow();
+/// Local milliseconds since 1970 as those of UTC, and back, with the rules of that day.
+std::int64_t localToUtc(std::int64_t local);
+std::int64_t utcToLocal(std::int64_t utc);
+
+}  // namespace velmora::ctl

@@ -1,0 +1,137 @@
+#include <algorithm>
+#include <charconv>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <utility>
+#include <vector>
+
+#include "velmoractl/policy_key.h"
+#include "velmoractl/text/console.h"
+#include "velmoractl/text/table.h"
+#include "velmoractl/verbs/session.h"
+
+namespace velmora::ctl {
+namespace {
+
+struct PolicyOptions {
+    std::vector<std::string> values;
+    bool none = false;
+};
+
+constexpr Column kColumns[] = {
+    {"name", "NAME"},          {"in-force", "IN FORCE"},        {"highest", "HIGHEST"},
+    {"missing", "IF MISSING"}, {"installed", "INSTALL WRITES"}, {"unit", "UNIT"},
+    {"meaning", "MEANING"},
+};
+
+void list(const Session& session) {
+    const PolicyKey key(session.server);
+    Json rows = Json::array();
+    for (const PolicyValue& value : policyValues()) {
+        const auto stored = key.read(value);
+        rows.push_back({{"name", value.name},
+                        {"in-force", stored.value_or(value.missing())},
+                        {"set", stored.has_value()},
+                        {"lowest", 0},
+                        {"highest", value.highest},
+                        {"missing", value.missing()},
+                        {"installed", value.installed},
+                        {"unit", value.unit},
+                        {"meaning", value.meaning}});
+        if (key.isInvalid(value)) {
+            session.warn(std::string(value.name) +
+                         " holds what is not valid, which counts as missing; \"policy set " +
+                         value.name + "=NUMBER\" mends it");
+        }
+    }
+    if (session.wantsJson()) return session.answer(rows);
+    if (session.output == "csv") return writeOut(csvText(kColumns, rows));
+    if (session.output == "names") return writeOut(namesText("name", rows));
+    writeOut(tableText(kColumns, rows, true));
+}
+
+std::string knownNames() {
+    std::string names;
+    for (const PolicyValue& value : policyValues())
+        names += (names.empty() ? "" : ", ") + std::string(value.name);
+    return names;
+}
+
+std::pair<const PolicyValue*, std::uint32_t> parsed(const std::string& word) {
+    const std::string what = "policy set " + quotedAnsi(word);
+    const std::size_t equals = word.find('=');
+    const std::string name = word.substr(0, equals);
+    const auto values = policyValues();
+    const auto value = std::ranges::find_if(
+        values, [&](const PolicyValue& one) { return lstrcmpiA(one.name, name.c_str()) == 0; });
+    if (equals == std::string::npos || value == values.end()) {
+        throw CommandError(ExitCode::usage, what, "there is no such value",
+                           "write NAME=NUMBER; the names are " + knownNames());
+    }
+    const std::string text = word.substr(equals + 1);
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number > value->highest) {
+        throw CommandError(
+            ExitCode::usage, what,
+            quotedAnsi(text) + " is not a number from 0 to " + std::to_string(value->highest),
+            value->meaning);
+    }
+    return {&*value, number};
+}
+
+void set(const Session& session, const PolicyOptions& options) {
+    // All are checked before the first is written.
+    std::vector<std::pair<const PolicyValue*, std::uint32_t>> changes;
+    for (const std::string& word : options.values)
+        changes.push_back(parsed(word));
+    PolicyKey key(session.server);
+    for (const auto& [value, number] : changes) {
+        key.write(*value, number);
+        if (key.read(*value) != number) {
+            throw CommandError(ExitCode::failed, "policy set " + std::string(value->name),
+                               "the registry holds another value", "try again");
+        }
+    }
+    if (session.wantsJson()) {
+        Json answer = Json::object();
+        for (const auto& [value, number] : changes)
+            answer[value->name] = number;
+        return session.answer({{"set", answer}});
+    }
+    for (const auto& [value, number] : changes)
+        session.say(std::string(value->name) + " is " + std::to_string(number) + " now.");
+}
+
+void reset(const Session& session, const PolicyOptions& options) {
+    PolicyKey key(session.server);
+    key.remove();
+    if (!options.none) {
+        for (const PolicyValue& value : policyValues())
+            key.write(value, value.installed);
+    }
+    if (session.wantsJson())
+        return session.answer({{"policy", options.none ? "none" : "installed"}});
+    session.say(options.none ? "There is no policy now."
+                             : "The policy is what \"install\" writes on a new system.");
+}
+
+}  // namespace
+
+void addPolicyVerbs(Verb app, Session& session) {
+    const auto options = std::make_shared<PolicyOptions>();
+    Verb group =
+        app.group("policy", "what the monitor may do beyond its own behaviour", "policy list");
+    Verb listVerb = addVerb(group, session, "list", "the values: in force, bounds, meaning",
+                            "policy list", [&session] { list(session); });
+    addOutputOption(listVerb, session);
+    Verb setVerb = addVerb(group, session, "set", "change values; jobs that begin later obey",
+                           "policy set DeliveryRecord=20 ReceiveTimeout=60",
+                           [&session, options] { set(session, *options); });
+    setVerb.words("values", options->values, "values to set", "NAME=NUMBER").required();
+    Verb resetVerb = addVerb(group, session, "reset", "what \"install\" writes on a new system",
+                             "policy reset", [&session, options] { reset(session, *options); });
+    resetVerb.flag("--none", options->none, "no policy at all");
+}
+
+}  // namespace velmora::ctl
