@@ -32,7 +32,7 @@ constexpr DWORD kLockStepMs = 5;
 /// mutex: nobody but administrators can make one in this directory first.
 class RecordLock {
   public:
-    explicit RecordLock(const std::string& directory) noexcept {
+    explicit RecordLock(const std::string& directory) {
         const std::string path = directory + "\\deliveries.lock";
         for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
             if (attempt != 0) Sleep(kLockStepMs);
@@ -209,6 +209,7 @@ std::shared_ptr<JobRecord> newJobRecord(const Policy& policy, const std::string&
         common.port = utf8FromWide(toWide(port));
         common.job = job;
         common.document = utf8FromWide(document);
+        systemLog();  // made while a failure can still be met; later uses need no memory for it
         const auto write = [settings](DeliveryEntry entry, bool startFailed) {
             systemLog().add(std::move(entry), startFailed, settings);
         };
@@ -224,10 +225,14 @@ std::shared_ptr<JobRecord> newJobRecord(const Policy& policy, const std::string&
 }
 
 void flushDeliveryLog() noexcept {
-    DeliveryLog& log = systemLog();
-    log.flush();
-    for (int step = 0; step < kFlushSteps && log.running(); ++step)
-        Sleep(kFlushStepMs);
+    try {
+        DeliveryLog& log = systemLog();
+        log.flush();
+        for (int step = 0; step < kFlushSteps && log.running(); ++step)
+            Sleep(kFlushStepMs);
+    } catch (...) {
+        return;  // no memory for a log: none was made, and there is nothing to tell
+    }
 }
 
 }  // namespace velmora

@@ -281,6 +281,17 @@ TEST_F(NoMemory, JobToOnePrinter) {
     });
 }
 
+// The record of deliveries and the event log are written besides, from a thread of their own.
+TEST_F(NoMemory, JobThatIsRecorded) {
+    for (const auto& [name, value] : {std::pair{"DeliveryRecord", 1u}, {"EventLog", 2u}})
+        writeRegistryRaw(kDefaultMonitorKey + "\\Policy", name, REG_DWORD,
+                         Bytes().u32(value).data());
+    HANDLE port = nullptr;
+    ASSERT_TRUE(ansi_.entry<OpenPortAEntry>(2)("One", &port));
+    ASSERT_TRUE(jobW(monitor2_, port)) << "nothing fails";
+    atEveryAllocation([&](bool memoryFails) { return jobW(monitor2_, port) || memoryFails; });
+}
+
 TEST_F(NoMemory, JobOfTheAnsiGeneration) {
     HANDLE port = nullptr;
     ASSERT_TRUE(ansi_.entry<OpenPortAEntry>(2)("One", &port));
