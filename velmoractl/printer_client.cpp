@@ -93,9 +93,10 @@ PrinterProblem ippProblem(const IppMessage& message) {
             "check the printer"};
 }
 
-PrinterAnswer exchange(const PrintTarget& target, const IppMessage& request) {
+PrinterAnswer exchange(const PrintTarget& target, const IppMessage& request,
+                       const ConnectionOptions& options) {
     PrinterAnswer answer;
-    IppConnection connection(target.url);
+    IppConnection connection(target.url, options);
     if (target.useAuthentication != 0) {
         connection.sendMessage(request, false, target.userName, target.password);
     } else {
@@ -145,15 +146,18 @@ bool runBounded(std::function<void()> body, std::chrono::seconds limit) {
     return true;
 }
 
-PrinterAnswer PrinterClient::ask(const std::shared_ptr<IppMessage>& request) const {
+PrinterAnswer PrinterClient::ask(const std::shared_ptr<IppMessage>& request,
+                                 const ConnectionOptions& options) const {
     const auto answer = std::make_shared<PrinterAnswer>();
     if (!request) {
         answer->error = ERROR_NOT_ENOUGH_MEMORY;
         return *answer;
     }
     // The transport has no time limit of its own; a printer that never answers keeps the thread.
-    const bool ended = runBounded(
-        [answer, request, target = target_] { *answer = exchange(target, *request); }, limit_);
+    const bool ended =
+        runBounded([answer, request, options,
+                    target = target_] { *answer = exchange(target, *request, options); },
+                   limit_);
     if (ended) return *answer;
     PrinterAnswer late;
     late.timedOut = true;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "ipp/connection_options.h"
 #include "ipp/message.h"
 #include "ipp/print_target.h"
 
@@ -28,7 +29,8 @@ class PrinterClient {
         : target_(std::move(target)), limit_(limit) {}
 
     const PrintTarget& target() const { return target_; }
-    PrinterAnswer ask(const std::shared_ptr<IppMessage>& request) const;
+    PrinterAnswer ask(const std::shared_ptr<IppMessage>& request,
+                      const ConnectionOptions& options = {}) const;
     /// Get-Printer-Attributes.
     PrinterAnswer askAttributes() const;
 

@@ -25,6 +25,7 @@ struct ProbeOptions {
     unsigned timeout = 30;
     bool all = false;
     bool allowUnknown = false;
+    bool prompt = false;
 
     std::chrono::seconds limit() const { return std::chrono::seconds(timeout); }
 };
@@ -64,6 +65,7 @@ class Probe {
         : session_(session),
           limit_(options.limit()),
           allowUnknown_(options.allowUnknown),
+          prompt_(options.prompt),
           job_(std::move(job)),
           client_(std::move(target), options.limit()),
           url_(readUrl(client_.target().url)) {}
@@ -167,6 +169,30 @@ class Probe {
         }
         json_["attributes"] = std::move(attributes);
         reportJob(*answer.message);
+        if (prompt_) reportPromptDelivery();
+    }
+
+    /// Whether the printer answers at all to a body that follows its headers at once; what it
+    /// answers is no matter here. The pause tells a printer that needs it from one that fails.
+    void reportPromptDelivery() {
+        ConnectionOptions prompt;
+        prompt.promptDelivery = true;
+        const bool works = asksWell(prompt);
+        const bool worksWithPause = works || asksWell({});
+        say(works ? "Prompt delivery: works"
+            : worksWithPause
+                ? "Prompt delivery: this printer needs a pause before a body; set the policy value "
+                  "PromptDelivery to 0 on computers that print to it"
+                : "Prompt delivery: not known; the printer does not answer after a pause either");
+        json_["prompt-delivery"] = {{"known", worksWithPause}, {"works", works}};
+    }
+
+    bool asksWell(const ConnectionOptions& options) const {
+        return client_
+                   .ask(newJobRequest(IppOperation::validateJob, client_.target(), "Velmora probe",
+                                      job_),
+                        options)
+                   .message != nullptr;
     }
 
     void reportJob(const IppMessage& printer) {
@@ -213,6 +239,7 @@ class Probe {
     const Session& session_;
     const std::chrono::seconds limit_;
     const bool allowUnknown_;
+    const bool prompt_;
     const JobTemplate job_;
     const PrinterClient client_;
     const UrlReading url_;
@@ -343,6 +370,8 @@ void addProbeVerbs(Verb app, Session& session) {
     verb.text("--port", probed->port, "the printers of this port, with its job template", "NAME");
     verb.flag("--allow-unknown", probed->allowUnknown,
               "a printer that cannot say whether it would take a job counts as ready");
+    verb.flag("--prompt", probed->prompt,
+              "also try whether the printer takes a body without a pause (policy PromptDelivery)");
     addCommonOptions(verb, *probed);
 
     const auto asked = std::make_shared<ProbeOptions>();
