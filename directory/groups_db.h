@@ -12,6 +12,9 @@ namespace velmora {
 
 enum NodeType : std::uint32_t { NODE_GROUP = 0, NODE_PRINTER = 1 };
 
+/// The id of the group "All groups", which holds all others.
+inline constexpr std::uint32_t kRootGroup = 1;
+
 /// A record of the group tree. `type` is that of the object (a printer's is NODE_PRINTER) and
 /// stays; texts are in the ANSI code page and hold no zero byte.
 struct CGroupsDBNode {

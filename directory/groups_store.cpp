@@ -306,7 +306,7 @@ RegistryGroupsStore::RegistryGroupsStore(std::string baseKey, std::string rootNa
 void RegistryGroupsStore::load(CGroupsDB& directory) {
     const std::lock_guard lock(storeLock);
     auto root = std::make_unique<CGroupsDBGroup>();
-    root->id = 1;
+    root->id = kRootGroup;
     root->name = rootName_;
     directory.Insert(std::move(root));
 

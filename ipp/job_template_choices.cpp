@@ -49,6 +49,20 @@ constexpr NumberChoice kFinishings[] = {
     {"staple-dual-bottom", 31},
 };
 
+constexpr NumberChoice kQualities[] = {{"draft", 3}, {"normal", 4}, {"high", 5}};
+
+constexpr NumberChoice kOrientations[] = {
+    {"portrait", 3}, {"landscape", 4}, {"reverse-landscape", 5}, {"reverse-portrait", 6}};
+
+constexpr const char* kDocumentHandlings[] = {
+    "single-document", "separate-documents-uncollated-copies", "separate-documents-collated-copies",
+    "single-document-new-sheet"};
+
+constexpr const char* kJobSheets[] = {"none", "standard"};
+
+constexpr const char* kStandardSides[] = {"one-sided", "two-sided-long-edge",
+                                          "two-sided-short-edge"};
+
 constexpr NumberChoice kNumberUp[] = {{"1", 1}, {"2", 2}, {"4", 4}};
 
 }  // namespace
@@ -70,6 +84,21 @@ std::span<const NumberChoice> finishingsChoices() {
 }
 std::span<const NumberChoice> numberUpChoices() {
     return kNumberUp;
+}
+std::span<const NumberChoice> qualityChoices() {
+    return kQualities;
+}
+std::span<const NumberChoice> orientationChoices() {
+    return kOrientations;
+}
+std::span<const char* const> documentHandlingChoices() {
+    return kDocumentHandlings;
+}
+std::span<const char* const> jobSheetsChoices() {
+    return kJobSheets;
+}
+std::span<const char* const> standardSidesChoices() {
+    return kStandardSides;
 }
 
 }  // namespace velmora

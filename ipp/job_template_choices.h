@@ -25,4 +25,17 @@ std::span<const NumberChoice> finishingsChoices();
 /// Pages per sheet; shown as they are.
 std::span<const NumberChoice> numberUpChoices();
 
+// What the page offers in other forms than lists, and the keywords of RFC 2911.
+
+std::span<const NumberChoice> qualityChoices();          ///< 4.2.13
+std::span<const NumberChoice> orientationChoices();      ///< 4.2.10
+std::span<const char* const> documentHandlingChoices();  ///< 4.2.4
+std::span<const char* const> jobSheetsChoices();         ///< 4.2.3
+/// 4.2.8: what a printer must know, without the older names that sidesChoices() has too.
+std::span<const char* const> standardSidesChoices();
+
+// Units of a resolution (RFC 2911, 4.1.15).
+inline constexpr std::uint8_t kDotsPerInch = 3;
+inline constexpr std::uint8_t kDotsPerCentimetre = 4;
+
 }  // namespace velmora

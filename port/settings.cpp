@@ -21,7 +21,11 @@ const std::string& appRegKey() {
 }
 
 std::string monitorRegistryKey() {
-    return "Software\\" + appRegKey() + "\\Ipp\\PortMonitor\\1.1";
+    return monitorRegistryKey(appRegKey());
+}
+
+std::string monitorRegistryKey(const std::string& company) {
+    return "Software\\" + company + "\\Ipp\\PortMonitor\\1.1";
 }
 
 }  // namespace velmora

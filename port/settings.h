@@ -18,7 +18,9 @@ std::string monitorDisplayName();
 /// The company part of every registry path of ours; read once.
 const std::string& appRegKey();
 
-/// "Software\<company>\Ipp\PortMonitor\1.1", below HKEY_LOCAL_MACHINE.
+/// "Software\<company>\Ipp\PortMonitor\1.1", below HKEY_LOCAL_MACHINE; of appRegKey() or of a
+/// company that the caller has read.
 std::string monitorRegistryKey();
+std::string monitorRegistryKey(const std::string& company);
 
 }  // namespace velmora

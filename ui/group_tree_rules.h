@@ -11,9 +11,6 @@ namespace velmora {
 
 // What the printer groups page allows and decides, without its windows.
 
-/// The group "All groups", the tree's top-level item.
-constexpr std::uint32_t kRootGroup = 1;
-
 /// Which buttons are enabled.
 struct GroupsPageButtons {
     bool newGroup = false;

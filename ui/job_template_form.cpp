@@ -17,7 +17,6 @@ constexpr std::uint32_t kFirstQuality = 3;  // RFC 2911, 4.2.13: draft, normal, 
 constexpr std::uint32_t kQualities = 3;
 constexpr std::uint32_t kPortrait = 3;  // RFC 2911, 4.2.10, and the three that follow
 constexpr std::uint32_t kOrientations = 4;
-constexpr std::uint8_t kDotsPerInch = 3;
 
 template <class Choices, class Predicate>
 int indexIf(const Choices& choices, Predicate matches) {

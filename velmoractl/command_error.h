@@ -19,7 +19,7 @@ enum class ExitCode : int {
     cancelled = 8,       ///< the user said no, or pressed Ctrl-C
 };
 
-/// The keyword for an error that has none of its own; docs/json.md lists all.
+/// The default keyword of an error; docs/json.md lists all.
 constexpr const char* keywordOf(ExitCode code) noexcept {
     switch (code) {
         case ExitCode::usage:

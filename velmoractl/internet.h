@@ -18,7 +18,7 @@ struct UrlReading {
     bool secure = false;
     bool knownScheme = false;           ///< one of ipp, http and https, or another name for those
     bool onlyLooksSecure = false;       ///< says that it is encrypted, and will not be
-    bool badPort = false;               ///< the port is no number from 1 to 65535
+    bool badPort = false;               ///< the port is not a number from 1 to 65535
     std::string problem;                ///< when it is not usable
     std::vector<std::string> warnings;  ///< traps; UTF-8, safe to show
 };

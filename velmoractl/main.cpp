@@ -153,7 +153,7 @@ int run(int count, const wchar_t* const* words) {
 int wmain(int count, wchar_t** words) {
     const int code = velmora::ctl::run(count, words);
     std::fflush(nullptr);
-    // A thread that waits for a silent printer may have been left behind: the ordinary way out
+    // A thread that waits for a silent printer may still be running: the ordinary way out
     // would take down what it is using.
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));
     return code;

@@ -21,7 +21,7 @@ std::string monitorName(const Session& session);
 class MonitorChannel {
   public:
     /// Opens the channel. ExitCode::notInstalled when the spooler says that it does not know the
-    /// monitor; that it cannot be asked is an error of its own.
+    /// monitor; another error when the spooler cannot be asked.
     explicit MonitorChannel(const Session& session);
     ~MonitorChannel();
     MonitorChannel(const MonitorChannel&) = delete;

@@ -153,7 +153,8 @@ PrinterAnswer PrinterClient::ask(const std::shared_ptr<IppMessage>& request,
         answer->error = ERROR_NOT_ENOUGH_MEMORY;
         return *answer;
     }
-    // The transport has no time limit of its own; a printer that never answers keeps the thread.
+    // Without a policy the transport has no time limit; a printer that never answers keeps the
+    // thread.
     const bool ended =
         runBounded([answer, request, options,
                     target = target_] { *answer = exchange(target, *request, options); },

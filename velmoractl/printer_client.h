@@ -46,11 +46,11 @@ struct PrinterProblem {
     std::string remedy;
 };
 
-/// None when there is an IPP answer that tells success.
+/// Empty if there is an IPP answer with a success status.
 std::optional<PrinterProblem> problemOf(const PrinterAnswer& answer);
 
 /// Runs `body` in a thread of its own and waits for it; false when it has not ended in time. It is
-/// then left behind, so everything it uses must be its own. What it throws is thrown here.
+/// then left running, so it must own everything it uses. What it throws is thrown here.
 bool runBounded(std::function<void()> body, std::chrono::seconds limit);
 
 }  // namespace velmora::ctl

@@ -23,7 +23,7 @@ std::string installedSetting(const char* key) {
 }
 
 std::string installedKey() {
-    return "Software\\" + installedSetting("AppRegKey") + "\\Ipp\\PortMonitor\\1.1";
+    return monitorRegistryKey(installedSetting("AppRegKey"));
 }
 
 }  // namespace velmora::ctl

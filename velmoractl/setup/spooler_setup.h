@@ -18,7 +18,7 @@ DWORD addMonitor(const std::string& monitor, const std::string& library);
 /// 0, ERROR_PRINT_MONITOR_IN_USE, or why not. DeleteMonitorA.
 DWORD deleteMonitor(const std::string& monitor);
 
-/// Makes `path` below HKEY_LOCAL_MACHINE if needed, and lets the system and administrators alone
+/// Makes `path` below HKEY_LOCAL_MACHINE if needed, and lets only the system and administrators
 /// read and write it and all below it: ports and printers keep passwords there. 0 or why not.
 DWORD restrictKey(const std::string& path);
 /// Whether the key has exactly those rights.

@@ -159,7 +159,7 @@ void CommandLine::checkVerbs(const std::vector<std::string>& words) const {
         if (app->get_subcommands({}).empty()) return;
         const std::string& word = words[i];
         if (word.starts_with('-')) {
-            // An option of the program; its value is no verb.
+            // An option of the program; what follows it is its value.
             const CLI::Option* const option = app_->get_option_no_throw(word);
             if (option != nullptr && option->get_expected_min() > 0) ++i;
             continue;

@@ -14,7 +14,7 @@ class Option;
 namespace velmora::ctl {
 
 // The words that the program takes. A cover of CLI11, whose header takes longer to compile than all
-// else: command_line.cpp alone includes it. Texts are in the ANSI code page.
+// else: only command_line.cpp includes it. Texts are in the ANSI code page.
 
 /// An option or word of a verb. A handle: copies mean the same option.
 class Option {
@@ -22,11 +22,11 @@ class Option {
     Option() = default;
     explicit Option(CLI::Option* option) : option_(option) {}
 
-    /// Whether it stands on the command line. False for a handle of nothing.
+    /// Whether the command line has it. False for an empty handle.
     bool given() const;
     Option& required();
     Option& excludes(const Option& other);
-    /// A heading of its own in the help text.
+    /// Puts it under its own heading in the help text.
     Option& under(const std::string& heading);
 
   private:

@@ -12,7 +12,7 @@ namespace {
 void addCredentials(Json& json, bool authentication, const std::string& user,
                     const std::string& password, bool withPassword, const TextCodec& codec) {
     json["authentication"] = authentication;
-    // Texts that a switched-off authentication has left behind belong to the record all the same.
+    // The record may hold a user name although authentication is off.
     if (!user.empty() || authentication) json["user"] = codec.toUtf8(user);
     if (withPassword && (!password.empty() || authentication)) {
         json["password"] = codec.toUtf8(password);

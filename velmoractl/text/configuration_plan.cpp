@@ -89,7 +89,7 @@ void keepPortPasswords(Configuration& wanted, const std::map<std::string, const 
     }
 }
 
-/// The registry keeps a user name and a password for those alone that need them.
+/// The registry keeps a user name and a password only where authentication is on.
 void dropUnusedCredentials(CGroupsDBPrinter& printer) {
     if (printer.hasAuth != 0) return;
     printer.userName.clear();
@@ -235,12 +235,12 @@ class TreeMerge {
     ConfigurationPlan& plan_;
     const TextCodec& codec_;
     std::set<std::uint32_t> held_;
-    std::vector<const CGroupsDBNode*> order_;  ///< of the file, each behind its parent
+    std::vector<const CGroupsDBNode*> order_;  ///< of the file, each after its parent
     std::map<std::uint32_t, std::uint32_t> ids_;
     std::set<std::uint32_t> taken_;
 };
 
-/// The stored nodes that go, each group behind all that is in it.
+/// The stored nodes that are removed.
 std::set<std::uint32_t> nodesToRemove(const CGroupsDB& stored, const TreeMerge& merge,
                                       const Removal& removal) {
     const DirectoryPaths names(stored);

@@ -8,7 +8,7 @@
 
 namespace velmora::ctl {
 
-/// What differs in one field; texts as they are stored, a password as "another" alone.
+/// What differs in one field; texts as they are stored, a password only as "another".
 struct Difference {
     std::string key;
     Json before, after;  ///< null: absent

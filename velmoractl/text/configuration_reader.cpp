@@ -252,8 +252,8 @@ void addUtf8(std::string& text, std::uint32_t code) {
         text += static_cast<char>(0x80 | (code >> (6 * rest) & 0x3F));
 }
 
-/// UTF-16 behind its byte order mark. A half of a pair on its own becomes what is no UTF-8, which
-/// the JSON reader refuses.
+/// UTF-16 after its byte order mark. An unpaired surrogate becomes bytes that are not valid UTF-8,
+/// which the JSON reader refuses.
 std::string fromUtf16(std::string_view bytes, bool bigEndian) {
     const auto unit = [&](std::size_t at) {
         const auto first = static_cast<std::uint8_t>(bytes[at]);
@@ -289,7 +289,7 @@ Json parse(const std::string& text) {
     }
 }
 
-/// Names that differ in capital and small letters alone are one to Windows.
+/// Windows does not distinguish names that differ only in case.
 std::string folded(std::string name) {
     for (char& c : name) {
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');

@@ -33,7 +33,7 @@ class InterruptNote {
 
 std::string toUtf8(const std::string& ansi);
 std::string toUtf8(std::wstring_view wide);
-/// None when the ANSI code page lacks a character, or the bytes are no UTF-8.
+/// Empty if the ANSI code page lacks a character, or the bytes are not valid UTF-8.
 std::optional<std::string> fromUtf8(const std::string& utf8);
 const TextCodec& systemCodec();
 

@@ -11,8 +11,6 @@
 
 namespace velmora::ctl {
 
-inline constexpr std::uint32_t kRootGroup = 1;
-
 /// The names of a directory. Building it takes the time of a sort; a question then takes as long as
 /// the path that it is about. The directory must outlive it, and the names and places of nodes must
 /// not change meanwhile.

@@ -13,7 +13,6 @@ namespace velmora::ctl {
 namespace {
 
 constexpr std::size_t kShownValues = 24;
-constexpr std::uint8_t kDotsPerCentimetre = 4;
 
 std::string textOf(const IppValue& value) {
     char area[48];
@@ -60,21 +59,18 @@ struct Enumeration {
     std::span<const NumberChoice> names;
 };
 
-// RFC 2911: printer-state 4.4.11, job-state 4.3.7, print-quality 4.2.13, orientation 4.2.10.
+// RFC 2911, 4.4.11 and 4.3.7.
 constexpr NumberChoice kPrinterStates[] = {{"idle", 3}, {"processing", 4}, {"stopped", 5}};
 constexpr NumberChoice kJobStates[] = {
     {"pending", 3},  {"pending-held", 4}, {"processing", 5}, {"processing-stopped", 6},
     {"canceled", 7}, {"aborted", 8},      {"completed", 9}};
-constexpr NumberChoice kQualities[] = {{"draft", 3}, {"normal", 4}, {"high", 5}};
-constexpr NumberChoice kOrientations[] = {
-    {"portrait", 3}, {"landscape", 4}, {"reverse-landscape", 5}, {"reverse-portrait", 6}};
 
 std::span<const NumberChoice> namesOf(std::string_view attribute) {
     if (attribute.ends_with("-supported")) attribute.remove_suffix(10);
     const Enumeration enumerations[] = {{"printer-state", kPrinterStates},
                                         {"job-state", kJobStates},
-                                        {"print-quality", kQualities},
-                                        {"orientation-requested", kOrientations},
+                                        {"print-quality", qualityChoices()},
+                                        {"orientation-requested", orientationChoices()},
                                         {"finishings", finishingsChoices()}};
     for (const Enumeration& enumeration : enumerations) {
         if (attribute == enumeration.attribute) return enumeration.names;
@@ -86,7 +82,7 @@ std::span<const NumberChoice> namesOf(std::string_view attribute) {
 
 std::string_view attributeName(const IppAttribute& attribute) {
     if (attribute.nameIndex >= 0) return IppAttributeNames::nameOf(attribute.nameIndex);
-    // The name of an attribute that the table lacks stands in front of its values.
+    // The name of an attribute that the table lacks is the first of its values.
     const IppValue* const name = attribute.firstValue();
     return name == nullptr ? std::string_view() : name->text.view();
 }

@@ -22,7 +22,7 @@ std::vector<std::string> attributeValues(const IppAttribute& attribute);
 const IppAttribute* findAttribute(const IppMessage& message, IppGroup group, std::string_view name,
                                   std::uint32_t instance = 0);
 
-/// The values of such an attribute, none when it is absent.
+/// The values of such an attribute; empty if it is absent.
 std::vector<std::string> valuesOf(const IppMessage& message, IppGroup group, std::string_view name,
                                   std::uint32_t instance = 0);
 /// The first of them, or an empty text.
@@ -32,11 +32,11 @@ std::string valueOf(const IppMessage& message, IppGroup group, std::string_view 
 /// Values for people, safe to show, with commas between; a long list is cut.
 std::string shownValues(const std::vector<std::string>& values);
 
-/// The name of an enumerated value, such as "idle (3)"; the number alone when it has none.
+/// The name of an enumerated value, such as "idle (3)"; the number if it has none.
 /// Attributes: printer-state, job-state, print-quality, orientation-requested, finishings.
 std::string enumText(std::string_view attribute, const std::string& number);
 
-/// The name alone, such as "idle"; the number as it is when it has none.
+/// The name alone, such as "idle"; the number if it has none.
 std::string enumKeyword(std::string_view attribute, const std::string& number);
 
 // For scripts.

@@ -25,8 +25,8 @@ struct FileTraits {
 };
 using UniqueFile = UniqueHandle<FileTraits>;
 
-/// The rights of a file that its owner alone may use: "D:P(A;;FA;;;<the user>)", null if they
-/// cannot be had.
+/// The rights of a file that only its owner may use, "D:P(A;;FA;;;<the user>)"; null if the user
+/// cannot be determined.
 UniqueLocalMemory ownersRights() {
     UniqueEvent token;
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.put())) return {};

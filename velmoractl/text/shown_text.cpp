@@ -8,7 +8,7 @@ namespace {
 
 struct Character {
     std::uint32_t code = 0;
-    std::size_t length = 0;  ///< 0: the bytes are no UTF-8
+    std::size_t length = 0;  ///< 0: not valid UTF-8
 };
 
 struct Lead {

@@ -8,7 +8,7 @@
 
 namespace velmora::ctl {
 
-/// A column of a list: a key of the JSON answer, and what stands above it on a terminal.
+/// A column of a list: a key of the JSON answer, and its heading on a terminal.
 struct Column {
     const char* key;
     const char* heading;

@@ -16,19 +16,6 @@ namespace {
 constexpr std::uint32_t kLargest = std::numeric_limits<std::int32_t>::max();
 // RFC 2910, 3.11: the longest value that is written.
 constexpr std::size_t kLongestKeyword = 1023;
-constexpr std::uint8_t kDotsPerInch = 3;
-constexpr std::uint8_t kDotsPerCentimetre = 4;
-
-constexpr NumberChoice kQualities[] = {{"draft", 3}, {"normal", 4}, {"high", 5}};
-constexpr NumberChoice kOrientations[] = {
-    {"portrait", 3}, {"landscape", 4}, {"reverse-landscape", 5}, {"reverse-portrait", 6}};
-// RFC 2911, 4.2.4.
-constexpr const char* kDocumentHandlings[] = {
-    "single-document", "separate-documents-uncollated-copies", "separate-documents-collated-copies",
-    "single-document-new-sheet"};
-constexpr const char* kJobSheets[] = {"none", "standard"};
-// RFC 2911, 4.2.8. The dialog's list also has what older printers call them.
-constexpr const char* kSides[] = {"one-sided", "two-sided-long-edge", "two-sided-short-edge"};
 
 std::optional<std::uint32_t> number(std::string_view text, std::uint32_t lowest,
                                     std::uint32_t highest) {
@@ -167,10 +154,10 @@ const TemplateAttribute kAttributes[] = {
              "NUMBERdpcm");
      },
      resolutionText, setResolution},
-    {"print-quality", "QUALITY", "quality", [] { return list(kQualities); },
-     [](const Job& job) { return choiceText(job.printQuality, kQualities); },
+    {"print-quality", "QUALITY", "quality", [] { return list(qualityChoices()); },
+     [](const Job& job) { return choiceText(job.printQuality, qualityChoices()); },
      [](Job& job, const std::string& text) {
-         return setChoice(job.printQuality, text, kQualities);
+         return setChoice(job.printQuality, text, qualityChoices());
      },
      TemplateAttribute::Kind::number},
     {"page-ranges", "RANGES", "such as 1,3,5-12; \"\" for all pages",
@@ -183,10 +170,11 @@ const TemplateAttribute kAttributes[] = {
     {"media", "NAME", "paper: a name from the dialog's list or any other that the printer knows",
      [] { return list(mediaChoices()) + ", or any other name that the printer knows"; },
      [](const Job& job) { return job.media; }, setMedia},
-    {"orientation-requested", "ORIENTATION", "orientation", [] { return list(kOrientations); },
-     [](const Job& job) { return choiceText(job.orientationRequested, kOrientations); },
+    {"orientation-requested", "ORIENTATION", "orientation",
+     [] { return list(orientationChoices()); },
+     [](const Job& job) { return choiceText(job.orientationRequested, orientationChoices()); },
      [](Job& job, const std::string& text) {
-         return setChoice(job.orientationRequested, text, kOrientations);
+         return setChoice(job.orientationRequested, text, orientationChoices());
      },
      TemplateAttribute::Kind::number},
     {"number-up", "NUMBER", "pages on one side of a sheet",
@@ -194,16 +182,18 @@ const TemplateAttribute kAttributes[] = {
      [](const Job& job) { return std::to_string(job.numberUp); },
      [](Job& job, const std::string& text) { return setNumber(job.numberUp, text, kLargest); },
      TemplateAttribute::Kind::number},
-    {"sides", "SIDES", "one or both sides of the paper", [] { return list(kSides); },
-     [](const Job& job) { return job.sides; },
-     [](Job& job, const std::string& text) { return setKeyword(job.sides, text, kSides); },
+    {"sides", "SIDES", "one or both sides of the paper",
+     [] { return list(standardSidesChoices()); }, [](const Job& job) { return job.sides; },
+     [](Job& job, const std::string& text) {
+         return setKeyword(job.sides, text, standardSidesChoices());
+     },
      TemplateAttribute::Kind::text,
      [](Job& job, const std::string& text) { return forceKeyword(job.sides, text); }},
     {"multiple-document-handling", "HANDLING", "how documents and copies are put together",
-     [] { return list(kDocumentHandlings); },
+     [] { return list(documentHandlingChoices()); },
      [](const Job& job) { return job.multipleDocumentHandling; },
      [](Job& job, const std::string& text) {
-         return setKeyword(job.multipleDocumentHandling, text, kDocumentHandlings);
+         return setKeyword(job.multipleDocumentHandling, text, documentHandlingChoices());
      },
      TemplateAttribute::Kind::text,
      [](Job& job, const std::string& text) {
@@ -215,9 +205,11 @@ const TemplateAttribute kAttributes[] = {
          return setChoice(job.finishings, text, finishingsChoices());
      },
      TemplateAttribute::Kind::number},
-    {"job-sheets", "SHEETS", "a sheet in front of each job", [] { return list(kJobSheets); },
-     [](const Job& job) { return job.jobSheets; },
-     [](Job& job, const std::string& text) { return setKeyword(job.jobSheets, text, kJobSheets); },
+    {"job-sheets", "SHEETS", "a sheet in front of each job",
+     [] { return list(jobSheetsChoices()); }, [](const Job& job) { return job.jobSheets; },
+     [](Job& job, const std::string& text) {
+         return setKeyword(job.jobSheets, text, jobSheetsChoices());
+     },
      TemplateAttribute::Kind::text,
      [](Job& job, const std::string& text) { return forceKeyword(job.jobSheets, text); }},
     {"ipp-attribute-fidelity", "true|false",

@@ -14,7 +14,7 @@ struct TemplateAttribute {
     enum class Kind { text, number, flag };
 
     const char* name;   ///< the IPP attribute
-    const char* value;  ///< what stands for the value in the help text
+    const char* value;  ///< the value's name in the help text
     const char* about;
     /// What may be given, in words, for the help and for messages about a bad value.
     std::string (*allowed)();

@@ -8,7 +8,7 @@ namespace velmora::ctl {
 /// Stored text is in the ANSI code page, JSON is UTF-8.
 struct TextCodec {
     std::string (*toUtf8)(const std::string& stored);
-    /// None when the code page lacks a character.
+    /// Empty if the code page lacks a character.
     std::optional<std::string> (*fromUtf8)(const std::string& utf8);
 };
 

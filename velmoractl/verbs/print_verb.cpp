@@ -107,7 +107,7 @@ std::uint64_t writeDocument(HANDLE printer, std::ifstream& file, ProgressBar& ba
     return done;
 }
 
-/// Waits until the spooler has handed the job on; it forgets jobs that are through.
+/// Waits until the spooler has handed the job on; it forgets finished jobs.
 void waitForJob(HANDLE printer, DWORD job, unsigned seconds, const std::string& what) {
     constexpr DWORD kBad = JOB_STATUS_ERROR | JOB_STATUS_OFFLINE | JOB_STATUS_BLOCKED_DEVQ;
     for (std::uint64_t waited = 0; waited < seconds * 1000ULL; waited += kPollMs) {
@@ -131,7 +131,7 @@ void waitForJob(HANDLE printer, DWORD job, unsigned seconds, const std::string& 
 void print(const Session& session, const PrintOptions& options) {
     const std::string what = "print " + quotedPath(options.file);
     if (!session.server.empty()) {
-        throw CommandError(ExitCode::usage, what, "it works on this computer alone",
+        throw CommandError(ExitCode::usage, what, "it works on this computer only",
                            "run it on " + quotedAnsi(session.server));
     }
     std::ifstream file(options.file, std::ios::binary);

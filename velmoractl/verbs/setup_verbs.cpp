@@ -59,7 +59,7 @@ std::string installed(const char* file) {
 
 void requireLocal(const Session& session, const std::string& what) {
     if (!session.server.empty()) {
-        throw CommandError(ExitCode::usage, what, "it works on this computer alone",
+        throw CommandError(ExitCode::usage, what, "it works on this computer only",
                            "run it on " + quotedAnsi(session.server));
     }
     if (isWrongBitness()) {
@@ -281,7 +281,7 @@ void install(const Session& session, const SetupOptions& options) {
     session.say(quotedPath(installed(kLibrary)) + " " + inWords(result.library) + ".");
     session.say(quotedPath(installed(kSettings)) + " " + inWords(result.settings) + ".");
     session.say("The registry key " + quotedAnsi("HKEY_LOCAL_MACHINE\\" + installedKey()) +
-                " is open to the system and to administrators alone.");
+                " is open only to the system and to administrators.");
     session.say(std::string("The policy below it ") + inWords(result.policy) + ".");
     session.say("The monitor " + quotedAnsi(monitor) +
                 (result.registered ? " has been registered with the spooler."
