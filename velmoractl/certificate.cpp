@@ -98,7 +98,7 @@ CertificateReport inspect(const UrlReading& url) {
     // What it answers does not matter, only the certificate that it shows on the way.
     HttpSendRequestA(request.get(), nullptr, 0, nullptr, 0);
     PCCERT_CHAIN_CONTEXT found = nullptr;
-    DWORD size = sizeof found;
+    DWORD size = sizeof(void*);  // of the pointer that is given out
     if (!InternetQueryOptionA(request.get(), kOptionChain, &found, &size) || found == nullptr) {
         return report;
     }

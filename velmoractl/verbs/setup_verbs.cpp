@@ -280,7 +280,7 @@ void install(const Session& session, const SetupOptions& options) {
     }
     session.say(quotedPath(installed(kLibrary)) + " " + inWords(result.library) + ".");
     session.say(quotedPath(installed(kSettings)) + " " + inWords(result.settings) + ".");
-    session.say("The registry key " + quotedAnsi("HKEY_LOCAL_MACHINE\\" + installedKey()) +
+    session.say("The registry key " + quotedPath("HKEY_LOCAL_MACHINE\\" + installedKey()) +
                 " is open only to the system and to administrators.");
     session.say(std::string("The policy below it ") + inWords(result.policy) + ".");
     session.say("The monitor " + quotedAnsi(monitor) +
