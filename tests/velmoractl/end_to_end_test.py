@@ -231,6 +231,20 @@ class ProbesOfBadPrinters(Tool):
             printer.stop()
         self.assertRegex(result.out, words)
 
+    def test_prompt_delivery_is_tried(self):
+        # The third request is the Validate-Job without a pause, the fourth the one with it.
+        for words, faulty in (("Prompt delivery: works", "0"),
+                              ("this printer needs a pause before a body", "3"),
+                              ("Prompt delivery: not known", "3,4")):
+            printer = Printer(os.path.join(self.place, "prompt-" + faulty), "faulty_printer",
+                              "--on", faulty, "closes-before-answer")
+            try:
+                command = ["probe", "--prompt", printer.url]
+                result = self.check(DONE, command, self.prefix.tool(*command))
+            finally:
+                printer.stop()
+            self.assertIn(words, result.out)
+
     def test_what_is_wrong_is_told_in_words(self):
         cases = [
             ('its authority "localhost" is not trusted', "http_sink", "--certificate",
