@@ -66,6 +66,9 @@ std::span<const std::byte> bytesOf(const std::string& ansi) {
 }  // namespace
 
 struct MonitorChannel::Xcv {
+    Xcv(const std::string& server, const std::string& monitor)
+        : connection(spooler(), server, XcvConnection::Kind::Monitor, monitor) {}
+
     XcvConnection connection;
 };
 
@@ -77,8 +80,7 @@ std::string monitorName(const Session& session) {
 MonitorChannel::MonitorChannel(const Session& session)
     : server_(session.server), monitor_(monitorName(session)) {
     try {
-        xcv_.reset(
-            new Xcv{XcvConnection(spooler(), server_, XcvConnection::Kind::Monitor, monitor_)});
+        xcv_ = std::make_unique<Xcv>(server_, monitor_);
     } catch (const XcvException& failure) {
         const std::string what = "the monitor " + quotedAnsi(monitor_);
         // Throws when the spooler cannot be asked, which says nothing about the monitor.
