@@ -38,14 +38,16 @@ void fill(CGroupsDB& directory, std::uint32_t nodes) {
             groups.push_back(directory.AddGroup("Floor " + number, parent)->id);
         } else {
             directory.AddPrinter("Printer " + number,
-                                 "ipp://printer" + number + ".example/ipp/print", i % 2 == 0,
-                                 i % 2 == 0 ? "user" : "", i % 2 == 0 ? "secret" : "", parent);
+                                 {"ipp://printer" + number + ".example/ipp/print", i % 2 == 0,
+                                  i % 2 == 0 ? "user" : "", i % 2 == 0 ? "secret" : ""},
+                                 parent);
         }
     }
     for (std::uint32_t i = 0; i < nodes / 10; ++i) {
         const std::string number = std::to_string(i);
-        directory.SetPortPrinter("Port " + number, "ipp://printer" + number + ".example/ipp/print",
-                                 i % 2 == 0, i % 2 == 0 ? "user" : "", i % 2 == 0 ? "secret" : "");
+        directory.SetPortPrinter("Port " + number,
+                                 {"ipp://printer" + number + ".example/ipp/print", i % 2 == 0,
+                                  i % 2 == 0 ? "user" : "", i % 2 == 0 ? "secret" : ""});
     }
 }
 
@@ -142,10 +144,10 @@ class BareWriter {
     }
     static void setTarget(HKEY key, const CGroupsDBNode& node) {
         const auto& printer = static_cast<const CGroupsDBPrinter&>(node);
-        setText(key, "URI", printer.uri);
-        if (printer.hasAuth == 0) return;
-        setText(key, "User name", printer.userName);
-        setText(key, "Password", printer.password);
+        setText(key, "URI", printer.address.url);
+        if (printer.address.useAuthentication == 0) return;
+        setText(key, "User name", printer.address.userName);
+        setText(key, "Password", printer.address.password);
     }
 
     std::vector<Record> nodes_;

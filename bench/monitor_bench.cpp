@@ -26,7 +26,7 @@ void storePorts() {
         PortConfig config;
         config.name = "Port " + std::to_string(i);
         config.singleTarget = 1;
-        config.printerUrl = "ipp://printer" + std::to_string(i) + ".example/ipp/print";
+        config.printer.url = "ipp://printer" + std::to_string(i) + ".example/ipp/print";
         const PackedPortConfig block = pack(config);
         RegSetValueExA(key, config.name.c_str(), 0, REG_BINARY,
                        reinterpret_cast<const BYTE*>(block.data()),

@@ -29,8 +29,8 @@ CGroupsDB largeDirectory() {
         const std::uint32_t group =
             directory.AddGroup("Group " + std::to_string(directory.nextId()), 1)->id;
         for (int i = 0; i < 99 && directory.nodes().size() < kNodes; ++i)
-            directory.AddPrinter("Printer " + std::to_string(i), "ipp://printer/ipp", false, "", "",
-                                 group);
+            directory.AddPrinter("Printer " + std::to_string(i),
+                                 {"ipp://printer/ipp", false, "", ""}, group);
     }
     return directory;
 }

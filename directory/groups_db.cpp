@@ -1,16 +1,23 @@
 #include "directory/groups_db.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace velmora {
+namespace {
 
-void CGroupsDBPrinter::setTarget(const std::string& newUri, bool newHasAuth,
-                                 const std::string& newUserName, const std::string& newPassword) {
-    uri = newUri;
-    hasAuth = newHasAuth ? 1 : 0;
-    userName = newUserName;
-    password = newPassword;
+bool sameAddress(const CGroupsDBPrinter& one, const CGroupsDBPrinter& other) {
+    return withUsedCredentials(one.address) == withUsedCredentials(other.address);
 }
+
+bool sameNode(const CGroupsDBNode& one, const CGroupsDBNode& other) {
+    return one.id == other.id && one.parent == other.parent && one.name == other.name &&
+           one.type == other.type &&
+           (one.type != NODE_PRINTER || sameAddress(static_cast<const CGroupsDBPrinter&>(one),
+                                                    static_cast<const CGroupsDBPrinter&>(other)));
+}
+
+}  // namespace
 
 CGroupsDB::CGroupsDB(GroupsStore& store) : store_(&store) {
     Load();
@@ -32,6 +39,17 @@ void CGroupsDB::Save() const {
     if (store_ != nullptr) store_->save(*this);
 }
 
+bool CGroupsDB::operator==(const CGroupsDB& other) const {
+    return std::ranges::equal(nodes_, other.nodes_,
+                              [](const auto& one, const auto& two) {
+                                  return sameNode(*one.second, *two.second);
+                              }) &&
+           std::ranges::equal(
+               portPrinters_, other.portPrinters_, [](const auto& one, const auto& two) {
+                   return one.first == two.first && sameAddress(*one.second, *two.second);
+               });
+}
+
 void CGroupsDB::Insert(std::unique_ptr<CGroupsDBNode> node) {
     const std::uint32_t id = node->id;
     ReserveId(id);
@@ -48,12 +66,11 @@ void CGroupsDB::InsertPortPrinter(std::unique_ptr<CGroupsDBPrinter> printer) {
     portPrinters_.insert_or_assign(portPrinters_.end(), std::move(name), std::move(printer));
 }
 
-void CGroupsDB::SetPortPrinter(const std::string& portName, const std::string& uri, bool hasAuth,
-                               const std::string& userName, const std::string& password) {
-    // Complete before it replaces the old record: the arguments may be that record's own texts.
+void CGroupsDB::SetPortPrinter(const std::string& portName, const PrinterAddress& address) {
+    // Complete before it replaces the old record: the arguments may be that record's own.
     auto printer = std::make_unique<CGroupsDBPrinter>();
     printer->name = portName;
-    printer->setTarget(uri, hasAuth, userName, password);
+    printer->address = address;
     InsertPortPrinter(std::move(printer));
 }
 

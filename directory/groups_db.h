@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/printer_address.h"
+
 namespace velmora {
 
 enum NodeType : std::uint32_t { NODE_GROUP = 0, NODE_PRINTER = 1 };
@@ -32,13 +34,7 @@ struct CGroupsDBGroup : CGroupsDBNode {};
 struct CGroupsDBPrinter : CGroupsDBNode {
     CGroupsDBPrinter() { type = NODE_PRINTER; }
 
-    void setTarget(const std::string& newUri, bool newHasAuth, const std::string& newUserName,
-                   const std::string& newPassword);
-
-    std::string uri;
-    std::uint8_t hasAuth = 0;  ///< 1: reached with the user name and password below
-    std::string userName;
-    std::string password;  ///< in clear
+    PrinterAddress address;
 };
 
 class CGroupsDB;
@@ -82,14 +78,16 @@ class CGroupsDB {
     /// Enters a port's printer under its name, replacing the one that is there.
     void InsertPortPrinter(std::unique_ptr<CGroupsDBPrinter> printer);
 
-    void SetPortPrinter(const std::string& portName, const std::string& uri, bool hasAuth,
-                        const std::string& userName, const std::string& password);
+    /// Whether both hold the same records. User names and passwords that no authentication uses do
+    /// not count: stores do not keep them.
+    bool operator==(const CGroupsDB& other) const;
+
+    void SetPortPrinter(const std::string& portName, const PrinterAddress& address);
     void RemovePortPrinter(const std::string& portName);
 
     /// A new record takes `nextId`. Any parent is accepted.
     CGroupsDBGroup* AddGroup(const std::string& name, std::uint32_t parent);
-    CGroupsDBPrinter* AddPrinter(const std::string& name, const std::string& uri, bool hasAuth,
-                                 const std::string& userName, const std::string& password,
+    CGroupsDBPrinter* AddPrinter(const std::string& name, const PrinterAddress& address,
                                  std::uint32_t parent);
 
     CGroupsDBNode* FindNode(std::uint32_t id) const;
@@ -104,7 +102,7 @@ class CGroupsDB {
     void CollectPrinters(std::uint32_t group, std::vector<CGroupsDBPrinter*>& list) const;
 
     void RenameNode(std::uint32_t id, const std::string& name);
-    /// Copies name, URI and credentials onto the stored printer of that id; id and parent stay.
+    /// Copies name and address onto the stored printer of that id; id and parent stay.
     void UpdatePrinter(const CGroupsDBPrinter& printer);
     /// Whether `node` may be moved or copied into `target`: no child of that name there yet, and
     /// not into itself or anything below itself. A parent that does not exist, or that has been

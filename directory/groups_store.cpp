@@ -96,11 +96,11 @@ class ValueArea {
 };
 
 void readTarget(ValueArea& area, const RegistryKey& key, CGroupsDBPrinter& printer) {
-    printer.uri = area.queryText(key, kUri);
+    printer.address.url = area.queryText(key, kUri);
     if (!area.query(key, kUserName)) return;
-    printer.hasAuth = 1;
-    printer.userName = area.text();
-    printer.password = area.querySecret(key, kPassword);
+    printer.address.useAuthentication = 1;
+    printer.address.userName = area.text();
+    printer.address.password = area.querySecret(key, kPassword);
 }
 
 void readNode(ValueArea& area, const RegistryKey& key, std::uint32_t id, CGroupsDB& directory) {
@@ -181,10 +181,10 @@ class StoredValues {
         values_[count_++] = {name, REG_SZ, std::as_bytes(std::span(text.c_str(), text.size() + 1))};
     }
     void addTarget(const CGroupsDBPrinter& printer) {
-        add(kUri, printer.uri);
-        if (printer.hasAuth == 0) return;
-        add(kUserName, printer.userName);
-        add(kPassword, printer.password);
+        add(kUri, printer.address.url);
+        if (printer.address.useAuthentication == 0) return;
+        add(kUserName, printer.address.userName);
+        add(kPassword, printer.address.password);
     }
 
     std::array<Value, 6> values_{};

@@ -29,26 +29,26 @@ constexpr std::size_t kNodeSize = 3 * sizeof(std::uint32_t) + 1;
 constexpr std::size_t kTargetSize = 3 + 1;
 constexpr std::size_t kPortPrinterSize = kTargetSize + 1;
 
-std::size_t textLengths(const CGroupsDBPrinter& printer) noexcept {
-    return printer.uri.size() + printer.userName.size() + printer.password.size();
+std::size_t textLengths(const PrinterAddress& address) noexcept {
+    return address.url.size() + address.userName.size() + address.password.size();
 }
 
 const CGroupsDBPrinter* asPrinter(const CGroupsDBNode& node) noexcept {
     return node.type == NODE_PRINTER ? static_cast<const CGroupsDBPrinter*>(&node) : nullptr;
 }
 
-void writeTarget(ByteWriter& writer, const CGroupsDBPrinter& printer) noexcept {
-    writer.text(printer.uri);
-    writer.u8(printer.hasAuth);
-    writer.text(printer.userName);
-    writer.text(printer.password);
+void writeAddress(ByteWriter& writer, const PrinterAddress& address) noexcept {
+    writer.text(address.url);
+    writer.u8(address.useAuthentication != 0 ? 1 : 0);
+    writer.text(address.userName);
+    writer.text(address.password);
 }
 
-void readTarget(ByteReader& reader, CGroupsDBPrinter& printer) {
-    printer.uri = reader.text();
-    printer.hasAuth = reader.u8() != 0 ? 1 : 0;
-    printer.userName = reader.text();
-    printer.password = reader.text();
+void readAddress(ByteReader& reader, PrinterAddress& address) {
+    address.url = reader.text();
+    address.useAuthentication = reader.u8() != 0 ? 1 : 0;
+    address.userName = reader.text();
+    address.password = reader.text();
 }
 
 /// An entry count; none when that many entries cannot follow, so that a senseless one costs
@@ -69,7 +69,7 @@ bool readNode(ByteReader& reader, CGroupsDB& directory) {
         node = std::make_unique<CGroupsDBGroup>();
     } else if (type == NODE_PRINTER) {
         auto printer = std::make_unique<CGroupsDBPrinter>();
-        readTarget(reader, *printer);
+        readAddress(reader, printer->address);
         node = std::move(printer);
     }
     if (!reader.ok()) return false;
@@ -85,7 +85,7 @@ bool readNode(ByteReader& reader, CGroupsDB& directory) {
 bool readPortPrinter(ByteReader& reader, CGroupsDB& directory) {
     auto printer = std::make_unique<CGroupsDBPrinter>();
     printer->name = reader.text();
-    readTarget(reader, *printer);
+    readAddress(reader, printer->address);
     if (!reader.ok()) return false;
     directory.InsertPortPrinter(std::move(printer));
     return true;
@@ -109,10 +109,11 @@ std::size_t CGroupsDB::GetSize() const noexcept {
     std::size_t size = 2 * sizeof(std::uint32_t);
     for (const auto& [id, node] : nodes_) {
         size += kNodeSize + node->name.size();
-        if (const auto* printer = asPrinter(*node)) size += kTargetSize + textLengths(*printer);
+        if (const auto* printer = asPrinter(*node))
+            size += kTargetSize + textLengths(printer->address);
     }
     for (const auto& [name, printer] : portPrinters_)
-        size += kPortPrinterSize + name.size() + textLengths(*printer);
+        size += kPortPrinterSize + name.size() + textLengths(printer->address);
     return size;
 }
 
@@ -124,12 +125,12 @@ void CGroupsDB::Serialize(std::byte* buffer) const noexcept {
         writer.u32(node->parent);
         writer.text(node->name);
         writer.u32(node->type);
-        if (const auto* printer = asPrinter(*node)) writeTarget(writer, *printer);
+        if (const auto* printer = asPrinter(*node)) writeAddress(writer, printer->address);
     }
     writer.u32(static_cast<std::uint32_t>(portPrinters_.size()));
     for (const auto& [name, printer] : portPrinters_) {
         writer.text(name);
-        writeTarget(writer, *printer);
+        writeAddress(writer, printer->address);
     }
 }
 

@@ -59,11 +59,10 @@ CGroupsDBGroup* CGroupsDB::AddGroup(const std::string& name, std::uint32_t paren
     return record;
 }
 
-CGroupsDBPrinter* CGroupsDB::AddPrinter(const std::string& name, const std::string& uri,
-                                        bool hasAuth, const std::string& userName,
-                                        const std::string& password, std::uint32_t parent) {
+CGroupsDBPrinter* CGroupsDB::AddPrinter(const std::string& name, const PrinterAddress& address,
+                                        std::uint32_t parent) {
     auto printer = std::make_unique<CGroupsDBPrinter>();
-    printer->setTarget(uri, hasAuth, userName, password);
+    printer->address = address;
     CGroupsDBPrinter* const record = printer.get();
     enterNew(std::move(printer), name, parent);
     return record;
@@ -120,7 +119,7 @@ void CGroupsDB::UpdatePrinter(const CGroupsDBPrinter& printer) {
     CGroupsDBPrinter* const stored = FindPrinter(printer.id);
     if (stored == nullptr) return;
     stored->name = printer.name;
-    stored->setTarget(printer.uri, printer.hasAuth != 0, printer.userName, printer.password);
+    stored->address = printer.address;
 }
 
 bool CGroupsDB::CanPlace(const CGroupsDBNode& node, std::uint32_t target) const {
@@ -150,8 +149,7 @@ CGroupsDBNode* CGroupsDB::CopySubtree(const CGroupsDBNode& node, std::uint32_t t
         CGroupsDBNode* copy = nullptr;
         if (source->type == NODE_PRINTER) {
             const auto& printer = static_cast<const CGroupsDBPrinter&>(*source);
-            copy = AddPrinter(printer.name, printer.uri, printer.hasAuth != 0, printer.userName,
-                              printer.password, parent);
+            copy = AddPrinter(printer.name, printer.address, parent);
         } else {
             copy = AddGroup(source->name, parent);
             for (const auto& child : index.childrenOf(source->id)) {

@@ -20,8 +20,9 @@ std::vector<std::byte> payloadOf(const CGroupsDB& directory) {
 }
 
 bool sameTarget(const velmora::CGroupsDBPrinter& a, const velmora::CGroupsDBPrinter& b) {
-    return a.uri == b.uri && a.hasAuth == b.hasAuth && a.userName == b.userName &&
-           a.password == b.password;
+    return a.address.url == b.address.url &&
+           a.address.useAuthentication == b.address.useAuthentication &&
+           a.address.userName == b.address.userName && a.address.password == b.address.password;
 }
 
 bool sameNode(const velmora::CGroupsDBNode& a, const velmora::CGroupsDBNode& b) {

@@ -76,12 +76,12 @@ CGroupsDB sampleDirectory() {
     directory.Insert(std::move(root));
     const auto floor = directory.AddGroup("First floor", 1)->id;
     const auto office = directory.AddGroup("Accounting", floor)->id;
-    directory.AddPrinter("Laser 1", "ipp://laser1/ipp", false, "", "", floor);
-    directory.AddPrinter("Laser 2", "https://laser2.example/printers/lp", true, "u", "p", office);
+    directory.AddPrinter("Laser 1", {"ipp://laser1/ipp", false, "", ""}, floor);
+    directory.AddPrinter("Laser 2", {"https://laser2.example/printers/lp", true, "u", "p"}, office);
     directory.AddGroup("Cellar", 1);
-    directory.SetPortPrinter("Reception", "ipp://reception/ipp", true, "user", "secret");
-    directory.SetPortPrinter("Warehouse", "ipp://warehouse.example:8631/printers/raw", false, "",
-                             "");
+    directory.SetPortPrinter("Reception", {"ipp://reception/ipp", true, "user", "secret"});
+    directory.SetPortPrinter("Warehouse",
+                             {"ipp://warehouse.example:8631/printers/raw", false, "", ""});
     return directory;
 }
 

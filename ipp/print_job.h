@@ -5,7 +5,7 @@
 
 #include "ipp/connection.h"
 #include "ipp/job_template.h"
-#include "ipp/print_target.h"
+#include "platform/printer_address.h"
 
 namespace velmora {
 

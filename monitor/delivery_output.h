@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "ipp/print_target.h"
 #include "monitor/delivery_log.h"
 #include "monitor/jobs/job_record.h"
+#include "platform/printer_address.h"
 #include "port/policy.h"
 
 namespace velmora {

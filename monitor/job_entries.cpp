@@ -49,12 +49,13 @@ std::wstring wide(const wchar_t* text) {
     return text;
 }
 
-std::vector<PrintTarget> resolveTargets(const PortConfig& config) {
-    if (config.singleTarget != 0) return {ownTarget(config)};
+/// The directory is read afresh, since other processes change it; and only for ports that use it.
+std::vector<PrintTarget> currentTargets(const PortConfig& config) {
+    if (config.singleTarget != 0) return targetsOf(config, CGroupsDB());
     // The directory belongs to the system and its administrators; whoever prints is neither.
     const OwnIdentity identity;
     RegistryGroupsStore store = directoryStore();
-    return directoryTargets(config, store);
+    return targetsOf(config, CGroupsDB(store));
 }
 
 void reportSent(const JobInfo& info) {
@@ -80,7 +81,7 @@ bool startJob(Port& port, char* printerName, JobInfo info, const std::wstring& d
     const auto connect = [options = connectionOptions(policy)](const DeliveryOrder& order) {
         return connectToPrinter(order, options);
     };
-    const std::vector<PrintTarget> targets = resolveTargets(config);
+    const std::vector<PrintTarget> targets = currentTargets(config);
     port.job->recordIn(
         newJobRecord(policy, config.name, port.job->info().jobId, document, targets));
     return port.job->start(connect, targets, config.jobTemplate,

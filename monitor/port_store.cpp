@@ -26,8 +26,7 @@ class RegistryPortStore::PortPrinters {
     void set(const PortConfig& config) {
         CGroupsDBPrinter printer;
         printer.name = config.name;
-        printer.setTarget(config.printerUrl, config.useAuthentication != 0, config.userName,
-                          config.password);
+        printer.address = config.printer;
         RegistryGroupsStore store = directoryStore();
         if (isAsWeLeftIt(store) && isOneKey(config.name)) {
             store.savePortPrinter(printer);
@@ -36,8 +35,7 @@ class RegistryPortStore::PortPrinters {
             return;
         }
         rewrite(store, [&](CGroupsDB& directory) {
-            directory.SetPortPrinter(config.name, config.printerUrl, config.useAuthentication != 0,
-                                     config.userName, config.password);
+            directory.SetPortPrinter(config.name, config.printer);
         });
     }
 

@@ -9,8 +9,8 @@ std::size_t packedSize(const PortConfig& config) noexcept {
     constexpr std::size_t kTexts = 10;
     constexpr std::size_t kFlags = 3;
     constexpr std::size_t kNumbers = 10;
-    return config.name.size() + config.printerUrl.size() + config.userName.size() +
-           config.password.size() + job.jobHoldUntil.size() + job.pageRanges.size() +
+    return config.name.size() + config.printer.url.size() + config.printer.userName.size() +
+           config.printer.password.size() + job.jobHoldUntil.size() + job.pageRanges.size() +
            job.media.size() + job.sides.size() + job.multipleDocumentHandling.size() +
            job.jobSheets.size() + kTexts + kFlags +
            (kNumbers + config.targetIds.size()) * sizeof(std::uint32_t);
@@ -21,10 +21,10 @@ PackedPortConfig pack(const PortConfig& config) {
     ByteWriter out(block.data());
     out.text(config.name);
     out.u8(config.singleTarget);
-    out.text(config.printerUrl);
-    out.u8(config.useAuthentication);
-    out.text(config.userName);
-    out.text(config.password);
+    out.text(config.printer.url);
+    out.u8(config.printer.useAuthentication);
+    out.text(config.printer.userName);
+    out.text(config.printer.password);
     out.u32(static_cast<std::uint32_t>(config.targetIds.size()));
     for (const std::uint32_t id : config.targetIds)
         out.u32(id);
@@ -54,10 +54,10 @@ std::optional<PortConfig> unpack(std::span<const std::byte> block) {
     PortConfig config;
     config.name = in.text();
     config.singleTarget = in.u8();
-    config.printerUrl = in.text();
-    config.useAuthentication = in.u8();
-    config.userName = in.text();
-    config.password = in.text();
+    config.printer.url = in.text();
+    config.printer.useAuthentication = in.u8();
+    config.printer.userName = in.text();
+    config.printer.password = in.text();
     const std::uint32_t count = in.u32();
     // A count that the block cannot hold must not decide how much memory is asked for.
     if (!in.ok() || count > in.remaining() / sizeof(std::uint32_t)) return std::nullopt;

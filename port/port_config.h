@@ -8,17 +8,15 @@
 #include <vector>
 
 #include "ipp/job_template.h"
+#include "platform/printer_address.h"
 
 namespace velmora {
 
 /// Everything that is configured for one port. All text is in the ANSI code page.
 struct PortConfig {
-    std::string name;                    ///< as the spooler shows it
-    std::uint8_t singleTarget = 0;       ///< boolean; a new port starts in multi-remote mode
-    std::string printerUrl;              ///< single-target mode only
-    std::uint8_t useAuthentication = 0;  ///< boolean
-    std::string userName;
-    std::string password;  ///< in clear
+    std::string name;               ///< as the spooler shows it
+    std::uint8_t singleTarget = 0;  ///< boolean; a new port starts in multi-remote mode
+    PrinterAddress printer;         ///< single-target mode only
     std::vector<std::uint32_t>
         targetIds;  ///< printer groups, in the order in which they were chosen
     JobTemplate jobTemplate;

@@ -40,18 +40,19 @@ bool PrinterDialog::onCommand(int id, int code) {
 }
 
 void PrinterDialog::exchange(DataExchange& data) {
-    int authentication = form_.hasAuth ? BST_CHECKED : BST_UNCHECKED;
+    int authentication = form_.address.useAuthentication != 0 ? BST_CHECKED : BST_UNCHECKED;
     data.check(IDC_PRINTER_AUTHENTICATION, authentication);
-    form_.hasAuth = authentication != BST_UNCHECKED;
+    form_.address.useAuthentication = authentication != BST_UNCHECKED;
     data.text(IDC_PRINTER_NAME, form_.name);
     if (data.checking())
         if (const auto refusal = checkPrinterName(form_.name, takenNames_)) data.refuse(*refusal);
-    data.text(IDC_PRINTER_URL, form_.uri);
+    data.text(IDC_PRINTER_URL, form_.address.url);
     if (data.checking())
-        if (const auto refusal = checkPrinterUrl(form_.uri, IDC_PRINTER_URL, IsValidPrinterUrl))
+        if (const auto refusal =
+                checkPrinterUrl(form_.address.url, IDC_PRINTER_URL, IsValidPrinterUrl))
             data.refuse(*refusal);
-    data.text(IDC_PRINTER_USER_NAME, form_.userName);
-    data.text(IDC_PRINTER_PASSWORD, form_.password);
+    data.text(IDC_PRINTER_USER_NAME, form_.address.userName);
+    data.text(IDC_PRINTER_PASSWORD, form_.address.password);
 }
 
 void PrinterDialog::showForm(PrinterForm form) {
@@ -80,7 +81,7 @@ void CDialogNewPrinter::onInit() {
     list.addColumn(texts().Lookup("URL"), 160);
     for (const auto& [name, printer] : patterns_) {
         const int row = list.addRow(printer->name, reinterpret_cast<LPARAM>(printer.get()));
-        list.setText(row, 1, printer->uri);
+        list.setText(row, 1, printer->address.url);
     }
 }
 

@@ -98,12 +98,14 @@ void CPagePortMain::onInit() {
 }
 
 void CPagePortMain::exchange(DataExchange& data) {
-    data.check(IDC_PORT_AUTHENTICATION, data_.authentication);
+    int authentication = data_.printer.useAuthentication != 0 ? BST_CHECKED : BST_UNCHECKED;
+    data.check(IDC_PORT_AUTHENTICATION, authentication);
+    data_.printer.useAuthentication = authentication != BST_UNCHECKED;
     data.radio(IDC_PORT_SINGLE, data_.mode);
     data.text(IDC_PORT_NAME, data_.name);
-    data.text(IDC_PORT_USER_NAME, data_.userName);
-    data.text(IDC_PORT_PASSWORD, data_.password);
-    data.text(IDC_PORT_URL, data_.url);
+    data.text(IDC_PORT_USER_NAME, data_.printer.userName);
+    data.text(IDC_PORT_PASSWORD, data_.printer.password);
+    data.text(IDC_PORT_URL, data_.printer.url);
 }
 
 void CPagePortMain::onHelp(int control) {
@@ -148,11 +150,10 @@ bool CPagePortMain::onDeactivate() {
 
     // The URL alone decides, whatever the mode: a multi-remote port keeps the printer that was
     // typed in before, and other dialogs go on offering it as a pattern.
-    if (data_.url.empty())
+    if (data_.printer.url.empty())
         directory_.RemovePortPrinter(data_.name);
     else
-        directory_.SetPortPrinter(data_.name, data_.url, data_.authentication != 0, data_.userName,
-                                  data_.password);
+        directory_.SetPortPrinter(data_.name, data_.printer);
     return PropertyPage::onDeactivate();
 }
 

@@ -110,9 +110,9 @@ void CPagePrinterGroups::newPrinter() {
     CDialogNewPrinter dialog(namesInGroup(directory_, group), directory_.portPrinters());
     dialog.useMessageBoxes(messageBoxes());
     if (!dialog.runModal(window())) return;
-    const PrinterForm form = withUsedCredentials(dialog.form());
-    const CGroupsDBPrinter* printer = directory_.AddPrinter(form.name, form.uri, form.hasAuth,
-                                                            form.userName, form.password, group);
+    const PrinterForm form = dialog.form();
+    const CGroupsDBPrinter* printer =
+        directory_.AddPrinter(form.name, withUsedCredentials(form.address), group);
     tree_.insert(printer->id, group);
     if (const HTREEITEM item = tree_.item(printer->id)) view().select(item);
 }
@@ -128,7 +128,7 @@ void CPagePrinterGroups::showProperties() {
                                     namesInGroup(directory_, printer->parent, id));
     dialog.useMessageBoxes(messageBoxes());
     if (!dialog.runModal(window())) return;
-    directory_.UpdatePrinter(recordOf(withUsedCredentials(dialog.form()), id));
+    directory_.UpdatePrinter(recordOf(dialog.form(), id));
     tree_.refreshName(id);
 }
 

@@ -26,7 +26,7 @@ std::optional<Refusal> checkPortName(const std::string& name,
 std::optional<Refusal> checkTarget(const PortMainData& data,
                                    const std::function<bool(const std::string&)>& isValidUrl) {
     if (data.mode != kSinglePrinter) return std::nullopt;
-    return checkPrinterUrl(data.url, IDC_PORT_URL, isValidUrl);
+    return checkPrinterUrl(data.printer.url, IDC_PORT_URL, isValidUrl);
 }
 
 std::vector<GroupRow> groupRows(const CGroupsDB& directory) {
@@ -76,24 +76,17 @@ void CheckedGroups::keepGroupsOf(const CGroupsDB& directory) {
 }
 
 PortMainData pageData(const PortConfig& config) {
-    return {.authentication = config.useAuthentication != 0 ? 1 : 0,
-            .mode = config.singleTarget != 0 ? kSinglePrinter : kMultiRemote,
+    return {.mode = config.singleTarget != 0 ? kSinglePrinter : kMultiRemote,
             .name = config.name,
-            .userName = config.userName,
-            .password = config.password,
-            .url = config.printerUrl};
+            .printer = config.printer};
 }
 
 void storePageData(const PortMainData& data, std::vector<std::uint32_t> groups,
                    PortConfig& config) {
     const bool single = data.mode == kSinglePrinter;
-    const bool authentication = single && data.authentication != 0;
     config.name = data.name;
-    config.printerUrl = single ? data.url : std::string();
+    config.printer = single ? withUsedCredentials(data.printer) : PrinterAddress();
     config.singleTarget = single;
-    config.useAuthentication = authentication;
-    config.userName = authentication ? data.userName : std::string();
-    config.password = authentication ? data.password : std::string();
     config.targetIds = single ? std::vector<std::uint32_t>() : std::move(groups);
 }
 

@@ -21,12 +21,9 @@ enum PortMode { kSinglePrinter = 0, kMultiRemote = 1 };
 
 /// What the page shows and edits, as its controls hold it.
 struct PortMainData {
-    int authentication = 0;  ///< check box: 1 checked
     int mode = kSinglePrinter;
     std::string name;
-    std::string userName;
-    std::string password;
-    std::string url;
+    PrinterAddress printer;
 };
 
 /// Which controls can be used. The credentials are the two boxes with their labels.

@@ -7,23 +7,15 @@
 namespace velmora {
 
 PrinterForm formOf(const CGroupsDBPrinter& printer) {
-    return {printer.name, printer.uri, printer.hasAuth != 0, printer.userName, printer.password};
+    return {printer.name, printer.address};
 }
 
 CGroupsDBPrinter recordOf(const PrinterForm& form, std::uint32_t id) {
     CGroupsDBPrinter printer;
     printer.id = id;
     printer.name = form.name;
-    printer.setTarget(form.uri, form.hasAuth, form.userName, form.password);
+    printer.address = withUsedCredentials(form.address);
     return printer;
-}
-
-PrinterForm withUsedCredentials(PrinterForm form) {
-    if (!form.hasAuth) {
-        form.userName.clear();
-        form.password.clear();
-    }
-    return form;
 }
 
 std::optional<Refusal> checkPrinterName(const std::string& name,

@@ -14,21 +14,15 @@ namespace velmora {
 /// What the two printer dialogs edit.
 struct PrinterForm {
     std::string name;
-    std::string uri;
-    bool hasAuth = false;
-    std::string userName;
-    std::string password;
+    PrinterAddress address;
 
     bool operator==(const PrinterForm&) const = default;
 };
 
 PrinterForm formOf(const CGroupsDBPrinter& printer);
 
-/// A record for CGroupsDB::UpdatePrinter.
+/// A record of what is kept of an accepted form, for CGroupsDB::UpdatePrinter.
 CGroupsDBPrinter recordOf(const PrinterForm& form, std::uint32_t id);
-
-/// What is kept of an accepted form: no user name and password without authentication.
-PrinterForm withUsedCredentials(PrinterForm form);
 
 /// Names are compared byte by byte with those that are `taken`.
 std::optional<Refusal> checkPrinterName(const std::string& name,

@@ -54,7 +54,8 @@ void checkLengths(const CGroupsDB& directory, const std::string& what) {
         checkLength(node->name, what);
         if (node->type != NODE_PRINTER) continue;
         const auto& printer = static_cast<const CGroupsDBPrinter&>(*node);
-        for (const std::string* text : {&printer.uri, &printer.userName, &printer.password})
+        for (const std::string* text :
+             {&printer.address.url, &printer.address.userName, &printer.address.password})
             checkLength(*text, what);
     }
 }
@@ -239,11 +240,11 @@ CGroupsDB MonitorChannel::changeDirectory(const std::string& what,
             if (attempt == 1) throw;
             break;  // it clashes with what an attempt has left, or with another's change
         }
-        if (sameDirectory(wanted, before)) return wanted;
+        if (wanted == before) return wanted;
         checkLengths(wanted, what);
         guarded(what, [&] { xcv_->connection.setGroupsDB(wanted); });
         // The monitor's answer does not tell whether the registry took it.
-        if (sameDirectory(directory(), wanted)) return wanted;
+        if (directory() == wanted) return wanted;
         if (attempt == kAttempts) break;
     }
     throw CommandError(

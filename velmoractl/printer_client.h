@@ -8,7 +8,7 @@
 
 #include "ipp/connection_options.h"
 #include "ipp/message.h"
-#include "ipp/print_target.h"
+#include "platform/printer_address.h"
 
 namespace velmora::ctl {
 

@@ -26,7 +26,7 @@ std::uint32_t addGroup(CGroupsDB& directory, const std::string& text) {
     const std::size_t equals = text.find('=');
     const auto* const group = directory.AddGroup(text.substr(0, equals), 1);
     for (const std::string& url : split(text.substr(equals + 1), ',')) {
-        directory.AddPrinter(url, url, false, "", "", group->id);
+        directory.AddPrinter(url, {url, false, "", ""}, group->id);
     }
     return group->id;
 }
@@ -42,7 +42,7 @@ void configurePort(const std::string& name, const std::vector<std::string>& targ
     config.name = name;
     if (targets.size() == 1 && targets[0].find('=') == std::string::npos) {
         config.singleTarget = 1;
-        config.printerUrl = targets[0];
+        config.printer.url = targets[0];
     } else {
         auto store = directoryStore();
         CGroupsDB directory(store);

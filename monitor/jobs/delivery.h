@@ -7,7 +7,7 @@
 #include <string>
 
 #include "ipp/job_template.h"
-#include "ipp/print_target.h"
+#include "platform/printer_address.h"
 #include "port/delivery_record.h"
 
 namespace velmora {

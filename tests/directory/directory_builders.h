@@ -27,10 +27,7 @@ inline std::unique_ptr<CGroupsDBPrinter> printer(
     node->id = id;
     node->parent = parent;
     node->name = name;
-    node->uri = uri;
-    node->hasAuth = hasAuth;
-    node->userName = userName;
-    node->password = password;
+    node->address = {uri, hasAuth, userName, password};
     return node;
 }
 
@@ -57,10 +54,10 @@ inline void PrintTo(const NodeFields& node, std::ostream* stream) {
 inline NodeFields fieldsOf(const CGroupsDBNode& node) {
     NodeFields fields{node.id, node.parent, node.type, node.name, {}, 0, {}, {}};
     if (const auto* printer = dynamic_cast<const CGroupsDBPrinter*>(&node)) {
-        fields.uri = printer->uri;
-        fields.hasAuth = printer->hasAuth;
-        fields.userName = printer->userName;
-        fields.password = printer->password;
+        fields.uri = printer->address.url;
+        fields.hasAuth = printer->address.useAuthentication;
+        fields.userName = printer->address.userName;
+        fields.password = printer->address.password;
     }
     return fields;
 }

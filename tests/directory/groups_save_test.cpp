@@ -80,11 +80,11 @@ class GroupsSave : public CleanStateTest {
 TEST_F(GroupsSave, StoringOneOf500PortsWritesOneKey) {
     CGroupsDB directory(store);
     for (int i = 0; i < 500; ++i) {
-        directory.SetPortPrinter("Port " + std::to_string(i), "ipp://p" + std::to_string(i), true,
-                                 "user", "password");
+        directory.SetPortPrinter("Port " + std::to_string(i),
+                                 {"ipp://p" + std::to_string(i), true, "user", "password"});
     }
     for (int i = 0; i < 20; ++i)
-        directory.AddPrinter("Printer", "ipp://p", i % 2 == 0, "user", "password", 1);
+        directory.AddPrinter("Printer", {"ipp://p", i % 2 == 0, "user", "password"}, 1);
     directory.Save();
     const auto printers = writeTimes(kPrinters);
     const auto groups = writeTimes(kGroups);
@@ -93,7 +93,7 @@ TEST_F(GroupsSave, StoringOneOf500PortsWritesOneKey) {
     directory.Save();
     EXPECT_EQ(changedKeys(printers, kPrinters), std::vector<std::string>{});
 
-    directory.SetPortPrinter("Port 77", "ipp://other", true, "user", "password");
+    directory.SetPortPrinter("Port 77", {"ipp://other", true, "user", "password"});
     directory.Save();
     EXPECT_EQ(changedKeys(printers, kPrinters), std::vector<std::string>{"Port 77"});
     EXPECT_EQ(changedKeys(groups, kGroups), std::vector<std::string>{});
@@ -115,11 +115,11 @@ struct GroundCase {
 TEST_F(GroupsSave, WhateverWasThereTheResultIsThatOfEmptyGround) {
     const auto fill = [](CGroupsDB& directory) {
         const std::uint32_t group = directory.AddGroup("Group", 1)->id;
-        directory.AddPrinter("Printer", "ipp://a", true, "joe", "secret", group);
-        directory.AddPrinter("Open", "ipp://b", false, "", "", group);
-        directory.SetPortPrinter("P", "ipp://p", true, "u", "pw");
-        directory.SetPortPrinter("Q", "ipp://q", false, "", "");
-        directory.SetPortPrinter("caf\xE9", "ipp://c", false, "", "");
+        directory.AddPrinter("Printer", {"ipp://a", true, "joe", "secret"}, group);
+        directory.AddPrinter("Open", {"ipp://b", false, "", ""}, group);
+        directory.SetPortPrinter("P", {"ipp://p", true, "u", "pw"});
+        directory.SetPortPrinter("Q", {"ipp://q", false, "", ""});
+        directory.SetPortPrinter("caf\xE9", {"ipp://c", false, "", ""});
     };
     const std::string printer = kGroups + "\\3";
     const GroundCase cases[] = {
@@ -174,7 +174,7 @@ TEST_F(GroupsSave, PortsThatShareAKeyOrHaveAPathAreWrittenAsEver) {
         CGroupsDB directory(store);
         bool hasAuth = true;
         for (const std::string& name : names) {
-            directory.SetPortPrinter(name, "ipp://" + name, hasAuth, "u", "pw");
+            directory.SetPortPrinter(name, {"ipp://" + name, hasAuth, "u", "pw"});
             hasAuth = !hasAuth;
         }
         const std::vector<std::string> lines = storedOnEmptyGround(directory);
@@ -182,7 +182,7 @@ TEST_F(GroupsSave, PortsThatShareAKeyOrHaveAPathAreWrittenAsEver) {
         EXPECT_EQ(stored(), lines);
         // From one way of writing to the other.
         CGroupsDB plain;
-        plain.SetPortPrinter("P", "ipp://x", false, "", "");
+        plain.SetPortPrinter("P", {"ipp://x", false, "", ""});
         store.save(plain);
         const std::vector<std::string> after = stored();
         EXPECT_EQ(after, storedOnEmptyGround(CGroupsDB(store)));
@@ -193,10 +193,10 @@ TEST_F(GroupsSave, PortsThatShareAKeyOrHaveAPathAreWrittenAsEver) {
 TEST_F(GroupsSave, NobodyInTheProcessReadsHalfADirectory) {
     CGroupsDB small(store);
     for (int i = 0; i < 10; ++i)
-        small.SetPortPrinter("Port " + std::to_string(i), "ipp://small", true, "u", "small");
+        small.SetPortPrinter("Port " + std::to_string(i), {"ipp://small", true, "u", "small"});
     CGroupsDB large(store);
     for (int i = 0; i < 20; ++i)
-        large.SetPortPrinter("Port " + std::to_string(i), "ipp://large", true, "u", "large");
+        large.SetPortPrinter("Port " + std::to_string(i), {"ipp://large", true, "u", "large"});
     small.Save();
     std::atomic<bool> over = false;
     std::jthread writer([&] {

@@ -72,10 +72,10 @@ TEST_F(GroupsRegistry, EmptyRegistryGivesTheRootAloneAndSaveStoresIt) {
 
 TEST_F(GroupsRegistry, EveryValueIsWhereTheRegistryToolExpectsIt) {
     CGroupsDB db(store);
-    db.AddPrinter("Laser", "ipp://h/p", true, "joe", "s3cret", 1);
-    db.AddPrinter("Open", "ipp://h/q", false, "unused", "unused", 0x01020304);
-    db.SetPortPrinter("IPP1", "https://h/r", true, "ann", "");
-    db.SetPortPrinter("IPP2", "", false, "", "");
+    db.AddPrinter("Laser", {"ipp://h/p", true, "joe", "s3cret"}, 1);
+    db.AddPrinter("Open", {"ipp://h/q", false, "unused", "unused"}, 0x01020304);
+    db.SetPortPrinter("IPP1", {"https://h/r", true, "ann", ""});
+    db.SetPortPrinter("IPP2", {"", false, "", ""});
     db.Save();
     const std::string groups = "HKEY_LOCAL_MACHINE\\" + kGroups;
     const std::string printers = "HKEY_LOCAL_MACHINE\\" + kPrinters;
@@ -109,8 +109,8 @@ TEST_F(GroupsRegistry, EveryValueIsWhereTheRegistryToolExpectsIt) {
 
 TEST_F(GroupsRegistry, TextsAreStoredWithTheirTerminator) {
     CGroupsDB db(store);
-    db.AddPrinter("N\xE4me", "", true, "", "p", 1);
-    db.SetPortPrinter("Port", "u", true, "", "");
+    db.AddPrinter("N\xE4me", {"", true, "", "p"}, 1);
+    db.SetPortPrinter("Port", {"u", true, "", ""});
     db.Save();
     const struct {
         std::string key;
@@ -160,8 +160,8 @@ TEST_F(GroupsRegistry, StoredRootKeepsItsName) {
 
 TEST_F(GroupsRegistry, CredentialsOfAPrinterWithoutAuthenticationAreNotStored) {
     CGroupsDB db(store);
-    db.AddPrinter("P", "u", false, "joe", "secret", 1);
-    db.SetPortPrinter("Port", "u", false, "joe", "secret");
+    db.AddPrinter("P", {"u", false, "joe", "secret"}, 1);
+    db.SetPortPrinter("Port", {"u", false, "joe", "secret"});
     db.Save();
     EXPECT_TRUE(readRegistry(kGroups + "\\2", "User name").empty());
     EXPECT_TRUE(readRegistry(kPrinters + "\\Port", "User name").empty());
@@ -304,7 +304,7 @@ TEST_F(GroupsRegistry, LoadForgetsWhatWasThereBefore) {
     CGroupsDB db(store);
     db.Save();
     db.AddGroup("G", 1);
-    db.SetPortPrinter("P", "u", false, "", "");
+    db.SetPortPrinter("P", {"u", false, "", ""});
     db.Load();
     EXPECT_EQ(idsOf(db), Ids{1});
     EXPECT_TRUE(db.portPrinters().empty());
@@ -314,14 +314,14 @@ TEST_F(GroupsRegistry, LoadForgetsWhatWasThereBefore) {
 TEST_F(GroupsRegistry, PortPrintersDoNotMoveNextId) {
     writeRegistryRaw(kPrinters + "\\99", "URI", REG_SZ, textValue("u"));
     const CGroupsDB db(store);
-    EXPECT_EQ(db.portPrinters().at("99")->uri, "u");
+    EXPECT_EQ(db.portPrinters().at("99")->address.url, "u");
     EXPECT_EQ(db.nextId(), 2u);
 }
 
 TEST_F(GroupsRegistry, PortNamesThatDifferByCaseShareAKey) {
     CGroupsDB db(store);
-    db.SetPortPrinter("PORT", "first", false, "", "");
-    db.SetPortPrinter("port", "second", false, "", "");
+    db.SetPortPrinter("PORT", {"first", false, "", ""});
+    db.SetPortPrinter("port", {"second", false, "", ""});
     EXPECT_EQ(db.portPrinters().size(), 2u);
     db.Save();
     db.Load();
@@ -333,10 +333,10 @@ TEST_F(GroupsRegistry, PortNamesOfAnyCharacters) {
     const Lines names{"P", "Port", "Port 2", "a,b \"c\"", "\xE4\xF6\xFF", std::string(255, 'n')};
     CGroupsDB db(store);
     for (const std::string& name : names)
-        db.SetPortPrinter(name, "ipp://" + name, true, name, name);
+        db.SetPortPrinter(name, {"ipp://" + name, true, name, name});
     const auto expected = portPrintersOf(db);
     // No key can have this name, which is no reason to lose the others.
-    db.SetPortPrinter(std::string(2000, 'x'), "u", false, "", "");
+    db.SetPortPrinter(std::string(2000, 'x'), {"u", false, "", ""});
     db.Save();
     db.Load();
     EXPECT_EQ(portPrintersOf(db), expected);
@@ -344,20 +344,20 @@ TEST_F(GroupsRegistry, PortNamesOfAnyCharacters) {
 
 TEST_F(GroupsRegistry, PortNameWithBackslashMakesAKeyBelowAKey) {
     CGroupsDB db(store);
-    db.SetPortPrinter("a\\b", "inner", true, "joe", "pw");
-    db.SetPortPrinter("z", "outer", false, "", "");
+    db.SetPortPrinter("a\\b", {"inner", true, "joe", "pw"});
+    db.SetPortPrinter("z", {"outer", false, "", ""});
     db.Save();
     EXPECT_EQ(readRegistry(kPrinters + "\\a\\b", "URI"), textValue("inner"));
     db.Load();
     ASSERT_EQ(db.portPrinters().size(), 2u);
     EXPECT_EQ(db.portPrinters().count("a"), 1u) << "the outer key reads as a port of its own";
-    EXPECT_EQ(db.portPrinters().at("z")->uri, "outer");
+    EXPECT_EQ(db.portPrinters().at("z")->address.url, "outer");
 }
 
 TEST_F(GroupsRegistry, PortNameWithLeadingBackslashesIsStoredBehindThem) {
     CGroupsDB db(store);
-    db.SetPortPrinter("\\\\host\\port", "u", false, "", "");
-    db.SetPortPrinter("\\", "v", false, "", "");
+    db.SetPortPrinter("\\\\host\\port", {"u", false, "", ""});
+    db.SetPortPrinter("\\", {"v", false, "", ""});
     db.Save();
     EXPECT_EQ(readRegistry(kPrinters + "\\host\\port", "URI"), textValue("u"));
     EXPECT_EQ(readRegistry(kPrinters, "URI"), textValue("v"));
@@ -381,9 +381,9 @@ TEST_F(GroupsRegistry, LargerDirectorySurvives) {
     for (std::uint32_t i = 0; i < 300; ++i) {
         const std::string name = std::to_string(i);
         db.AddGroup(name, i / 3 + 1);
-        db.AddPrinter(name, "ipp://host/" + name, i % 2 == 0, i % 2 == 0 ? name : "", "",
+        db.AddPrinter(name, {"ipp://host/" + name, i % 2 == 0, i % 2 == 0 ? name : "", ""},
                       i / 2 + 1);
-        db.SetPortPrinter(name, name, i % 3 == 0, i % 3 == 0 ? name : "", "");
+        db.SetPortPrinter(name, {name, i % 3 == 0, i % 3 == 0 ? name : "", ""});
     }
     db.Save();
     const CGroupsDB again(store);

@@ -68,8 +68,8 @@ void fillSample(CGroupsDB& db) {
     db.Insert(group(1, 0, "All groups"));
     db.Insert(printer(3, 1, "Printer", "ipp://h/p", 1, "joe", "secret"));
     db.Insert(group(0xFFFFFFFF, 1, "\xC4\xFF"));
-    db.SetPortPrinter("port", "", true, "u", "");
-    db.SetPortPrinter("Port, 1", "https://h/q", false, "kept", "too");
+    db.SetPortPrinter("port", {"", true, "u", ""});
+    db.SetPortPrinter("Port, 1", {"https://h/q", false, "kept", "too"});
 }
 
 TEST(Payload, OfTheRootAloneIs31Bytes) {
@@ -95,7 +95,7 @@ TEST(Payload, EmptyPrinterAdds17BytesAndItsName) {
 
 TEST(Payload, EmptyPortPrinterAdds5BytesAndItsName) {
     CGroupsDB db;
-    db.SetPortPrinter("Name", "", false, "", "");
+    db.SetPortPrinter("Name", {"", false, "", ""});
     EXPECT_EQ(db.GetSize(), 8u + 5u + 4u);
 }
 
@@ -119,7 +119,7 @@ TEST(Payload, IsReadIntoTheSameDirectory) {
 TEST(Payload, ReplacesTheWholeContents) {
     CGroupsDB db;
     db.Insert(group(40, 1, "old"));
-    db.SetPortPrinter("old", "", false, "", "");
+    db.SetPortPrinter("old", {"", false, "", ""});
     ASSERT_TRUE(db.Deserialize(Bytes().u32(1).u32(5).u32(1).text("G").u32(0).u32(0).data()));
     EXPECT_EQ(idsOf(db), Ids{5});
     EXPECT_TRUE(db.portPrinters().empty());
@@ -205,7 +205,7 @@ TEST(Payload, LaterPortPrinterOfANameRemains) {
                                    .text("")
                                    .data()));
     ASSERT_EQ(db.portPrinters().size(), 1u);
-    EXPECT_EQ(db.portPrinters().at("P")->uri, "two");
+    EXPECT_EQ(db.portPrinters().at("P")->address.url, "two");
 }
 
 struct NextIdCase {
@@ -241,14 +241,14 @@ TEST(Payload, AnySetFlagReadsAsOne) {
     CGroupsDB db;
     ASSERT_TRUE(db.Deserialize(
         Bytes().u32(0).u32(1).text("P").text("u").u8(0x80).text("n").text("p").data()));
-    EXPECT_EQ(db.portPrinters().at("P")->hasAuth, 1);
+    EXPECT_EQ(db.portPrinters().at("P")->address.useAuthentication, 1);
 }
 
 TEST(Payload, LongTextsTravelWhole) {
     const std::string text(64 * 1024, 'x');
     CGroupsDB db;
     db.Insert(printer(3, 1, text, text, 1, text, text));
-    db.SetPortPrinter(text, text, true, text, text);
+    db.SetPortPrinter(text, {text, true, text, text});
     const Block payload = payloadOf(db);
     CGroupsDB read;
     ASSERT_TRUE(read.Deserialize(payload));

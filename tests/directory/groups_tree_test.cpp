@@ -38,7 +38,7 @@ TEST(Directory, StartsEmptyWithTwoAsNextId) {
 TEST(Directory, ClearForgetsEverything) {
     CGroupsDB db;
     db.Insert(group(7, 0, "G"));
-    db.SetPortPrinter("Port", "ipp://h/", true, "u", "p");
+    db.SetPortPrinter("Port", {"ipp://h/", true, "u", "p"});
     db.Clear();
     EXPECT_TRUE(db.nodes().empty());
     EXPECT_TRUE(db.portPrinters().empty());
@@ -81,7 +81,7 @@ TEST(Directory, NewRecordsTakeOverNothingWhenIdsWrap) {
     db.Insert(group(0xFFFFFFFF, 1, "last"));
     EXPECT_EQ(db.AddGroup("a", 1)->id, 0u);
     EXPECT_EQ(db.AddGroup("b", 1)->id, 2u);
-    EXPECT_EQ(db.AddPrinter("c", "", false, "", "", 1)->id, 4u);
+    EXPECT_EQ(db.AddPrinter("c", {"", false, "", ""}, 1)->id, 4u);
     EXPECT_EQ(db.nextId(), 5u);
     EXPECT_EQ(db.FindNode(1)->name, "root");
     EXPECT_EQ(db.FindNode(3)->name, "three");
@@ -89,11 +89,11 @@ TEST(Directory, NewRecordsTakeOverNothingWhenIdsWrap) {
 
 TEST(PortPrinters, SetReplacesAndRemoveForgets) {
     CGroupsDB db;
-    db.SetPortPrinter("Port", "ipp://one/", true, "joe", "secret");
-    db.SetPortPrinter("Port", "ipp://two/", false, "", "");
+    db.SetPortPrinter("Port", {"ipp://one/", true, "joe", "secret"});
+    db.SetPortPrinter("Port", {"ipp://two/", false, "", ""});
     ASSERT_EQ(db.portPrinters().size(), 1u);
-    EXPECT_EQ(db.portPrinters().at("Port")->uri, "ipp://two/");
-    EXPECT_EQ(db.portPrinters().at("Port")->hasAuth, 0);
+    EXPECT_EQ(db.portPrinters().at("Port")->address.url, "ipp://two/");
+    EXPECT_EQ(db.portPrinters().at("Port")->address.useAuthentication, 0);
     db.RemovePortPrinter("Other");
     EXPECT_EQ(db.portPrinters().size(), 1u);
     db.RemovePortPrinter("Port");
@@ -103,17 +103,20 @@ TEST(PortPrinters, SetReplacesAndRemoveForgets) {
 
 TEST(PortPrinters, TakeTheTextsOfTheRecordThatTheyReplace) {
     CGroupsDB db;
-    db.SetPortPrinter("Port", "ipp://a-host-with-a-long-name/printers/one", true, "joe", "secret");
+    db.SetPortPrinter("Port",
+                      {"ipp://a-host-with-a-long-name/printers/one", true, "joe", "secret"});
     const CGroupsDBPrinter& old = *db.portPrinters().at("Port");
-    db.SetPortPrinter(old.name, old.uri, false, old.userName, old.password);
-    EXPECT_EQ(db.portPrinters().at("Port")->uri, "ipp://a-host-with-a-long-name/printers/one");
-    EXPECT_EQ(db.portPrinters().at("Port")->userName, "joe");
+    db.SetPortPrinter(old.name,
+                      {old.address.url, false, old.address.userName, old.address.password});
+    EXPECT_EQ(db.portPrinters().at("Port")->address.url,
+              "ipp://a-host-with-a-long-name/printers/one");
+    EXPECT_EQ(db.portPrinters().at("Port")->address.userName, "joe");
 }
 
 TEST(PortPrinters, NamesDifferByCaseAndByBytesAbove127) {
     CGroupsDB db;
     for (const char* name : {"port", "Port", "\xE9", "\xC9", "Port 2", "P"})
-        db.SetPortPrinter(name, name, false, "", "");
+        db.SetPortPrinter(name, {name, false, "", ""});
     std::vector<std::string> names;
     for (const auto& [name, printer] : db.portPrinters())
         names.push_back(name);
@@ -123,7 +126,7 @@ TEST(PortPrinters, NamesDifferByCaseAndByBytesAbove127) {
 TEST_F(Tree, AddTakesNextIdAndAcceptsAnyParentAndName) {
     CGroupsDBGroup* added = db.AddGroup("Hall", 4711);
     EXPECT_EQ(fieldsOf(*added), (NodeFields{7, 4711, 0, "Hall", "", 0, "", ""}));
-    CGroupsDBPrinter* other = db.AddPrinter("P1", "u", true, "n", "p", 2);
+    CGroupsDBPrinter* other = db.AddPrinter("P1", {"u", true, "n", "p"}, 2);
     EXPECT_EQ(fieldsOf(*other), (NodeFields{8, 2, 1, "P1", "u", 1, "n", "p"}));
     EXPECT_EQ(db.nextId(), 9u);
     EXPECT_EQ(db.FindNode(7), added);
@@ -266,7 +269,7 @@ TEST_F(Tree, CopiesASinglePrinter) {
 }
 
 TEST_F(Tree, DeleteTakesEverythingBelowAndLeavesPortPrinters) {
-    db.SetPortPrinter("Hall", "ipp://h/", false, "", "");
+    db.SetPortPrinter("Hall", {"ipp://h/", false, "", ""});
     db.DeleteNode(2);
     EXPECT_EQ(idsOf(db), (Ids{1, 6}));
     EXPECT_EQ(db.portPrinters().size(), 1u);
@@ -309,6 +312,63 @@ TEST_F(Tree, RecordsStayWhereTheyAreWhileOthersComeAndGo) {
     db.DeleteNode(6);
     EXPECT_EQ(db.FindNode(5), kept);
     EXPECT_EQ(kept->name, "P2");
+}
+
+CGroupsDB smallDirectory() {
+    CGroupsDB db;
+    db.AddGroup("Floor", 1);
+    db.AddPrinter("Laser", {"ipp://h/p", 1, "joe", "secret"}, 2);
+    db.SetPortPrinter("Port", {"ipp://port/", 0, "", ""});
+    return db;
+}
+
+struct Difference {
+    const char* name;
+    void (*make)(CGroupsDB&);
+};
+
+class DirectoriesDiffer : public ::testing::TestWithParam<Difference> {};
+
+TEST_P(DirectoriesDiffer, InOneField) {
+    CGroupsDB other = smallDirectory();
+    EXPECT_EQ(other, smallDirectory());
+    GetParam().make(other);
+    EXPECT_NE(other, smallDirectory());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, DirectoriesDiffer,
+    ::testing::Values(
+        Difference{"NodeMore", [](CGroupsDB& db) { db.AddGroup("Hall", 1); }},
+        Difference{"NodeLess", [](CGroupsDB& db) { db.DeleteNode(3); }},
+        Difference{"Id",
+                   [](CGroupsDB& db) {
+                       db.DeleteNode(3);
+                       db.AddPrinter("Laser", {"ipp://h/p", 1, "joe", "secret"}, 2);
+                   }},
+        Difference{"Parent", [](CGroupsDB& db) { SetNodeParent(*db.FindNode(3), 1); }},
+        Difference{"Name", [](CGroupsDB& db) { db.RenameNode(3, "laser"); }},
+        Difference{"Type", [](CGroupsDB& db) { db.Insert(printer(2, 1, "Floor")); }},
+        Difference{"Url", [](CGroupsDB& db) { db.FindPrinter(3)->address.url = "ipp://h/q"; }},
+        Difference{"Authentication",
+                   [](CGroupsDB& db) { db.FindPrinter(3)->address.useAuthentication = 0; }},
+        Difference{"UserName", [](CGroupsDB& db) { db.FindPrinter(3)->address.userName = ""; }},
+        Difference{"Password", [](CGroupsDB& db) { db.FindPrinter(3)->address.password = ""; }},
+        Difference{"PortPrinterMore",
+                   [](CGroupsDB& db) {
+                       db.SetPortPrinter("Two", {"ipp://two/", 0, "", ""});
+                   }},
+        Difference{"PortPrinterLess", [](CGroupsDB& db) { db.RemovePortPrinter("Port"); }},
+        Difference{"PortPrinterUrl",
+                   [](CGroupsDB& db) {
+                       db.SetPortPrinter("Port", {"ipp://other/", 0, "", ""});
+                   }}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(CGroupsDBEquality, CredentialsThatNobodyUsesDoNotCount) {
+    CGroupsDB other = smallDirectory();
+    other.SetPortPrinter("Port", {"ipp://port/", 0, "left", "behind"});
+    EXPECT_EQ(other, smallDirectory());
 }
 
 }  // namespace

@@ -144,7 +144,7 @@ class RandomSteps : public ::testing::TestWithParam<unsigned> {
             const NodeFields p = anyPrinter(parent);
             const std::uint32_t id = model.add(p);
             EXPECT_EQ(
-                db.AddPrinter(p.name, p.uri, p.hasAuth != 0, p.userName, p.password, parent)->id,
+                db.AddPrinter(p.name, {p.uri, p.hasAuth != 0, p.userName, p.password}, parent)->id,
                 id);
         }
     }
@@ -228,8 +228,9 @@ class RandomSteps : public ::testing::TestWithParam<unsigned> {
                 return false;
             if (node.type == NODE_GROUP) return true;
             const auto& printer = static_cast<const CGroupsDBPrinter&>(node);
-            return printer.uri == row.uri && printer.hasAuth == row.hasAuth &&
-                   printer.userName == row.userName && printer.password == row.password;
+            const PrinterAddress& address = printer.address;
+            return address.url == row.uri && address.useAuthentication == row.hasAuth &&
+                   address.userName == row.userName && address.password == row.password;
         };
         return model.nextId == db.nextId() &&
                std::equal(model.rows.begin(), model.rows.end(), db.nodes().begin(),

@@ -69,7 +69,7 @@ TEST(PortList, UpdateReplacesAndStores) {
     PortList list(store);
     Port* port = list.add(named("P"));
     PortConfig config = named("P");
-    config.printerUrl = "ipp://x";
+    config.printer.url = "ipp://x";
     list.update(*port, config);
     EXPECT_EQ(*port->config(), config);
     EXPECT_EQ(store.log, Names{"save P"});
@@ -81,10 +81,10 @@ TEST(PortList, AViewOutlivesTheUpdate) {
     Port* port = list.add(named("P"));
     const auto view = port->config();
     PortConfig config = named("P");
-    config.printerUrl = "ipp://new";
+    config.printer.url = "ipp://new";
     list.update(*port, config);
-    EXPECT_EQ(view->printerUrl, "");
-    EXPECT_EQ(port->config()->printerUrl, "ipp://new");
+    EXPECT_EQ(view->printer.url, "");
+    EXPECT_EQ(port->config()->printer.url, "ipp://new");
 }
 
 TEST(PortList, RemoveUnlinksErasesAndKeepsTheAddress) {
@@ -139,7 +139,7 @@ TEST(PortList, ReadersNeverSeeATornListOrConfiguration) {
             int fixed = 0;
             for (const Port& port : list) {
                 const auto config = port.config();
-                EXPECT_EQ(config->userName, config->password);
+                EXPECT_EQ(config->printer.userName, config->printer.password);
                 EXPECT_EQ(config->jobTemplate.copies, config->jobTemplate.jobPriority / 10);
                 if (config->name.starts_with("fixed")) ++fixed;
             }
@@ -153,7 +153,7 @@ TEST(PortList, ReadersNeverSeeATornListOrConfiguration) {
             const std::string name = "moving" + std::to_string(writer);
             Port* added = list.add(named(name));
             PortConfig config = named("fixed3");
-            config.userName = config.password = std::string(round % 200, 'x');
+            config.printer.userName = config.printer.password = std::string(round % 200, 'x');
             config.jobTemplate.copies = round;
             config.jobTemplate.jobPriority = round * 10;
             list.update(*list.find("fixed3"), config);

@@ -30,10 +30,10 @@ PortConfig portOf(const std::string& name, const std::string& url, bool auth) {
     PortConfig config;
     config.name = name;
     config.singleTarget = 1;
-    config.printerUrl = url;
-    config.useAuthentication = auth ? 1 : 0;
-    config.userName = auth ? "joe" : "";
-    config.password = auth ? "secret" : "";
+    config.printer.url = url;
+    config.printer.useAuthentication = auth ? 1 : 0;
+    config.printer.userName = auth ? "joe" : "";
+    config.printer.password = auth ? "secret" : "";
     return config;
 }
 
@@ -100,7 +100,7 @@ TEST_F(PortPrinterUpkeep, TheTreeIsKept) {
     RegistryGroupsStore directory = directoryStore();
     CGroupsDB before(directory);
     CGroupsDBGroup* hall = before.AddGroup("Hall", 1);
-    before.AddPrinter("P", "ipp://h/p", true, "ann", "pw", hall->id);
+    before.AddPrinter("P", {"ipp://h/p", true, "ann", "pw"}, hall->id);
     before.RenameNode(1, "Everything");
     before.Save();
 
@@ -113,7 +113,7 @@ TEST_F(PortPrinterUpkeep, TheTreeIsKept) {
     ASSERT_EQ(after.nodes().size(), 3u);
     EXPECT_EQ(after.FindNode(1)->name, "Everything");
     EXPECT_EQ(after.FindGroup(2)->parent, 1u);
-    EXPECT_EQ(after.FindPrinter(3)->password, "pw");
+    EXPECT_EQ(after.FindPrinter(3)->address.password, "pw");
     EXPECT_TRUE(after.portPrinters().empty());
 }
 
@@ -137,8 +137,8 @@ TEST_F(PortPrinterUpkeep, ADirectoryThatIsAsItWasLeftIsNotRewritten) {
     EXPECT_TRUE(isMarked(kPrinters + "\\IPP1"));
     RegistryGroupsStore directory = directoryStore();
     const CGroupsDB db(directory);
-    EXPECT_EQ(db.portPrinters().at("IPP2")->uri, "ipp://h/r");
-    EXPECT_EQ(db.portPrinters().at("IPP2")->hasAuth, 0);
+    EXPECT_EQ(db.portPrinters().at("IPP2")->address.url, "ipp://h/r");
+    EXPECT_EQ(db.portPrinters().at("IPP2")->address.useAuthentication, 0);
     list.remove(two);
     EXPECT_TRUE(isMarked(kPrinters + "\\IPP1"));
     EXPECT_TRUE(queryRegistryTool(kPrinters + "\\IPP2").empty());

@@ -11,9 +11,9 @@ PortConfig fullConfig() {
     PortConfig config;
     config.name = "Port \xE4";
     config.singleTarget = 1;
-    config.printerUrl = "ipp://printer/ipp";
-    config.useAuthentication = 1;
-    config.userName = "user";
+    config.printer.url = "ipp://printer/ipp";
+    config.printer.useAuthentication = 1;
+    config.printer.userName = "user";
     config.targetIds = {7, 1, 0xFFFFFFFF};
     config.jobTemplate.jobPriority = 50;
     config.jobTemplate.jobHoldUntil = "night";

@@ -3,46 +3,44 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "directory/groups_db.h"
+#include "port/port_config.h"
 
 namespace velmora {
 namespace {
 
 // 1 "All groups": 2 "Floor": 4 "P4", 5 "Room": 6 "P6" (with credentials); 3 "Hall": 7 "P7"; 8
 // empty.
-class FloorPlan final : public GroupsStore {
-  public:
-    void load(CGroupsDB& directory) override {
-        ++loads;
-        directory.Clear();
-        auto root = std::make_unique<CGroupsDBGroup>();
-        root->id = 1;
-        root->name = "All groups";
-        directory.Insert(std::move(root));
-        directory.AddGroup("Floor", 1);
-        directory.AddGroup("Hall", 1);
-        directory.AddPrinter("P4", "ipp://four/p", false, "", "", 2);
-        directory.AddGroup("Room", 2);
-        directory.AddPrinter("P6", "ipp://six/p", true, "user", "secret", 5);
-        directory.AddPrinter("P7", "ipp://seven/p", false, "", "", 3);
-        directory.AddGroup("Cellar", 1);
-    }
-    void save(const CGroupsDB&) override { ++saves; }
+CGroupsDB floorPlan() {
+    CGroupsDB directory;
+    auto root = std::make_unique<CGroupsDBGroup>();
+    root->id = 1;
+    root->name = "All groups";
+    directory.Insert(std::move(root));
+    directory.AddGroup("Floor", 1);
+    directory.AddGroup("Hall", 1);
+    directory.AddPrinter("P4", {"ipp://four/p", false, "", ""}, 2);
+    directory.AddGroup("Room", 2);
+    directory.AddPrinter("P6", {"ipp://six/p", true, "user", "secret"}, 5);
+    directory.AddPrinter("P7", {"ipp://seven/p", false, "", ""}, 3);
+    directory.AddGroup("Cellar", 1);
+    return directory;
+}
 
-    int loads = 0;
-    int saves = 0;
-};
+PortConfig portTo(const std::vector<std::uint32_t>& groups) {
+    PortConfig config;
+    config.targetIds = groups;
+    return config;
+}
 
 std::vector<std::string> urls(const std::vector<std::uint32_t>& ids) {
-    FloorPlan store;
-    PortConfig config;
-    config.targetIds = ids;
     std::vector<std::string> urls;
-    for (const PrintTarget& target : directoryTargets(config, store))
+    for (const PrintTarget& target : targetsOf(portTo(ids), floorPlan()))
         urls.push_back(target.url);
-    EXPECT_EQ(store.loads, 1);
-    EXPECT_EQ(store.saves, 0);
     return urls;
 }
 
@@ -66,22 +64,16 @@ TEST(TargetResolution, IdentifiersOfPrintersAndOfNothingAddNothing) {
 }
 
 TEST(TargetResolution, DirectoryTargetCarriesThePrintersCredentials) {
-    FloorPlan store;
-    PortConfig config;
-    config.targetIds = {5};
-    EXPECT_EQ(directoryTargets(config, store),
+    EXPECT_EQ(targetsOf(portTo({5}), floorPlan()),
               (std::vector<PrintTarget>{{"ipp://six/p", 1, "user", "secret"}}));
 }
 
 TEST(TargetResolution, SingleTargetIsThePortsOwnPrinterEvenWithoutAUrl) {
-    PortConfig config;
+    PortConfig config = portTo({1});
     config.singleTarget = 1;
-    EXPECT_EQ(ownTarget(config), PrintTarget{});
-    config.printerUrl = "ipp://one/p";
-    config.useAuthentication = 1;
-    config.userName = "user";
-    config.password = "secret";
-    EXPECT_EQ(ownTarget(config), (PrintTarget{"ipp://one/p", 1, "user", "secret"}));
+    EXPECT_EQ(targetsOf(config, floorPlan()), std::vector<PrintTarget>{PrintTarget{}});
+    config.printer = {"ipp://one/p", 1, "user", "secret"};
+    EXPECT_EQ(targetsOf(config, floorPlan()), std::vector<PrintTarget>{config.printer});
 }
 
 }  // namespace

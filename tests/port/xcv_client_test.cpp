@@ -226,7 +226,7 @@ TEST_F(XcvClient, DirectoryThatDoesNotArriveIsAnError) {
 TEST_F(XcvClient, DirectoryGoesWholeAndARefusalIsAnError) {
     CGroupsDB directory;
     directory.AddGroup("G", 1);
-    directory.SetPortPrinter("P", "ipp://p", true, "u", "pw");
+    directory.SetPortPrinter("P", {"ipp://p", true, "u", "pw"});
     Block payload(directory.GetSize());
     directory.Serialize(payload.data());
     XcvConnection connection = open("", kMonitor, "M");

@@ -53,7 +53,7 @@ TEST(NewGroupName, TakesTheFirstFreeNumber) {
 TEST(NewGroupName, FillsGapsAndAvoidsPrinters) {
     SampleDirectory tree;
     tree.directory.AddGroup("New (1)", kRootGroup);
-    tree.directory.AddPrinter("New", "ipp://h/p", false, "", "", kRootGroup);
+    tree.directory.AddPrinter("New", {"ipp://h/p", false, "", ""}, kRootGroup);
     EXPECT_EQ(newGroupName(tree.directory, kRootGroup, "New"), "New (2)");
     EXPECT_EQ(newGroupName(tree.directory, kRootGroup, "new"), "new") << "case counts";
 }

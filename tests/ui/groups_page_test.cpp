@@ -325,13 +325,13 @@ TEST_F(GroupsPage, ANewPrinterComesFromItsDialog) {
     const CGroupsDBPrinter* printer = directory.FindPrinter(directory.nextId() - 1);
     ASSERT_NE(printer, nullptr);
     EXPECT_EQ(printer->parent, 5u);
-    EXPECT_EQ(printer->uri, "h/p");
-    EXPECT_EQ(printer->hasAuth, 0);
-    EXPECT_EQ(printer->userName, "");
+    EXPECT_EQ(printer->address.url, "h/p");
+    EXPECT_EQ(printer->address.useAuthentication, 0);
+    EXPECT_EQ(printer->address.userName, "");
 }
 
 TEST_F(GroupsPage, PropertiesEditThePrinterAndItsLabel) {
-    directory.FindPrinter(3)->setTarget("ipp://a1", true, "user", "secret");
+    directory.FindPrinter(3)->address = {"ipp://a1", 1, "user", "secret"};
     work([&](const Page& page) {
         page.tree.select("All groups/A/a1");
         page.clickWithoutWaiting(IDC_GROUPS_PROPERTIES);
@@ -346,9 +346,9 @@ TEST_F(GroupsPage, PropertiesEditThePrinterAndItsLabel) {
     });
     const CGroupsDBPrinter* printer = directory.FindPrinter(3);
     EXPECT_EQ(printer->name, "renamed");
-    EXPECT_EQ(printer->hasAuth, 0);
-    EXPECT_EQ(printer->userName, "");
-    EXPECT_EQ(printer->password, "");
+    EXPECT_EQ(printer->address.useAuthentication, 0);
+    EXPECT_EQ(printer->address.userName, "");
+    EXPECT_EQ(printer->address.password, "");
 }
 
 TEST_F(GroupsPage, CommandsThatArriveWhileADialogIsOpenAreDropped) {
@@ -433,7 +433,7 @@ TEST_F(GroupsPage, TenThousandNodesAreShownAndEdited) {
     while (directory.nodes().size() < 10000) {
         if (directory.nodes().size() % 100 == 0 || group == 0)
             group = directory.AddGroup("g" + std::to_string(directory.nextId()), 1)->id;
-        directory.AddPrinter("p" + std::to_string(directory.nextId()), "h", false, "", "", group);
+        directory.AddPrinter("p" + std::to_string(directory.nextId()), {"h", false, "", ""}, group);
     }
     const std::string last = "All groups/" + directory.FindNode(group)->name;
     EXPECT_FALSE(runConfigure([&](const SheetDriver& sheet) {

@@ -142,12 +142,12 @@ TEST_F(PortMainPage, SinglePrinterNeedsAUrlThatThePlatformCracks) {
         page.type(IDC_PORT_URL, "printer1/ipp/port1");
         sheet.ok();
     }));
-    EXPECT_EQ(config.printerUrl, "printer1/ipp/port1");
+    EXPECT_EQ(config.printer.url, "printer1/ipp/port1");
 }
 
 TEST_F(PortMainPage, UrlOfAMultiRemotePortIsNotLookedAt) {
     config = multiPort({2});
-    config.printerUrl = "http://[";
+    config.printer.url = "http://[";
     EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) { sheet.ok(); }));
     EXPECT_EQ(config, multiPort({2}));
 }
@@ -219,8 +219,8 @@ TEST_F(PortMainPage, SelectingRowsTicksNothingAndKeepsTheOrder) {
 
 TEST_F(PortMainPage, PrinterOfThePortIsAbsentWhileThePageShowsAndEnteredWhenItIsLeft) {
     config = singlePort();
-    directory.SetPortPrinter("Port", "ipp://old", false, "", "");
-    directory.SetPortPrinter("Other", "ipp://other", false, "", "");
+    directory.SetPortPrinter("Port", {"ipp://old", false, "", ""});
+    directory.SetPortPrinter("Other", {"ipp://other", false, "", ""});
     EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
         EXPECT_EQ(directory.portPrinters().count("Port"), 0u);
         EXPECT_EQ(directory.portPrinters().count("Other"), 1u);
@@ -228,10 +228,10 @@ TEST_F(PortMainPage, PrinterOfThePortIsAbsentWhileThePageShowsAndEnteredWhenItIs
     }));
     const auto found = directory.portPrinters().find("Port");
     ASSERT_NE(found, directory.portPrinters().end());
-    EXPECT_EQ(found->second->uri, "ipp://printer/queue");
-    EXPECT_EQ(found->second->hasAuth, 1);
-    EXPECT_EQ(found->second->userName, "user");
-    EXPECT_EQ(found->second->password, "secret");
+    EXPECT_EQ(found->second->address.url, "ipp://printer/queue");
+    EXPECT_EQ(found->second->address.useAuthentication, 1);
+    EXPECT_EQ(found->second->address.userName, "user");
+    EXPECT_EQ(found->second->address.password, "secret");
 }
 
 TEST_F(PortMainPage, MultiRemotePortKeepsThePrinterWhoseUrlStillStandsInTheBox) {
@@ -241,13 +241,13 @@ TEST_F(PortMainPage, MultiRemotePortKeepsThePrinterWhoseUrlStillStandsInTheBox) 
         sheet.ok();
     }));
     ASSERT_EQ(directory.portPrinters().count("Port"), 1u);
-    EXPECT_EQ(directory.portPrinters().at("Port")->uri, "ipp://printer/queue");
-    EXPECT_EQ(config.printerUrl, "");
+    EXPECT_EQ(directory.portPrinters().at("Port")->address.url, "ipp://printer/queue");
+    EXPECT_EQ(config.printer.url, "");
 }
 
 TEST_F(PortMainPage, LeavingWithoutAUrlDropsThePrinterOfThePort) {
     config = multiPort({2});
-    directory.SetPortPrinter("Port", "ipp://old", false, "", "");
+    directory.SetPortPrinter("Port", {"ipp://old", false, "", ""});
     EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) { sheet.ok(); }));
     EXPECT_EQ(directory.portPrinters().count("Port"), 0u);
 }
@@ -257,7 +257,7 @@ TEST_F(PortMainPage, ShowsTheDirectoryAsOtherPagesLeaveIt) {
     EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
         sheet.openPage(2);
         directory.DeleteNode(5);
-        directory.AddPrinter("c2", "ipp://c2", false, "", "", 7);
+        directory.AddPrinter("c2", {"ipp://c2", false, "", ""}, 7);
         directory.AddGroup("D", 1);
         const DialogDriver page = sheet.openPage(0);
         ASSERT_EQ(page.rows(IDC_PORT_GROUPS), 4);
@@ -330,8 +330,8 @@ TEST_F(PortMainPage, TakesLongTextsAndTwoThousandGroups) {
         sheet.ok();
     }));
     EXPECT_EQ(config.name, longName);
-    EXPECT_EQ(config.userName, veryLong);
-    EXPECT_EQ(config.password, std::string(255, 'p'));
+    EXPECT_EQ(config.printer.userName, veryLong);
+    EXPECT_EQ(config.printer.password, std::string(255, 'p'));
     EXPECT_EQ(directory.portPrinters().count(longName), 1u);
 }
 

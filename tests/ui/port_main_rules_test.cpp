@@ -27,7 +27,7 @@ TEST(CheckedGroups, KeepTheOrderOfTickingWithoutRepeats) {
 TEST(CheckedGroups, LoseWhatTheDirectoryNoLongerHasAsAGroup) {
     CGroupsDB directory;
     const auto group = directory.AddGroup("G", 1)->id;
-    const auto printer = directory.AddPrinter("P", "ipp://p", false, "", "", group)->id;
+    const auto printer = directory.AddPrinter("P", {"ipp://p", false, "", ""}, group)->id;
     const auto other = directory.AddGroup("H", 1)->id;
     CheckedGroups groups;
     groups.assign({other, printer, 77, group});
@@ -68,7 +68,7 @@ TEST(PortMainRules, OnlyASinglePrinterNeedsAUrl) {
     PortMainData data;
     EXPECT_EQ(checkTarget(data, refuseAll), (Refusal{IDS_URL_MISSING, IDC_PORT_URL}));
     EXPECT_EQ(asked, 0);
-    data.url = "x";
+    data.printer.url = "x";
     EXPECT_EQ(checkTarget(data, refuseAll),
               (Refusal{IDS_URL_INVALID, IDC_PORT_URL, MessageIcon::Error}));
     EXPECT_EQ(checkTarget(data, [](const std::string& url) { return url == "x"; }), std::nullopt);
@@ -81,8 +81,8 @@ TEST(PortMainRules, RowsAreAllGroupsByIdWithTheirPrinters) {
     CGroupsDB directory;
     const auto outer = directory.AddGroup("outer", 1)->id;
     const auto inner = directory.AddGroup("", outer)->id;
-    directory.AddPrinter("P", "ipp://p", false, "", "", inner);
-    directory.AddPrinter("Q", "ipp://q", false, "", "", outer);
+    directory.AddPrinter("P", {"ipp://p", false, "", ""}, inner);
+    directory.AddPrinter("Q", {"ipp://q", false, "", ""}, outer);
     EXPECT_EQ(groupRows(directory), (std::vector<GroupRow>{{outer, "outer", 2}, {inner, "", 1}}));
     EXPECT_TRUE(groupRows(CGroupsDB()).empty());
 }
@@ -91,10 +91,10 @@ TEST(PortMainRules, RecordTravelsToThePageAndBack) {
     PortConfig config;
     config.name = "P";
     config.singleTarget = 1;
-    config.printerUrl = "ipp://p";
-    config.useAuthentication = 1;
-    config.userName = "u";
-    config.password = "pw";
+    config.printer.url = "ipp://p";
+    config.printer.useAuthentication = 1;
+    config.printer.userName = "u";
+    config.printer.password = "pw";
     PortConfig stored;
     stored.jobTemplate.copies = 9;
     storePageData(pageData(config), {4, 2}, stored);
@@ -105,12 +105,8 @@ TEST(PortMainRules, RecordTravelsToThePageAndBack) {
 }
 
 TEST(PortMainRules, WhatTheModeHasNoUseForComesBackEmpty) {
-    const PortMainData data{.authentication = 1,
-                            .mode = kMultiRemote,
-                            .name = "P",
-                            .userName = "u",
-                            .password = "pw",
-                            .url = "ipp://p"};
+    const PortMainData data{
+        .mode = kMultiRemote, .name = "P", .printer = {"ipp://p", 1, "u", "pw"}};
     PortConfig multi;
     storePageData(data, {4, 2}, multi);
     PortConfig expected;
@@ -120,13 +116,13 @@ TEST(PortMainRules, WhatTheModeHasNoUseForComesBackEmpty) {
 
     PortMainData single = data;
     single.mode = kSinglePrinter;
-    single.authentication = 0;
+    single.printer.useAuthentication = 0;
     PortConfig anonymous;
     storePageData(single, {4, 2}, anonymous);
     expected = PortConfig();
     expected.name = "P";
     expected.singleTarget = 1;
-    expected.printerUrl = "ipp://p";
+    expected.printer.url = "ipp://p";
     EXPECT_EQ(anonymous, expected);
 }
 

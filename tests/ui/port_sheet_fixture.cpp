@@ -11,12 +11,12 @@ CGroupsDB sampleDirectory() {
     root->name = "All groups";
     directory.Insert(std::move(root));
     directory.AddGroup("A", 1);
-    directory.AddPrinter("a1", "ipp://a1", false, "", "", 2);
-    directory.AddPrinter("a2", "ipp://a2", false, "", "", 2);
+    directory.AddPrinter("a1", {"ipp://a1", false, "", ""}, 2);
+    directory.AddPrinter("a2", {"ipp://a2", false, "", ""}, 2);
     directory.AddGroup("B", 1);
-    directory.AddPrinter("b1", "ipp://b1", false, "", "", 5);
+    directory.AddPrinter("b1", {"ipp://b1", false, "", ""}, 5);
     directory.AddGroup("C", 2);
-    directory.AddPrinter("c1", "ipp://c1", false, "", "", 7);
+    directory.AddPrinter("c1", {"ipp://c1", false, "", ""}, 7);
     return directory;
 }
 
@@ -85,10 +85,10 @@ PortConfig singlePort() {
     PortConfig config;
     config.name = "Port";
     config.singleTarget = 1;
-    config.printerUrl = "ipp://printer/queue";
-    config.useAuthentication = 1;
-    config.userName = "user";
-    config.password = "secret";
+    config.printer.url = "ipp://printer/queue";
+    config.printer.useAuthentication = 1;
+    config.printer.userName = "user";
+    config.printer.password = "secret";
     return config;
 }
 

@@ -69,7 +69,7 @@ TEST_F(PortSheetRun, SinglePrinterPortComesBackWithoutGroups) {
     }));
     EXPECT_TRUE(config.targetIds.empty());
     EXPECT_EQ(config.singleTarget, 1);
-    EXPECT_EQ(config.printerUrl, "ipp://p");
+    EXPECT_EQ(config.printer.url, "ipp://p");
 }
 
 TEST_F(PortSheetRun, CredentialsWithoutAuthenticationComeBackEmpty) {
@@ -79,9 +79,9 @@ TEST_F(PortSheetRun, CredentialsWithoutAuthenticationComeBackEmpty) {
         EXPECT_EQ(sheet.page().text(IDC_PORT_USER_NAME), "user");
         sheet.ok();
     }));
-    EXPECT_EQ(config.useAuthentication, 0);
-    EXPECT_EQ(config.userName, "");
-    EXPECT_EQ(config.password, "");
+    EXPECT_EQ(config.printer.useAuthentication, 0);
+    EXPECT_EQ(config.printer.userName, "");
+    EXPECT_EQ(config.printer.password, "");
 }
 
 TEST_F(PortSheetRun, PagesThatWereNotOpenedHandBackWhatTheyWereGiven) {
@@ -168,7 +168,7 @@ TEST_F(PortSheetRun, TwoSheetsAtOnceDoNotDisturbEachOther) {
               one.ok();
               one.waitUntilClosed();
           });
-    EXPECT_EQ(config.printerUrl, "ipp://one");
+    EXPECT_EQ(config.printer.url, "ipp://one");
     EXPECT_EQ(other.targetIds, (Ids{2, 5}));
 }
 

@@ -28,9 +28,9 @@ void selectRow(const DialogDriver& dialog, int row) {
 }
 
 PrinterForm shown(const DialogDriver& dialog) {
-    return {dialog.text(IDC_PRINTER_NAME), dialog.text(IDC_PRINTER_URL),
-            dialog.checked(IDC_PRINTER_AUTHENTICATION), dialog.text(IDC_PRINTER_USER_NAME),
-            dialog.text(IDC_PRINTER_PASSWORD)};
+    return {dialog.text(IDC_PRINTER_NAME),
+            {dialog.text(IDC_PRINTER_URL), dialog.checked(IDC_PRINTER_AUTHENTICATION),
+             dialog.text(IDC_PRINTER_USER_NAME), dialog.text(IDC_PRINTER_PASSWORD)}};
 }
 
 void expectCredentialsEnabled(const DialogDriver& dialog, bool expected) {
@@ -72,7 +72,7 @@ class PrinterDialogs : public CleanStateTest {
 
     CGroupsDB directory;
     std::vector<std::string> taken{"Archive", "Scanner"};
-    PrinterForm start{"Laser", "ipp://laser/p", true, "user", "secret"};
+    PrinterForm start{"Laser", {"ipp://laser/p", true, "user", "secret"}};
     PrinterForm result;
     RecordedBoxes boxes;
 };
@@ -98,7 +98,7 @@ TEST_F(PrinterDialogs, ANewPrinterStartsEmptyWithoutAuthentication) {
         dialog.type(IDC_PRINTER_PASSWORD, "pw");
         dialog.clickWithoutWaiting(IDOK);
     }));
-    EXPECT_EQ(result, (PrinterForm{"Plotter", "printer1/ipp", true, "me", "pw"}));
+    EXPECT_EQ(result, (PrinterForm{"Plotter", {"printer1/ipp", true, "me", "pw"}}));
 }
 
 TEST_F(PrinterDialogs, CancelAndTheCloseBoxHandNothingBack) {
@@ -134,8 +134,8 @@ TEST_F(PrinterDialogs, RefusalsComeInOrderAndPutTheFocusThere) {
 }
 
 TEST_F(PrinterDialogs, PatternsAreThePrintersOfPortsInTheirOrder) {
-    directory.SetPortPrinter("b port", "ipp://b", true, "ub", "pb");
-    directory.SetPortPrinter("a port", "ipp://a", false, "", "");
+    directory.SetPortPrinter("b port", {"ipp://b", true, "ub", "pb"});
+    directory.SetPortPrinter("a port", {"ipp://a", false, "", ""});
     EXPECT_FALSE(runNew([&](const DialogDriver& dialog) {
         const HWND list = dialog.control(IDC_PRINTER_PATTERNS);
         ASSERT_EQ(dialog.rows(IDC_PRINTER_PATTERNS), 2);
@@ -159,26 +159,26 @@ TEST_F(PrinterDialogs, PatternsAreThePrintersOfPortsInTheirOrder) {
 }
 
 TEST_F(PrinterDialogs, TheButtonCopiesTheSelectedPatternAndNothingWithoutOne) {
-    directory.SetPortPrinter("a port", "ipp://a", false, "", "");
-    directory.SetPortPrinter("b port", "ipp://b", true, "ub", "pb");
+    directory.SetPortPrinter("a port", {"ipp://a", false, "", ""});
+    directory.SetPortPrinter("b port", {"ipp://b", true, "ub", "pb"});
     EXPECT_FALSE(runNew([&](const DialogDriver& dialog) {
         dialog.type(IDC_PRINTER_NAME, "mine");
         dialog.click(IDC_PRINTER_COPY_PATTERN);
         EXPECT_EQ(dialog.text(IDC_PRINTER_NAME), "mine");
         selectRow(dialog, 1);
         dialog.click(IDC_PRINTER_COPY_PATTERN);
-        EXPECT_EQ(shown(dialog), (PrinterForm{"b port", "ipp://b", true, "ub", "pb"}));
+        EXPECT_EQ(shown(dialog), (PrinterForm{"b port", {"ipp://b", true, "ub", "pb"}}));
         expectCredentialsEnabled(dialog, true);
         selectRow(dialog, 0);
         dialog.click(IDC_PRINTER_COPY_PATTERN);
-        EXPECT_EQ(shown(dialog), (PrinterForm{"a port", "ipp://a", false, "", ""}));
+        EXPECT_EQ(shown(dialog), (PrinterForm{"a port", {"ipp://a", false, "", ""}}));
         expectCredentialsEnabled(dialog, false);
         dialog.clickWithoutWaiting(IDCANCEL);
     }));
 }
 
 TEST_F(PrinterDialogs, ADoubleClickOnARowCopiesIt) {
-    directory.SetPortPrinter("a port", "ipp://a", false, "", "");
+    directory.SetPortPrinter("a port", {"ipp://a", false, "", ""});
     EXPECT_FALSE(runNew([&](const DialogDriver& dialog) {
         const HWND list = dialog.control(IDC_PRINTER_PATTERNS);
         RECT row{};
@@ -200,7 +200,7 @@ TEST_F(PrinterDialogs, TextsOfEveryLengthComeBack) {
             dialog.clickWithoutWaiting(IDOK);
         }));
         EXPECT_EQ(result.name, text);
-        EXPECT_EQ(result.uri, "http://h/" + text);
+        EXPECT_EQ(result.address.url, "http://h/" + text);
     }
 }
 

@@ -10,14 +10,14 @@ namespace {
 
 TEST(PrinterForm, TakesThePrintersValues) {
     const SampleDirectory tree;
-    EXPECT_EQ(formOf(*tree.laser), (PrinterForm{"Laser", "ipp://laser/p", true, "user", "secret"}));
+    EXPECT_EQ(formOf(*tree.laser), (PrinterForm{"Laser", {"ipp://laser/p", 1, "user", "secret"}}));
 }
 
 TEST(PrinterForm, KeepsCredentialsOnlyWithAuthentication) {
-    PrinterForm form{"n", "u", true, "user", "secret"};
-    EXPECT_EQ(withUsedCredentials(form), form);
-    form.hasAuth = false;
-    EXPECT_EQ(withUsedCredentials(form), (PrinterForm{"n", "u", false, "", ""}));
+    PrinterForm form{"n", {"u", 1, "user", "secret"}};
+    EXPECT_EQ(formOf(recordOf(form, 7)), form);
+    form.address.useAuthentication = 0;
+    EXPECT_EQ(formOf(recordOf(form, 7)), (PrinterForm{"n", {"u", 0, "", ""}}));
 }
 
 TEST(PrinterName, IsRequiredAndUniqueByteForByte) {

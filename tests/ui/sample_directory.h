@@ -22,12 +22,13 @@ struct SampleDirectory {
         root = top.get();
         directory.Insert(std::move(top));
         office = directory.AddGroup("Office", root->id);
-        laser = directory.AddPrinter("Laser", "ipp://laser/p", true, "user", "secret", office->id);
+        laser =
+            directory.AddPrinter("Laser", {"ipp://laser/p", true, "user", "secret"}, office->id);
         archive = directory.AddGroup("Archive", office->id);
         plotter =
-            directory.AddPrinter("Plotter", "http://plotter:631/p", false, "", "", archive->id);
+            directory.AddPrinter("Plotter", {"http://plotter:631/p", false, "", ""}, archive->id);
         workshop = directory.AddGroup("Workshop", root->id);
-        labels = directory.AddPrinter("Labels", "https://labels/p", false, "", "", workshop->id);
+        labels = directory.AddPrinter("Labels", {"https://labels/p", false, "", ""}, workshop->id);
     }
 
     CGroupsDB directory;

@@ -18,10 +18,10 @@ PortConfig port(const std::string& name, const std::string& password = "") {
     PortConfig config;
     config.name = name;
     config.singleTarget = 1;
-    config.printerUrl = "ipp://" + name + "/";
-    config.useAuthentication = password.empty() ? 0 : 1;
-    config.userName = password.empty() ? "" : "user";
-    config.password = password;
+    config.printer.url = "ipp://" + name + "/";
+    config.printer.useAuthentication = password.empty() ? 0 : 1;
+    config.printer.userName = password.empty() ? "" : "user";
+    config.printer.password = password;
     return config;
 }
 
@@ -32,7 +32,7 @@ CGroupsDB directory(const std::string& printer, const std::string& url,
     root->id = kRootGroup;
     root->name = "All groups";
     result.Insert(std::move(root));
-    result.AddPrinter(printer, url, true, "user", password, kRootGroup);
+    result.AddPrinter(printer, {url, true, "user", password}, kRootGroup);
     return result;
 }
 
@@ -81,8 +81,8 @@ TEST(ConfigurationPlan, APasswordDoesNotGoToAnotherPrinterOfTheSameNumber) {
     wanted.directory = directory("New", "ipp://new/", "");
     wanted.nodesWithoutPassword = {2};
     const ConfigurationPlan result = plan(wanted, {}, directory("Old", "ipp://old/", "stored"));
-    EXPECT_EQ(result.grown.FindPrinter(2)->password, "stored");
-    EXPECT_EQ(result.grown.FindPrinter(3)->password, "");
+    EXPECT_EQ(result.grown.FindPrinter(2)->address.password, "stored");
+    EXPECT_EQ(result.grown.FindPrinter(3)->address.password, "");
     EXPECT_EQ(result.warnings.size(), 1U);
 }
 
@@ -91,7 +91,7 @@ TEST(ConfigurationPlan, APasswordDoesNotGoToAnotherAddress) {
     wanted.directory = directory("P", "ipp://new/", "");
     wanted.nodesWithoutPassword = {2};
     const ConfigurationPlan result = plan(wanted, {}, directory("P", "ipp://old/", "stored"));
-    EXPECT_EQ(result.grown.FindPrinter(2)->password, "");
+    EXPECT_EQ(result.grown.FindPrinter(2)->address.password, "");
     EXPECT_EQ(result.warnings.size(), 1U);
 }
 
@@ -165,7 +165,7 @@ TEST(ConfigurationPlan, AGroupWithAPrinterThatStaysStays) {
     Configuration wanted;
     wanted.directory = tree({});
     CGroupsDB stored = tree({"Old"});
-    stored.AddPrinter("Inside", "ipp://i/", false, "", "", 3);
+    stored.AddPrinter("Inside", {"ipp://i/", false, "", ""}, 3);
     EXPECT_NE(findNode(plan(wanted, {}, stored, {.groups = true}).pruned, "Old"), nullptr);
     EXPECT_EQ(findNode(plan(wanted, {}, stored, {.groups = true, .printers = true}).pruned, "Old"),
               nullptr);
@@ -174,11 +174,11 @@ TEST(ConfigurationPlan, AGroupWithAPrinterThatStaysStays) {
 TEST(ConfigurationPlan, APasswordInAStoredUrlStaysAndIsNotShown) {
     Configuration wanted;
     wanted.ports = {port("a")};
-    wanted.ports[0].printerUrl = "ipp://h/p";
+    wanted.ports[0].printer.url = "ipp://h/p";
     PortConfig stored = wanted.ports[0];
-    stored.printerUrl = "ipp://user:secret@h/p";
+    stored.printer.url = "ipp://user:secret@h/p";
     EXPECT_THAT(plan(wanted, {stored}, CGroupsDB()).changes, IsEmpty());
-    wanted.ports[0].printerUrl = "ipp://h/q";
+    wanted.ports[0].printer.url = "ipp://h/q";
     const ConfigurationPlan result = plan(wanted, {stored}, CGroupsDB());
     ASSERT_EQ(result.changes.size(), 1U);
     EXPECT_EQ(inWords(result.changes[0].details[0]),

@@ -14,7 +14,7 @@ class PathsOfNodes : public ::testing::Test {
         directory_.Insert(std::move(root));
         floor_ = directory_.AddGroup("First floor", kRootGroup)->id;
         wing_ = directory_.AddGroup("Left", floor_)->id;
-        sales_ = directory_.AddPrinter("Sales", "ipp://p/", false, "", "", wing_)->id;
+        sales_ = directory_.AddPrinter("Sales", {"ipp://p/", false, "", ""}, wing_)->id;
         slash_ = directory_.AddGroup("A/B", kRootGroup)->id;
     }
 

@@ -41,9 +41,9 @@ Json templateJson(const JobTemplate& job, const TextCodec& codec) {
 
 Json portPrinterJson(const CGroupsDBPrinter& printer, bool withPassword, const TextCodec& codec) {
     Json json{{"port", codec.toUtf8(printer.name)},
-              {"url", urlText(printer.uri, withPassword, codec)}};
-    addCredentials(json, printer.hasAuth != 0, printer.userName, printer.password, withPassword,
-                   codec);
+              {"url", urlText(printer.address.url, withPassword, codec)}};
+    addCredentials(json, printer.address.useAuthentication != 0, printer.address.userName,
+                   printer.address.password, withPassword, codec);
     return json;
 }
 
@@ -52,9 +52,9 @@ Json portPrinterJson(const CGroupsDBPrinter& printer, bool withPassword, const T
 Json toJson(const PortConfig& port, bool withPassword, const TextCodec& codec) {
     Json json{{"name", codec.toUtf8(port.name)},
               {"mode", port.singleTarget ? "single-printer" : "multi-remote"},
-              {"url", urlText(port.printerUrl, withPassword, codec)}};
-    addCredentials(json, port.useAuthentication != 0, port.userName, port.password, withPassword,
-                   codec);
+              {"url", urlText(port.printer.url, withPassword, codec)}};
+    addCredentials(json, port.printer.useAuthentication != 0, port.printer.userName,
+                   port.printer.password, withPassword, codec);
     json["groups"] = port.targetIds;
     json["job-template"] = templateJson(port.jobTemplate, codec);
     return json;
@@ -67,9 +67,9 @@ Json toJson(const CGroupsDBNode& node, bool withPassword, const TextCodec& codec
               {"name", codec.toUtf8(node.name)}};
     if (node.type == NODE_PRINTER) {
         const auto& printer = static_cast<const CGroupsDBPrinter&>(node);
-        json["url"] = urlText(printer.uri, withPassword, codec);
-        addCredentials(json, printer.hasAuth != 0, printer.userName, printer.password, withPassword,
-                       codec);
+        json["url"] = urlText(printer.address.url, withPassword, codec);
+        addCredentials(json, printer.address.useAuthentication != 0, printer.address.userName,
+                       printer.address.password, withPassword, codec);
     }
     return json;
 }

@@ -80,20 +80,13 @@ void keepPortPasswords(Configuration& wanted, const std::map<std::string, const 
                        ConfigurationPlan& plan, const TextCodec& codec) {
     for (PortConfig& port : wanted.ports) {
         const PortConfig* const stored = find(ports, port.name);
-        if (stored != nullptr) port.printerUrl = keptUrl(stored->printerUrl, port.printerUrl);
+        if (stored != nullptr) port.printer.url = keptUrl(stored->printer.url, port.printer.url);
         if (!wanted.portsWithoutPassword.contains(port.name)) continue;
         if (stored != nullptr)
-            port.password = stored->password;
+            port.printer.password = stored->printer.password;
         else
             plan.warnings.push_back(noPassword("port " + inQuotes(codec.toUtf8(port.name))));
     }
-}
-
-/// The registry keeps a user name and a password only where authentication is on.
-void dropUnusedCredentials(CGroupsDBPrinter& printer) {
-    if (printer.hasAuth != 0) return;
-    printer.userName.clear();
-    printer.password.clear();
 }
 
 /// Brings the file's nodes into the stored tree.
@@ -194,16 +187,17 @@ class TreeMerge {
         if (copy->type == NODE_PRINTER) {
             auto& printer = static_cast<CGroupsDBPrinter&>(*copy);
             const CGroupsDBPrinter* const old = stored_.FindPrinter(copy->id);
-            if (old != nullptr) printer.uri = keptUrl(old->uri, printer.uri);
+            if (old != nullptr)
+                printer.address.url = keptUrl(old->address.url, printer.address.url);
             if (wanted_.nodesWithoutPassword.contains(node.id)) {
                 // A printer that has moved to another address must not be sent the old one's.
-                if (old != nullptr && old->uri == printer.uri)
-                    printer.password = old->password;
+                if (old != nullptr && old->address.url == printer.address.url)
+                    printer.address.password = old->address.password;
                 else
                     plan_.warnings.push_back(noPassword(
                         "printer " + inQuotes(codec_.toUtf8(fileNames_.pathOf(node.id)))));
             }
-            dropUnusedCredentials(printer);
+            printer.address = withUsedCredentials(std::move(printer.address));
         }
         plan_.grown.Insert(std::move(copy));
     }
@@ -287,14 +281,13 @@ void planPatterns(const Configuration& wanted, const CGroupsDB& stored, Configur
         const auto found = stored.portPrinters().find(name);
         const CGroupsDBPrinter* const old =
             found == stored.portPrinters().end() ? nullptr : found->second.get();
-        if (old != nullptr) printer.uri = keptUrl(old->uri, printer.uri);
+        if (old != nullptr) printer.address.url = keptUrl(old->address.url, printer.address.url);
         if (wanted.portPrintersWithoutPassword.contains(name) && old != nullptr &&
-            old->uri == printer.uri) {
-            printer.password = old->password;
+            old->address.url == printer.address.url) {
+            printer.address.password = old->address.password;
         }
-        dropUnusedCredentials(printer);
-        differs |= old == nullptr || old->uri != printer.uri || old->hasAuth != printer.hasAuth ||
-                   old->userName != printer.userName || old->password != printer.password;
+        printer.address = withUsedCredentials(std::move(printer.address));
+        differs |= old == nullptr || old->address != printer.address;
         plan.patterns.push_back(std::move(printer));
     }
     if (differs && plan.changes.empty()) {
@@ -366,10 +359,6 @@ const char* keywordOf(Change::Kind kind) {
             return "remove";
     }
     return "";
-}
-
-bool sameDirectory(const CGroupsDB& one, const CGroupsDB& other) {
-    return payload(one) == payload(other);
 }
 
 CGroupsDB copyOf(const CGroupsDB& directory) {

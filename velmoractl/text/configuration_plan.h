@@ -69,8 +69,6 @@ ConfigurationPlan planImport(Configuration& wanted, const std::vector<PortConfig
 std::vector<Difference> differences(const PortConfig& before, const PortConfig& after,
                                     const TextCodec& codec);
 
-/// Whether both hold the same records.
-bool sameDirectory(const CGroupsDB& one, const CGroupsDB& other);
 CGroupsDB copyOf(const CGroupsDB& directory);
 
 }  // namespace velmora::ctl

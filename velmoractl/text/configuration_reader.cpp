@@ -148,14 +148,14 @@ PortConfig readPort(const Reader& reader, const DirectoryPaths& names, Configura
         reader.fail("needs a \"url\", or a \"mode\": single-printer or multi-remote");
     }
     port.singleTarget = mode == "single-printer" ? 1 : 0;
-    port.printerUrl = readUrl(reader, "");
-    if (port.singleTarget && port.printerUrl.empty()) {
+    port.printer.url = readUrl(reader, "");
+    if (port.singleTarget && port.printer.url.empty()) {
         reader.fail("is a single-printer port without a \"url\"");
     }
     const Credentials credentials = readCredentials(reader);
-    port.useAuthentication = credentials.authentication ? 1 : 0;
-    port.userName = credentials.user;
-    port.password = credentials.password;
+    port.printer.useAuthentication = credentials.authentication ? 1 : 0;
+    port.printer.userName = credentials.user;
+    port.printer.password = credentials.password;
     if (credentials.passwordMissing) result.portsWithoutPassword.insert(port.name);
     if (reader.has("groups")) {
         for (const Json& group : reader.list("groups")) {
@@ -177,8 +177,8 @@ std::unique_ptr<CGroupsDBNode> readNode(const Reader& reader, Configuration& res
     } else if (type == "printer") {
         const Credentials credentials = readCredentials(reader);
         auto printer = std::make_unique<CGroupsDBPrinter>();
-        printer->setTarget(readUrl(reader, nullptr), credentials.authentication, credentials.user,
-                           credentials.password);
+        printer->address = {readUrl(reader, nullptr), credentials.authentication, credentials.user,
+                            credentials.password};
         if (credentials.passwordMissing) result.nodesWithoutPassword.insert(reader.number("id"));
         node = std::move(printer);
     } else {
@@ -232,8 +232,8 @@ CGroupsDB readDirectory(const Reader& reader, Configuration& result) {
         const Credentials credentials = readCredentials(item);
         auto printer = std::make_unique<CGroupsDBPrinter>();
         printer->name = item.text("port");
-        printer->setTarget(readUrl(item, nullptr), credentials.authentication, credentials.user,
-                           credentials.password);
+        printer->address = {readUrl(item, nullptr), credentials.authentication, credentials.user,
+                            credentials.password};
         if (credentials.passwordMissing) result.portPrintersWithoutPassword.insert(printer->name);
         directory.InsertPortPrinter(std::move(printer));
     }

@@ -108,7 +108,7 @@ std::string title(const DirectoryPaths& names, const CGroupsDBNode& node) {
 Json described(const DirectoryPaths& names, const CGroupsDBNode& node) {
     Json json = toJson(node, false, systemCodec());
     if (node.type == NODE_PRINTER) {
-        json["url"] = toUtf8(maskedUrl(static_cast<const CGroupsDBPrinter&>(node).uri));
+        json["url"] = toUtf8(maskedUrl(static_cast<const CGroupsDBPrinter&>(node).address.url));
         if (!json.contains("user")) json["user"] = nullptr;
     }
     json["path"] = toUtf8(names.pathOf(node.id));
@@ -152,9 +152,9 @@ void addNode(const Session& session, const NodeOptions& options, std::uint32_t t
         if (type == NODE_GROUP) {
             id = directory.AddGroup(name, group)->id;
         } else {
-            id =
-                directory.AddPrinter(name, options.url, authentication != 0, user, password, group)
-                    ->id;
+            id = directory
+                     .AddPrinter(name, {options.url, authentication != 0, user, password}, group)
+                     ->id;
         }
     });
     report(session, stored, id, " has been added.");
@@ -311,8 +311,9 @@ void setPrinter(const Session& session, const NodeOptions& options) {
             checkFreeName(directory, printer.parent, options.name, printer.id, what);
             printer.name = options.name;
         }
-        if (options.urlOption.given()) printer.uri = options.url;
-        applyCredentials(credentials, printer.hasAuth, printer.userName, printer.password, what);
+        if (options.urlOption.given()) printer.address.url = options.url;
+        applyCredentials(credentials, printer.address.useAuthentication, printer.address.userName,
+                         printer.address.password, what);
     });
     report(session, stored, id, " has been changed.");
 }
@@ -325,10 +326,10 @@ void showPrinter(const Session& session, const NodeOptions& options) {
         directory, options.node, NODE_PRINTER, "printer show " + quotedAnsi(options.node)));
     if (session.wantsJson()) return session.answer(described(names, printer));
     writeOut(title(names, printer) + " (#" + std::to_string(printer.id) +
-             ")\n  url: " + quotedUrl(printer.uri) + "\n");
-    if (printer.hasAuth) {
-        writeOut("  user " + quotedAnsi(printer.userName) + ", " +
-                 (printer.password.empty() ? "no password" : "with a password") + "\n");
+             ")\n  url: " + quotedUrl(printer.address.url) + "\n");
+    if (printer.address.useAuthentication) {
+        writeOut("  user " + quotedAnsi(printer.address.userName) + ", " +
+                 (printer.address.password.empty() ? "no password" : "with a password") + "\n");
     }
 }
 

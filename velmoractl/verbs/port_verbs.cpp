@@ -73,7 +73,7 @@ void applyTargets(const PortOptions& options, const Credentials& credentials,
     if (options.urlOption.given()) {
         checkUrl(options.url, options.rules, what);
         port.singleTarget = 1;
-        port.printerUrl = options.url;
+        port.printer.url = options.url;
         port.targetIds.clear();
     }
     if (options.groupOption.given()) {
@@ -91,13 +91,14 @@ void applyTargets(const PortOptions& options, const Credentials& credentials,
         throw CommandError(ExitCode::usage, what, "the port prints to groups",
                            "give user names and passwords to the printers of the groups");
     }
-    applyCredentials(credentials, port.useAuthentication, port.userName, port.password, what);
+    applyCredentials(credentials, port.printer.useAuthentication, port.printer.userName,
+                     port.printer.password, what);
     if (!port.singleTarget) {
         // As the dialogs leave such a port.
-        port.printerUrl.clear();
-        port.useAuthentication = 0;
-        port.userName.clear();
-        port.password.clear();
+        port.printer.url.clear();
+        port.printer.useAuthentication = 0;
+        port.printer.userName.clear();
+        port.printer.password.clear();
     }
 }
 
@@ -109,19 +110,19 @@ struct Reached {
 
 std::vector<Reached> reachedPrinters(const PortConfig& port, const CGroupsDB& directory,
                                      const DirectoryPaths& names) {
-    if (port.singleTarget) return {{port.printerUrl, ""}};
+    if (port.singleTarget) return {{port.printer.url, ""}};
     std::vector<CGroupsDBPrinter*> found;
     for (const std::uint32_t id : port.targetIds)
         directory.CollectPrinters(id, found);
     std::vector<Reached> printers;
     for (const CGroupsDBPrinter* printer : found)
-        printers.push_back({printer->uri, names.pathOf(printer->id)});
+        printers.push_back({printer->address.url, names.pathOf(printer->id)});
     return printers;
 }
 
 Json described(const PortConfig& port, const CGroupsDB& directory, const DirectoryPaths& names) {
     Json json = toJson(port, false, systemCodec());
-    json["url"] = toUtf8(maskedUrl(port.printerUrl));
+    json["url"] = toUtf8(maskedUrl(port.printer.url));
     if (!json.contains("user")) json["user"] = nullptr;
     Json printers = Json::array();
     for (const Reached& one : reachedPrinters(port, directory, names)) {
@@ -212,7 +213,7 @@ void set(const Session& session, const PortOptions& options) {
 }
 
 std::string targetText(const PortConfig& port, const DirectoryPaths& names) {
-    if (port.singleTarget) return quotedUrl(port.printerUrl);
+    if (port.singleTarget) return quotedUrl(port.printer.url);
     std::string text;
     for (const std::uint32_t id : port.targetIds) {
         const CGroupsDBNode* const node = names.find("#" + std::to_string(id));
@@ -230,9 +231,9 @@ void show(const Session& session, const std::string& name) {
     const DirectoryPaths names(directory);
     if (session.wantsJson()) return session.answer(described(port, directory, names));
     writeOut("Port " + quotedAnsi(port.name) + " prints to " + targetText(port, names) + "\n");
-    if (port.useAuthentication) {
-        writeOut("  user " + quotedAnsi(port.userName) + ", " +
-                 (port.password.empty() ? "no password" : "with a password") + "\n");
+    if (port.printer.useAuthentication) {
+        writeOut("  user " + quotedAnsi(port.printer.userName) + ", " +
+                 (port.printer.password.empty() ? "no password" : "with a password") + "\n");
     }
     if (!port.singleTarget) {
         const std::vector<Reached> printers = reachedPrinters(port, directory, names);

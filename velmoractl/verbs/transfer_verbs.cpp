@@ -163,12 +163,12 @@ void checkUrls(const Configuration& wanted, const TransferOptions& options,
                const std::string& what) {
     for (const PortConfig& port : wanted.ports) {
         if (!port.singleTarget) continue;
-        checkUrl(port.printerUrl, options.rules, what + ", port " + quotedAnsi(port.name));
+        checkUrl(port.printer.url, options.rules, what + ", port " + quotedAnsi(port.name));
     }
     if (wanted.directory) {
         for (const auto& [id, node] : wanted.directory->nodes()) {
             if (node->type != NODE_PRINTER) continue;
-            checkUrl(static_cast<const CGroupsDBPrinter&>(*node).uri, options.rules,
+            checkUrl(static_cast<const CGroupsDBPrinter&>(*node).address.url, options.rules,
                      what + ", directory, node " + std::to_string(id));
         }
     }
@@ -236,8 +236,7 @@ class Import {
     }
 
     static void setPattern(CGroupsDB& directory, const CGroupsDBPrinter& pattern) {
-        directory.SetPortPrinter(pattern.name, pattern.uri, pattern.hasAuth != 0, pattern.userName,
-                                 pattern.password);
+        directory.SetPortPrinter(pattern.name, pattern.address);
     }
 
     /// Saving a port stores its printer as a pattern too; the file has the last word.

@@ -329,7 +329,7 @@ TEST_F(JobEntriesTest, JobKeepsTheConfigurationThatItStartedWith) {
     auto* const port = static_cast<Port*>(singlePort(printer.url()));
     ASSERT_TRUE(unicodeJobs().start(port, "Printer X", 77, 1, "Report"));
     PortConfig config = *port->config();
-    config.printerUrl = other.url();
+    config.printer.url = other.url();
     portList()->update(*port, config);
     BOOL written = FALSE;
     EXPECT_EQ(writeText(port, "%!one", written), 5u);

@@ -56,7 +56,7 @@ HANDLE JobTest::singlePort(const std::string& url) {
     PortConfig config;
     config.name = "Single";
     config.singleTarget = 1;
-    config.printerUrl = url;
+    config.printer.url = url;
     return addPort(config);
 }
 
@@ -71,7 +71,7 @@ HANDLE JobTest::multiPort(const std::vector<std::string>& urls) {
         printer->id = directory.nextId();
         printer->parent = config.targetIds[0];
         printer->name = url;
-        printer->uri = url;
+        printer->address.url = url;
         directory.Insert(std::move(printer));
     }
     directory.Save();

@@ -180,7 +180,7 @@ TEST_F(RecordedOutcomes, OfJobsToOnePrinterEach) {
         PortConfig config;
         config.name = "One " + std::to_string(i);
         config.singleTarget = 1;
-        config.printerUrl = printers[i]->url();
+        config.printer.url = printers[i]->url();
         HANDLE const port = a3Port(config);
         if (unicodeJobs().start(port, "Printer X", 77, 1, "Report")) {
             BOOL written = FALSE;

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace velmora {
+
+/// How one printer is reached. All text is in the ANSI code page.
+struct PrinterAddress {
+    std::string url;
+    std::uint8_t useAuthentication = 0;  ///< boolean: with the user name and password below
+    std::string userName;
+    std::string password;  ///< in clear
+
+    bool operator==(const PrinterAddress&) const = default;
+};
+
+/// One printer that a job is delivered to.
+using PrintTarget = PrinterAddress;
+
+/// What is kept of an address that a user has entered: without authentication no user name and no
+/// password, which nobody would see again.
+inline PrinterAddress withUsedCredentials(PrinterAddress address) {
+    if (address.useAuthentication == 0) {
+        address.userName.clear();
+        address.password.clear();
+    }
+    return address;
+}
+
+}  // namespace velmora
