@@ -1,8 +1,10 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <unordered_map>
 #include <vector>
 
 #include "directory/groups_db.h"
@@ -39,8 +41,8 @@ class ChildIndex {
     std::vector<Entry> entries_;
 };
 
-/// Every printer below `group`, depth first, each once: CGroupsDB::CollectPrinters for callers that
-/// ask for many groups.
-std::vector<CGroupsDBPrinter*> printersBelow(const ChildIndex& index, std::uint32_t group);
+/// How many printers CGroupsDB::CollectPrinters finds below each group, by the group's id. One
+/// pass, whatever the depth, for callers that ask for all groups.
+std::unordered_map<std::uint32_t, std::size_t> printerCounts(const CGroupsDB::Nodes& nodes);
 
 }  // namespace velmora

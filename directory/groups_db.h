@@ -100,6 +100,8 @@ class CGroupsDB {
     /// The printers below a group, depth first; a printer that is already in the list is left out.
     /// An id that is not a group's adds nothing.
     void CollectPrinters(std::uint32_t group, std::vector<CGroupsDBPrinter*>& list) const;
+    /// The same for many groups, in their order, into an empty list: the tree is walked once.
+    std::vector<CGroupsDBPrinter*> CollectPrinters(std::span<const std::uint32_t> groups) const;
 
     void RenameNode(std::uint32_t id, const std::string& name);
     /// Copies name and address onto the stored printer of that id; id and parent stay.

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <set>
 #include <span>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
@@ -15,23 +16,102 @@
 
 namespace velmora {
 
-std::vector<CGroupsDBPrinter*> printersBelow(const ChildIndex& index, std::uint32_t group) {
-    std::vector<CGroupsDBPrinter*> printers;
-    std::unordered_set<std::uint32_t> entered{group};
-    std::vector<std::span<const ChildIndex::Entry>> levels{index.childrenOf(group)};
-    while (!levels.empty()) {
-        if (levels.back().empty()) {
-            levels.pop_back();
-            continue;
-        }
-        CGroupsDBNode* const child = levels.back().front().node;
-        levels.back() = levels.back().subspan(1);
-        if (child->type == NODE_PRINTER) {
-            printers.push_back(static_cast<CGroupsDBPrinter*>(child));
-        } else if (entered.insert(child->id).second) {
-            levels.push_back(index.childrenOf(child->id));
+namespace {
+
+/// A group that counts its printers.
+struct Counted {
+    std::uint32_t parent;
+    std::size_t printers = 0;
+    std::size_t waitsFor = 0;  ///< groups directly below that have not been counted yet
+};
+using Counts = std::unordered_map<std::uint32_t, Counted>;
+
+/// Every group's children, without what is below them.
+Counts countChildren(const CGroupsDB::Nodes& nodes) {
+    Counts counts;
+    counts.reserve(nodes.size());
+    for (const auto& [id, node] : nodes)
+        if (node->type != NODE_PRINTER) counts.emplace(id, Counted{node->parent});
+    for (const auto& [id, node] : nodes) {
+        const auto above = counts.find(node->parent);
+        if (above == counts.end()) continue;
+        ++(node->type == NODE_PRINTER ? above->second.printers : above->second.waitsFor);
+    }
+    return counts;
+}
+
+/// Adds from the lowest groups up. What waits afterwards goes round in a circle: a node has one
+/// parent, so nothing above a circle can wait for it but the circle itself.
+void addFromBelow(Counts& counts) {
+    std::vector<const Counted*> ready;
+    for (const auto& [id, group] : counts)
+        if (group.waitsFor == 0) ready.push_back(&group);
+    while (!ready.empty()) {
+        const Counted& group = *ready.back();
+        ready.pop_back();
+        const auto above = counts.find(group.parent);
+        if (above == counts.end()) continue;
+        above->second.printers += group.printers;
+        if (--above->second.waitsFor == 0) ready.push_back(&above->second);
+    }
+}
+
+/// From any group of a circle all of it is reached.
+void addCircle(Counts& counts, Counted& start) {
+    std::vector<Counted*> circle;
+    std::size_t printers = 0;
+    for (Counted* group = &start; group->waitsFor != 0;
+         group = &counts.find(group->parent)->second) {
+        group->waitsFor = 0;
+        printers += group->printers;
+        circle.push_back(group);
+    }
+    for (Counted* const group : circle)
+        group->printers = printers;
+}
+
+/// The printers below groups, depth first. What was entered once has nothing new to give.
+class PrinterWalk {
+  public:
+    explicit PrinterWalk(const CGroupsDB::Nodes& nodes) : index_(nodes) {}
+
+    void enter(std::uint32_t group) {
+        if (!entered_.insert(group).second) return;
+        std::vector<std::span<const ChildIndex::Entry>> levels{index_.childrenOf(group)};
+        while (!levels.empty()) {
+            if (levels.back().empty()) {
+                levels.pop_back();
+                continue;
+            }
+            CGroupsDBNode* const child = levels.back().front().node;
+            levels.back() = levels.back().subspan(1);
+            if (child->type == NODE_PRINTER) {
+                printers_.push_back(static_cast<CGroupsDBPrinter*>(child));
+            } else if (entered_.insert(child->id).second) {
+                levels.push_back(index_.childrenOf(child->id));
+            }
         }
     }
+
+    std::vector<CGroupsDBPrinter*> printers() { return std::move(printers_); }
+
+  private:
+    ChildIndex index_;
+    std::unordered_set<std::uint32_t> entered_;
+    std::vector<CGroupsDBPrinter*> printers_;
+};
+
+}  // namespace
+
+std::unordered_map<std::uint32_t, std::size_t> printerCounts(const CGroupsDB::Nodes& nodes) {
+    Counts counts = countChildren(nodes);
+    addFromBelow(counts);
+    for (auto& [id, group] : counts)
+        if (group.waitsFor != 0) addCircle(counts, group);
+    std::unordered_map<std::uint32_t, std::size_t> printers;
+    printers.reserve(counts.size());
+    for (const auto& [id, group] : counts)
+        printers.emplace(id, group.printers);
     return printers;
 }
 
@@ -98,8 +178,7 @@ void CGroupsDB::GetGroups(std::vector<CGroupsDBGroup*>& list) const {
 }
 
 void CGroupsDB::CollectPrinters(std::uint32_t group, std::vector<CGroupsDBPrinter*>& list) const {
-    if (FindGroup(group) == nullptr) return;
-    std::vector<CGroupsDBPrinter*> found = printersBelow(ChildIndex(nodes_), group);
+    std::vector<CGroupsDBPrinter*> found = CollectPrinters(std::span(&group, 1));
     if (list.empty()) {
         list = std::move(found);
         return;
@@ -109,6 +188,14 @@ void CGroupsDB::CollectPrinters(std::uint32_t group, std::vector<CGroupsDBPrinte
         missing.erase(listed);
     std::ranges::copy_if(found, std::back_inserter(list),
                          [&](CGroupsDBPrinter* printer) { return missing.contains(printer); });
+}
+
+std::vector<CGroupsDBPrinter*> CGroupsDB::CollectPrinters(
+    std::span<const std::uint32_t> groups) const {
+    PrinterWalk walk(nodes_);
+    for (const std::uint32_t group : groups)
+        if (FindGroup(group) != nullptr) walk.enter(group);
+    return walk.printers();
 }
 
 void CGroupsDB::RenameNode(std::uint32_t id, const std::string& name) {

@@ -7,9 +7,7 @@ namespace velmora {
 
 std::vector<PrintTarget> targetsOf(const PortConfig& config, const CGroupsDB& directory) {
     if (config.singleTarget != 0) return {config.printer};
-    std::vector<CGroupsDBPrinter*> printers;
-    for (const std::uint32_t id : config.targetIds)
-        directory.CollectPrinters(id, printers);
+    const std::vector<CGroupsDBPrinter*> printers = directory.CollectPrinters(config.targetIds);
     std::vector<PrintTarget> targets;
     targets.reserve(printers.size());
     for (const CGroupsDBPrinter* printer : printers)

@@ -34,9 +34,9 @@ std::vector<GroupRow> groupRows(const CGroupsDB& directory) {
     directory.GetGroups(groups);
     std::vector<GroupRow> rows;
     rows.reserve(groups.size());
-    const ChildIndex index(directory.nodes());
+    const auto printers = printerCounts(directory.nodes());
     for (const CGroupsDBGroup* group : groups)
-        rows.push_back({group->id, group->name, printersBelow(index, group->id).size()});
+        rows.push_back({group->id, group->name, printers.find(group->id)->second});
     return rows;
 }
 

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
 
+#include "directory/child_index.h"
 #include "directory/groups_db.h"
 #include "tests/directory/directory_builders.h"
 
@@ -35,6 +37,65 @@ CGroupsDB deepChainOfFallingIds() {
 
 TEST(DeepChain, IsCollected) {
     EXPECT_EQ(collect(deepChain(), {1}), Ids{kDepth + 1});
+}
+
+/// Groups 1 to kDepth, each below the one before and the first below the last; each holds a
+/// printer.
+CGroupsDB longCircle() {
+    CGroupsDB db;
+    for (std::uint32_t id = 1; id <= kDepth; ++id) {
+        db.Insert(group(id, id == 1 ? kDepth : id - 1, "g"));
+        db.Insert(printer(kDepth + id, id, "P"));
+    }
+    return db;
+}
+
+// A walk for each group would go on for minutes.
+TEST(DeepChain, IsCountedAndCollectedForAllOfItsGroups) {
+    const CGroupsDB db = deepChain();
+    const auto counts = printerCounts(db.nodes());
+    ASSERT_EQ(counts.size(), kDepth);
+    EXPECT_TRUE(std::ranges::all_of(counts, [](const auto& entry) { return entry.second == 1; }));
+    Ids all = idsOf(db);
+    EXPECT_EQ(idsOf(db.CollectPrinters(all)), Ids{kDepth + 1});
+    std::ranges::reverse(all);
+    EXPECT_EQ(idsOf(db.CollectPrinters(all)), Ids{kDepth + 1});
+}
+
+TEST(LongCircle, IsCountedAndCollectedForAllOfItsGroups) {
+    const CGroupsDB db = longCircle();
+    const auto counts = printerCounts(db.nodes());
+    ASSERT_EQ(counts.size(), kDepth);
+    EXPECT_TRUE(
+        std::ranges::all_of(counts, [](const auto& entry) { return entry.second == kDepth; }));
+    EXPECT_EQ(db.CollectPrinters(idsOf(db)).size(), kDepth);
+}
+
+TEST(PrinterCounts, AreWhatCollectingFinds) {
+    std::minstd_rand random(7);
+    for (int round = 0; round < 300; ++round) {
+        CGroupsDB db;
+        const std::uint32_t size = 2 + random() % 12;
+        for (std::uint32_t id = 1; id <= size; ++id) {
+            // Parents of all kinds: none, one that does not exist, a printer, the node itself, each
+            // other.
+            const std::uint32_t parent = random() % (size + 2);
+            if (random() % 3 == 0)
+                db.Insert(printer(id, parent, "P"));
+            else
+                db.Insert(group(id, parent, "g"));
+        }
+        const auto counts = printerCounts(db.nodes());
+        std::vector<CGroupsDBGroup*> groups;
+        db.GetGroups(groups);
+        ASSERT_EQ(counts.size(), groups.size());
+        Ids ids = idsOf(groups);
+        for (const std::uint32_t id : ids)
+            EXPECT_EQ(counts.at(id), collect(db, {id}).size())
+                << "round " << round << ", id " << id;
+        std::ranges::shuffle(ids, random);
+        EXPECT_EQ(idsOf(db.CollectPrinters(ids)), collect(db, ids)) << "round " << round;
+    }
 }
 
 TEST(DeepChain, IsDeleted) {

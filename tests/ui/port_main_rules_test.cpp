@@ -24,6 +24,18 @@ TEST(CheckedGroups, KeepTheOrderOfTickingWithoutRepeats) {
     EXPECT_FALSE(groups.contains(5));
 }
 
+// A search of the list with every tick would go on for minutes.
+TEST(CheckedGroups, AreTickedByTheHundredThousand) {
+    constexpr std::uint32_t kGroups = 500'000;
+    CheckedGroups groups;
+    for (std::uint32_t id = 1; id <= kGroups; ++id)
+        groups.change(id, true);
+    for (std::uint32_t id = kGroups; id > 2; --id)
+        groups.change(id, false);
+    groups.change(1, true);
+    EXPECT_EQ(groups.ids(), (Ids{2, 1}));
+}
+
 TEST(CheckedGroups, LoseWhatTheDirectoryNoLongerHasAsAGroup) {
     CGroupsDB directory;
     const auto group = directory.AddGroup("G", 1)->id;
@@ -85,6 +97,29 @@ TEST(PortMainRules, RowsAreAllGroupsByIdWithTheirPrinters) {
     directory.AddPrinter("Q", {"ipp://q", false, "", ""}, outer);
     EXPECT_EQ(groupRows(directory), (std::vector<GroupRow>{{outer, "outer", 2}, {inner, "", 1}}));
     EXPECT_TRUE(groupRows(CGroupsDB()).empty());
+}
+
+TEST(PortMainRules, RowsOfADeepDirectoryAreCountedInOnePass) {
+    constexpr std::uint32_t kDepth = 100'000;
+    CGroupsDB chain;
+    std::uint32_t parent = 1;
+    for (std::uint32_t level = 0; level < kDepth; ++level)
+        parent = chain.AddGroup("g", parent)->id;
+    chain.AddPrinter("P", {"ipp://p", 0, "", ""}, parent);
+    const std::vector<GroupRow> rows = groupRows(chain);
+    ASSERT_EQ(rows.size(), kDepth);
+    EXPECT_EQ(rows.front().printers, 1u);
+    EXPECT_EQ(rows.back().printers, 1u);
+}
+
+TEST(PortMainRules, AModeThatIsNeitherStoresNoUrlAndChecksNone) {
+    const PortMainData data{.mode = -1, .name = "", .printer = {"x", 1, "u", "p"}};
+    EXPECT_EQ(checkTarget(data, [](const std::string&) { return false; }), std::nullopt);
+    PortConfig config;
+    storePageData(data, {4}, config);
+    PortConfig expected;
+    expected.targetIds = {4};
+    EXPECT_EQ(config, expected);
 }
 
 TEST(PortMainRules, RecordTravelsToThePageAndBack) {
