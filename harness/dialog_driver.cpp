@@ -140,6 +140,18 @@ std::string DialogDriver::cell(int id, int row, int column) const {
     return item.pszText;
 }
 
+std::string DialogDriver::heading(int id, int column) const {
+    std::array<char, 256> area{};
+    LVCOLUMNA query{};
+    query.mask = LVCF_TEXT | LVCF_FMT;
+    query.pszText = area.data();
+    query.cchTextMax = static_cast<int>(area.size());
+    EXPECT_TRUE(SendMessageA(control(id), LVM_GETCOLUMNA, static_cast<WPARAM>(column),
+                             reinterpret_cast<LPARAM>(&query)));
+    EXPECT_EQ(query.fmt & LVCFMT_JUSTIFYMASK, LVCFMT_LEFT);
+    return area.data();
+}
+
 bool DialogDriver::rowChecked(int id, int row) const {
     const auto state =
         SendMessageA(control(id), LVM_GETITEMSTATE, static_cast<WPARAM>(row), LVIS_STATEIMAGEMASK);

@@ -47,6 +47,8 @@ class DialogDriver {
     // List views.
     int rows(int id) const;
     std::string cell(int id, int row, int column) const;
+    /// Of a left-aligned column; any other alignment fails the test.
+    std::string heading(int id, int column) const;
     bool rowChecked(int id, int row) const;
     void checkRow(int id, int row, bool check) const;
 

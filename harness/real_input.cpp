@@ -146,6 +146,12 @@ void RealInput::rightClick(HWND control, POINT point) const {
     release([] { sendMouse(MOUSEEVENTF_RIGHTUP); }, 1);
 }
 
+void RealInput::rightClickIntoABox(HWND control, POINT point) const {
+    moveTo(control, point);
+    sendMouse(MOUSEEVENTF_RIGHTDOWN);
+    sendMouse(MOUSEEVENTF_RIGHTUP);
+}
+
 void RealInput::doubleClick(HWND control, POINT point) const {
     moveTo(control, point);
     const auto twice = [] {

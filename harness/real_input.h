@@ -27,6 +27,8 @@ class RealInput {
     void buttonDown() const;
     void buttonUp() const;
     void rightClick(HWND control, POINT point) const;
+    /// The same where the pressed button opens a message box, which keeps the release away.
+    void rightClickIntoABox(HWND control, POINT point) const;
     void doubleClick(HWND control, POINT point) const;
     /// Presses the button at `from`, moves by way of the middle to `to` and stays there.
     void dragTo(HWND control, POINT from, POINT to) const;

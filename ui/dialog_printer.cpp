@@ -4,6 +4,7 @@
 #include "ui/help_window.h"
 #include "ui/kit/data_exchange.h"
 #include "ui/kit/report_list.h"
+#include "ui/kit/window.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {
@@ -68,6 +69,15 @@ void PrinterDialog::applyAuthentication() const noexcept {
         enable(id, needed);
 }
 
+void addPatterns(const ReportList& list, const CGroupsDB::PortPrinters& patterns) {
+    const RedrawPause pause(list.control());
+    list.reserve(patterns.size());
+    for (const auto& [name, printer] : patterns) {
+        const int row = list.addRow(printer->name, reinterpret_cast<LPARAM>(printer.get()));
+        list.setText(row, 1, printer->address.url);
+    }
+}
+
 CDialogNewPrinter::CDialogNewPrinter(std::vector<std::string> takenNames,
                                      const CGroupsDB::PortPrinters& patterns)
     : PrinterDialog(IDD_NEW_PRINTER, "DialogNewPrinter", {}, std::move(takenNames)),
@@ -79,10 +89,7 @@ void CDialogNewPrinter::onInit() {
     list.addStyle(LVS_EX_GRIDLINES | LVS_EX_HEADERDRAGDROP | LVS_EX_FULLROWSELECT);
     list.addColumn(texts().Lookup("Name"), 100);
     list.addColumn(texts().Lookup("URL"), 160);
-    for (const auto& [name, printer] : patterns_) {
-        const int row = list.addRow(printer->name, reinterpret_cast<LPARAM>(printer.get()));
-        list.setText(row, 1, printer->address.url);
-    }
+    addPatterns(list, patterns_);
 }
 
 void CDialogNewPrinter::onHelp(int control) {

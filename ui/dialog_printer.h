@@ -6,6 +6,7 @@
 #include "directory/groups_db.h"
 #include "ui/interface_host.h"
 #include "ui/kit/dialog.h"
+#include "ui/kit/report_list.h"
 #include "ui/printer_form.h"
 #include "ui/text_table.h"
 
@@ -44,6 +45,9 @@ class PrinterDialog : public ModalDialog {
     PrinterForm form_;
     std::vector<std::string> takenNames_;
 };
+
+/// Adds a row of name and URL for each pattern, in their order; the row's data is the pattern.
+void addPatterns(const ReportList& list, const CGroupsDB::PortPrinters& patterns);
 
 /// Makes a printer; its values can be copied from the printer of a port.
 class CDialogNewPrinter : public PrinterDialog {

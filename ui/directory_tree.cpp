@@ -61,7 +61,7 @@ void DirectoryTree::attach(HWND control) {
 }
 
 void DirectoryTree::fill() {
-    const TreeView::Quiet quiet(view_);
+    const RedrawPause pause(view_.control());
     view_.clear();
     items_.clear();
     const std::vector<TreeRow> rows = treeRows(directory_);
@@ -80,7 +80,7 @@ void DirectoryTree::fill() {
 void DirectoryTree::insert(std::uint32_t id, std::uint32_t parent) {
     const HTREEITEM parentItem = item(parent);
     if (parentItem == nullptr) return;
-    const TreeView::Quiet quiet(view_);
+    const RedrawPause pause(view_.control());
     std::vector<HTREEITEM> items;
     for (const TreeRow& row : treeRows(directory_, id, view_.depth(parentItem) + 1)) {
         const bool top = row.parentRow == TreeRow::kNoParent;

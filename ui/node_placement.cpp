@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ui/group_tree_rules.h"
+#include "ui/tree_rows.h"
 
 namespace velmora {
 namespace {
@@ -16,6 +17,13 @@ std::vector<CGroupsDBNode*> sourcesOf(const CGroupsDB& directory, const NodeClip
         sources.push_back(node);
     }
     return sources;
+}
+
+NodePlacement::Verdict verdictOfDepth(const CGroupsDB& directory, const NodePlacement& placement) {
+    const bool fits = std::all_of(
+        placement.sources.begin(), placement.sources.end(),
+        [&](std::uint32_t source) { return fitsBelow(directory, placement.target, source); });
+    return fits ? NodePlacement::Verdict::allowed : NodePlacement::Verdict::tooDeep;
 }
 
 }  // namespace
@@ -50,7 +58,7 @@ NodePlacement planPaste(const CGroupsDB& directory, const NodeClipboard& clipboa
         sources.begin(), sources.end(),
         [&](const CGroupsDBNode* source) { return directory.CanPlace(*source, selected); });
     placement.verdict =
-        allowed ? NodePlacement::Verdict::allowed : NodePlacement::Verdict::cannotCopy;
+        allowed ? verdictOfDepth(directory, placement) : NodePlacement::Verdict::cannotCopy;
     return placement;
 }
 
@@ -66,7 +74,7 @@ NodePlacement planDrop(const CGroupsDB& directory, std::uint32_t source, std::ui
 
     placement.sources = {source};
     if (directory.CanPlace(*node, target))
-        placement.verdict = NodePlacement::Verdict::allowed;
+        placement.verdict = verdictOfDepth(directory, placement);
     else
         placement.verdict =
             copy ? NodePlacement::Verdict::cannotCopy : NodePlacement::Verdict::cannotMove;

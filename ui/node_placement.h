@@ -38,6 +38,7 @@ struct NodePlacement {
         nothing,     ///< no target, no source, or no change: silent
         cannotCopy,  ///< refused, with the message for copying
         cannotMove,  ///< refused, with the message for moving
+        tooDeep,     ///< refused: the tree would not show all of it
         allowed,
     };
 

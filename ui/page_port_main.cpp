@@ -53,19 +53,22 @@ void CPagePortMain::addColumns() const {
 
 void CPagePortMain::fillList() {
     const HWND list = control(IDC_PORT_GROUPS);
+    const ReportList rows(list);
+    const ReportList::Sight sight = rows.sight();
+    const RedrawPause pause(list);
     // The list reports every check mark that is set here, as if the user had set it.
     filling_ = true;
-    SendMessageA(list, WM_SETREDRAW, FALSE, 0);
     SendMessageA(list, LVM_DELETEALLITEMS, 0, 0);
     checked_.keepGroupsOf(directory_);
-    const ReportList rows(list);
-    for (const GroupRow& group : groupRows(directory_)) {
+    const std::vector<GroupRow> groups = groupRows(directory_);
+    rows.reserve(groups.size());
+    for (const GroupRow& group : groups) {
         const int row = rows.addRow(group.name, static_cast<LPARAM>(group.id));
         rows.setText(row, 1, std::to_string(group.printers));
         // A check mark given at the insertion is ignored.
         if (checked_.contains(group.id)) rows.check(row);
     }
-    SendMessageA(list, WM_SETREDRAW, TRUE, 0);
+    rows.restore(sight);
     filling_ = false;
 }
 
@@ -154,7 +157,7 @@ bool CPagePortMain::onDeactivate() {
         directory_.RemovePortPrinter(data_.name);
     else
         directory_.SetPortPrinter(data_.name, data_.printer);
-    return PropertyPage::onDeactivate();
+    return true;
 }
 
 }  // namespace velmora

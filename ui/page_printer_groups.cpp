@@ -5,7 +5,9 @@
 #include "ui/group_tree_rules.h"
 #include "ui/help_window.h"
 #include "ui/interface_host.h"
+#include "ui/kit/window.h"
 #include "ui/resources/resource_ids.h"
+#include "ui/tree_rows.h"
 
 namespace velmora {
 namespace {
@@ -41,7 +43,10 @@ void CPagePrinterGroups::onHelp(int control) {
 bool CPagePrinterGroups::onCommand(int id, int code) {
     // Keys reach the tree during a drag too; what is dragged must not be deleted under the pointer.
     if (drag_.active()) return true;
-    // Buttons tell of their focus as well, with other codes.
+    // The button that takes the focus from a label's editor ends the edit. If the label is refused,
+    // nothing else happens until the user has read why and mended it.
+    if (refusedLabel_) return true;
+    // Buttons also report focus changes, with other notification codes.
     if (id >= IDC_GROUPS_NEW_GROUP && id <= IDC_GROUPS_PROPERTIES && code != BN_CLICKED)
         return PropertyPage::onCommand(id, code);
     // What a menu or key is about may have been scrolled out of sight.
@@ -91,21 +96,20 @@ bool CPagePrinterGroups::onDeactivate() {
 
 void CPagePrinterGroups::newGroup() {
     const CGroupsDBNode* parent = tree_.selectedNode();
-    if (parent == nullptr || parent->type != NODE_GROUP) return;
+    if (parent == nullptr || parent->type != NODE_GROUP || !takesChild(*parent)) return;
     const std::string pattern = texts_.Lookup(loadResourceText(IDS_NEW_GROUP_PATTERN));
     const CGroupsDBGroup* group =
         directory_.AddGroup(newGroupName(directory_, parent->id, pattern), parent->id);
     tree_.insert(group->id, parent->id);
     view().expand(tree_.item(parent->id));
     const HTREEITEM item = tree_.item(group->id);
-    if (item == nullptr) return;  // deeper than the tree shows
     view().select(item);
     view().editLabel(item);
 }
 
 void CPagePrinterGroups::newPrinter() {
     const CGroupsDBNode* parent = tree_.selectedNode();
-    if (parent == nullptr || parent->type != NODE_GROUP) return;
+    if (parent == nullptr || parent->type != NODE_GROUP || !takesChild(*parent)) return;
     const std::uint32_t group = parent->id;
     CDialogNewPrinter dialog(namesInGroup(directory_, group), directory_.portPrinters());
     dialog.useMessageBoxes(messageBoxes());
@@ -114,7 +118,18 @@ void CPagePrinterGroups::newPrinter() {
     const CGroupsDBPrinter* printer =
         directory_.AddPrinter(form.name, withUsedCredentials(form.address), group);
     tree_.insert(printer->id, group);
-    if (const HTREEITEM item = tree_.item(printer->id)) view().select(item);
+    view().select(tree_.item(printer->id));
+}
+
+bool CPagePrinterGroups::takesChild(const CGroupsDBNode& group) const {
+    if (fitsBelow(directory_, group.id)) return true;
+    showTooDeep();
+    return false;
+}
+
+void CPagePrinterGroups::showTooDeep() const {
+    static_assert(kMaxTreeDepth == 500, "the text has the number too");
+    showMessage(lookupString("Groups cannot be nested more than 500 levels deep."));
 }
 
 void CPagePrinterGroups::showProperties() {
@@ -172,10 +187,13 @@ bool CPagePrinterGroups::place(const NodePlacement& placement) {
         case NodePlacement::Verdict::cannotMove:
             showMessage(LoadMessage(IDS_CANNOT_MOVE));
             return false;
+        case NodePlacement::Verdict::tooDeep:
+            showTooDeep();
+            return false;
         case NodePlacement::Verdict::allowed:
             break;
     }
-    const TreeView::Quiet quiet(view());
+    const RedrawPause pause(view().control());
     for (const std::uint32_t id : carryOut(placement, directory_)) {
         if (placement.move) tree_.erase(id);
         tree_.insert(id, placement.target);

@@ -39,7 +39,10 @@ class CPagePrinterGroups : public PropertyPage, private DropRules {
     void cut();
     void copy();
     void paste();
-    /// True when `placement` was allowed and the tree shows its result.
+    /// False if the tree does not show that many levels; the user knows.
+    bool takesChild(const CGroupsDBNode& group) const;
+    void showTooDeep() const;
+    /// True if `placement` was allowed and the tree shows its result.
     bool place(const NodePlacement& placement);
 
     void applyButtons();
@@ -68,8 +71,11 @@ class CPagePrinterGroups : public PropertyPage, private DropRules {
     TreeKeys keys_;
     CTreeEdit edit_;
     TreeDrag drag_;
+    /// The right button has ended a drag and is still held.
+    bool rightHeld_ = false;
     NodeClipboard clipboard_;
-    /// A label that was refused and waits for its message.
+    /// The node whose label was refused, until its message has been read. No command and no menu
+    /// runs meanwhile.
     std::optional<std::uint32_t> refusedLabel_;
 };
 

@@ -15,6 +15,8 @@ namespace {
 
 /// Posted to the page: show the message about a refused label, then open the editor again.
 constexpr UINT kReopenLabel = WM_APP + 1;
+constexpr UINT_PTR kReopenTimer = 0x7E;
+constexpr UINT kReopenMilliseconds = 50;
 
 /// What a tree view's own buffers hold of a label, with the terminator.
 constexpr std::size_t kTreeLabel = 260;
@@ -57,7 +59,8 @@ std::optional<LRESULT> CPagePrinterGroups::treeNotify(NMHDR& header) {
 
 LRESULT CPagePrinterGroups::beginLabelEdit(const NMTVDISPINFOA& info) {
     const CGroupsDBNode* node = tree_.node(info.item.hItem);
-    if (node == nullptr || tree_.isTopLevel(info.item.hItem) || !canRename(*node)) return TRUE;
+    if (refusedLabel_ || node == nullptr || tree_.isTopLevel(info.item.hItem) || !canRename(*node))
+        return TRUE;
     edit_.open(view().editBox(), node->name, kLongestName);
     return FALSE;
 }
@@ -85,8 +88,14 @@ LRESULT CPagePrinterGroups::endLabelEdit(const NMTVDISPINFOA& info) {
 
 void CPagePrinterGroups::reopenRefusedLabel() {
     if (!refusedLabel_) return;
-    const std::uint32_t id = *refusedLabel_;
+    // The message must not open over a dialog that another part of the sheet has opened.
+    if (!IsWindowEnabled(GetAncestor(window(), GA_ROOT))) {
+        SetTimer(window(), kReopenTimer, kReopenMilliseconds, nullptr);
+        return;
+    }
+    KillTimer(window(), kReopenTimer);
     showMessage(LoadMessage(IDS_NAME_EXISTS));
+    const std::uint32_t id = *refusedLabel_;
     refusedLabel_.reset();
     if (const HTREEITEM item = tree_.item(id)) view().editLabel(item);
 }
@@ -102,7 +111,7 @@ void CPagePrinterGroups::keyDown(WORD key) const {
 
 std::optional<LRESULT> CPagePrinterGroups::onMessage(UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_CONTEXTMENU) return contextMenu(reinterpret_cast<HWND>(wParam), lParam);
-    if (message == kReopenLabel) {
+    if (message == kReopenLabel || (message == WM_TIMER && wParam == kReopenTimer)) {
         reopenRefusedLabel();
         return 0;
     }
@@ -112,7 +121,7 @@ std::optional<LRESULT> CPagePrinterGroups::onMessage(UINT message, WPARAM wParam
 
 std::optional<LRESULT> CPagePrinterGroups::contextMenu(HWND source, LPARAM position) {
     if (source != view().control()) return std::nullopt;
-    if (drag_.active()) return 0;
+    if (drag_.active() || refusedLabel_) return 0;
     // From the keyboard the position is -1.
     if (position == -1) {
         const HTREEITEM item = view().selected();
@@ -146,6 +155,7 @@ void CPagePrinterGroups::showMenu(HTREEITEM item, POINT screen) {
 }
 
 void CPagePrinterGroups::beginDrag(const NMTREEVIEWA& info) {
+    if (refusedLabel_) return;
     view().select(info.itemNew.hItem);
     // Escape goes to whatever has the focus, and not every tree takes it when the drag begins.
     SetFocus(view().control());
@@ -155,6 +165,11 @@ void CPagePrinterGroups::beginDrag(const NMTREEVIEWA& info) {
 
 std::optional<LRESULT> CPagePrinterGroups::dragMessage(UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_TIMER && drag_.tick(wParam)) return 0;
+    if (rightHeld_ && (message == WM_RBUTTONUP || message == WM_CAPTURECHANGED)) {
+        rightHeld_ = false;
+        if (message == WM_RBUTTONUP) ReleaseCapture();
+        return 0;
+    }
     if (!drag_.active()) return std::nullopt;
     switch (message) {
         case WM_MOUSEMOVE:
@@ -171,6 +186,11 @@ std::optional<LRESULT> CPagePrinterGroups::dragMessage(UINT message, WPARAM wPar
             endDrag();
             return 0;
         case WM_RBUTTONDOWN:
+            endDrag();
+            // The tree would make a context menu of the button's release.
+            SetCapture(window());
+            rightHeld_ = true;
+            return 0;
         case WM_CAPTURECHANGED:
             endDrag();
             return 0;

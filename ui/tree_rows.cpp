@@ -1,6 +1,7 @@
 #include "ui/tree_rows.h"
 
 #include <unordered_set>
+#include <utility>
 
 #include "directory/child_index.h"
 
@@ -51,6 +52,34 @@ class Walk {
     std::vector<Pending> pending_;
 };
 
+/// The number of levels above a node; no more than the tree shows.
+std::size_t levelsAbove(const CGroupsDB& directory, std::uint32_t id) {
+    std::size_t levels = 0;
+    const CGroupsDBNode* node = directory.FindNode(id);
+    while (node != nullptr && node->parent != 0 && levels < kMaxTreeDepth) {
+        node = directory.FindNode(node->parent);
+        ++levels;
+    }
+    return levels;
+}
+
+/// The number of levels that a node and everything below it take; no more than the tree shows.
+std::size_t levelsOf(const CGroupsDB& directory, std::uint32_t top) {
+    const ChildIndex index(directory.nodes());
+    std::unordered_set<std::uint32_t> seen{top};
+    std::vector<std::uint32_t> level{top};
+    std::size_t levels = 0;
+    while (!level.empty() && levels < kMaxTreeDepth) {
+        ++levels;
+        std::vector<std::uint32_t> below;
+        for (const std::uint32_t id : level)
+            for (const auto& child : index.childrenOf(id))
+                if (seen.insert(child.id).second) below.push_back(child.id);
+        level = std::move(below);
+    }
+    return levels;
+}
+
 }  // namespace
 
 std::vector<TreeRow> treeRows(const CGroupsDB& directory) {
@@ -65,6 +94,14 @@ std::vector<TreeRow> treeRows(const CGroupsDB& directory, std::uint32_t top, std
     Walk walk(directory);
     walk.push(*node, TreeRow::kNoParent, depth);
     return walk.rows();
+}
+
+bool fitsBelow(const CGroupsDB& directory, std::uint32_t group) {
+    return levelsAbove(directory, group) + 1 < kMaxTreeDepth;
+}
+
+bool fitsBelow(const CGroupsDB& directory, std::uint32_t group, std::uint32_t source) {
+    return levelsAbove(directory, group) + levelsOf(directory, source) < kMaxTreeDepth;
 }
 
 }  // namespace velmora

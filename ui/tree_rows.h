@@ -30,4 +30,8 @@ std::vector<TreeRow> treeRows(const CGroupsDB& directory);
 /// when the node does not exist.
 std::vector<TreeRow> treeRows(const CGroupsDB& directory, std::uint32_t top, std::size_t depth);
 
+/// Whether the tree can show a new child of `group`, or `source` with everything below it as one.
+bool fitsBelow(const CGroupsDB& directory, std::uint32_t group);
+bool fitsBelow(const CGroupsDB& directory, std::uint32_t group, std::uint32_t source);
+
 }  // namespace velmora

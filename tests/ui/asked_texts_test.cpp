@@ -96,7 +96,8 @@ class AskedTexts : public GroupsPageTest {
 
     void provokeGroupsPage(const Page& page) {
         askForHelp(page.sheet);
-        page.tree.expandAll();
+        for (const char* path : {"All groups", "All groups/A", "All groups/A/C", "All groups/B"})
+            page.tree.view().expand(page.tree.item(path));
         page.tree.select("All groups");
         page.command(ID_GROUPS_COPY);
         expectMessage([&] { page.command(ID_GROUPS_PASTE); });
@@ -114,6 +115,20 @@ class AskedTexts : public GroupsPageTest {
             input.keys({VK_ESCAPE});
             EXPECT_TRUE(waitUntil([] { return FindWindowA("#32768", nullptr) == nullptr; }));
         }
+    }
+
+    void provokeDepth(const Page& page) {
+        page.tree.select("All groups/deep");
+        page.command(ID_GROUPS_COPY);
+        page.tree.select("All groups/B");
+        expectMessage([&] { page.command(ID_GROUPS_PASTE); });
+    }
+
+    void SetUp() override {
+        GroupsPageTest::SetUp();
+        std::uint32_t lowest = 1;
+        for (int level = 1; level < 500; ++level)
+            lowest = directory.AddGroup("deep", lowest)->id;
     }
 
     void provokePrinterDialogs(const Page& page) {
@@ -142,6 +157,7 @@ TEST_F(AskedTexts, AreThoseOfTheDeliveredFile) {
         provokeJobTemplatePage(sheet);
         const Page page(sheet, sheet.openPage(2));
         provokeGroupsPage(page);
+        provokeDepth(page);
         provokePrinterDialogs(page);
         sheet.cancel();
     }));
@@ -167,11 +183,12 @@ TEST_F(AskedTexts, AreNotWrittenOnceTheDeliveredFileIsInPlace) {
         provokeJobTemplatePage(sheet);
         const Page page(sheet, sheet.openPage(2));
         provokeGroupsPage(page);
+        provokeDepth(page);
         provokePrinterDialogs(page);
         sheet.cancel();
     }));
     EXPECT_EQ(readSettingsFile(), delivered());
-    EXPECT_EQ(names(1), (Lines{"A", "B", "New Group"}));
+    EXPECT_EQ(names(1), (Lines{"A", "B", "deep", "New Group"}));
 }
 
 }  // namespace

@@ -13,6 +13,11 @@ constexpr const char* kCannotMove = "Can't move object.";
 constexpr const char* kNameExists =
     "An object with the name you specified already exists.\nPlease specify a different name.";
 
+constexpr const char* kPrinterNameUsed =
+    "A printer or a group with the name you specified already exists in this group.\n"
+    "Please specify a different printer name.";
+constexpr const char* kTooDeep = "Groups cannot be nested more than 500 levels deep.";
+
 /// The printer groups page of a port's sheet. The directory below "All groups":
 ///   A: a1, a2 (printers), C: c1 (printer)
 ///   B: b1 (printer)

@@ -408,6 +408,188 @@ TEST_F(GroupsPageInput, ARestingDragOpensGroupsAndScrollsTheTree) {
     });
 }
 
+bool hasCapture(HWND window) {
+    GUITHREADINFO info{};
+    info.cbSize = sizeof info;
+    GetGUIThreadInfo(GetWindowThreadProcessId(window, nullptr), &info);
+    return info.hwndCapture != nullptr;
+}
+
+TEST_F(GroupsPageInput, TheRightButtonEndsADrag) {
+    sit([&](const Desk& desk) {
+        const POINT target = desk.tree.middle("All groups/B");
+        desk.input.dragTo(desk.treeWindow(), desk.tree.middle("All groups/A/C"), target);
+        ASSERT_TRUE(hasCapture(desk.treeWindow()));
+        desk.input.rightClick(desk.treeWindow(), target);
+        EXPECT_TRUE(waitUntil([&] { return !hasCapture(desk.treeWindow()); }));
+        desk.input.buttonUp();
+        desk.settle();
+        EXPECT_EQ(desk.tree.lines(), kStart);
+        EXPECT_TRUE(noPopup()) << "the button ends the drag and does nothing else";
+    });
+}
+
+TEST_F(GroupsPageInput, ADragEndsWhenTheMouseIsTakenAway) {
+    sit([&](const Desk& desk) {
+        desk.input.dragTo(desk.treeWindow(), desk.tree.middle("All groups/A/C"),
+                          desk.tree.middle("All groups/B"));
+        ASSERT_TRUE(hasCapture(desk.treeWindow()));
+        SendMessageA(desk.window(), WM_CANCELMODE, 0, 0);
+        EXPECT_TRUE(waitUntil([&] { return !hasCapture(desk.treeWindow()); }));
+        EXPECT_EQ(desk.tree.view().dropTarget(), nullptr);
+        desk.input.buttonUp();
+        desk.settle();
+        EXPECT_EQ(desk.tree.lines(), kStart);
+        desk.command(ID_GROUPS_DELETE);
+        EXPECT_EQ(desk.tree.item("All groups/A/C"), nullptr) << "commands work again";
+    });
+}
+
+TEST_F(GroupsPageInput, ThePointerShowsACopyWhileControlIsHeld) {
+    sit([&](const Desk& desk) {
+        const auto pointer = [] {
+            CURSORINFO info{};
+            info.cbSize = sizeof info;
+            GetCursorInfo(&info);
+            return info.hCursor;
+        };
+        const HCURSOR arrow = LoadCursorA(nullptr, IDC_ARROW);
+        const HCURSOR no = LoadCursorA(nullptr, IDC_NO);
+        desk.input.dragTo(desk.treeWindow(), desk.tree.middle("All groups/A/C"),
+                          desk.tree.middle("All groups/B"));
+        EXPECT_TRUE(waitUntil([&] { return pointer() == arrow; }));
+        desk.input.keyDown(VK_CONTROL);
+        EXPECT_TRUE(waitUntil([&] { return pointer() != arrow && pointer() != no; }))
+            << "without a movement";
+        desk.input.keyUp(VK_CONTROL);
+        EXPECT_TRUE(waitUntil([&] { return pointer() == arrow; }));
+        desk.input.moveTo(desk.treeWindow(), desk.tree.middle("All groups/B/b1"));
+        EXPECT_TRUE(waitUntil([&] { return pointer() == no; }));
+        desk.input.keys({VK_ESCAPE});
+        desk.input.buttonUp();
+    });
+}
+
+TEST_F(GroupsPageInput, ADropOpensItsTarget) {
+    sit([&](const Desk& desk) {
+        const HTREEITEM target = desk.tree.item("All groups/B");
+        SendMessageA(desk.treeWindow(), TVM_EXPAND, TVE_COLLAPSE, reinterpret_cast<LPARAM>(target));
+        desk.input.dragTo(desk.treeWindow(), desk.tree.middle("All groups/A/a1"),
+                          desk.tree.middle("All groups/B"));
+        desk.input.buttonUp();
+        EXPECT_TRUE(waitUntil([&] { return desk.tree.item("All groups/B/a1") != nullptr; }));
+        EXPECT_TRUE(desk.tree.view().isExpanded(target));
+    });
+}
+
+TEST_F(GroupsPageInput, CommandsAreChosenFromTheOpenMenu) {
+    sit([&](const Desk& desk) {
+        const auto choose = [&](const std::string& path, std::initializer_list<WORD> keys) {
+            desk.input.rightClick(desk.treeWindow(), desk.tree.middle(path));
+            waitForPopup();
+            for (const WORD key : keys)
+                desk.input.keys({key});
+        };
+        choose("All groups/A/C", {'T'});
+        choose("All groups/B", {'P'});
+        EXPECT_TRUE(waitUntil([&] { return desk.tree.item("All groups/B/C") != nullptr; }));
+        choose("All groups/A/a1", {'C'});
+        choose("All groups/B", {'P'});
+        EXPECT_TRUE(waitUntil([&] { return desk.tree.item("All groups/B/a1") != nullptr; }));
+        choose("All groups/A/a2", {'D'});
+        EXPECT_TRUE(waitUntil([&] { return desk.tree.item("All groups/A/a2") == nullptr; }));
+        choose("All groups/A", {'N', 'P'});
+        const DialogDriver dialog = waitForDialog("New Printer Properties");
+        dialog.clickWithoutWaiting(IDCANCEL);
+        dialog.waitUntilClosed();
+        choose("All groups", {'N', 'G'});
+        desk.tree.editor();
+        EXPECT_EQ(desk.tree.selectedPath(), "All groups/New Group Pattern");
+        desk.input.keys({VK_RETURN});
+        desk.tree.waitUntilEdited();
+    });
+    EXPECT_EQ(names(5), (Lines{"b1", "C", "a1"}));
+    EXPECT_EQ(names(1), (Lines{"A", "B", "New Group Pattern"}));
+}
+
+/// A label that is refused because something else was started.
+class RefusedLabel : public GroupsPageInput {
+  protected:
+    /// Types a name that is taken and lets `start` do something else: the message comes, and the
+    /// editor comes back; nothing else happens.
+    void refuse(const Desk& desk, const std::function<void()>& start) {
+        desk.focusOn("All groups/A/a1");
+        desk.input.keys({VK_F2});
+        SendMessageA(desk.tree.editor(), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("C"));
+        start();
+        EXPECT_EQ(onlyMessage(), kNameExists);
+        EXPECT_EQ(windowText(desk.tree.editor()), "a1");
+        desk.settle();
+        EXPECT_TRUE(desk.tree.isEditing());
+        EXPECT_EQ(desk.tree.selectedPath(), "All groups/A/a1");
+        EXPECT_EQ(desk.tree.lines(), kStart);
+        EXPECT_EQ(popupWindow(), nullptr);
+        const HWND sheet = desk.sheet.sheet().window();
+        EXPECT_EQ(GetLastActivePopup(sheet), sheet) << "a dialog";
+        EXPECT_TRUE(IsWindowEnabled(sheet));
+        desk.input.keys({VK_ESCAPE});
+        desk.tree.waitUntilEdited();
+    }
+};
+
+TEST_F(RefusedLabel, ComesBeforeTheCommandsOfTheButtons) {
+    sit([&](const Desk& desk) {
+        for (const WORD mnemonic : {'P', 'D'})
+            refuse(desk, [&] { desk.input.keys({VK_MENU, mnemonic}); });
+    });
+    work([&](const Page& page) {
+        const Desk desk(page);
+        // On a group, whose other buttons are enabled.
+        for (const WORD mnemonic : {'G', 'R', 'D'}) {
+            desk.focusOn("All groups/A/C");
+            desk.input.keys({VK_F2});
+            SendMessageA(desk.tree.editor(), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("a1"));
+            desk.input.keys({VK_MENU, mnemonic});
+            EXPECT_EQ(onlyMessage(), kNameExists);
+            EXPECT_EQ(windowText(desk.tree.editor()), "C");
+            desk.settle();
+            const HWND sheet = desk.sheet.sheet().window();
+            EXPECT_EQ(GetLastActivePopup(sheet), sheet) << "a dialog";
+            desk.input.keys({VK_ESCAPE});
+            desk.tree.waitUntilEdited();
+            EXPECT_EQ(desk.tree.lines(), kStart);
+        }
+    });
+}
+
+TEST_F(GroupsPageInput, ARefusedLabelComesBeforeTheMenuOfAnotherItem) {
+    // In the platform's boxes, which keep the mouse from the sheet.
+    config = multiPort({1});
+    CDialogConfigPort sheet(nullptr, directory, spooler.functions());
+    drive([&] { EXPECT_FALSE(sheet.edit(config)); },
+          [&] {
+              const SheetDriver opened(waitForDialog(title).window());
+              const Desk desk(Page(opened, opened.openPage(2)));
+              desk.tree.expandAll();
+              desk.focusOn("All groups/A/a1");
+              desk.input.keys({VK_F2});
+              SendMessageA(desk.tree.editor(), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("C"));
+              desk.input.rightClickIntoABox(desk.treeWindow(), desk.tree.middle("All groups/B"));
+              const HWND window = opened.sheet().window();
+              EXPECT_TRUE(waitUntil([&] { return GetLastActivePopup(window) != window; }));
+              const DialogDriver box(GetLastActivePopup(window));
+              EXPECT_EQ(box.text(0xFFFF), kNameExists);
+              EXPECT_EQ(popupWindow(), nullptr);
+              PostMessageA(box.window(), WM_COMMAND, IDOK, 0);
+              box.waitUntilClosed();
+              EXPECT_EQ(windowText(desk.tree.editor()), "a1");
+              EXPECT_EQ(desk.tree.selectedPath(), "All groups/A/a1");
+              EXPECT_EQ(popupWindow(), nullptr);
+              opened.cancel();
+              opened.waitUntilClosed();
+          });
+}
+
 TEST_F(GroupsPageInput, TabReachesTheButtonsAndADeletedSelectionLeavesTheKeyboardAlive) {
     directory.DeleteNode(5);
     directory.DeleteNode(7);

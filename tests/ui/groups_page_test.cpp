@@ -1,6 +1,7 @@
 // The printer groups page worked by messages.
 
 #include "tests/ui/groups_page_fixture.h"
+#include "tests/ui/sent_messages.h"
 #include "ui/directory_tree.h"
 #include "ui/kit/window.h"
 
@@ -351,6 +352,197 @@ TEST_F(GroupsPage, PropertiesEditThePrinterAndItsLabel) {
     EXPECT_EQ(printer->address.password, "");
 }
 
+TEST_F(GroupsPage, PropertiesAcceptThePrintersOwnNameAndRefuseThoseOfTheOthersInItsGroup) {
+    work([&](const Page& page) {
+        page.tree.select("All groups/A/a1");
+        page.clickWithoutWaiting(IDC_GROUPS_PROPERTIES);
+        const DialogDriver dialog = waitForDialog("Printer properties");
+        for (const char* taken : {"a2", "C"}) {
+            dialog.type(IDC_PRINTER_NAME, taken);
+            dialog.clickWithoutWaiting(IDOK);
+            EXPECT_EQ(onlyMessage(), kPrinterNameUsed) << taken;
+        }
+        dialog.type(IDC_PRINTER_NAME, "a1");
+        dialog.clickWithoutWaiting(IDOK);
+        dialog.waitUntilClosed();
+    });
+    EXPECT_EQ(directory.FindNode(3)->name, "a1");
+}
+
+TEST_F(GroupsPage, ANewPrinterIsNotNamedLikeAGroupBesideIt) {
+    work([&](const Page& page) {
+        page.tree.select("All groups/A");
+        page.clickWithoutWaiting(IDC_GROUPS_NEW_PRINTER);
+        const DialogDriver dialog = waitForDialog("New Printer Properties");
+        dialog.type(IDC_PRINTER_NAME, "C");
+        dialog.type(IDC_PRINTER_URL, "h/p");
+        dialog.clickWithoutWaiting(IDOK);
+        EXPECT_EQ(onlyMessage(), kPrinterNameUsed);
+        dialog.type(IDC_PRINTER_NAME, "B");
+        dialog.clickWithoutWaiting(IDOK);
+        dialog.waitUntilClosed();
+    });
+    EXPECT_EQ(names(2), (Lines{"a1", "a2", "C", "B"})) << "a group of another group does not count";
+}
+
+TEST_F(GroupsPage, APasteOpensItsTarget) {
+    work([&](const Page& page) {
+        const auto collapse = [&](const char* path) {
+            SendMessageA(page.tree.window(), TVM_EXPAND, TVE_COLLAPSE,
+                         reinterpret_cast<LPARAM>(page.tree.item(path)));
+            ASSERT_FALSE(page.tree.view().isExpanded(page.tree.item(path)));
+        };
+        page.tree.select("All groups/A/C");
+        page.command(ID_GROUPS_COPY);
+        collapse("All groups/B");
+        page.tree.select("All groups/B");
+        page.command(ID_GROUPS_PASTE);
+        EXPECT_TRUE(page.tree.view().isExpanded(page.tree.item("All groups/B")));
+        page.tree.select("All groups/A/a1");
+        page.command(ID_GROUPS_CUT);
+        collapse("All groups/B");
+        page.tree.select("All groups/B");
+        page.command(ID_GROUPS_PASTE);
+        EXPECT_TRUE(page.tree.view().isExpanded(page.tree.item("All groups/B")));
+    });
+}
+
+TEST_F(GroupsPage, APasteOnAPrinterDoesNotUseUpACut) {
+    work([&](const Page& page) {
+        page.tree.select("All groups/A/C");
+        page.command(ID_GROUPS_CUT);
+        page.tree.select("All groups/B/b1");
+        page.command(ID_GROUPS_PASTE);
+        page.tree.select("All groups/B");
+        page.command(ID_GROUPS_PASTE);
+        EXPECT_EQ(page.tree.children("All groups/B"), (Lines{"b1", "C"}));
+    });
+    EXPECT_EQ(named("C")->parent, 5u);
+}
+
+TEST_F(GroupsPage, MenuCommandsSelectTheCurrentItemAgainAndBringItIntoSight) {
+    for (int i = 0; i < 100; ++i)
+        directory.AddGroup("g" + std::to_string(i), 1);
+    work([&](const Page& page) {
+        const HTREEITEM item = page.tree.item("All groups/A/a1");
+        for (const int command : {ID_GROUPS_COPY, ID_GROUPS_CUT, ID_GROUPS_PASTE, ID_GROUPS_RENAME,
+                                  ID_GROUPS_NEW_GROUP}) {
+            page.tree.select("All groups/A/a1");
+            SendMessageA(page.tree.window(), WM_VSCROLL, SB_BOTTOM, 0);
+            SentMessages selected(page.tree.window(), [&](const CWPSTRUCT& sent) {
+                return sent.message == TVM_SELECTITEM && sent.wParam == TVGN_CARET;
+            });
+            page.command(command);
+            const auto messages = selected.take();
+            ASSERT_GE(messages.size(), 1u) << command;
+            EXPECT_EQ(reinterpret_cast<HTREEITEM>(messages.front().lParam), item) << command;
+            const RECT text = page.tree.view().textRect(item);
+            EXPECT_GE(text.top, 0) << command;
+            EXPECT_LT(text.left, text.right) << command;
+            page.tree.view().endEdit();
+        }
+    });
+}
+
+TEST_F(GroupsPage, TheDraggedImageIsHeldWhereTheItemIsGrasped) {
+    work([&](const Page& page) {
+        const HTREEITEM item = page.tree.item("All groups/A/C");
+        const RECT text = page.tree.view().textRect(item);
+        const LONG middle = (text.top + text.bottom) / 2;
+        const auto onPicture = [&](LONG x) {
+            TVHITTESTINFO hit{};
+            hit.pt = {x, middle};
+            SendMessageA(page.tree.window(), TVM_HITTEST, 0, reinterpret_cast<LPARAM>(&hit));
+            return hit.hItem == item && (hit.flags & TVHT_ONITEMICON) != 0;
+        };
+        LONG left = text.left - 1;
+        ASSERT_TRUE(onPicture(left));
+        while (onPicture(left - 1))
+            --left;
+        const POINT held = page.tree.view().pointInDragImage(item, {left, middle});
+        EXPECT_GE(held.x, 0) << "the picture's left edge is the image's";
+        EXPECT_LE(held.x, 3);
+        EXPECT_EQ(held.y, middle - text.top);
+    });
+}
+
+TEST_F(GroupsPage, ATransferIsDrawnOnce) {
+    work([&](const Page& page) {
+        SentMessages drawing(page.tree.window(), [&](const CWPSTRUCT& sent) {
+            return sent.hwnd == page.tree.window() && sent.message == WM_SETREDRAW;
+        });
+        page.tree.select("All groups/A/C");
+        page.command(ID_GROUPS_CUT);
+        page.tree.select("All groups/B");
+        page.command(ID_GROUPS_PASTE);
+        std::vector<WPARAM> switched;
+        for (const auto& message : drawing.take())
+            switched.push_back(message.wParam);
+        EXPECT_EQ(switched, (std::vector<WPARAM>{FALSE, TRUE}));
+    });
+}
+
+TEST_F(GroupsPage, NothingIsMadeWhereTheTreeDoesNotShowIt) {
+    std::uint32_t lowest = 5;
+    for (int level = 2; level < 500; ++level)
+        lowest = directory.AddGroup("g", lowest)->id;
+    const std::size_t before = directory.nodes().size();
+    EXPECT_FALSE(runConfigure([&](const SheetDriver& sheet) {
+        const Page page(sheet, sheet.openPage(2));
+        // To draw hundreds of levels that open one after the other takes a minute.
+        const RedrawPause pause(page.tree.window());
+        HTREEITEM item = page.tree.item("All groups/B/g");
+        while (const HTREEITEM child = page.tree.view().firstChild(item))
+            item = child;
+        page.tree.select("All groups/A/a1");
+        page.command(ID_GROUPS_COPY);
+        page.tree.view().select(item);
+        page.command(ID_GROUPS_NEW_GROUP);
+        EXPECT_EQ(onlyMessage(), kTooDeep);
+        page.command(ID_GROUPS_NEW_PRINTER);
+        EXPECT_EQ(onlyMessage(), kTooDeep);
+        page.command(ID_GROUPS_PASTE);
+        EXPECT_EQ(onlyMessage(), kTooDeep);
+        page.tree.view().select(page.tree.view().parent(item));
+        page.command(ID_GROUPS_PASTE);
+        EXPECT_EQ(directory.nodes().size(), before + 1) << "the last level that is shown";
+        sheet.cancel();
+    }));
+}
+
+TEST_F(GroupsPage, ADirectoryWithoutItsRootShowsNothingAndTakesNothing) {
+    directory = CGroupsDB();
+    directory.AddGroup("lost", 1);
+    work([&](const Page& page) {
+        EXPECT_EQ(page.tree.lines(), Lines{});
+        for (const int id :
+             {ID_GROUPS_NEW_GROUP, ID_GROUPS_NEW_PRINTER, ID_GROUPS_COPY, ID_GROUPS_CUT,
+              ID_GROUPS_PASTE, ID_GROUPS_DELETE, ID_GROUPS_RENAME, ID_GROUPS_PROPERTIES})
+            page.command(id);
+        EXPECT_EQ(page.tree.lines(), Lines{});
+    });
+    EXPECT_EQ(directory.nodes().size(), 1u);
+}
+
+TEST_F(GroupsPage, ARefusedLabelsMessageWaitsUntilTheSheetCanBeUsed) {
+    work([&](const Page& page) {
+        page.tree.select("All groups/A/a1");
+        page.command(ID_GROUPS_RENAME);
+        const HWND sheet = page.sheet.sheet().window();
+        EnableWindow(sheet, FALSE);
+        SendMessageA(page.tree.editor(), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("C"));
+        page.tree.view().endEdit();
+        page.settle();
+        EXPECT_EQ(boxes.count(), 0u);
+        EXPECT_FALSE(page.tree.isEditing());
+        EnableWindow(sheet, TRUE);
+        EXPECT_EQ(onlyMessage(), kNameExists);
+        page.tree.enterLabel("mended");
+        page.tree.waitUntilEdited();
+    });
+    EXPECT_EQ(directory.FindNode(3)->name, "mended");
+}
+
 TEST_F(GroupsPage, CommandsThatArriveWhileADialogIsOpenAreDropped) {
     work([&](const Page& page) {
         page.tree.select("All groups/A/a1");
@@ -462,12 +654,13 @@ TEST_F(GroupsPage, AChainAsDeepAsTheDirectoryIsShownInPart) {
         page.command(ID_GROUPS_COPY);
         page.tree.select("All groups/A");
         page.command(ID_GROUPS_PASTE);
+        EXPECT_EQ(onlyMessage(), kTooDeep) << "most of the copy would not be shown";
         page.tree.select("All groups/B/g");
         page.command(ID_GROUPS_DELETE);
         sheet.cancel();
     }));
     EXPECT_EQ(names(5), Lines{"b1"});
-    EXPECT_EQ(directory.nodes().size(), 2008u);
+    EXPECT_EQ(directory.nodes().size(), 8u);
 }
 
 }  // namespace

@@ -114,7 +114,64 @@ TEST_F(JobTemplatePage, AListDropsAsWideAsItsWidestTranslation) {
     }));
 }
 
+TEST_F(JobTemplatePage, EveryListDropsAsWideAsItsWidestTranslation) {
+    const std::string wide(100, 'W');
+    writeSettingsFile("[Strings]\r\nno-hold=" + wide + "\r\n300 dpi=" + wide + "\r\none-sided=" +
+                      wide + "\r\nstaple=" + wide + "\r\nCustom Paper Size=" + wide + "\r\n");
+    EXPECT_TRUE(edit([&](const DialogDriver& page) {
+        // The numbers of the last list are not translated, and need no more room than it has.
+        for (const int list : {IDC_JOB_HOLD_UNTIL, IDC_JOB_RESOLUTION, IDC_JOB_SIDES,
+                               IDC_JOB_FINISHINGS, IDC_JOB_MEDIA}) {
+            EXPECT_EQ(std::ranges::count(items(page, list), wide), 1) << list;
+            EXPECT_EQ(droppedWidth(page, list), neededWidth(page, list)) << list;
+        }
+    }));
+}
+
+/// The page in a sheet of its own, so that it can be looked at without OK.
+class PageSheet : public SheetWindow {
+  public:
+    explicit PageSheet(CPageJobTemplate& page) : SheetWindow("Page", nullptr, IDM_VISUAL_STYLES) {
+        addPage(page);
+    }
+};
+
+TEST_F(JobTemplatePage, NothingIsStoredBeforeEverythingHasBeenChecked) {
+    CPageJobTemplate page;
+    page.useMessageBoxes(boxes);
+    PageSheet sheet(page);
+    drive([&] { EXPECT_FALSE(sheet.runModal()); },
+          [&] {
+              const SheetDriver opened(waitForDialog("Page").window());
+              EXPECT_TRUE(waitUntil([&] { return static_cast<bool>(opened.page()); }));
+              opened.page().type(IDC_JOB_PRIORITY, "7");
+              opened.page().choose(IDC_JOB_SIDES, 3);
+              opened.page().click(IDC_JOB_QUALITY_HIGH);
+              opened.page().type(IDC_JOB_COPIES, "0");
+              opened.ok();
+              EXPECT_EQ(boxes.take().size(), 1u);
+              opened.cancel();
+              opened.waitUntilClosed();
+          });
+    EXPECT_EQ(page.jobTemplate(), JobTemplate());
+}
+
+TEST_F(JobTemplatePage, UncheckedBoxesAreStored) {
+    config.jobTemplate.ippAttributeFidelity = 1;
+    config.jobTemplate.jobSheets = "standard";
+    EXPECT_TRUE(edit([](const DialogDriver& page) {
+        page.click(IDC_JOB_FIDELITY);
+        page.click(IDC_JOB_SHEET);
+    }));
+    EXPECT_EQ(config.jobTemplate.ippAttributeFidelity, 0);
+    EXPECT_EQ(config.jobTemplate.jobSheets, "none");
+}
+
 TEST_F(JobTemplatePage, ShowsTheDefaultsOfANewPort) {
+    // Whatever the record holds.
+    config.jobTemplate.copies = 9;
+    config.jobTemplate.sides = "tumble";
+    config.jobTemplate.pageRanges = "7";
     server.clear();
     EXPECT_FALSE(runNew([&](const SheetDriver& sheet) {
         sheet.page().type(IDC_PORT_NAME, "New");

@@ -4,6 +4,7 @@
 
 #include "tests/ui/sample_directory.h"
 #include "ui/group_tree_rules.h"
+#include "ui/tree_rows.h"
 
 namespace velmora {
 namespace {
@@ -162,6 +163,23 @@ TEST(CarryOut, DoesNothingUnlessAllowed) {
     NodePlacement plan = planDrop(tree.directory, tree.office->id, tree.archive->id, false);
     EXPECT_TRUE(carryOut(plan, tree.directory).empty());
     EXPECT_EQ(tree.office->parent, kRootGroup);
+}
+
+TEST(NodePlacement, RefusesWhatTheTreeWouldNotShow) {
+    SampleDirectory tree;
+    std::uint32_t lowest = tree.workshop->id;
+    for (std::size_t level = 2; level < kMaxTreeDepth; ++level)
+        lowest = tree.directory.AddGroup("g", lowest)->id;
+    NodeClipboard clipboard;
+    clipboard.copy(tree.laser->id);
+    EXPECT_EQ(planPaste(tree.directory, clipboard, lowest).verdict, Verdict::tooDeep);
+    EXPECT_EQ(planDrop(tree.directory, tree.laser->id, lowest, false).verdict, Verdict::tooDeep);
+    EXPECT_EQ(planDrop(tree.directory, tree.laser->id, lowest, true).verdict, Verdict::tooDeep);
+    const std::uint32_t above = tree.directory.FindNode(lowest)->parent;
+    EXPECT_EQ(planDrop(tree.directory, tree.laser->id, above, false).verdict, Verdict::allowed);
+    EXPECT_EQ(planDrop(tree.directory, tree.workshop->id, lowest, false).verdict,
+              Verdict::cannotMove)
+        << "the older refusal comes first";
 }
 
 }  // namespace

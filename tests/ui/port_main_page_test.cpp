@@ -166,6 +166,8 @@ TEST_F(PortMainPage, ListShowsEveryGroupWithItsPrintersAndItsTick) {
                 expected[row]);
         }
         const HWND list = page.control(IDC_PORT_GROUPS);
+        EXPECT_EQ(page.heading(IDC_PORT_GROUPS, 0), "Group");
+        EXPECT_EQ(page.heading(IDC_PORT_GROUPS, 1), "Printers number");
         EXPECT_EQ(SendMessageA(list, LVM_GETCOLUMNWIDTH, 0, 0), 150);
         EXPECT_EQ(SendMessageA(list, LVM_GETCOLUMNWIDTH, 1, 0), 115);
         EXPECT_NE(SendMessageA(list, LVM_GETEXTENDEDLISTVIEWSTYLE, 0, 0) & LVS_EX_CHECKBOXES, 0);
@@ -199,6 +201,120 @@ TEST_F(PortMainPage, SpaceTicksTheSelectedRow) {
         sheet.ok();
     }));
     EXPECT_EQ(config.targetIds.size(), 1u);
+}
+
+TEST_F(PortMainPage, ARowHasTheFocusAsSoonAsTabReachesTheList) {
+    config = multiPort({});
+    EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) {
+        const DialogDriver page = sheet.page();
+        page.setFocus(IDC_PORT_MULTI);
+        page.press(IDC_PORT_MULTI, VK_TAB);
+        EXPECT_TRUE(waitUntil([&] { return page.hasFocus(IDC_PORT_GROUPS); }));
+        page.press(IDC_PORT_GROUPS, VK_SPACE);
+        EXPECT_TRUE(waitUntil([&] { return page.rowChecked(IDC_PORT_GROUPS, 0); }));
+        sheet.ok();
+    }));
+    EXPECT_EQ(config.targetIds, Ids{1});
+}
+
+TEST_F(PortMainPage, TheListIsFoundAgainAsItWasLeft) {
+    for (int i = 0; i < 200; ++i)
+        directory.AddGroup("group " + std::to_string(i), 1);
+    config = multiPort({5});
+    EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
+        const HWND list = sheet.page().control(IDC_PORT_GROUPS);
+        const auto send = [&](UINT message, int row, LPARAM what) {
+            return SendMessageA(list, message, static_cast<WPARAM>(row), what);
+        };
+        const auto setState = [&](int row, UINT state) {
+            LVITEMA item{};
+            item.stateMask = item.state = state;
+            send(LVM_SETITEMSTATE, row, reinterpret_cast<LPARAM>(&item));
+        };
+        setState(103, LVIS_FOCUSED | LVIS_SELECTED);
+        send(LVM_ENSUREVISIBLE, 150, FALSE);
+        send(LVM_ENSUREVISIBLE, 100, FALSE);
+        ASSERT_EQ(send(LVM_GETTOPINDEX, 0, 0), 100);
+        sheet.openPage(1);
+        directory.DeleteNode(7);  // in the row above
+        sheet.openPage(0);
+        EXPECT_EQ(send(LVM_GETTOPINDEX, 0, 0), 99);
+        EXPECT_EQ(send(LVM_GETNEXTITEM, -1, LVNI_FOCUSED), 102);
+        EXPECT_EQ(send(LVM_GETNEXTITEM, -1, LVNI_SELECTED), 102);
+        EXPECT_EQ(send(LVM_GETNEXTITEM, 102, LVNI_SELECTED), -1);
+        sheet.ok();
+    }));
+    EXPECT_EQ(config.targetIds, Ids{5});
+}
+
+TEST_F(PortMainPage, AnIndeterminateBoxCountsAsChecked) {
+    EXPECT_FALSE(runNew([](const SheetDriver& sheet) {
+        const DialogDriver page = sheet.page();
+        const HWND box = page.control(IDC_PORT_AUTHENTICATION);
+        // A box of two states takes no third one.
+        SetWindowLongPtrA(box, GWL_STYLE,
+                          (GetWindowLongPtrA(box, GWL_STYLE) & ~0xF) | BS_AUTO3STATE);
+        SendMessageA(box, BM_SETCHECK, BST_INDETERMINATE, 0);
+        ASSERT_EQ(SendMessageA(box, BM_GETCHECK, 0, 0), BST_INDETERMINATE);
+        page.click(IDC_PORT_MULTI);
+        page.click(IDC_PORT_SINGLE);
+        EXPECT_EQ(enabledControls(page), "uUanNpP");
+        sheet.cancel();
+    }));
+}
+
+TEST_F(PortMainPage, AUrlWithoutAuthenticationIsEnteredWithItsCredentialsAsTheyAreTyped) {
+    config = singlePort();
+    EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) {
+        sheet.page().click(IDC_PORT_AUTHENTICATION);
+        sheet.ok();
+    }));
+    ASSERT_EQ(directory.portPrinters().count("Port"), 1u);
+    const CGroupsDBPrinter& printer = *directory.portPrinters().at("Port");
+    EXPECT_EQ(printer.address, (PrinterAddress{"ipp://printer/queue", 0, "user", "secret"}));
+}
+
+TEST_F(PortMainPage, LeavingWithoutAUrlDropsAnEntryOfTheNameThatWasTyped) {
+    directory.SetPortPrinter("Stale", {"ipp://old", 0, "", ""});
+    EXPECT_TRUE(runNew([&](const SheetDriver& sheet) {
+        sheet.page().type(IDC_PORT_NAME, "Stale");
+        sheet.page().click(IDC_PORT_MULTI);
+        EXPECT_EQ(directory.portPrinters().count("Stale"), 1u) << "until the page is left";
+        sheet.ok();
+    }));
+    EXPECT_EQ(directory.portPrinters().count("Stale"), 0u);
+}
+
+TEST_F(PortMainPage, AModeThatNoButtonShowsNeedsNoUrlAndKeepsGroups) {
+    config = multiPort({2});
+    EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
+        const DialogDriver page = sheet.page();
+        SendMessageA(page.control(IDC_PORT_MULTI), BM_SETCHECK, BST_UNCHECKED, 0);
+        sheet.openPage(1);
+        EXPECT_FALSE(sheet.openPage(0).checked(IDC_PORT_SINGLE));
+        EXPECT_FALSE(page.checked(IDC_PORT_MULTI));
+        EXPECT_EQ(enabledControls(page), "g");
+        sheet.ok();
+    }));
+    EXPECT_EQ(config, multiPort({2}));
+}
+
+TEST_F(PortMainPage, ADirectoryWithoutItsRootIsListedAsItIs) {
+    directory = CGroupsDB();
+    directory.AddGroup("lost", 1);
+    config = multiPort({1, 2});
+    EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) {
+        ASSERT_EQ(sheet.page().rows(IDC_PORT_GROUPS), 1);
+        EXPECT_EQ(sheet.page().cell(IDC_PORT_GROUPS, 0, 0), "lost");
+        sheet.ok();
+    }));
+    EXPECT_EQ(config.targetIds, Ids{2});
+    directory = CGroupsDB();
+    EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) {
+        EXPECT_EQ(sheet.page().rows(IDC_PORT_GROUPS), 0);
+        sheet.ok();
+    }));
+    EXPECT_EQ(config.targetIds, Ids{});
 }
 
 TEST_F(PortMainPage, SelectingRowsTicksNothingAndKeepsTheOrder) {

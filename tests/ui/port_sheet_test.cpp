@@ -142,6 +142,108 @@ TEST_F(PortSheetRun, MessageComesInTheBoxOfThePlatform) {
           });
 }
 
+struct BoxSearch {
+    HWND sheet;
+    std::vector<HWND> found;
+};
+
+BOOL CALLBACK visitBox(HWND window, LPARAM parameter) {
+    auto& search = *reinterpret_cast<BoxSearch*>(parameter);
+    if (window != search.sheet && GetDlgItem(window, 0xFFFF) != nullptr && IsWindowVisible(window))
+        search.found.push_back(window);
+    return TRUE;
+}
+
+/// The message boxes that are open over a sheet.
+std::vector<HWND> openBoxes(HWND sheet) {
+    BoxSearch search{sheet, {}};
+    EnumThreadWindows(GetWindowThreadProcessId(sheet, nullptr), &visitBox,
+                      reinterpret_cast<LPARAM>(&search));
+    return search.found;
+}
+
+HWND waitForBox(HWND sheet) {
+    EXPECT_TRUE(waitUntil([&] { return !openBoxes(sheet).empty(); }));
+    const auto boxes = openBoxes(sheet);
+    return boxes.empty() ? nullptr : boxes.front();
+}
+
+void closeBox(HWND box) {
+    PostMessageA(box, WM_COMMAND, IDOK, 0);
+    DialogDriver(box).waitUntilClosed();
+}
+
+/// The picture in a message box; null for none.
+HICON pictureOf(HWND box) {
+    for (HWND child = GetWindow(box, GW_CHILD); child != nullptr;
+         child = GetWindow(child, GW_HWNDNEXT)) {
+        const auto picture = reinterpret_cast<HICON>(SendMessageA(child, STM_GETICON, 0, 0));
+        if (picture != nullptr && IsWindowVisible(child)) return picture;
+    }
+    return nullptr;
+}
+
+TEST_F(PortSheetRun, OnlyAnInvalidUrlHasAPictureInItsBox) {
+    CDialogNewPort sheet(nullptr, directory, "", spooler.functions());
+    drive([&] { EXPECT_FALSE(sheet.edit(config)); },
+          [&] {
+              const SheetDriver opened(waitForDialog(title).window());
+              opened.ok();
+              const HWND plain = waitForBox(opened.sheet().window());
+              EXPECT_EQ(pictureOf(plain), nullptr);
+              closeBox(plain);
+              opened.page().type(IDC_PORT_NAME, "New");
+              opened.page().type(IDC_PORT_URL, "http://" + std::string(200, 'h') + "/");
+              opened.ok();
+              const HWND error = waitForBox(opened.sheet().window());
+              EXPECT_EQ(pictureOf(error), LoadIconA(nullptr, IDI_ERROR));
+              closeBox(error);
+              opened.cancel();
+              opened.waitUntilClosed();
+          });
+}
+
+TEST_F(PortSheetRun, PressesThatWaitWhileABoxIsOpenOpenNoMore) {
+    CDialogNewPort sheet(nullptr, directory, "", spooler.functions());
+    drive([&] { EXPECT_FALSE(sheet.edit(config)); },
+          [&] {
+              const SheetDriver opened(waitForDialog(title).window());
+              opened.ok();
+              opened.ok();
+              opened.chooseTab(1);
+              const HWND box = waitForBox(opened.sheet().window());
+              opened.page().settle();
+              EXPECT_EQ(openBoxes(opened.sheet().window()), std::vector<HWND>{box});
+              closeBox(box);
+              opened.page().settle();
+              EXPECT_EQ(openBoxes(opened.sheet().window()), std::vector<HWND>{});
+              EXPECT_TRUE(waitUntil([&] { return opened.page().hasFocus(IDC_PORT_NAME); }));
+              opened.cancel();
+              opened.waitUntilClosed();
+          });
+}
+
+TEST_F(PortSheetRun, RefusedPastesThatWaitOpenOneBox) {
+    config = multiPort({1});
+    CDialogConfigPort sheet(nullptr, directory, spooler.functions());
+    drive([&] { EXPECT_FALSE(sheet.edit(config)); },
+          [&] {
+              const SheetDriver opened(waitForDialog(title).window());
+              const DialogDriver groups = opened.openPage(2);
+              const TreeView tree(groups.control(IDC_GROUPS_TREE));
+              tree.select(tree.firstChild(nullptr));
+              for (const int command :
+                   {ID_GROUPS_COPY, ID_GROUPS_PASTE, ID_GROUPS_PASTE, ID_GROUPS_PASTE})
+                  PostMessageA(groups.window(), WM_COMMAND, static_cast<WPARAM>(command), 0);
+              const HWND box = waitForBox(opened.sheet().window());
+              groups.settle();
+              EXPECT_EQ(openBoxes(opened.sheet().window()), std::vector<HWND>{box});
+              closeBox(box);
+              opened.cancel();
+              opened.waitUntilClosed();
+          });
+}
+
 TEST_F(PortSheetRun, TwoSheetsAtOnceDoNotDisturbEachOther) {
     CGroupsDB otherDirectory = sampleDirectory();
     PortConfig other = multiPort({2});

@@ -146,14 +146,8 @@ TEST_F(PrinterDialogs, PatternsAreThePrintersOfPortsInTheirOrder) {
         EXPECT_EQ(SendMessageA(list, LVM_GETCOLUMNWIDTH, 1, 0), 160);
         constexpr LRESULT kStyles = LVS_EX_GRIDLINES | LVS_EX_HEADERDRAGDROP | LVS_EX_FULLROWSELECT;
         EXPECT_EQ(SendMessageA(list, LVM_GETEXTENDEDLISTVIEWSTYLE, 0, 0) & kStyles, kStyles);
-        char title[32] = "";
-        LVCOLUMNA column{};
-        column.mask = LVCF_TEXT | LVCF_FMT;
-        column.pszText = title;
-        column.cchTextMax = sizeof title;
-        SendMessageA(list, LVM_GETCOLUMNA, 1, reinterpret_cast<LPARAM>(&column));
-        EXPECT_STREQ(title, "URL");
-        EXPECT_EQ(column.fmt & LVCFMT_JUSTIFYMASK, LVCFMT_LEFT);
+        EXPECT_EQ(dialog.heading(IDC_PRINTER_PATTERNS, 0), "Name");
+        EXPECT_EQ(dialog.heading(IDC_PRINTER_PATTERNS, 1), "URL");
         dialog.clickWithoutWaiting(IDCANCEL);
     }));
 }
@@ -189,6 +183,31 @@ TEST_F(PrinterDialogs, ADoubleClickOnARowCopiesIt) {
         EXPECT_TRUE(waitUntil([&] { return dialog.text(IDC_PRINTER_NAME) == "a port"; }));
         dialog.clickWithoutWaiting(IDCANCEL);
     }));
+}
+
+TEST_F(PrinterDialogs, TenThousandPatternsAreShownInOneDrawing) {
+    for (int i = 0; i < 10000; ++i)
+        directory.SetPortPrinter("port " + std::to_string(100000 + i), {"ipp://p", 0, "", ""});
+    EXPECT_FALSE(runNew([&](const DialogDriver& dialog) {
+        EXPECT_EQ(dialog.rows(IDC_PRINTER_PATTERNS), 10000);
+        EXPECT_EQ(dialog.cell(IDC_PRINTER_PATTERNS, 9999, 0), "port 109999");
+        EXPECT_EQ(dialog.cell(IDC_PRINTER_PATTERNS, 9999, 1), "ipp://p");
+        selectRow(dialog, 9999);
+        dialog.click(IDC_PRINTER_COPY_PATTERN);
+        EXPECT_EQ(dialog.text(IDC_PRINTER_NAME), "port 109999");
+        dialog.clickWithoutWaiting(IDCANCEL);
+    }));
+}
+
+TEST_F(PrinterDialogs, WithoutAuthenticationCredentialsAreStillHandedBack) {
+    start.address.useAuthentication = 1;
+    EXPECT_TRUE(runProperties([&](const DialogDriver& dialog) {
+        dialog.click(IDC_PRINTER_AUTHENTICATION);
+        dialog.clickWithoutWaiting(IDOK);
+    }));
+    PrinterForm expected = start;
+    expected.address.useAuthentication = 0;
+    EXPECT_EQ(result, expected) << "the caller drops what is not used";
 }
 
 TEST_F(PrinterDialogs, TextsOfEveryLengthComeBack) {

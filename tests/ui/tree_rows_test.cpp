@@ -102,5 +102,25 @@ TEST(TreeRows, EndAtTheGreatestDepth) {
     EXPECT_TRUE(treeRows(directory, 1000, kMaxTreeDepth).empty());
 }
 
+TEST(TreeRows, TellWhatWouldBeTooDeepToBeShown) {
+    SampleDirectory tree;
+    CGroupsDB& directory = tree.directory;
+    std::uint32_t lowest = tree.workshop->id;
+    for (std::size_t level = 2; level < kMaxTreeDepth - 1; ++level)
+        lowest = directory.AddGroup("g", lowest)->id;
+    EXPECT_TRUE(fitsBelow(directory, lowest)) << "the last level that is shown";
+    EXPECT_TRUE(fitsBelow(directory, lowest, tree.laser->id));
+    EXPECT_FALSE(fitsBelow(directory, lowest, tree.archive->id)) << "its printer would be below";
+    const std::uint32_t last = directory.AddGroup("g", lowest)->id;
+    EXPECT_FALSE(fitsBelow(directory, last));
+    EXPECT_FALSE(fitsBelow(directory, last, tree.laser->id));
+    EXPECT_TRUE(fitsBelow(directory, 1, tree.archive->id));
+    EXPECT_FALSE(fitsBelow(directory, tree.archive->id, tree.workshop->id)) << "a level too many";
+    EXPECT_TRUE(fitsBelow(directory, tree.office->id, tree.archive->id));
+    insert(directory, 8000, 8001, "each other's");
+    insert(directory, 8001, 8000, "each other's");
+    EXPECT_FALSE(fitsBelow(directory, 8000)) << "a walk within a circle ends";
+}
+
 }  // namespace
 }  // namespace velmora

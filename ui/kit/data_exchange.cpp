@@ -14,6 +14,10 @@ bool isRadioButton(HWND control) {
     return (SendMessageA(control, WM_GETDLGCODE, 0, 0) & DLGC_RADIOBUTTON) != 0;
 }
 
+void keepInTabOrder(HWND control) {
+    SetWindowLongPtrA(control, GWL_STYLE, GetWindowLongPtrA(control, GWL_STYLE) | WS_TABSTOP);
+}
+
 /// The next control after `control` in the tab order that still belongs to its group, or null.
 HWND nextOfGroup(HWND control) {
     const HWND next = GetWindow(control, GW_HWNDNEXT);
@@ -74,6 +78,9 @@ void DataExchange::radio(int first, int& index) {
             index = position;
         ++position;
     }
+    // A button without a mark leaves the tab order; one of the group must stay in it, or keys reach
+    // the group no more.
+    if (loading() && (index < 0 || index >= position)) keepInTabOrder(dialog_.control(first));
 }
 
 void DataExchange::refuse(const Refusal& refusal) {

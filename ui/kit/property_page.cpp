@@ -24,6 +24,9 @@ std::optional<LRESULT> PropertyPage::onNotify(NMHDR& header) {
             onActivate();
             return 0;
         case PSN_KILLACTIVE:
+            // Buttons and tabs that were pressed before a dialog or message box of ours opened
+            // arrive while it is open.
+            if (!IsWindowEnabled(GetParent(window()))) return TRUE;
             return onDeactivate() ? FALSE : TRUE;
         case PSN_HELP:
             onHelp(0);

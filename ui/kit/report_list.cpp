@@ -41,10 +41,21 @@ void ReportList::setText(int row, int column, std::string text) const {
                  reinterpret_cast<LPARAM>(&item));
 }
 
+void ReportList::reserve(std::size_t rows) const {
+    SendMessageA(control_, LVM_SETITEMCOUNT, rows, 0);
+}
+
 void ReportList::check(int row) const {
     LVITEMA item{};
     item.stateMask = LVIS_STATEIMAGEMASK;
     item.state = INDEXTOSTATEIMAGEMASK(2);
+    SendMessageA(control_, LVM_SETITEMSTATE, static_cast<WPARAM>(row),
+                 reinterpret_cast<LPARAM>(&item));
+}
+
+void ReportList::setState(int row, UINT state) const {
+    LVITEMA item{};
+    item.stateMask = item.state = state;
     SendMessageA(control_, LVM_SETITEMSTATE, static_cast<WPARAM>(row),
                  reinterpret_cast<LPARAM>(&item));
 }
@@ -61,6 +72,37 @@ std::optional<LPARAM> ReportList::rowData(int row) const {
     if (!SendMessageA(control_, LVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&item)))
         return std::nullopt;
     return item.lParam;
+}
+
+ReportList::Sight ReportList::sight() const {
+    const auto next = [this](int after, UINT flags) {
+        return static_cast<int>(
+            SendMessageA(control_, LVM_GETNEXTITEM, static_cast<WPARAM>(after), flags));
+    };
+    Sight sight;
+    sight.focused = rowData(next(-1, LVNI_FOCUSED));
+    sight.top = rowData(static_cast<int>(SendMessageA(control_, LVM_GETTOPINDEX, 0, 0)));
+    for (int row = next(-1, LVNI_SELECTED); row >= 0; row = next(row, LVNI_SELECTED))
+        if (const auto data = rowData(row)) sight.selected.insert(*data);
+    return sight;
+}
+
+void ReportList::restore(const Sight& sight) const {
+    const int rows = static_cast<int>(SendMessageA(control_, LVM_GETITEMCOUNT, 0, 0));
+    int focused = 0;
+    int top = 0;
+    for (int row = 0; row < rows; ++row) {
+        const auto data = rowData(row);
+        if (!data) continue;
+        if (data == sight.focused) focused = row;
+        if (data == sight.top) top = row;
+        if (sight.selected.contains(*data)) setState(row, LVIS_SELECTED);
+    }
+    if (rows == 0) return;
+    setState(focused, LVIS_FOCUSED);
+    // The last row first, so that the one that was on top comes to the top again.
+    SendMessageA(control_, LVM_ENSUREVISIBLE, static_cast<WPARAM>(rows - 1), FALSE);
+    SendMessageA(control_, LVM_ENSUREVISIBLE, static_cast<WPARAM>(top), FALSE);
 }
 
 }  // namespace velmora

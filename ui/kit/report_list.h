@@ -4,7 +4,9 @@
 
 #include <commctrl.h>
 
+#include <cstddef>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace velmora {
@@ -14,23 +16,40 @@ class ReportList {
   public:
     explicit ReportList(HWND control) noexcept : control_(control) {}
 
+    HWND control() const noexcept { return control_; }
+
     /// Adds extended styles (LVS_EX_...) to those that the list has.
     void addStyle(DWORD extended) const;
-    /// Behind the last column; left aligned, `width` in pixels at 96 dots per inch.
+    /// After the last column; left aligned, `width` in pixels at 96 dots per inch.
     void addColumn(std::string title, int width) const;
-    /// Behind the last row; returns its index.
+    /// Room for so many rows, before they are added.
+    void reserve(std::size_t rows) const;
+    /// After the last row; returns its index.
     int addRow(std::string text, LPARAM data) const;
     void setText(int row, int column, std::string text) const;
 
     /// Sets a row's check mark; the list needs the style for it.
     void check(int row) const;
 
-    /// The first selected row, -1 when there is none.
+    /// The first selected row, -1 if there is none.
     int selectedRow() const;
-    /// None when there is no such row.
+    /// None if there is no such row.
     std::optional<LPARAM> rowData(int row) const;
 
+    /// What the user sees of the rows, which are known by their data.
+    struct Sight {
+        std::optional<LPARAM> focused;
+        std::optional<LPARAM> top;  ///< the first row in sight
+        std::set<LPARAM> selected;
+    };
+    Sight sight() const;
+    /// Shows a refilled list as it was, as far as the rows are still there. One row always has the
+    /// focus, which Space and the arrow keys need.
+    void restore(const Sight& sight) const;
+
   private:
+    void setState(int row, UINT state) const;
+
     HWND control_;
 };
 

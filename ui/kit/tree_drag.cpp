@@ -1,5 +1,11 @@
 #include "ui/kit/tree_drag.h"
 
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "platform/library.h"
+
 namespace velmora {
 namespace {
 
@@ -8,6 +14,56 @@ constexpr UINT kTimerMilliseconds = 60;
 constexpr DWORD kExpandAfterMilliseconds = 700;
 /// How near to the upper and lower edge the pointer makes the tree scroll, in pixels.
 constexpr LONG kScrollZone = 12;
+
+/// The platform has no pointer for copying among its own. "#" is black, "." white.
+constexpr const char* kCopyPointer[] = {
+    "#",
+    "##",
+    "#.#",
+    "#..#",
+    "#...#",
+    "#....#",
+    "#.....#",
+    "#......#",
+    "#.......#",
+    "#........#",
+    "#.....#####",
+    "#..#..#",
+    "#.# #..#",
+    "##  #..#",
+    "#    #..# ###########",
+    "     #..# #.........#",
+    "      #..##....#....#",
+    "      #..##....#....#",
+    "       ## #....#....#",
+    "          #.#######.#",
+    "          #....#....#",
+    "          #....#....#",
+    "          #....#....#",
+    "          #.........#",
+    "          ###########",
+};
+
+UniqueCursor makeCopyPointer() {
+    // Windows stretches the pointer if it wants another size.
+    constexpr int kSize = 32;
+    constexpr int kRowBytes = kSize / 8;
+    std::array<std::uint8_t, kSize * kRowBytes> transparent;
+    std::array<std::uint8_t, kSize * kRowBytes> white{};
+    transparent.fill(0xFF);
+    int row = 0;
+    for (const std::string_view line : kCopyPointer) {
+        for (std::size_t x = 0; x < line.size(); ++x) {
+            const std::size_t at = static_cast<std::size_t>(row * kRowBytes) + x / 8;
+            const int bit = 0x80 >> (x % 8);
+            if (line[x] != ' ') transparent[at] = static_cast<std::uint8_t>(transparent[at] & ~bit);
+            if (line[x] == '.') white[at] = static_cast<std::uint8_t>(white[at] | bit);
+        }
+        ++row;
+    }
+    return UniqueCursor(
+        CreateCursor(currentModule(), 0, 0, kSize, kSize, transparent.data(), white.data()));
+}
 
 }  // namespace
 
@@ -20,13 +76,17 @@ void TreeDrag::begin(HWND owner, const TreeView& tree, HTREEITEM item, POINT gri
     point_ = grip;
     copy_ = false;
     rules_ = &rules;
+    if (!copyPointer_) copyPointer_ = makeCopyPointer();
     active_ = true;
     image_.reset(reinterpret_cast<HIMAGELIST>(
         SendMessageA(tree.control(), TVM_CREATEDRAGIMAGE, 0, reinterpret_cast<LPARAM>(item))));
     if (image_) {
-        const RECT text = tree.textRect(item);
-        ImageList_BeginDrag(image_.get(), 0, grip.x - text.left, grip.y - text.top);
-        showImage();
+        const POINT held = tree.pointInDragImage(item, grip);
+        // Not every tree view gives an image that can be dragged.
+        if (ImageList_BeginDrag(image_.get(), 0, held.x, held.y))
+            showImage();
+        else
+            image_.reset();
     }
     SetCapture(owner);
     SetTimer(owner, kTimer, kTimerMilliseconds, nullptr);
@@ -44,6 +104,12 @@ void TreeDrag::move(POINT point, WPARAM keys) {
 bool TreeDrag::tick(WPARAM timer) {
     if (timer != kTimer) return false;
     if (active_) {
+        // The pointer shows a copy as soon as Control is held, moved or not.
+        const bool copy = GetKeyState(VK_CONTROL) < 0;
+        if (copy != copy_) {
+            copy_ = copy;
+            follow();
+        }
         scrollNearEdges();
         expandRestedOn();
     }
@@ -90,7 +156,12 @@ void TreeDrag::follow() {
     }
     const bool takes = below != nullptr && rules_->takesDrop(item_, below, copy_);
     setTarget(takes ? below : nullptr);
-    SetCursor(LoadCursorA(nullptr, takes ? IDC_ARROW : IDC_NO));
+    if (!takes)
+        SetCursor(LoadCursorA(nullptr, IDC_NO));
+    else if (copy_ && copyPointer_)
+        SetCursor(copyPointer_.get());
+    else
+        SetCursor(LoadCursorA(nullptr, IDC_ARROW));
 }
 
 void TreeDrag::setTarget(HTREEITEM target) {

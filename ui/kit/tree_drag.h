@@ -20,9 +20,9 @@ class DropRules {
 };
 
 /// Dragging one item of a tree view with the left button, as in the shell: the item's picture
-/// follows the pointer, the item below the pointer is highlighted when it takes the drop, the tree
-/// scrolls near its edges, and a group that the pointer rests on opens. The window that has the
-/// mouse meanwhile passes its messages on.
+/// follows the pointer, which shows a plus while Control is held, the item below the pointer is
+/// highlighted when it takes the drop, the tree scrolls near its edges, and a group that the
+/// pointer rests on opens. The window that has the mouse meanwhile passes its messages on.
 class TreeDrag {
   public:
     struct Drop {
@@ -72,6 +72,7 @@ class TreeDrag {
     bool copy_ = false;
     const DropRules* rules_ = nullptr;
     UniqueImageList image_;
+    UniqueCursor copyPointer_;
     bool imageShown_ = false;
 };
 

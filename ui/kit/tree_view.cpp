@@ -130,21 +130,21 @@ RECT TreeView::textRect(HTREEITEM item) const {
     return rect;
 }
 
+POINT TreeView::pointInDragImage(HTREEITEM item, POINT point) const {
+    int pictureWidth = 0;
+    int height = 0;
+    const auto images = reinterpret_cast<HIMAGELIST>(send(TVM_GETIMAGELIST, TVSIL_NORMAL, 0));
+    if (images != nullptr) ImageList_GetIconSize(images, &pictureWidth, &height);
+    const RECT text = textRect(item);
+    return {point.x - text.left + pictureWidth, point.y - text.top};
+}
+
 void TreeView::highlightDropTarget(HTREEITEM item) const {
     send(TVM_SELECTITEM, TVGN_DROPHILITE, reinterpret_cast<LPARAM>(item));
 }
 
 HTREEITEM TreeView::dropTarget() const {
     return next(TVGN_DROPHILITE, nullptr);
-}
-
-TreeView::Quiet::Quiet(const TreeView& tree) noexcept : control_(tree.control_) {
-    SendMessageA(control_, WM_SETREDRAW, FALSE, 0);
-}
-
-TreeView::Quiet::~Quiet() {
-    SendMessageA(control_, WM_SETREDRAW, TRUE, 0);
-    InvalidateRect(control_, nullptr, TRUE);
 }
 
 }  // namespace velmora

@@ -53,21 +53,12 @@ class TreeView {
     HTREEITEM itemAt(POINT point) const;
     /// Where an item's text is, in the control; empty when it is scrolled out of sight.
     RECT textRect(HTREEITEM item) const;
+    /// Where a point of the control lies in the image that TVM_CREATEDRAGIMAGE makes of the item:
+    /// its picture, and its text right of it.
+    POINT pointInDragImage(HTREEITEM item, POINT point) const;
     void highlightDropTarget(HTREEITEM item) const;
     /// The highlighted item, null for none.
     HTREEITEM dropTarget() const;
-
-    /// Holds back all drawing for as long as it lives.
-    class Quiet {
-      public:
-        explicit Quiet(const TreeView& tree) noexcept;
-        Quiet(const Quiet&) = delete;
-        Quiet& operator=(const Quiet&) = delete;
-        ~Quiet();
-
-      private:
-        HWND control_;
-    };
 
   private:
     LRESULT send(UINT message, WPARAM wParam, LPARAM lParam) const;

@@ -29,6 +29,13 @@ struct FontTraits {
 };
 using UniqueFont = UniqueHandle<FontTraits>;
 
+struct CursorTraits {
+    using Type = HCURSOR;
+    static Type empty() noexcept { return nullptr; }
+    static void close(Type cursor) noexcept { DestroyCursor(cursor); }
+};
+using UniqueCursor = UniqueHandle<CursorTraits>;
+
 struct ImageListTraits {
     using Type = HIMAGELIST;
     static Type empty() noexcept { return nullptr; }

@@ -6,6 +6,11 @@ namespace velmora {
 namespace {
 
 constexpr const char* kOwner = "Velmora.WindowSubclass";
+constexpr const char* kPauses = "Velmora.RedrawPause";
+
+LONG_PTR pausesOf(HWND window) noexcept {
+    return reinterpret_cast<LONG_PTR>(GetPropA(window, kPauses));
+}
 
 WNDPROC exchangeProcedure(HWND window, WNDPROC procedure, bool unicode) noexcept {
     const auto value = reinterpret_cast<LONG_PTR>(procedure);
@@ -88,6 +93,23 @@ LRESULT CALLBACK WindowSubclass::procedure(HWND window, UINT message, WPARAM wPa
                        : CallWindowProcA(previous, window, message, wParam, lParam);
     }
     return self->onMessage(message, wParam, lParam);
+}
+
+RedrawPause::RedrawPause(HWND window) noexcept : window_(window) {
+    const LONG_PTR pauses = pausesOf(window);
+    SetPropA(window, kPauses, reinterpret_cast<HANDLE>(pauses + 1));
+    if (pauses == 0) SendMessageA(window, WM_SETREDRAW, FALSE, 0);
+}
+
+RedrawPause::~RedrawPause() {
+    const LONG_PTR others = pausesOf(window_) - 1;
+    if (others > 0) {
+        SetPropA(window_, kPauses, reinterpret_cast<HANDLE>(others));
+        return;
+    }
+    RemovePropA(window_, kPauses);
+    SendMessageA(window_, WM_SETREDRAW, TRUE, 0);
+    InvalidateRect(window_, nullptr, TRUE);
 }
 
 }  // namespace velmora

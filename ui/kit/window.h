@@ -53,4 +53,17 @@ class WindowSubclass {
     bool unicode_ = false;
 };
 
+/// Holds back all drawing of a window for as long as it lives. Pauses of one window may overlap:
+/// the last one that ends has it drawn.
+class RedrawPause {
+  public:
+    explicit RedrawPause(HWND window) noexcept;
+    RedrawPause(const RedrawPause&) = delete;
+    RedrawPause& operator=(const RedrawPause&) = delete;
+    ~RedrawPause();
+
+  private:
+    HWND window_;
+};
+
 }  // namespace velmora
