@@ -71,7 +71,7 @@ void DirectoryTree::fill() {
         const bool top = row.parentRow == TreeRow::kNoParent;
         items.push_back(append(top ? nullptr : items[row.parentRow], *row.node));
         // A damaged directory may have more than one record without a parent; the root is the one
-        // that stands for the whole.
+        // that represents the whole.
         if (top && row.node->id == kRootGroup) items_[kTopLevel] = items.back();
     }
     view_.select(nullptr);

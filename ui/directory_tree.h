@@ -46,10 +46,10 @@ class DirectoryTree {
 
     /// Null when the node is not shown.
     HTREEITEM item(std::uint32_t id) const;
-    /// The node of an item (null: no item); null also when the directory lacks it.
+    /// The node of an item (null: no item); null also if the directory does not have it.
     CGroupsDBNode* node(HTREEITEM item) const;
     CGroupsDBNode* selectedNode() const { return node(view_.selected()); }
-    /// The item that stands for the whole directory.
+    /// The item that represents the whole directory.
     bool isTopLevel(HTREEITEM item) const;
 
   private:

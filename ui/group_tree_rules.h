@@ -44,8 +44,8 @@ std::string newGroupName(const CGroupsDB& directory, std::uint32_t group,
 
 enum class RenameOutcome { accepted, duplicate };
 
-/// Ends a label edit: `text` is what was typed, none when the edit was cancelled. An empty text
-/// stands for the present name, and the present name is always accepted, so that leaving the
+/// Ends a label edit: `text` is what was typed, none if the edit was cancelled. An empty text
+/// means the present name, and the present name is always accepted, so that leaving the
 /// editor is possible even where a directory written by others holds one name twice. `duplicate`:
 /// something else in the same group has the name, and nothing was changed.
 RenameOutcome renameNode(CGroupsDB& directory, std::uint32_t id,

@@ -11,7 +11,7 @@ namespace {
 std::string withNumbers(const std::string& builtIn, std::initializer_list<int> numbers) {
     const std::string text = lookupString(builtIn);
     if (auto message = formatNumbers(text, numbers)) return *message;
-    // A translator's placeholders must not decide what the user gets to read.
+    // A mistake in a translator's placeholders must not spoil the message.
     return formatNumbers(builtIn, numbers).value_or(text);
 }
 

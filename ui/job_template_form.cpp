@@ -33,7 +33,7 @@ int indexOf(std::span<const NumberChoice> choices, std::uint32_t value) {
 }
 
 int resolutionIndex(const JobTemplate::Resolution& resolution) {
-    // The list speaks of dots per inch, the same in both directions; anything else has no item.
+    // The list offers dots per inch, the same in both directions; anything else has no item.
     if (resolution.crossFeed != resolution.feed || resolution.units != kDotsPerInch) return -1;
     return indexOf(resolutionChoices(), resolution.feed);
 }

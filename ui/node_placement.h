@@ -24,7 +24,7 @@ class NodeClipboard {
 
     bool empty() const noexcept { return !node_; }
     bool isCut() const noexcept { return node_ && cut_; }
-    /// A node or kWholeContent; none when empty.
+    /// A node or kWholeContent; none if empty.
     std::optional<std::uint32_t> node() const noexcept { return node_; }
 
   private:
@@ -48,7 +48,8 @@ struct NodePlacement {
     std::vector<std::uint32_t> sources;  ///< nodes, each with everything below it
 };
 
-/// Pasting into the selected node. A refused paste speaks of copying even after a cut.
+/// Pasting into the selected node. The message about a refused paste is the one for copying, even
+/// after a cut.
 NodePlacement planPaste(const CGroupsDB& directory, const NodeClipboard& clipboard,
                         std::uint32_t selected);
 
@@ -56,7 +57,7 @@ NodePlacement planPaste(const CGroupsDB& directory, const NodeClipboard& clipboa
 NodePlacement planDrop(const CGroupsDB& directory, std::uint32_t source, std::uint32_t target,
                        bool copy);
 
-/// Carries out an allowed placement; the ids that now stand in the target for the sources, in the
+/// Carries out an allowed placement; the ids of what is now in the target, in the
 /// same order (the sources themselves after a move, their copies otherwise).
 std::vector<std::uint32_t> carryOut(const NodePlacement& placement, CGroupsDB& directory);
 

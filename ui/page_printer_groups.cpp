@@ -44,7 +44,7 @@ bool CPagePrinterGroups::onCommand(int id, int code) {
     // Keys reach the tree during a drag too; what is dragged must not be deleted under the pointer.
     if (drag_.active()) return true;
     // The button that takes the focus from a label's editor ends the edit. If the label is refused,
-    // nothing else happens until the user has read why and mended it.
+    // nothing else happens until the user has read why and corrected it.
     if (refusedLabel_) return true;
     // Buttons also report focus changes, with other notification codes.
     if (id >= IDC_GROUPS_NEW_GROUP && id <= IDC_GROUPS_PROPERTIES && code != BN_CLICKED)

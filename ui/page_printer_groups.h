@@ -15,7 +15,7 @@
 namespace velmora {
 
 /// The page of both port sheets that edits the printer directory as a tree. Every edit is made in
-/// the directory at once; what keeps the directory is the caller's business.
+/// the directory at once; storing the directory is the caller's business.
 class CPagePrinterGroups : public PropertyPage, private DropRules {
   public:
     /// `directory` must outlive the page.

@@ -157,7 +157,8 @@ void CPagePrinterGroups::showMenu(HTREEITEM item, POINT screen) {
 void CPagePrinterGroups::beginDrag(const NMTREEVIEWA& info) {
     if (refusedLabel_) return;
     view().select(info.itemNew.hItem);
-    // Escape goes to whatever has the focus, and not every tree takes it when the drag begins.
+    // Escape goes to the control with the focus, and not every tree takes the focus when a drag
+    // begins.
     SetFocus(view().control());
     keys_.wantEscape(true);
     drag_.begin(window(), view(), info.itemNew.hItem, info.ptDrag, *this);
@@ -205,7 +206,7 @@ void CPagePrinterGroups::endDrag() {
 }
 
 bool CPagePrinterGroups::takesDrop(HTREEITEM item, HTREEITEM target, bool copy) const {
-    // What will be refused with a message takes the drop as well, for the message's sake.
+    // A drop that will be refused with a message is taken too, so that the message appears.
     return planDrop(directory_, view().data(item), view().data(target), copy).verdict !=
            NodePlacement::Verdict::nothing;
 }

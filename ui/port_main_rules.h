@@ -75,7 +75,7 @@ class CheckedGroups {
 };
 
 /// Between record and page. The first gives what the page starts with; the second puts into the
-/// record what the page ended with, leaving out what the chosen mode has no use for: a multi-remote
+/// record what the page ended with, leaving out what the chosen mode does not use: a multi-remote
 /// port has no URL, no authentication, a port without authentication no credentials, and a
 /// single-printer port no groups.
 PortMainData pageData(const PortConfig& config);

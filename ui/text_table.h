@@ -24,7 +24,7 @@ class CTextTable {
     /// The text to show for `text` (lookupText in platform/profile_file.h).
     std::string Lookup(const std::string& text) const { return lookupText(file_, section_, text); }
 
-    /// The same for a long text, which has a key of its own that is no text.
+    /// The same for a long text, which has a key of its own that is not a text.
     std::string Lookup(const std::string& key, const std::string& text) const {
         return lookupText(file_, section_, key, text);
     }
@@ -42,7 +42,7 @@ class CTextTable {
     std::string section_;
 };
 
-/// String-table entry `id` as it stands in the resources; empty when there is none.
+/// String-table entry `id` as it is in the resources; empty if there is none.
 std::string loadResourceText(UINT id);
 
 /// String-table entry `id`, looked up in section "Strings".

@@ -22,8 +22,8 @@ class Walk {
     explicit Walk(const CGroupsDB& directory) : index_(directory.nodes()) {}
 
     void push(const CGroupsDBNode& node, std::size_t parentRow, std::size_t depth) {
-        // Id 0 means "none" everywhere, so a stray record of that number cannot be spoken of; and
-        // only in a cycle is a node met twice.
+        // Id 0 means "none" everywhere, so a stray record of that number cannot be addressed; and a
+        // node is met twice only in a cycle.
         if (node.id == 0 || depth >= kMaxTreeDepth || !seen_.insert(node.id).second) return;
         pending_.push_back({&node, parentRow, depth});
     }

@@ -21,7 +21,7 @@ struct TreeRow {
 constexpr std::size_t kMaxTreeDepth = 500;
 
 /// The whole tree in the order in which a tree view is filled: each item before its children,
-/// children in ascending id. The records are looked through once, whatever their number. Records
+/// children in ascending id. The records are read once. Records
 /// that cannot be reached from the top (parents that do not exist, cycles) have no row, and neither
 /// has one with the id 0.
 std::vector<TreeRow> treeRows(const CGroupsDB& directory);

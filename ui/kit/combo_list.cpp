@@ -48,7 +48,7 @@ bool ComboList::showsWholeText() const {
     COMBOBOXINFO info{};
     info.cbSize = sizeof info;
     if (!GetComboBoxInfo(control_, &info)) return true;
-    // The text begins one pixel behind the edge of its area.
+    // The text begins one pixel after the edge of its area.
     const int room = info.rcItem.right - info.rcItem.left - 2;
     return TextMeasure(control_).width(selectedText()) <= room;
 }

@@ -13,9 +13,9 @@ class ComboList {
   public:
     explicit ComboList(HWND control) noexcept : control_(control) {}
 
-    /// Behind the last item, also in a list with the sorted style.
+    /// After the last item, also in a list with the sorted style.
     void append(const std::string& text) const;
-    /// -1: none.
+    /// -1 for none.
     void select(int index) const;
     int selection() const;
     /// Empty when nothing is selected.

@@ -78,8 +78,8 @@ void DataExchange::radio(int first, int& index) {
             index = position;
         ++position;
     }
-    // A button without a mark leaves the tab order; one of the group must stay in it, or keys reach
-    // the group no more.
+    // A button that is not checked leaves the tab order. One of the group must stay in it, or the
+    // keyboard cannot reach the group.
     if (loading() && (index < 0 || index >= position)) keepInTabOrder(dialog_.control(first));
 }
 

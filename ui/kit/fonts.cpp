@@ -12,7 +12,7 @@ namespace {
 /// None for a code page without a character set of its own, such as UTF-8.
 std::optional<BYTE> charsetOfSystem() {
     CHARSETINFO info{};
-    // With this flag the first argument is no pointer but the code page itself.
+    // With this flag the first argument is not a pointer but the code page itself.
     const auto codePage = reinterpret_cast<DWORD*>(static_cast<UINT_PTR>(GetACP()));
     if (!TranslateCharsetInfo(codePage, &info, TCI_SRCCODEPAGE)) return std::nullopt;
     return static_cast<BYTE>(info.ciCharset);

@@ -18,7 +18,7 @@ std::string_view withoutBlanks(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-/// Replaces one placeholder at the front of `rest`, which begins behind its percent sign.
+/// Replaces one placeholder at the front of `rest`, which begins after its percent sign.
 bool fillPlaceholder(std::string_view& rest, std::span<const int> numbers, std::string& out) {
     if (rest.starts_with('%') || rest.starts_with('n')) {
         out += rest.front() == 'n' ? '\n' : '%';

@@ -9,7 +9,7 @@
 
 namespace velmora {
 
-/// The number that a text of an edit box stands for: decimal digits, maybe a sign before and blanks
+/// The number in the text of an edit box: decimal digits, optionally a sign before and blanks
 /// or tabs around them. None for anything else. A number beyond 64 bits becomes the largest or the
 /// smallest one.
 std::optional<std::int64_t> parseNumber(std::string_view text);

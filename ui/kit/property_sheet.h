@@ -38,7 +38,7 @@ class SheetWindow {
   private:
     friend class PropertyPage;
 
-    /// The platform's callback at a sheet's start has no room for an object, so the sheet learns of
+    /// The platform's callback at a sheet's start cannot carry an object, so the sheet learns of
     /// its window from its first page.
     void pageCreated(HWND sheet);
 

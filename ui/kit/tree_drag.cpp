@@ -15,7 +15,7 @@ constexpr DWORD kExpandAfterMilliseconds = 700;
 /// How near to the upper and lower edge the pointer makes the tree scroll, in pixels.
 constexpr LONG kScrollZone = 12;
 
-/// The platform has no pointer for copying among its own. "#" is black, "." white.
+/// The platform does not offer a pointer for copying. "#" is black, "." white.
 constexpr const char* kCopyPointer[] = {
     "#",
     "##",

@@ -47,8 +47,8 @@ class TreeDrag {
     void move(POINT point, WPARAM keys);
     /// For the owner's WM_TIMER: true when the timer was this drag's.
     bool tick(WPARAM timer);
-    /// For the owner's WM_LBUTTONUP: ends the drag; the drop, or none when nothing is below the
-    /// pointer that takes it.
+    /// For the owner's WM_LBUTTONUP: ends the drag; the drop, or none if nothing below the pointer
+    /// takes it.
     std::optional<Drop> drop(POINT point, WPARAM keys);
     /// Ends the drag without a drop.
     void cancel();

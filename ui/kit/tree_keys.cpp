@@ -24,7 +24,7 @@ bool TreeKeys::translate(UINT message, WPARAM wParam, LPARAM lParam) const noexc
     key.message = message;
     key.wParam = wParam;
     key.lParam = lParam;
-    // A modal sheet has a message loop of the platform's, which knows no accelerators.
+    // A modal sheet runs the platform's message loop, which does not handle accelerators.
     return TranslateAcceleratorA(GetParent(window()), accelerators_, &key) != 0;
 }
 
