@@ -8,7 +8,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
 endif()
 
 if(WIN32)
-    # Windows 2000 is the oldest interface that is asked for; NOMINMAX keeps std::min usable.
+    # Windows XP (0x0501) is the oldest interface that is asked for; NOMINMAX keeps std::min usable.
     target_compile_definitions(velmora_options INTERFACE
         WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0501 NTDDI_VERSION=0x05010000 WINVER=0x0501)
     target_compile_options(velmora_options INTERFACE -ffunction-sections -fdata-sections)

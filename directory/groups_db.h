@@ -122,11 +122,11 @@ class CGroupsDB {
     /// Writes exactly GetSize() bytes.
     void Serialize(std::byte* buffer) const noexcept;
     /// Replaces the whole contents. False, with the directory unchanged, when the payload does not
-    /// end within `payload`; bytes behind it are ignored.
+    /// end within `payload`; bytes after it are ignored.
     bool Deserialize(std::span<const std::byte> payload);
 
   private:
-    static constexpr std::uint32_t kFirstFreeId = 2;  // behind the root
+    static constexpr std::uint32_t kFirstFreeId = 2;  // after the root
 
     void enterNew(std::unique_ptr<CGroupsDBNode> node, const std::string& name,
                   std::uint32_t parent);

@@ -136,7 +136,7 @@ void forEachSubkey(const std::string& path, Visit visit) {
             visit(key.openSubkey(name), name);
         } else if (status != ERROR_MORE_DATA) {
             // The end; or a key that another save has just deleted, which would fail for ever. Only
-            // a name that is too long says nothing about the names behind it.
+            // a name that is too long says nothing about the names after it.
             return;
         }
     }

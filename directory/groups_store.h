@@ -42,7 +42,7 @@ class RegistryGroupsStore : public GroupsStore {
 };
 
 /// The id that the subkey `name` stands for: a decimal number with atol's leniency (leading blanks,
-/// a sign, anything behind the digits; 0 when there are none), read in 64 bits and cut to the
+/// a sign, anything after the digits; 0 if there are none), read in 64 bits and cut to the
 /// low 32.
 std::uint32_t nodeIdOfKey(const char* name) noexcept;
 

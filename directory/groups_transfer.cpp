@@ -13,7 +13,7 @@
 //       text  userName
 //       text  password: in clear
 //
-// An entry of any other type ends behind its type and stands for no record, but its id counts as
+// An entry of any other type ends after its type and is no record, but its id counts as
 // used. `nextId` does not travel: the reader moves it past every id that it meets.
 
 #include <optional>
@@ -51,8 +51,8 @@ void readAddress(ByteReader& reader, PrinterAddress& address) {
     address.password = reader.text();
 }
 
-/// An entry count; none when that many entries cannot follow, so that a senseless one costs
-/// nothing.
+/// Reads an entry count; empty if the rest is too short for it, so a bogus count never drives an
+/// allocation.
 std::optional<std::uint32_t> readCount(ByteReader& reader, std::size_t smallestEntry) noexcept {
     const std::uint32_t count = reader.u32();
     if (!reader.ok() || count > reader.remaining() / smallestEntry) return std::nullopt;

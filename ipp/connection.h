@@ -32,7 +32,7 @@ struct PrinterUrlParts {
 /// None when the platform's cracker refuses the URL. InternetCrackUrlA.
 std::optional<PrinterUrlParts> crackPrinterUrl(const std::string& url);
 
-/// A WinInet handle; WinInet itself is known to connection.cpp alone.
+/// A WinInet handle. Of this room connection.cpp alone includes WinInet.
 struct InternetTraits {
     using Type = void*;
     static Type empty() noexcept { return nullptr; }
@@ -49,8 +49,8 @@ inline constexpr std::size_t kLongestAnswer = 16 << 20;
 /// Carries IPP messages to one printer URL as HTTP/1.1 POST requests (RFC 2910, section 4), and
 /// brings the answers back. A connection is used by one thread at a time.
 ///
-/// Nothing is thrown: each step leaves a Win32 or WinInet error code in lastError(), 0 when it
-/// succeeded.
+/// Only memory that runs out is thrown: each step leaves a Win32 or WinInet error code in
+/// lastError(), 0 when it succeeded.
 class IppConnection {
   public:
     /// Opens the handles for `url`; a text without a scheme is taken as an ipp URL. A URL that

@@ -119,7 +119,7 @@ int IppReader::storeLanguageText(const std::uint8_t* bytes, std::size_t length) 
     IppValue* const value = newValue(languageLength + textLength + 2, place);
     if (value == nullptr) return kNotStored;
     value->kind = row_->kind;
-    // Both end at their first NUL, and the text follows right behind the language's.
+    // Both end at their first NUL, and the text follows right after the language's.
     const std::size_t kept = lengthToNul({reinterpret_cast<const char*>(language), languageLength});
     value->languageText = {static_cast<std::uint32_t>(kept), copyTerminated(place, language, kept)};
     copyTerminated(place + kept + 1, text, textLength);

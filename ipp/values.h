@@ -72,7 +72,7 @@ struct IppText {
     std::string_view view() const noexcept { return {bytes, length}; }
 };
 
-/// Two NUL-terminated texts, in the order of the wire, the second right behind the first.
+/// Two NUL-terminated texts, in the order of the wire, the second right after the first.
 struct IppLanguageText {
     std::uint32_t languageLength;
     const char* language;

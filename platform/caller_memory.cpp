@@ -66,7 +66,7 @@ bool CallerMemory::reach(std::size_t size) {
     return size <= copy_.size();
 }
 
-/// Copies up to `size` bytes behind those that are there. False if none can be read.
+/// Copies up to `size` bytes after those that are there. False if none can be read.
 bool CallerMemory::copyPiece(std::size_t size) {
     const std::uintptr_t at = begin_ + copy_.size();
     const std::uintptr_t end = regionEnd(at);

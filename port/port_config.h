@@ -47,7 +47,7 @@ std::size_t packedSize(const PortConfig& config) noexcept;
 
 PackedPortConfig pack(const PortConfig& config);
 
-/// Reads a packed record from the front of `block`; bytes behind it are ignored. None when the
+/// Reads a packed record from the front of `block`; bytes after it are ignored. None when the
 /// record does not end within the block, so nothing outside it is ever read.
 std::optional<PortConfig> unpack(std::span<const std::byte> block);
 

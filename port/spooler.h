@@ -24,7 +24,7 @@ struct SpoolerFunctions {
 };
 
 /// The functions of WinSpool.drv, loaded by the first caller and never freed. No member is null: in
-/// place of one that the library lacks (or of all, when it does not load) stands one that fails
+/// place of one that the library lacks (or of all, when it does not load) is one that fails
 /// with ERROR_PROC_NOT_FOUND.
 const SpoolerFunctions& spooler();
 

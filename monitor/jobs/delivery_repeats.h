@@ -15,7 +15,7 @@ namespace velmora {
 /// tries a job that cannot start every few seconds for as long as it is in the queue.
 class RepeatedStarts {
   public:
-    /// What to write now that `entry` has come about, in order. `startFailed`: the spooler was told
+    /// What to write now that `entry` has happened, in order. `startFailed`: the spooler was told
     /// that the job cannot start, and will try again.
     std::vector<DeliveryEntry> admit(DeliveryEntry entry, bool startFailed);
 
