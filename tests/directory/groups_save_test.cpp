@@ -211,7 +211,7 @@ TEST_F(GroupsSave, NobodyInTheProcessReadsHalfADirectory) {
         const std::size_t count = read.portPrinters().size();
         EXPECT_TRUE(count == 10 || count == 20) << count;
         for (const auto& [name, printer] : read.portPrinters())
-            EXPECT_EQ(printer->password, count == 10 ? "small" : "large");
+            EXPECT_EQ(printer->address.password, count == 10 ? "small" : "large");
     }
     over = true;
 }
