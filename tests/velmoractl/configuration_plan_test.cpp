@@ -68,10 +68,10 @@ TEST(ConfigurationPlan, AMissingPasswordIsTheStoredOne) {
     Configuration wanted;
     wanted.ports = {port("a", "x"), port("b", "x")};
     for (PortConfig& one : wanted.ports)
-        one.password.clear();
+        one.printer.password.clear();
     wanted.portsWithoutPassword = {"a", "b"};
     const ConfigurationPlan result = plan(wanted, {port("a", "stored")}, CGroupsDB());
-    EXPECT_EQ(wanted.ports[0].password, "stored");
+    EXPECT_EQ(wanted.ports[0].printer.password, "stored");
     EXPECT_THAT(result.portsToChange, IsEmpty());
     EXPECT_THAT(result.warnings, ElementsAre(HasSubstr("port \"b\" wants a password")));
 }
