@@ -181,7 +181,9 @@ TEST_F(GroupsSave, PortsThatShareAKeyOrHaveAPathAreWrittenAsEver) {
         directory.Save();
         EXPECT_EQ(stored(), lines);
         // From one way of writing to the other.
-        CGroupsDB plain;
+        CGroupsDB plain(store);
+        for (const std::string& name : names)
+            plain.RemovePortPrinter(name);
         plain.SetPortPrinter("P", {"ipp://x", false, "", ""});
         store.save(plain);
         const std::vector<std::string> after = stored();
