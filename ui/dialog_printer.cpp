@@ -11,18 +11,15 @@ namespace velmora {
 namespace {
 
 /// The directory's store reads texts of up to 1,023 bytes; a longer one would be lost with the next
-/// load, so none can be typed. The controls count characters.
-WPARAM longestText() {
-    CPINFO codePage{};
-    return GetCPInfo(CP_ACP, &codePage) ? 1023 / codePage.MaxCharSize : 1023;
-}
+/// load, so none can be typed.
+constexpr std::size_t kLongestText = 1023;
 
 }  // namespace
 
 void PrinterDialog::onInit() {
     for (const int id :
          {IDC_PRINTER_NAME, IDC_PRINTER_URL, IDC_PRINTER_USER_NAME, IDC_PRINTER_PASSWORD})
-        SendMessageA(control(id), EM_LIMITTEXT, longestText(), 0);
+        limitBytes(control(id), kLongestText);
     ModalDialog::onInit();
     texts_.TranslateWindow(window());
     applyAuthentication();

@@ -54,6 +54,7 @@ class CPagePrinterGroups : public PropertyPage, private DropRules {
     std::optional<LRESULT> treeNotify(NMHDR& header);
     LRESULT beginLabelEdit(const NMTVDISPINFOA& info);
     LRESULT endLabelEdit(const NMTVDISPINFOA& info);
+    void refuseLabel(std::uint32_t id, std::string message);
     void reopenRefusedLabel();
     void keyDown(WORD key) const;
     void beginDrag(const NMTREEVIEWA& info);
@@ -76,7 +77,11 @@ class CPagePrinterGroups : public PropertyPage, private DropRules {
     NodeClipboard clipboard_;
     /// The node whose label was refused, until its message has been read. No command and no menu
     /// runs meanwhile.
-    std::optional<std::uint32_t> refusedLabel_;
+    struct RefusedLabel {
+        std::uint32_t id;
+        std::string message;
+    };
+    std::optional<RefusedLabel> refusedLabel_;
 };
 
 }  // namespace velmora

@@ -66,16 +66,19 @@ LRESULT CPagePrinterGroups::beginLabelEdit(const NMTVDISPINFOA& info) {
 }
 
 LRESULT CPagePrinterGroups::endLabelEdit(const NMTVDISPINFOA& info) {
+    const bool entered = info.item.pszText != nullptr;
     std::optional<std::string> text;
-    if (info.item.pszText != nullptr)
-        text = edit_.window() != nullptr ? edit_.text() : std::string(info.item.pszText);
+    if (entered) text = edit_.window() != nullptr ? edit_.text() : std::string(info.item.pszText);
     edit_.detach();
 
     const CGroupsDBNode* node = tree_.node(info.item.hItem);
     if (node == nullptr) return FALSE;
+    if (entered && !text) {
+        refuseLabel(node->id, host().outsideCodePage());
+        return FALSE;
+    }
     if (renameNode(directory_, node->id, text) == RenameOutcome::duplicate) {
-        refusedLabel_ = node->id;
-        PostMessageA(window(), kReopenLabel, 0, 0);
+        refuseLabel(node->id, LoadMessage(IDS_NAME_EXISTS));
         return FALSE;
     }
     // The tree keeps the present label unless it is told to take what was typed; of a long text it
@@ -86,6 +89,11 @@ LRESULT CPagePrinterGroups::endLabelEdit(const NMTVDISPINFOA& info) {
     return FALSE;
 }
 
+void CPagePrinterGroups::refuseLabel(std::uint32_t id, std::string message) {
+    refusedLabel_ = RefusedLabel{id, std::move(message)};
+    PostMessageA(window(), kReopenLabel, 0, 0);
+}
+
 void CPagePrinterGroups::reopenRefusedLabel() {
     if (!refusedLabel_) return;
     // The message must not open over a dialog that another part of the sheet has opened.
@@ -94,8 +102,8 @@ void CPagePrinterGroups::reopenRefusedLabel() {
         return;
     }
     KillTimer(window(), kReopenTimer);
-    showMessage(LoadMessage(IDS_NAME_EXISTS));
-    const std::uint32_t id = *refusedLabel_;
+    showMessage(refusedLabel_->message);
+    const std::uint32_t id = refusedLabel_->id;
     refusedLabel_.reset();
     if (const HTREEITEM item = tree_.item(id)) view().editLabel(item);
 }

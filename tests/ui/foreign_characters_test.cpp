@@ -99,5 +99,20 @@ TEST_F(ForeignCharacters, ComeIntoTheFieldWhenTheyAreTyped) {
     }));
 }
 
+TEST_F(ForeignCharacters, KeepTheEditorOfALabelOpen) {
+    work([&](const Page& page) {
+        page.tree.select("All groups/A");
+        page.command(ID_GROUPS_RENAME);
+        SetWindowTextW(page.tree.editor(), L"\u0413\u0440\u0443\u043F\u043F\u0430");
+        PostMessageA(page.tree.editor(), WM_KEYDOWN, VK_RETURN, 1);
+        EXPECT_EQ(boxes.take(), (Messages{{kForeign, MessageIcon::None}}));
+        EXPECT_TRUE(waitUntil([&] { return page.tree.editor() != nullptr; }));
+        EXPECT_NE(named("A"), nullptr);
+        page.tree.enterLabel("Group");
+        page.tree.waitUntilEdited();
+        EXPECT_NE(named("Group"), nullptr);
+    });
+}
+
 }  // namespace
 }  // namespace velmora::testing

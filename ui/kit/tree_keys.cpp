@@ -2,6 +2,7 @@
 
 #include <windowsx.h>
 
+#include "platform/text.h"
 #include "ui/kit/tree_view.h"
 
 namespace velmora {
@@ -67,14 +68,16 @@ LRESULT TreeKeys::onMessage(UINT message, WPARAM wParam, LPARAM lParam) noexcept
 
 void CTreeEdit::open(HWND editBox, const std::string& text, std::size_t longest) {
     attach(editBox);
-    SendMessageA(editBox, EM_LIMITTEXT, longest, 0);
+    opened_ = text;
+    limitBytes(editBox, longest);
     // The tree fills the box through an area of its own size.
     if (windowText(editBox) != text) setWindowText(editBox, text);
     SendMessageA(editBox, EM_SETSEL, 0, -1);
 }
 
-std::string CTreeEdit::text() const {
-    return windowText(window());
+std::optional<std::string> CTreeEdit::text() const {
+    const std::wstring typed = wideWindowText(window());
+    return typed == toWide(opened_) ? opened_ : toAnsiExactly(typed);
 }
 
 LRESULT CTreeEdit::onMessage(UINT message, WPARAM wParam, LPARAM lParam) noexcept {

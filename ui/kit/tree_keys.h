@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include "ui/kit/window.h"
@@ -42,11 +43,15 @@ class CTreeEdit : public WindowSubclass {
   public:
     /// Takes `editBox` over and shows `text`, selected. At most `longest` bytes can be typed.
     void open(HWND editBox, const std::string& text, std::size_t longest);
-    /// The whole text that the box holds.
-    std::string text() const;
+    /// The whole text that the box holds; none if the code page lacks one of its characters. A text
+    /// that nobody has touched is the one given to open().
+    std::optional<std::string> text() const;
 
   protected:
     LRESULT onMessage(UINT message, WPARAM wParam, LPARAM lParam) noexcept override;
+
+  private:
+    std::string opened_;
 };
 
 }  // namespace velmora

@@ -41,6 +41,13 @@ void setWindowText(HWND window, const std::string& text) {
     SetWindowTextA(window, text.c_str());
 }
 
+void limitBytes(HWND edit, std::size_t longest) {
+    // The boxes count characters, which have two bytes at most in some code pages.
+    CPINFO codePage{};
+    if (GetCPInfo(CP_ACP, &codePage)) longest /= codePage.MaxCharSize;
+    SendMessageA(edit, EM_LIMITTEXT, longest, 0);
+}
+
 int scaledPixels(int at96) {
     const HDC screen = GetDC(nullptr);
     const int dpi = GetDeviceCaps(screen, LOGPIXELSX);

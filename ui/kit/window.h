@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <string>
 
 namespace velmora {
@@ -13,6 +14,10 @@ std::string windowText(HWND window);
 std::wstring wideWindowText(HWND window);
 
 void setWindowText(HWND window, const std::string& text);
+
+/// Lets no more be typed into an edit box than takes `longest` bytes in the code page, whatever the
+/// characters are.
+void limitBytes(HWND edit, std::size_t longest);
 
 /// The pixels that a length takes on the screen, given its pixels at 96 dots per inch. What a
 /// dialog resource places in dialog units is scaled by the platform; everything else is not.
