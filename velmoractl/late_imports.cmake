@@ -24,6 +24,7 @@ set(late_wininet_dll
     InternetCrackUrlA@16
     InternetErrorDlg@20
     InternetOpenA@20
+    InternetQueryDataAvailable@16
     InternetQueryOptionA@16
     InternetReadFile@16
     InternetSetOptionA@16

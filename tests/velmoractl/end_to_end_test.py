@@ -28,6 +28,7 @@ from tool_prefix import (CANCELLED, CONFLICT, DONE, DOWNLOAD, FAILED, NOT_FOUND,
                          use_shim)
 
 MONITOR = "Velmora IPP Port"
+EVENT_SOURCE = "HKLM\\System\\CurrentControlSet\\Services\\EventLog\\Application\\Velmora"
 KEY = "HKLM\\Software\\Velmora"
 DOCUMENT = b"%!PS\n" + b"% a page\n" * 2000 + b"showpage\n"
 NOBODY = "ipp://127.0.0.1:1/ipp/print"
@@ -118,9 +119,9 @@ class FromDownloadToPage(WithPrinter):
         self.assertFalse(self.system_file("Velmora.dat"))
 
     def a_port_prints(self):
-        first, again, quiet, _, _, _, shown, status, _, printed = self.batch(
+        first, again, quiet, source, _, _, _, shown, status, _, printed = self.batch(
             tool("install"), tool("install", "--json"), tool("install", "--quiet"),
-            use_shim(MONITOR),
+            Step("reg", "query", EVENT_SOURCE), use_shim(MONITOR),
             tool("port", "add", "Office", "--url", self.printer.url, "--user", "Erika",
                  "--password-stdin", stdin=b"s3cret\r\n"),
             tool("port", "set", "Office", "--no-authentication", "--print-quality", "high"),
@@ -134,6 +135,8 @@ class FromDownloadToPage(WithPrinter):
         self.assertEqual("kept", again.json()["policy"])
         self.assertFalse(again.json()["registered-now"])
         self.assertEqual("", quiet.out)
+        self.assertIn("system32\\Velmora.dll", source.out)
+        self.assertIn("0x7", source.out)
         self.assertEqual("high", shown.json()["job-template"]["print-quality"])
         self.assertFalse(shown.json()["authentication"])
         self.assertTrue(status.json()["registered"])
@@ -191,8 +194,9 @@ class FromDownloadToPage(WithPrinter):
         self.assertEqual(2, len(ports.json()))
         code, shown = self.prefix.tool_on_terminal(["uninstall"], b"cancel]", b"remove\r")
         self.assertEqual(DONE, code, shown)
-        again, _ = self.batch(tool("uninstall", "--ports", "remove"),
-                              Step("reg", "query", KEY, code=1))
+        again, _, _ = self.batch(tool("uninstall", "--ports", "remove"),
+                                 Step("reg", "query", KEY, code=1),
+                                 Step("reg", "query", EVENT_SOURCE, code=1))
         self.assertIn("nothing to undo", again.out)
         self.assertFalse(self.system_file("Velmora.dll"))
         self.assertFalse(self.system_file("Velmora.dat"))

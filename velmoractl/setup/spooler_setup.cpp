@@ -13,6 +13,8 @@
 
 #include "platform/handle.h"
 #include "platform/library.h"
+#include "platform/registry.h"
+#include "port/delivery_directory.h"
 #include "velmoractl/local_memory.h"
 #include "velmoractl/setup/placed_file.h"
 #include "velmoractl/text/console.h"
@@ -29,6 +31,13 @@ constexpr char kEnvironment[] = "Windows NT x86";
 // Protected from what the keys above grant; the system and administrators have all rights, here
 // and in all keys below.
 constexpr char kRights[] = "D:PAI(A;OICI;KA;;;SY)(A;OICI;KA;;;BA)";
+
+/// Where the event log looks for its sources.
+std::string eventSourceKey() {
+    std::string key = "System\\CurrentControlSet\\Services\\EventLog\\Application\\";
+    key += kEventSource;
+    return key;
+}
 
 }  // namespace
 
@@ -110,6 +119,18 @@ bool isRestricted(const std::string& path) {
     const auto entries = std::count(found.begin(), found.end(), '(');
     return entries == 2 && found.find(";;;SY)") != std::string::npos &&
            found.find(";;;BA)") != std::string::npos;
+}
+
+bool registerEventSource(const std::string& library) {
+    constexpr std::uint32_t kTypes =
+        EVENTLOG_ERROR_TYPE | EVENTLOG_WARNING_TYPE | EVENTLOG_INFORMATION_TYPE;
+    const RegistryKey source = RegistryKey::create(eventSourceKey());
+    return source.setText("EventMessageFile", library) &&
+           source.setNumber("TypesSupported", kTypes);
+}
+
+void removeEventSource() {
+    RegistryKey::deleteTree(eventSourceKey());
 }
 
 void removeEmptyKeys(const std::string& path) {

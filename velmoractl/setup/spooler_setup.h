@@ -24,6 +24,11 @@ DWORD restrictKey(const std::string& path);
 /// Whether the key has exactly those rights.
 bool isRestricted(const std::string& path);
 
+/// Lets the Windows event log find the texts of the monitor's events in `library` (a full path).
+/// False if the registry cannot be written.
+bool registerEventSource(const std::string& library);
+void removeEventSource();
+
 /// Removes the keys above the deleted key `path` up to "Software" that hold nothing any more.
 void removeEmptyKeys(const std::string& path);
 

@@ -6,6 +6,7 @@
 
 #include "platform/handle.h"
 #include "platform/registry.h"
+#include "port/delivery_directory.h"
 #include "port/policy_store.h"
 #include "port/settings.h"
 #include "velmoractl/monitor_channel.h"
@@ -249,6 +250,14 @@ Installed carryOut(const SetupOptions& options, const std::string& from, const s
                           "run the command as administrator");
     }
     result.policy = placePolicy(options, what);
+    if (!registerEventSource(installed(kLibrary))) {
+        throw systemError(what + ", registering with the event log", ERROR_REGISTRY_IO_FAILED,
+                          "run the command as administrator");
+    }
+    if (const DWORD error = makeDeliveryDirectory(); error != 0) {
+        throw systemError(what + ", the directory of the record of deliveries", error,
+                          "run the command as administrator");
+    }
     const std::string monitor = installedSetting("Port Monitor Name");
     result.registered = !monitorInstalled("", monitor);
     if (result.registered) {
@@ -374,6 +383,7 @@ void uninstall(const Session& session, const SetupOptions& options) {
         if (session.wantsJson()) session.answer({{"was-installed", false}, {"ports", choice}});
         return session.say("Velmora is not installed; there was nothing to undo.");
     }
+    removeEventSource();
     sayRemoval(session, kLibrary, removeFile(installed(kLibrary)));
     if (choice == "remove") {
         // The monitor is gone; what it has left is an empty directory.
