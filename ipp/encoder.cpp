@@ -122,7 +122,8 @@ class Counter {
   public:
     std::size_t size() const noexcept { return size_; }
     static std::size_t room() noexcept { return 0; }
-    static std::uint8_t* position() noexcept { return nullptr; }
+    /// Never written to, since there is no room.
+    std::uint8_t* position() noexcept { return &nowhere_; }
     static void advance(std::uint8_t*) noexcept {}
     bool append(const void*, std::size_t count) noexcept {
         size_ += count;
@@ -131,6 +132,7 @@ class Counter {
 
   private:
     std::size_t size_ = 0;
+    std::uint8_t nowhere_ = 0;
 };
 
 /// `Out` is IppBlockBuffer or something with the same way of appending.

@@ -215,6 +215,7 @@ std::shared_ptr<JobRecord> newJobRecord(const Policy& policy, const std::string&
         };
         auto record = std::make_shared<JobRecord>(std::move(common), write, utcMilliseconds);
         std::vector<std::string> urls;
+        urls.reserve(targets.size());
         for (const PrintTarget& target : targets)
             urls.push_back(utf8FromWide(toWide(target.url)));
         record->setPrinters(urls);

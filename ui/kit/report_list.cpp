@@ -75,7 +75,7 @@ std::optional<LPARAM> ReportList::rowData(int row) const {
 }
 
 ReportList::Sight ReportList::sight() const {
-    const auto next = [this](int after, UINT flags) {
+    const auto next = [this](int after, LPARAM flags) {
         return static_cast<int>(
             SendMessageA(control_, LVM_GETNEXTITEM, static_cast<WPARAM>(after), flags));
     };
