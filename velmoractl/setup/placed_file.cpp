@@ -29,7 +29,7 @@ bool sameContents(const std::string& one, const std::string& other) {
 /// Copies to a name that is free; that name, or nothing and the last error.
 std::string copyBeside(const std::string& source, const std::string& place, const char* kind) {
     for (int number = 1; number < kNames; ++number) {
-        const std::string copy = place + kind + std::to_string(number);
+        std::string copy = place + kind + std::to_string(number);
         if (CopyFileA(source.c_str(), copy.c_str(), TRUE)) {
             // A source that must not be written would make a copy that cannot be.
             SetFileAttributesA(copy.c_str(), FILE_ATTRIBUTE_NORMAL);
@@ -70,7 +70,7 @@ bool isInUse(unsigned long error) noexcept {
 
 std::string moveAside(const std::string& path) {
     for (int number = 1; number < kNames; ++number) {
-        const std::string aside = path + ".old" + std::to_string(number);
+        std::string aside = path + ".old" + std::to_string(number);
         if (MoveFileA(path.c_str(), aside.c_str())) return aside;
         if (GetLastError() != ERROR_ALREADY_EXISTS) break;
     }
