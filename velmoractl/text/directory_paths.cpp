@@ -50,7 +50,7 @@ CGroupsDBNode* DirectoryPaths::find(std::string_view text) const {
 
 std::string DirectoryPaths::pathOf(std::uint32_t id) const {
     if (id == kRootGroup) return "/";
-    const std::string number = "#" + std::to_string(id);
+    std::string number = "#" + std::to_string(id);
     std::vector<const CGroupsDBNode*> way;
     std::size_t length = 0;
     const CGroupsDBNode* node = directory_.FindNode(id);

@@ -115,6 +115,7 @@ std::vector<Reached> reachedPrinters(const PortConfig& port, const CGroupsDB& di
     for (const std::uint32_t id : port.targetIds)
         directory.CollectPrinters(id, found);
     std::vector<Reached> printers;
+    printers.reserve(found.size());
     for (const CGroupsDBPrinter* printer : found)
         printers.push_back({printer->address.url, names.pathOf(printer->id)});
     return printers;

@@ -69,10 +69,15 @@ void requireLocal(const Session& session, const std::string& what) {
     }
 }
 
+/// The program's folder, or the one above it with the languages in it.
+std::array<std::string, 3> settingsFolders(const std::string& from) {
+    return {from, from + "\\languages", from + "\\..\\languages"};
+}
+
 /// The codes of the languages that there are files of, "de, fr".
 std::string languagesBeside(const std::string& from) {
     std::vector<std::string> codes;
-    for (const std::string& folder : {from, from + "\\languages", from + "\\..\\languages"}) {
+    for (const std::string& folder : settingsFolders(from)) {
         WIN32_FIND_DATAA found{};
         const UniqueFind search(FindFirstFileA((folder + "\\Velmora.*.dat").c_str(), &found));
         if (!search) continue;
@@ -92,13 +97,15 @@ std::string languagesBeside(const std::string& from) {
     return text;
 }
 
-/// The program's folder, or the one above it with the languages in it.
+/// The settings file to install, in the language that was asked for.
 std::string settingsSource(const SetupOptions& options, const std::string& from,
                            const std::string& what) {
     const std::string file =
         options.language.empty() ? kSettings : "Velmora." + options.language + ".dat";
-    for (const std::string& folder : {from, from + "\\languages", from + "\\..\\languages"}) {
-        if (fileExists(folder + "\\" + file)) return folder + "\\" + file;
+    for (std::string path : settingsFolders(from)) {
+        path += '\\';
+        path += file;
+        if (fileExists(path)) return path;
     }
     const std::string languages = languagesBeside(from);
     throw CommandError(
