@@ -18,7 +18,6 @@
 namespace velmora::testing {
 namespace {
 
-using ::testing::Each;
 using ::testing::HasSubstr;
 using ::testing::Not;
 

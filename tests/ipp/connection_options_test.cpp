@@ -13,14 +13,10 @@
 namespace velmora {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using testing::FakeWinInet;
 using testing::goodAnswer;
 using ::testing::HasSubstr;
-using ::testing::Not;
-using ::testing::StartsWith;
 
 constexpr char kUrl[] = "ipp://printer.example/ipp/print";
 
