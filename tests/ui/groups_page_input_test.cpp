@@ -539,13 +539,13 @@ class RefusedLabel : public GroupsPageInput {
 
 TEST_F(RefusedLabel, ComesBeforeTheCommandsOfTheButtons) {
     sit([&](const Desk& desk) {
-        for (const WORD mnemonic : {'P', 'D'})
+        for (const WORD mnemonic : {WORD{'P'}, WORD{'D'}})
             refuse(desk, [&] { desk.input.keys({VK_MENU, mnemonic}); });
     });
     work([&](const Page& page) {
         const Desk desk(page);
         // On a group, whose other buttons are enabled.
-        for (const WORD mnemonic : {'G', 'R', 'D'}) {
+        for (const WORD mnemonic : {WORD{'G'}, WORD{'R'}, WORD{'D'}}) {
             desk.focusOn("All groups/A/C");
             desk.input.keys({VK_F2});
             SendMessageA(desk.tree.editor(), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("a1"));
