@@ -1,9 +1,9 @@
 #include "velmoractl/text/console.h"
 
-#include <array>
 #include <atomic>
 #include <cstdio>
 
+#include "platform/system_words.h"
 #include "platform/text.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/text/url_text.h"
@@ -11,19 +11,9 @@
 namespace velmora::ctl {
 namespace {
 
-std::wstring wideFromUtf8(std::string_view utf8, DWORD flags) {
-    const int size = static_cast<int>(utf8.size());
-    std::wstring wide(static_cast<std::size_t>(
-                          MultiByteToWideChar(CP_UTF8, flags, utf8.data(), size, nullptr, 0)),
-                      L'\0');
-    MultiByteToWideChar(CP_UTF8, flags, utf8.data(), size, wide.data(),
-                        static_cast<int>(wide.size()));
-    return wide;
-}
-
 void write(DWORD standardHandle, std::FILE* stream, std::string_view utf8) {
     if (isConsole(standardHandle)) {
-        const std::wstring wide = wideFromUtf8(utf8, 0);
+        const std::wstring wide = wideFromUtf8(utf8);
         DWORD written = 0;
         if (WriteConsoleW(GetStdHandle(standardHandle), wide.data(),
                           static_cast<DWORD>(wide.size()), &written, nullptr)) {
@@ -33,10 +23,6 @@ void write(DWORD standardHandle, std::FILE* stream, std::string_view utf8) {
     std::fwrite(utf8.data(), 1, utf8.size(), stream);
     std::fflush(stream);
 }
-
-/// WinInet keeps the texts of its errors in its own library.
-constexpr DWORD kFirstInternetError = 12000;
-constexpr DWORD kLastInternetError = 12175;
 
 const char* keywordOf(DWORD code) {
     switch (code) {
@@ -108,13 +94,7 @@ bool InterruptNote::pressed() noexcept {
 }
 
 std::string toUtf8(std::wstring_view wide) {
-    const int size = static_cast<int>(wide.size());
-    std::string utf8(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, wide.data(), size,
-                                                                  nullptr, 0, nullptr, nullptr)),
-                     '\0');
-    WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, utf8.data(), static_cast<int>(utf8.size()),
-                        nullptr, nullptr);
-    return utf8;
+    return utf8FromWide(wide);
 }
 
 std::string toUtf8(const std::string& ansi) {
@@ -123,7 +103,7 @@ std::string toUtf8(const std::string& ansi) {
 
 std::optional<std::string> fromUtf8(const std::string& utf8) {
     if (!isUtf8(utf8)) return std::nullopt;
-    const std::wstring wide = wideFromUtf8(utf8, 0);
+    const std::wstring wide = wideFromUtf8(utf8);
     std::string ansi = toAnsi(wide);
     // The text must round-trip: no best-fit characters, no '?'.
     if (toWide(ansi) != wide) return std::nullopt;
@@ -136,23 +116,9 @@ const TextCodec& systemCodec() {
 }
 
 std::string errorText(DWORD code) {
-    std::array<wchar_t, 512> area{};
-    DWORD flags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
-    HMODULE library = nullptr;
-    if (code >= kFirstInternetError && code <= kLastInternetError) {
-        library = GetModuleHandleA("wininet.dll");
-        flags = FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS;
-    }
-    const DWORD length = FormatMessageW(flags, library, code, 0, area.data(),
-                                        static_cast<DWORD>(area.size()), nullptr);
-    std::wstring wide(area.data(), length);
-    while (!wide.empty() && (wide.back() <= L' ' || wide.back() == L'.'))
-        wide.pop_back();
-    for (wchar_t& c : wide) {
-        if (c < L' ') c = L' ';
-    }
+    const std::wstring words = systemWords(code);
     const std::string number = "error " + std::to_string(code);
-    return wide.empty() ? number : toUtf8(wide) + " (" + number + ")";
+    return words.empty() ? number : toUtf8(words) + " (" + number + ")";
 }
 
 CommandError systemError(const std::string& what, DWORD code, const std::string& remedy) {
