@@ -4,6 +4,7 @@ import glob
 import os
 import subprocess
 import sys
+import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(ROOT, "harness", "peers"))
@@ -41,6 +42,15 @@ class Printer:
             with open(name, "rb") as file:
                 contents.append(file.read())
         return contents
+
+    def wait_for_request(self, seconds=60):
+        """Of a peer that notes its requests in the file "served"."""
+        limit = time.monotonic() + seconds
+        served = os.path.join(self.directory, "served")
+        while not os.path.exists(served) or os.path.getsize(served) == 0:
+            if time.monotonic() > limit:
+                raise AssertionError("no request has come to " + self.url)
+            time.sleep(0.05)
 
     def stop(self):
         peer_process.stop(self.process)

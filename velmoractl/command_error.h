@@ -17,6 +17,7 @@ enum class ExitCode : int {
     notInstalled = 6,    ///< the spooler does not know the monitor
     printerProblem = 7,  ///< a printer does not answer, or would refuse a job
     cancelled = 8,       ///< the user said no, or pressed Ctrl-C
+    restartNeeded = 10,  ///< done, but the spooler uses it only after a restart
 };
 
 /// The default keyword of an error; docs/json.md lists all.
@@ -36,6 +37,8 @@ constexpr const char* keywordOf(ExitCode code) noexcept {
             return "printer-problem";
         case ExitCode::cancelled:
             return "cancelled";
+        case ExitCode::restartNeeded:
+            return "restart-needed";
         default:
             return "system-error";
     }

@@ -36,6 +36,7 @@ set(late_winspool_drv
     ClosePrinter@4
     DeleteMonitorA@12
     EndDocPrinter@4
+    EnumJobsA@32
     EnumMonitorsA@24
     EnumPrintersA@28
     GetJobA@24

@@ -29,7 +29,7 @@ constexpr char kFooter[] =
     "  1 the system refused            6 the spooler does not know the monitor\n"
     "  2 wrong words or a bad value    7 a printer does not answer or would refuse a job\n"
     "  3 no such port, group, printer  8 cancelled\n"
-    "  4 name taken, or in use\n"
+    "  4 name taken, or in use        10 done, but the spooler must be restarted\n"
     "Example:\n"
     "  velmoractl install\n"
     "  velmoractl port add Office --url ipp://printer.example/ipp/print\n"

@@ -12,6 +12,8 @@ import json
 import os
 import re
 import shlex
+import shutil
+import subprocess
 import signal
 import stat
 import sys
@@ -23,7 +25,7 @@ import jsonschema
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "harness"))
 from printer_peer import Printer
 from tool_prefix import (CANCELLED, CONFLICT, DONE, DOWNLOAD, FAILED, NOT_FOUND, NOT_INSTALLED,
-                         PRINT, PRINTER, ROOT, USAGE, Step, ToolPrefix, export_key,
+                         PRINT, PRINTER, RESTART, ROOT, USAGE, Step, ToolPrefix, export_key,
                          let_spooler_find, peer_process, set_value, start_spooler, stop_spooler, tool,
                          use_shim)
 
@@ -589,6 +591,74 @@ class StoppedSpooler(Tool):
     def test_an_unknown_computer_is_not_one_without_the_monitor(self):
         server, = self.batch(tool("port", "list", "--server", "no-such-host", code=FAILED))
         self.assertNotIn("install", server.err)
+
+
+class SpoolerRestart(Tool):
+    """The library in use: a program that waits for a printer holds it, as the spooler does."""
+
+    def spooler(self, *words):
+        return Step(*words, "spooler")
+
+    def test_a_restart_is_told_done_and_bounded(self):
+        silent = Printer(os.path.join(self.place, "silent"), "faulty_printer", "--seconds", "250",
+                         "never-answers")
+        self.addCleanup(silent.stop)
+        page = self.write("page.ps", DOCUMENT)
+        self.batch(tool("install", "--quiet"), use_shim(MONITOR),
+                   tool("port", "add", "Office", "--url", silent.url),
+                   let_spooler_find(MONITOR, "Office"))
+        job = self.prefix.start([DOWNLOAD + "\\velmoractl.exe", "print", page, "--port", "Office"],
+                                stdout=subprocess.DEVNULL)
+        self.addCleanup(peer_process.stop, job)
+        silent.wait_for_request()
+        self.another_library()
+        first, again, restart, stopped, running, after = self.batch(
+            tool("install", "--json", code=RESTART), tool("install", "--json", code=RESTART),
+            tool("install", "--restart-spooler", "--json"),
+            self.spooler("net", "stop"), tool("install", "--restart-spooler"),
+            Step("sc", "query", "spooler"))
+        self.assertEqual(("replaced-in-use", True, False),
+                         tuple(first.json()[key] for key in
+                               ("library", "restart-needed", "restarted")))
+        self.assertEqual(("same", True, False),
+                         tuple(again.json()[key] for key in
+                               ("library", "restart-needed", "restarted")))
+        self.assertIn("--restart-spooler", again.err)
+        self.assertEqual((False, True, []),
+                         tuple(restart.json()[key] for key in
+                               ("restart-needed", "restarted", "waiting-jobs")))
+        self.assertIn("was stopped", stopped.out)
+        self.assertIn("The spooler has been restarted.\nNo job was waiting.", running.out)
+        self.assertIn("RUNNING", after.out)
+        silent.stop()
+        job.wait(60)
+        # Nobody holds the old library any more: nothing is left to restart for.
+        last, = self.batch(tool("install", "--json"))
+        self.assertFalse(last.json()["restart-needed"])
+        self.assertEqual([], [name for name in os.listdir(self.prefix.path("windows", "system32"))
+                              if name.startswith("Velmora.dll.old")])
+
+    def another_library(self):
+        """The same library with bytes after its end, as a signature is; the headers' sum is of the
+        old one, and 0 is taken for none."""
+        name = self.prefix.path("download", "programs", "Velmora.dll")
+        with open(name, "rb") as file:
+            data = bytearray(file.read())
+        headers = int.from_bytes(data[0x3C:0x40], "little")
+        data[headers + 0x58:headers + 0x5C] = bytes(4)
+        os.remove(name)
+        with open(name, "wb") as file:
+            file.write(data + bytes(16))
+
+    def test_a_spooler_that_does_not_start_again_is_an_error(self):
+        service = "HKLM\\System\\CurrentControlSet\\Services\\Spooler"
+        self.batch(tool("install", "--quiet"), Step(
+            "reg", "add", service, "/v", "Start", "/t", "REG_DWORD", "/d", "4", "/f"))
+        # The service manager reads it when it starts.
+        self.prefix.stop()
+        failed, = self.batch(
+            tool("install", "--restart-spooler", "--json", code=FAILED))
+        self.assertEqual("spooler-unavailable", failed.json()["error"]["code"])
 
 
 class Directory(Tool):

@@ -183,13 +183,20 @@ std::vector<std::string> printersOfPort(const Session& session, const std::strin
     return names;
 }
 
-void checkUnused(const Session& session, const std::string& port, const std::string& what) {
-    const std::vector<std::string> printers = printersOfPort(session, port);
-    if (printers.empty()) return;
-    throw CommandError(
-        ExitCode::conflict, what,
-        "the printer " + quotedAnsi(printers.front()) + " prints to the port " + quotedAnsi(port),
-        "give that printer another port, or delete it, first");
+void checkUnused(const Session& session, const std::vector<std::string>& ports,
+                 const std::string& what) {
+    std::string found;
+    std::size_t count = 0;
+    for (const std::string& port : ports) {
+        for (const std::string& printer : printersOfPort(session, port)) {
+            found += count++ == 0 ? "the printer " : ", ";
+            found += quotedAnsi(printer) + " prints to the port " + quotedAnsi(port);
+        }
+    }
+    if (count == 0) return;
+    throw CommandError(ExitCode::conflict, what, found,
+                       count == 1 ? "give that printer another port, or delete it, first"
+                                  : "give these printers other ports, or delete them, first");
 }
 
 }  // namespace velmora::ctl

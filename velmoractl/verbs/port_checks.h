@@ -64,7 +64,12 @@ void applyCredentials(const Credentials& credentials, std::uint8_t& authenticati
 /// The spooler's printers that print to the port, by name. Fails when the spooler cannot be asked.
 std::vector<std::string> printersOfPort(const Session& session, const std::string& port);
 
-/// ExitCode::conflict when a printer prints to the port: its jobs would have nowhere to go.
-void checkUnused(const Session& session, const std::string& port, const std::string& what);
+/// ExitCode::conflict when printers print to a port: their jobs would have nowhere to go. Names all
+/// of them.
+void checkUnused(const Session& session, const std::vector<std::string>& ports,
+                 const std::string& what);
+inline void checkUnused(const Session& session, const std::string& port, const std::string& what) {
+    checkUnused(session, std::vector<std::string>{port}, what);
+}
 
 }  // namespace velmora::ctl

@@ -13,6 +13,7 @@
 #include "velmoractl/setup/installed_settings.h"
 #include "velmoractl/setup/library_check.h"
 #include "velmoractl/setup/placed_file.h"
+#include "velmoractl/setup/spooler_service.h"
 #include "velmoractl/setup/spooler_setup.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
@@ -31,8 +32,10 @@ struct SetupOptions {
     std::string language;
     bool replaceSettings = false;
     bool allowDowngrade = false;
+    bool restartSpooler = false;
     std::string policy;
     std::string ports;
+    bool dryRun = false;
 };
 
 constexpr char kLibrary[] = "Velmora.dll";
@@ -123,7 +126,7 @@ std::string inWords(FileChange change) {
         case FileChange::replaced:
             return "has been replaced";
         case FileChange::replacedInUse:
-            return "has been replaced; restart the spooler to use the new one";
+            return "has been replaced while it was in use";
     }
     return "";
 }
@@ -240,6 +243,65 @@ PolicyChange placePolicy(const SetupOptions& options, const std::string& what) {
     return PolicyChange::written;
 }
 
+/// Deletes the libraries that were in use when newer ones took their place. True if one still is:
+/// the spooler runs an old one.
+bool oldLibraryInUse() {
+    bool inUse = false;
+    WIN32_FIND_DATAA found{};
+    const UniqueFind search(FindFirstFileA((installed(kLibrary) + ".old*").c_str(), &found));
+    if (!search) return false;
+    do {
+        const std::string old = systemDirectory() + "\\" + found.cFileName;
+        if (!DeleteFileA(old.c_str()) && isInUse(GetLastError())) inUse = true;
+    } while (FindNextFileA(search.get(), &found));
+    return inUse;
+}
+
+/// What became of the spooler, and why it does not yet use the new library, if so.
+struct Restart {
+    std::vector<WaitingJob> waiting;
+    bool done = false;
+    std::optional<CommandError> wanted;
+};
+
+Restart restartIfAsked(const SetupOptions& options, bool libraryWasInUse, const std::string& what) {
+    Restart result;
+    if (options.restartSpooler) {
+        result.waiting = waitingJobs();
+        try {
+            restartSpooler();
+            result.done = true;
+            oldLibraryInUse();
+        } catch (const CommandError& error) {
+            if (error.code() != ExitCode::restartNeeded) throw;
+            result.wanted = error;
+        }
+    } else if (oldLibraryInUse() || libraryWasInUse) {
+        result.wanted = CommandError(ExitCode::restartNeeded, what,
+                                     "it is done, but the spooler still uses the old library",
+                                     "restart it: velmoractl install --restart-spooler");
+    }
+    return result;
+}
+
+void sayRestart(const Session& session, const Restart& restart) {
+    if (!restart.done) return;
+    session.say("The spooler has been restarted.");
+    if (restart.waiting.empty()) return session.say("No job was waiting.");
+    session.say("These jobs were waiting, and are still in their queues:");
+    for (const WaitingJob& job : restart.waiting)
+        session.say("  " + quotedAnsi(job.printer) + ", job " + std::to_string(job.id) + ", " +
+                    quotedAnsi(job.document));
+}
+
+Json jobsJson(const std::vector<WaitingJob>& jobs) {
+    Json list = Json::array();
+    for (const WaitingJob& job : jobs)
+        list.push_back(
+            {{"printer", toUtf8(job.printer)}, {"id", job.id}, {"document", toUtf8(job.document)}});
+    return list;
+}
+
 struct Installed {
     FileChange library;
     SettingsChange settings;
@@ -286,13 +348,18 @@ void install(const Session& session, const SetupOptions& options) {
     }
     const Installed result = carryOut(options, from, what);
     const std::string monitor = installedSetting("Port Monitor Name");
+    const Restart restart =
+        restartIfAsked(options, result.library == FileChange::replacedInUse, what);
     if (session.wantsJson()) {
         session.answer({{"library", keywordOf(result.library)},
                         {"settings", result.settings ? keywordOf(*result.settings) : "kept"},
                         {"registry-key", toUtf8(installedKey())},
                         {"policy", keywordOf(result.policy)},
                         {"monitor", toUtf8(monitor)},
-                        {"registered-now", result.registered}});
+                        {"registered-now", result.registered},
+                        {"restarted", restart.done},
+                        {"restart-needed", restart.wanted.has_value()},
+                        {"waiting-jobs", jobsJson(restart.waiting)}});
     }
     session.say(quotedPath(installed(kLibrary)) + " " + inWords(result.library) + ".");
     session.say(quotedPath(installed(kSettings)) + " " + inWords(result.settings) + ".");
@@ -302,6 +369,8 @@ void install(const Session& session, const SetupOptions& options) {
     session.say("The monitor " + quotedAnsi(monitor) +
                 (result.registered ? " has been registered with the spooler."
                                    : " is already registered with the spooler."));
+    sayRestart(session, restart);
+    if (restart.wanted) throw CommandError(*restart.wanted);
     session.say("Next: velmoractl port add NAME --url URL");
 }
 
@@ -349,8 +418,8 @@ bool unregister(const Session& session, const SetupOptions& options, const std::
     {
         MonitorChannel channel(session);
         const std::vector<std::string> ports = channel.portNames();
-        for (const std::string& port : ports)
-            checkUnused(session, port, what);
+        checkUnused(session, ports, what);
+        if (options.dryRun) return true;
         // The root group is always there.
         const std::size_t nodes = channel.directory().nodes().size();
         choice = choosePorts(options, ports.size() + (nodes > 0 ? nodes - 1 : 0), what);
@@ -383,6 +452,10 @@ void uninstall(const Session& session, const SetupOptions& options) {
     // Throws when the spooler cannot be asked, before anything is changed: a registration that is
     // left without its library keeps the spooler from loading it.
     const bool known = unregister(session, options, monitor, choice, what);
+    if (options.dryRun) {
+        if (session.wantsJson()) session.answer({{"was-installed", known}, {"ports", "keep"}});
+        return session.say("Nothing stands in the way; nothing has been changed.");
+    }
     const bool library = fileExists(installed(kLibrary));
     const bool rest =
         choice == "remove" && (fileExists(installed(kSettings)) || RegistryKey::open(key));
@@ -424,6 +497,8 @@ void addSetupVerbs(Verb app, Session& session) {
             "key in it too");
     in.flag("--allow-downgrade", options->allowDowngrade,
             "install a Velmora.dll that is older than the installed one");
+    in.flag("--restart-spooler", options->restartSpooler,
+            "stop and start the spooler afterwards, so that it uses the new library");
     in.oneOf("--policy", options->policy,
              "what a computer without a policy gets: the standard one (default) or none",
              {"standard", kNoPolicy});
@@ -432,6 +507,7 @@ void addSetupVerbs(Verb app, Session& session) {
                 "uninstall --ports keep", [&session, options] { uninstall(session, *options); });
     out.oneOf("--ports", options->ports,
               "what becomes of ports, groups and printers (default: asks)", {"keep", "remove"});
+    out.flag("--dry-run", options->dryRun, "only say whether anything stands in the way");
 }
 
 }  // namespace velmora::ctl
