@@ -471,14 +471,20 @@ TEST_F(GroupsPageInput, ThePointerShowsACopyWhileControlIsHeld) {
 }
 
 TEST_F(GroupsPageInput, ADropOpensItsTarget) {
+    // A group without contents does not open by itself while the pointer rests on it; and what was
+    // copied is not selected, which would open the group too.
+    directory.DeleteNode(6);
     sit([&](const Desk& desk) {
         const HTREEITEM target = desk.tree.item("All groups/B");
-        SendMessageA(desk.treeWindow(), TVM_EXPAND, TVE_COLLAPSE, reinterpret_cast<LPARAM>(target));
         desk.input.dragTo(desk.treeWindow(), desk.tree.middle("All groups/A/a1"),
                           desk.tree.middle("All groups/B"));
+        desk.input.keyDown(VK_CONTROL);
+        desk.input.moveTo(desk.treeWindow(), desk.tree.middle("All groups/B"));
         desk.input.buttonUp();
+        desk.input.keyUp(VK_CONTROL);
         EXPECT_TRUE(waitUntil([&] { return desk.tree.item("All groups/B/a1") != nullptr; }));
-        EXPECT_TRUE(desk.tree.view().isExpanded(target));
+        EXPECT_TRUE(waitUntil([&] { return desk.tree.view().isExpanded(target); }));
+        EXPECT_EQ(desk.tree.selectedPath(), "All groups/A/a1");
     });
 }
 
@@ -588,6 +594,44 @@ TEST_F(GroupsPageInput, ARefusedLabelComesBeforeTheMenuOfAnotherItem) {
               opened.cancel();
               opened.waitUntilClosed();
           });
+}
+
+TEST_F(GroupsPageInput, NothingIsStartedWhileARefusedLabelWaits) {
+    sit([&](const Desk& desk) {
+        desk.focusOn("All groups/A/a1");
+        desk.command(ID_GROUPS_RENAME);
+        // While the sheet is disabled the message about the label waits.
+        const HWND sheet = desk.sheet.sheet().window();
+        EnableWindow(sheet, FALSE);
+        SendMessageA(desk.tree.editor(), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("C"));
+        desk.tree.view().endEdit();
+
+        POINT other = desk.tree.middle("All groups/B");
+        ClientToScreen(desk.treeWindow(), &other);
+        for (const LPARAM position : {MAKELPARAM(other.x, other.y), LPARAM{-1}}) {
+            PostMessageA(desk.window(), WM_CONTEXTMENU, reinterpret_cast<WPARAM>(desk.treeWindow()),
+                         position);
+            desk.settle();
+            EXPECT_EQ(popupWindow(), nullptr);
+            PostMessageA(desk.window(), WM_CANCELMODE, 0, 0);
+            EXPECT_TRUE(noPopup());
+        }
+        EXPECT_EQ(desk.tree.selectedPath(), "All groups/A/a1");
+        desk.tree.view().editLabel(desk.tree.item("All groups/B"));
+        EXPECT_FALSE(desk.tree.isEditing());
+        NMTREEVIEWA drag{};
+        drag.hdr = {desk.treeWindow(), IDC_GROUPS_TREE, static_cast<UINT>(TVN_BEGINDRAGA)};
+        drag.itemNew.hItem = desk.tree.item("All groups/B");
+        SendMessageA(desk.window(), WM_NOTIFY, IDC_GROUPS_TREE, reinterpret_cast<LPARAM>(&drag));
+        EXPECT_FALSE(hasCapture(desk.treeWindow()));
+
+        EnableWindow(sheet, TRUE);
+        EXPECT_EQ(onlyMessage(), kNameExists);
+        EXPECT_EQ(windowText(desk.tree.editor()), "a1");
+        desk.tree.enterLabel("a1");
+        desk.tree.waitUntilEdited();
+        EXPECT_EQ(desk.tree.lines(), kStart);
+    });
 }
 
 TEST_F(GroupsPageInput, TabReachesTheButtonsAndADeletedSelectionLeavesTheKeyboardAlive) {

@@ -3,10 +3,14 @@
 #include <commctrl.h>
 
 #include <algorithm>
+#include <map>
 
+#include "harness/real_input.h"
 #include "ipp/job_template_choices.h"
 #include "tests/ui/port_sheet_fixture.h"
+#include "tests/ui/sent_messages.h"
 #include "ui/kit/fonts.h"
+#include "ui/kit/window.h"
 
 namespace velmora::testing {
 namespace {
@@ -125,6 +129,51 @@ TEST_F(JobTemplatePage, EveryListDropsAsWideAsItsWidestTranslation) {
             EXPECT_EQ(std::ranges::count(items(page, list), wide), 1) << list;
             EXPECT_EQ(droppedWidth(page, list), neededWidth(page, list)) << list;
         }
+    }));
+}
+
+TEST_F(JobTemplatePage, EveryListIsToldTheWidthOfItsWidestItem) {
+    // A list that drops no wider than it is does not show what it was told.
+    EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) {
+        SentMessages widened(sheet.sheet().window(), [](const CWPSTRUCT& sent) {
+            return sent.message == CB_SETDROPPEDWIDTH;
+        });
+        const DialogDriver page = sheet.openPage(kPage);
+        std::map<int, int> told;
+        for (const auto& message : widened.take())
+            told[message.control] = static_cast<int>(message.wParam);
+        std::map<int, int> needed;
+        for (const int list : {IDC_JOB_HOLD_UNTIL, IDC_JOB_SIDES, IDC_JOB_MEDIA, IDC_JOB_RESOLUTION,
+                               IDC_JOB_FINISHINGS, IDC_JOB_NUMBER_UP})
+            needed[list] = neededWidth(page, list);
+        EXPECT_EQ(told, needed);
+        sheet.ok();
+    }));
+}
+
+TEST_F(JobTemplatePage, ARestingPointerShowsTheWholeTextOfAClosedList) {
+    const std::string whole = "two-sided-short-edge";
+    const auto tip = []() -> HWND {
+        HWND tips = nullptr;
+        while ((tips = FindWindowExA(nullptr, tips, TOOLTIPS_CLASSA, nullptr)) != nullptr)
+            if (IsWindowVisible(tips)) return tips;
+        return nullptr;
+    };
+    EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
+        const DialogDriver page = sheet.openPage(kPage);
+        const RealInput input(sheet.sheet().window());
+        const auto rest = [&](int control) {
+            RECT area{};
+            GetClientRect(page.control(control), &area);
+            input.moveTo(page.control(control), {area.right / 3, area.bottom / 2});
+        };
+        page.choose(IDC_JOB_SIDES, 4);
+        rest(IDC_JOB_SIDES);
+        EXPECT_TRUE(waitUntil([&] { return tip() != nullptr; })) << "no tip";
+        EXPECT_EQ(windowText(tip()), whole);
+        rest(IDC_JOB_COPIES);
+        EXPECT_TRUE(waitUntil([&] { return tip() == nullptr; })) << "the tip stays";
+        sheet.ok();
     }));
 }
 
