@@ -32,8 +32,10 @@ TEST_F(Profile, TextsAreReadByCharactersOfTheCodePage) {
     // The runs for double bytes must not pass because the machine lacks the locale.
     const char* const expected = std::getenv("VELMORA_CODE_PAGE");
     ASSERT_TRUE(expected == nullptr || GetACP() == static_cast<UINT>(std::atoi(expected)));
-    // In code page 932 the second character ends with the byte of a backslash.
-    const std::string name = toAnsi(L"\u6A5F\u80FDreset");
+    // The character before "reset" ends with the byte of a backslash in code page 932, the one
+    // before "text" in 936, and the one before "name" in 950.
+    const std::string name = toAnsi(L"\u6A5F\u80FDreset \u4E57text \u529Fname");
+    EXPECT_EQ(name.find('\\') != std::string::npos, expected != nullptr);
     testing::writeSettingsFile("[S]\r\nk=" + name + "\\nnext\r\n");
     EXPECT_EQ(lookupText(ProfileFile(testing::settingsFilePath()), "S", "k"), name + "\nnext");
 }

@@ -21,8 +21,10 @@ std::string classOf(HWND control) {
 /// The name by which the platform's accessibility interface knows a control.
 std::wstring accessibleName(HWND control) {
     IAccessible* object = nullptr;
+    // Not IID_IAccessible: in the 64-bit import library of oleacc something else has that name.
     if (FAILED(AccessibleObjectFromWindow(control, static_cast<DWORD>(OBJID_CLIENT),
-                                          IID_IAccessible, reinterpret_cast<void**>(&object))))
+                                          __uuidof(IAccessible),
+                                          reinterpret_cast<void**>(&object))))
         return {};
     VARIANT self{};
     self.vt = VT_I4;
