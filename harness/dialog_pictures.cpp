@@ -9,7 +9,9 @@
 
 #include "directory/groups_db.h"
 #include "harness/dialog_driver.h"
+#include "harness/real_input.h"
 #include "platform/profile_file.h"
+#include "ui/kit/combo_list.h"
 #include "ui/port_sheet.h"
 #include "ui/resources/resource_ids.h"
 #include "ui/text_table.h"
@@ -121,6 +123,24 @@ void pictureOfDialog(const DialogDriver& page, int button, const std::string& na
     dialog.waitUntilClosed();
 }
 
+/// The sheet while the pointer rests on a closed list that cuts its text, as no translation does.
+void pictureOfTip(const SheetDriver& sheet, const DialogDriver& page) {
+    constexpr int kShortEdge = 4;
+    page.choose(IDC_JOB_SIDES, kShortEdge);
+    const HWND list = page.control(IDC_JOB_SIDES);
+    if (!ComboList(list).showsWholeText()) {
+        RECT area{};
+        GetClientRect(list, &area);
+        testing::RealInput(sheet.sheet().window()).moveTo(list, {area.right / 3, area.bottom / 2});
+        const auto tip = [] {
+            const HWND tips = FindWindowA(TOOLTIPS_CLASSA, nullptr);
+            return tips != nullptr && IsWindowVisible(tips) != FALSE;
+        };
+        if (testing::waitUntil(tip)) savePicture(sheet.sheet().window(), "job-template-tip");
+    }
+    page.choose(IDC_JOB_SIDES, 0);
+}
+
 void picturesOfGroups(const SheetDriver& sheet) {
     const DialogDriver page = sheet.openPage(2);
     expandAll(page);
@@ -154,8 +174,9 @@ void picturesOfPort(const SheetDriver& sheet) {
     savePicture(help.window(), "help");
     help.clickWithoutWaiting(IDCANCEL);
     help.waitUntilClosed();
-    sheet.openPage(1);
+    const DialogDriver jobTemplate = sheet.openPage(1);
     savePicture(sheet.sheet().window(), "job-template");
+    pictureOfTip(sheet, jobTemplate);
     picturesOfGroups(sheet);
     sheet.cancel();
 }
