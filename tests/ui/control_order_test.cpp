@@ -162,6 +162,35 @@ TEST_F(PrinterDialogOrder, TabVisitsThePropertiesAndOkReadsThemInTheirOrderOnce)
                               IDC_PRINTER_USER_NAME, IDC_PRINTER_PASSWORD}));
 }
 
+TEST_F(ControlOrder, TabVisitsTheHelpWindow) {
+    EXPECT_FALSE(runNew([](const SheetDriver& sheet) {
+        sheet.help();
+        const DialogDriver help = waitForDialog("Help");
+        EXPECT_EQ(tabOrder(help, IDC_HELP_TEXT), (Controls{IDC_HELP_TEXT, IDCANCEL}));
+        help.clickWithoutWaiting(IDCANCEL);
+        help.waitUntilClosed();
+        sheet.cancel();
+    }));
+}
+
+TEST_F(ControlOrder, OkReadsThePageThatShowsOnceAndTheOthersNotAgain) {
+    config = singlePort();
+    Controls main, jobTemplate;
+    for (Controls* read : {&main, &jobTemplate}) {
+        EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
+            const DialogDriver other = sheet.openPage(1);
+            const DialogDriver shown = sheet.openPage(0);
+            Reading reading(read == &main ? shown : other);
+            sheet.ok();
+            sheet.waitUntilClosed();
+            *read = reading.take();
+        }));
+    }
+    EXPECT_EQ(main, (Controls{IDC_PORT_AUTHENTICATION, IDC_PORT_SINGLE, IDC_PORT_MULTI,
+                              IDC_PORT_NAME, IDC_PORT_USER_NAME, IDC_PORT_PASSWORD, IDC_PORT_URL}));
+    EXPECT_EQ(jobTemplate, Controls{});
+}
+
 TEST_F(ControlOrder, LeavingReadsTheMainPageInItsOrderOnce) {
     config = singlePort();
     EXPECT_FALSE(runConfigure([](const SheetDriver& sheet) {

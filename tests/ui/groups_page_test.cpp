@@ -482,6 +482,32 @@ TEST_F(GroupsPage, ATransferIsDrawnOnce) {
     });
 }
 
+TEST_F(GroupsPage, PatternsAreInsertedIntoAListThatKnowsTheirNumberAndIsDrawnOnce) {
+    for (int i = 0; i < 20; ++i)
+        directory.SetPortPrinter("port " + std::to_string(i), {"ipp://p", 0, "", ""});
+    work([&](const Page& page) {
+        page.tree.select("All groups/A");
+        SentMessages sent(page.window(), [](const CWPSTRUCT& message) {
+            return GetDlgCtrlID(message.hwnd) == IDC_PRINTER_PATTERNS &&
+                   (message.message == WM_SETREDRAW || message.message == LVM_SETITEMCOUNT ||
+                    message.message == LVM_INSERTITEMA);
+        });
+        page.clickWithoutWaiting(IDC_GROUPS_NEW_PRINTER);
+        const DialogDriver dialog = waitForDialog("New Printer Properties");
+        EXPECT_EQ(dialog.rows(IDC_PRINTER_PATTERNS), 20);
+        std::vector<std::pair<UINT, WPARAM>> messages;
+        for (const auto& message : sent.take())
+            messages.emplace_back(message.message, message.wParam);
+        std::vector<std::pair<UINT, WPARAM>> expected{{WM_SETREDRAW, FALSE},
+                                                      {LVM_SETITEMCOUNT, 20}};
+        expected.insert(expected.end(), 20, {LVM_INSERTITEMA, 0});
+        expected.emplace_back(WM_SETREDRAW, TRUE);
+        EXPECT_EQ(messages, expected);
+        dialog.clickWithoutWaiting(IDCANCEL);
+        dialog.waitUntilClosed();
+    });
+}
+
 TEST_F(GroupsPage, NothingIsMadeWhereTheTreeDoesNotShowIt) {
     std::uint32_t lowest = 5;
     for (int level = 2; level < 500; ++level)

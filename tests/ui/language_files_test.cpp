@@ -267,6 +267,56 @@ bool isHelp(const Text& text) {
     return text.section.starts_with("Help") && text.key != "Help" && text.key != "Close";
 }
 
+/// The addresses in a help text, in order.
+std::vector<std::string> addressesIn(const std::string& text) {
+    std::vector<std::string> found;
+    for (std::size_t at = text.find("://"); at != std::string::npos; at = text.find("://", at)) {
+        std::size_t start = at;
+        while (start > 0 && std::isalpha(static_cast<unsigned char>(text[start - 1])) != 0 &&
+               text.substr(start - 2, 2) != "\\n")
+            --start;
+        at += 3;
+        while (at < text.size() && text[at] != '\\' &&
+               (std::isalnum(static_cast<unsigned char>(text[at])) != 0 || text[at] == ':' ||
+                text[at] == '/'))
+            ++at;
+        found.push_back(text.substr(start, at - start));
+    }
+    return found;
+}
+
+/// The numbers of two digits and more in a text, sorted, without what separates thousands in a
+/// language. One and two are words in some languages and numbers in others.
+std::multiset<std::string> numbersIn(const std::string& text) {
+    const auto digit = [&](std::size_t at) { return at < text.size() && isdigit(text[at]) != 0; };
+    std::multiset<std::string> found;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (!digit(at)) continue;
+        std::string number;
+        for (;
+             digit(at) || (number.size() == 1 && digit(at + 1) && digit(at + 2) && digit(at + 3) &&
+                           std::string_view(",. \xA0").find(text[at]) != std::string_view::npos);
+             ++at)
+            if (digit(at)) number += text[at];
+        if (number.size() > 1) found.insert(number);
+    }
+    return found;
+}
+
+TEST_P(Languages, KeepTheAddressesAndNumbersOfTheHelp) {
+    std::size_t addresses = 0, numbers = 0;
+    for (std::size_t i = 0; i < texts.size() && i < english.size(); ++i) {
+        if (!isHelp(english[i])) continue;
+        SCOPED_TRACE(english[i].section + ": " + english[i].key);
+        EXPECT_EQ(addressesIn(texts[i].value), addressesIn(english[i].value));
+        EXPECT_EQ(numbersIn(texts[i].value), numbersIn(english[i].value));
+        addresses += addressesIn(english[i].value).size();
+        numbers += numbersIn(english[i].value).size();
+    }
+    EXPECT_GE(addresses, 7u) << "an example of each form";
+    EXPECT_GE(numbers, 10u);
+}
+
 TEST(DeliveredSettings, EnglishHelpIsTheBuiltIn) {
     std::map<std::string, std::string> builtIn;
     for (const auto& topics :
