@@ -63,6 +63,23 @@ void reportSent(const JobInfo& info) {
     spooler().closePrinter(info.printerHandle);
 }
 
+void closePrinter(const JobInfo& info) {
+    spooler().closePrinter(info.printerHandle);
+}
+
+/// A job that was never ended is abandoned, not ended: nobody knows whether one of the spooler's
+/// threads is still in it, unless it could not start. The spooler does not end those and tries
+/// again and again; they are kept all the same where nothing is closed at a job's end.
+void giveUp(std::unique_ptr<PortJob> job, const Policy& policy) noexcept {
+    if (job == nullptr) return;
+    if (policy.closeConnections != 0 && !job->started()) {
+        job->abandon(closePrinter);
+    } else {
+        job->abandon();
+        static_cast<void>(job.release());
+    }
+}
+
 /// Attaches a job to the port. One that fails to start stays attached all the same, for the end.
 bool startJob(Port& port, char* printerName, JobInfo info, const std::wstring& document) {
     auto job = std::make_unique<PortJob>(std::move(info), reportSent);
@@ -70,14 +87,10 @@ bool startJob(Port& port, char* printerName, JobInfo info, const std::wstring& d
     // where the null handle is passed on.
     spooler().openPrinter(printerName, &job->info().printerHandle, nullptr);
 
-    // What the port still has from a job that was never ended is abandoned, not ended: nobody knows
-    // whether one of the spooler's threads is still in it.
-    if (port.job != nullptr) port.job->abandon();
-    static_cast<void>(port.job.release());
-    port.job = std::move(job);
+    const Policy policy = machinePolicy();
+    giveUp(std::exchange(port.job, std::move(job)), policy);
     // A copy: connecting takes long, and the port may be configured anew meanwhile.
     const PortConfig config = *port.config();
-    const Policy policy = machinePolicy();
     const auto connect = [options = connectionOptions(policy)](const DeliveryOrder& order) {
         return connectToPrinter(order, options);
     };

@@ -27,7 +27,7 @@ bool PortJob::start(const Connect& connectTo, const std::vector<PrintTarget>& ta
                     const JobTemplate& jobTemplate, AfterJob afterJob, Pace pace) {
     pieceSize_ = pace == Pace::prompt ? kPromptPiece : kSteadyPiece;
     const Connect connect = record_ != nullptr ? record_->watch(connectTo) : connectTo;
-    if (targets.empty()) return true;
+    if (targets.empty()) return started_ = true;
     if (targets.size() == 1) {
         delivery_ = std::make_unique<SingleTargetJob>(
             connect, DeliveryOrder{targets.front(), info_.documentName, jobTemplate, 1}, afterJob);
@@ -35,11 +35,16 @@ bool PortJob::start(const Connect& connectTo, const std::vector<PrintTarget>& ta
         delivery_ = std::make_unique<MultiTargetJob>(connect, targets, info_.documentName,
                                                      jobTemplate, PacketMemory(), pace);
     }
-    return !delivery_->failed();
+    return started_ = !delivery_->failed();
 }
 
 void PortJob::abandon() noexcept {
     if (record_ != nullptr) record_->abandon();
+}
+
+void PortJob::abandon(Report report) noexcept {
+    abandon();
+    report_ = report;
 }
 
 bool PortJob::write(std::span<const std::byte> data, std::uint32_t& accepted) {

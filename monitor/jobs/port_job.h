@@ -46,6 +46,11 @@ class PortJob {
 
     /// The spooler will never end this job, which is about to be given up as it is.
     void abandon() noexcept;
+    /// The same for a job that has not started(): it is about to be destroyed, and calls `report`
+    /// then in place of what it was made with.
+    void abandon(Report report) noexcept;
+    /// Whether the spooler was told that it may write; one of its threads may be doing so.
+    bool started() const noexcept { return started_; }
 
     /// Hands the data on in pieces of at most 1024 bytes, or of 64 KiB for a prompt job, and counts
     /// those that were accepted. Nothing is held back. False at the first piece that is not taken.
@@ -57,7 +62,8 @@ class PortJob {
     JobInfo info_;
     Report report_;
     std::unique_ptr<PrintJob> delivery_;
-    std::size_t pieceSize_ = 0;          ///< set by start()
+    std::size_t pieceSize_ = 0;  ///< set by start()
+    bool started_ = false;
     std::shared_ptr<JobRecord> record_;  ///< null: nobody wants one
 };
 

@@ -4,7 +4,10 @@ namespace velmora {
 
 SingleTargetJob::SingleTargetJob(const Connect& connect, const DeliveryOrder& order,
                                  AfterJob afterJob)
-    : delivery_(connect(order)), afterJob_(afterJob) {}
+    : delivery_(connect(order)), afterJob_(afterJob) {
+    // The spooler need not end a job that could not start.
+    if (failed() && afterJob_ == AfterJob::close) delivery_.reset();
+}
 
 SingleTargetJob::~SingleTargetJob() {
     // Given up without being closed, on purpose: closing may wait for the printer, and what

@@ -26,7 +26,8 @@ class SingleTargetJob final : public PrintJob {
     bool end() override;
 
   private:
-    std::unique_ptr<Delivery> delivery_;  ///< null if the connection could not be made
+    /// Null if the connection could not be made, or has failed at once and is to be closed.
+    std::unique_ptr<Delivery> delivery_;
     AfterJob afterJob_;
 };
 

@@ -314,6 +314,29 @@ TEST_F(JobEntriesTest, StartOnAPortWithAJobReplacesItWithoutEndingIt) {
     EXPECT_TRUE(endsWith(printer.file("request-3.body"), "%!second"));
 }
 
+// The spooler starts a job again and again as long as that fails, and ends none of them.
+TEST_F(JobEntriesTest, JobsThatCannotStartLeaveNoPrinterOpenIfThePolicyClosesConnections) {
+    NobodyThere printer;
+    const HANDLE port = singlePort(printer.url());
+    const auto failTwice = [&] {
+        EXPECT_FALSE(unicodeJobs().start(port, "Printer X", 77, 1, "Report"));
+        EXPECT_FALSE(unicodeJobs().start(port, "Printer X", 77, 1, "Report"));
+    };
+    failTwice();
+    EXPECT_EQ(spooler_.takeCalls(),
+              Calls({"OpenPrinterA Printer X null -> 1001", "OpenPrinterA Printer X null -> 1002"}))
+        << "without the policy they are kept";
+    Policy policy;
+    policy.closeConnections = 1;
+    ASSERT_TRUE(createPolicy(kDefaultMonitorKey, policy));
+    failTwice();
+    EXPECT_TRUE(unicodeJobs().end(port));
+    EXPECT_EQ(spooler_.takeCalls(),
+              Calls({"OpenPrinterA Printer X null -> 1003", "ClosePrinter 1002",
+                     "OpenPrinterA Printer X null -> 1004", "ClosePrinter 1003",
+                     "SetJobA 1004 77 0 null 6", "ClosePrinter 1004"}));
+}
+
 TEST_F(JobEntriesTest, StartOnAPortWithAnAbandonedMultiTargetJobWorksToo) {
     Peer printer("http_sink");
     const HANDLE port = multiPort({printer.url(), printer.url()});

@@ -32,6 +32,7 @@ class PortJobTest : public ::testing::Test {
 
 TEST_F(PortJobTest, DataIsCutIntoPiecesOf1024Bytes) {
     ASSERT_TRUE(start());
+    EXPECT_TRUE(job->started());
     for (const std::size_t size : {1u, 1024u, 1025u, 2500u}) {
         EXPECT_TRUE(job->write(bytesOf(std::string(size, 'x')), accepted));
         EXPECT_EQ(accepted, size);
@@ -118,6 +119,29 @@ TEST_F(PortJobTest, OnlyPrinterThatIsNotReachedFailsTheStart) {
 TEST_F(PortJobTest, OnlyPrinterThatFailsAtOnceFailsTheStart) {
     printers.printer(0).failsAfter = 0;
     EXPECT_FALSE(start());
+}
+
+// The spooler does not end a job whose start has failed.
+TEST_F(PortJobTest, ConnectionOfAJobThatCannotStartIsClosedAtOnceIfThatIsAskedFor) {
+    printers.printer(0).failsAfter = 0;
+    EXPECT_FALSE(job->start(printers.connect(), printers.targets(), {}, AfterJob::close));
+    EXPECT_FALSE(job->started());
+    EXPECT_EQ(printers.printer(0).closed, 1u);
+    EXPECT_FALSE(job->write(bytesOf("x"), accepted));
+    job.reset();
+    EXPECT_EQ(printers.printer(0).responses, 0u);
+    EXPECT_EQ(reports.size(), 1u) << "it may be ended all the same";
+}
+
+TEST_F(PortJobTest, JobThatIsAbandonedBeforeItStartedReportsInAnotherWay) {
+    printers.printer(0).refuses = true;
+    EXPECT_FALSE(start());
+    static int told;
+    told = 0;
+    job->abandon([](const JobInfo& info) { told += static_cast<int>(info.jobId); });
+    job.reset();
+    EXPECT_EQ(told, 7);
+    EXPECT_EQ(reports.size(), 0u);
 }
 
 TEST_F(PortJobTest, WithoutAPrinterTheJobIsTakenAndItsDataRefused) {
