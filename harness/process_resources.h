@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -33,6 +35,24 @@ inline ProcessResources processResources() {
         address = next;
     }
     return held;
+}
+
+/// What the heaps of this process keep committed though it is free, for allocations to come. After
+/// several large blocks at once that can be as much as they had, and may never be given back.
+inline std::size_t unusedHeapBytes() {
+    std::size_t bytes = 0;
+    std::array<HANDLE, 64> heaps{};
+    const DWORD count = std::min<DWORD>(GetProcessHeaps(heaps.size(), heaps.data()), heaps.size());
+    for (DWORD i = 0; i < count; ++i) {
+        PROCESS_HEAP_ENTRY block{};
+        HeapLock(heaps[i]);
+        while (HeapWalk(heaps[i], &block))
+            if ((block.wFlags & (PROCESS_HEAP_ENTRY_BUSY | PROCESS_HEAP_REGION |
+                                 PROCESS_HEAP_UNCOMMITTED_RANGE)) == 0)
+                bytes += block.cbData;
+        HeapUnlock(heaps[i]);
+    }
+    return bytes;
 }
 
 }  // namespace velmora::testing
