@@ -145,7 +145,7 @@ std::unique_ptr<ConfigurationLock> MonitorChannel::lock(const std::string& what)
     auto lock = std::make_unique<ConfigurationLock>(kLongestWait);
     if (lock->held()) return lock;
     throw CommandError(ExitCode::conflict, what, "another program is changing the configuration",
-                       "wait for it to end, and try again; nothing has been changed", "busy");
+                       "wait for it to end, and try again", "busy");
 }
 
 std::unique_ptr<ConfigurationLock> MonitorChannel::lockDirectory(const std::string& what) const {
@@ -158,7 +158,7 @@ std::unique_ptr<ConfigurationLock> MonitorChannel::lockDirectory(const std::stri
     }
     throw CommandError(ExitCode::conflict, what,
                        "a port dialog is open on this computer, and its OK would undo the change",
-                       "close it, and try again; nothing has been changed", "busy");
+                       "close it, and try again", "busy");
 }
 
 PortConfig MonitorChannel::port(const std::string& name) {
@@ -191,8 +191,24 @@ void MonitorChannel::addPort(const PortConfig& port) {
     const auto held = lock(what);
     guarded(what, [&] {
         xcv_->connection.addPort(port.name);
-        changePort(port);
+        try {
+            changePort(port);
+        } catch (const CommandError& error) {
+            undoAddPort(port.name, error);
+        }
     });
+}
+
+/// A port without its settings is not what was asked for.
+void MonitorChannel::undoAddPort(const std::string& name, const CommandError& reason) {
+    std::string rest = "the port is not there";
+    try {
+        removePort(name);
+    } catch (const CommandError&) {
+        rest = "the port is there with other settings, and has to be removed";
+    }
+    throw CommandError(reason.code(), "adding port " + quotedAnsi(name), reason.why() + "; " + rest,
+                       reason.remedy(), reason.keyword());
 }
 
 void MonitorChannel::changePort(const PortConfig& config) {

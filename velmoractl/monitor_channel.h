@@ -8,6 +8,7 @@
 #include "directory/groups_db.h"
 #include "port/configuration_lock.h"
 #include "port/port_config.h"
+#include "velmoractl/command_error.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {
@@ -62,6 +63,8 @@ class MonitorChannel {
 
   private:
     struct Xcv;
+
+    [[noreturn]] void undoAddPort(const std::string& name, const CommandError& reason);
 
     const std::string server_;
     const std::string monitor_;

@@ -158,7 +158,7 @@ std::optional<Version> versionOf(const std::string& path) {
 
 void checkLibrary(const std::string& path, const std::string& name, const std::string& installed,
                   Downgrade downgrade) {
-    const std::string what = "checking " + quotedAnsi(name);
+    const std::string what = "checking " + quotedPath(name);
     const auto refuse = [&](const std::string& why) {
         throw CommandError(ExitCode::usage, what, why, "take the file from the download again");
     };

@@ -78,7 +78,7 @@ std::string moveAside(const std::string& path) {
 }
 
 PlacedFile::PlacedFile(const std::string& source, const std::string& target, const Prepare& prepare)
-    : what_("copying " + quotedAnsi(source) + " to " + quotedAnsi(target)),
+    : what_("copying " + quotedPath(source) + " to " + quotedPath(target)),
       target_(target),
       there_(exists(target)) {
     if (there_ && sameContents(source, target)) return;

@@ -167,7 +167,7 @@ FileRemoval removeFile(const std::string& path) {
             return FileRemoval::atNextStart;
         }
     }
-    throw systemError("deleting " + quotedAnsi(path), error, "close what uses the file");
+    throw systemError("deleting " + quotedPath(path), error, "close what uses the file");
 }
 
 std::string fileVersion(const std::string& path) {

@@ -98,8 +98,10 @@ Option Verb::oneOf(const std::string& name, std::string& value, const std::strin
     std::string type;
     for (const std::string& word : allowed)
         type += (type.empty() ? "" : "|") + word;
-    return Option(
-        app_->add_option(name, value, about)->check(CLI::IsMember(allowed))->type_name(type));
+    // The type tells the values already.
+    return Option(app_->add_option(name, value, about)
+                      ->check(CLI::IsMember(allowed).description(""))
+                      ->type_name(type));
 }
 
 Option Verb::seconds(const std::string& name, unsigned& value, unsigned lowest, unsigned highest,
@@ -107,7 +109,7 @@ Option Verb::seconds(const std::string& name, unsigned& value, unsigned lowest, 
     const std::string range = " (" + std::to_string(lowest) + " to " + std::to_string(highest) +
                               ", default: " + std::to_string(value) + ")";
     return Option(app_->add_option(name, value, about + range)
-                      ->check(CLI::Range(lowest, highest))
+                      ->check(CLI::Range(lowest, highest).description(""))
                       ->type_name("SECONDS"));
 }
 

@@ -132,7 +132,7 @@ std::uint32_t readGroup(const Reader& reader, const Json& value, const Directory
     const CGroupsDBNode* const node = names.find(path);
     if (node == nullptr || node->type != NODE_GROUP) {
         reader.fail("names the group " + inQuotes(reader.codec().toUtf8(path)) +
-                    ", which the printer directory lacks");
+                    ", which the printer directory lacks; " + std::string(kCaseRule));
     }
     return node->id;
 }

@@ -27,50 +27,11 @@ struct NodeOptions {
     Option nameOption;
 };
 
-const char* word(std::uint32_t type) {
-    return type == NODE_PRINTER ? "printer" : "group";
-}
-
-/// A sibling whose name differs from `name` in capital and small letters at most; null if none.
-const CGroupsDBNode* similarSibling(const DirectoryPaths& names, std::uint32_t group,
-                                    const std::string& name) {
-    const auto& children = names.children(group);
-    const auto found = std::ranges::find_if(children, [&](const CGroupsDBNode* child) {
-        return lstrcmpiA(child->name.c_str(), name.c_str()) == 0;
-    });
-    return found == children.end() ? nullptr : *found;
-}
-
 /// "A/B/C" is the name C in the group A/B.
 std::pair<std::string, std::string> splitPath(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     if (slash == std::string::npos) return {"", path};
     return {path.substr(0, slash), path.substr(slash + 1)};
-}
-
-/// What to do when nothing has that name: another one may only be written differently.
-std::string missingRemedy(const DirectoryPaths& names, const std::string& path,
-                          std::uint32_t type) {
-    const auto [group, name] = splitPath(path);
-    const CGroupsDBNode* const parent = names.find(group);
-    const CGroupsDBNode* const similar =
-        parent == nullptr ? nullptr : similarSibling(names, parent->id, name);
-    if (similar == nullptr || similar->type != type) {
-        return std::string("\"") + word(type) + " list\" shows what there is";
-    }
-    return "there is " + quotedAnsi(names.pathOf(similar->id)) + "; " + std::string(kCaseRule);
-}
-
-CGroupsDBNode& requireNode(const CGroupsDB& directory, const std::string& path, std::uint32_t type,
-                           const std::string& what) {
-    const DirectoryPaths names(directory);
-    CGroupsDBNode* const node = names.find(path);
-    if (node == nullptr || node->type != type) {
-        throw CommandError(ExitCode::notFound, what,
-                           std::string("there is no ") + word(type) + " " + quotedAnsi(path),
-                           missingRemedy(names, path, type));
-    }
-    return *node;
 }
 
 /// Names of siblings differ; the tree's dialogs hold to that too. `self`: the node that gets the
@@ -93,7 +54,7 @@ void checkFreeName(const CGroupsDB& directory, std::uint32_t group, const std::s
     const CGroupsDBNode* const taken = similarSibling(names, group, name);
     if (taken == nullptr || taken->id == self) return;
     throw CommandError(ExitCode::conflict, what,
-                       std::string("a ") + word(taken->type) + " " + quotedAnsi(taken->name) +
+                       std::string("a ") + nodeWord(taken->type) + " " + quotedAnsi(taken->name) +
                            " is already in that group",
                        taken->name == name ? "choose another name or another group"
                                            : "choose another name; " + std::string(kCaseRule),
@@ -133,7 +94,7 @@ void skipHeldNumbers(CGroupsDB& directory, const std::vector<PortConfig>& ports)
 }
 
 void addNode(const Session& session, const NodeOptions& options, std::uint32_t type) {
-    const std::string what = std::string(word(type)) + " add " + quotedAnsi(options.node);
+    const std::string what = std::string(nodeWord(type)) + " add " + quotedAnsi(options.node);
     std::uint8_t authentication = 0;
     std::string user, password;
     if (type == NODE_PRINTER) {
@@ -161,7 +122,7 @@ void addNode(const Session& session, const NodeOptions& options, std::uint32_t t
 }
 
 void renameNode(const Session& session, const NodeOptions& options, std::uint32_t type) {
-    const std::string what = std::string(word(type)) + " rename " + quotedAnsi(options.node);
+    const std::string what = std::string(nodeWord(type)) + " rename " + quotedAnsi(options.node);
     MonitorChannel channel(session);
     std::uint32_t id = 0;
     const CGroupsDB stored = channel.changeDirectory(what, [&](CGroupsDB& directory) {
@@ -175,7 +136,7 @@ void renameNode(const Session& session, const NodeOptions& options, std::uint32_
 }
 
 void moveNode(const Session& session, const NodeOptions& options, std::uint32_t type) {
-    const std::string what = std::string(word(type)) + " move " + quotedAnsi(options.node);
+    const std::string what = std::string(nodeWord(type)) + " move " + quotedAnsi(options.node);
     MonitorChannel channel(session);
     std::uint32_t id = 0;
     const CGroupsDB stored = channel.changeDirectory(what, [&](CGroupsDB& directory) {
@@ -249,7 +210,7 @@ void checkRemovable(const CGroupsDB& directory, const CGroupsDBNode& node,
 }
 
 void removeNode(const Session& session, const NodeOptions& options, std::uint32_t type) {
-    const std::string what = std::string(word(type)) + " remove " + quotedAnsi(options.node);
+    const std::string what = std::string(nodeWord(type)) + " remove " + quotedAnsi(options.node);
     MonitorChannel channel(session);
     const auto lock = channel.lockDirectory(what);
     const std::vector<PortConfig> ports =
@@ -382,7 +343,7 @@ Verb addNodeVerb(Verb group, Session& session, const VerbText& text, const char*
 }
 
 void addCommonVerbs(Verb group, Session& session, std::uint32_t type, const std::string& sample) {
-    const std::string name = word(type);
+    const std::string name = nodeWord(type);
     const auto options = std::make_shared<NodeOptions>();
     addNodeVerb(group, session,
                 {"rename", "give it another name", name + " rename " + sample + " Entrance"},

@@ -10,7 +10,7 @@
 #include "ipp/printer_url.h"
 #include "velmoractl/internet.h"
 #include "velmoractl/text/console.h"
-#include "velmoractl/text/directory_paths.h"
+#include "velmoractl/text/shown_text.h"
 #include "velmoractl/text/url_text.h"
 
 namespace velmora::ctl {
@@ -31,6 +31,31 @@ bool namesPort(const std::string& ports, const std::string& port) {
         begin = end + 1;
     }
     return false;
+}
+
+/// What the path would name if capital and small letters were alike; null if nothing.
+const CGroupsDBNode* similarNode(const CGroupsDB& directory, const DirectoryPaths& names,
+                                 std::string_view path) {
+    if (path.starts_with('/')) path.remove_prefix(1);
+    const CGroupsDBNode* node = directory.FindNode(kRootGroup);
+    while (node != nullptr && !path.empty()) {
+        const std::size_t slash = std::min(path.find('/'), path.size());
+        const std::string name(path.substr(0, slash));
+        const CGroupsDBNode* const same = names.child(node->id, name);
+        node = same != nullptr ? same : similarSibling(names, node->id, name);
+        path.remove_prefix(std::min(slash + 1, path.size()));
+    }
+    return node;
+}
+
+/// What to do when nothing has that name: another one may only be written differently.
+std::string missingRemedy(const CGroupsDB& directory, const DirectoryPaths& names,
+                          const std::string& path, std::uint32_t type) {
+    const CGroupsDBNode* const similar = similarNode(directory, names, path);
+    if (similar == nullptr || similar->type != type) {
+        return std::string("\"") + nodeWord(type) + " list\" shows what there is";
+    }
+    return "there is " + quotedAnsi(names.pathOf(similar->id)) + "; " + std::string(kCaseRule);
 }
 
 }  // namespace
@@ -100,14 +125,34 @@ void checkSize(const PortConfig& port, const std::string& what) {
                        "use shorter texts, or put groups into one group above them");
 }
 
+const char* nodeWord(std::uint32_t type) {
+    return type == NODE_PRINTER ? "printer" : "group";
+}
+
+const CGroupsDBNode* similarSibling(const DirectoryPaths& names, std::uint32_t group,
+                                    const std::string& name) {
+    const auto& children = names.children(group);
+    const auto found = std::ranges::find_if(children, [&](const CGroupsDBNode* child) {
+        return lstrcmpiA(child->name.c_str(), name.c_str()) == 0;
+    });
+    return found == children.end() ? nullptr : *found;
+}
+
+CGroupsDBNode& requireNode(const CGroupsDB& directory, const std::string& path, std::uint32_t type,
+                           const std::string& what) {
+    const DirectoryPaths names(directory);
+    CGroupsDBNode* const node = names.find(path);
+    if (node == nullptr || node->type != type) {
+        throw CommandError(ExitCode::notFound, what,
+                           std::string("there is no ") + nodeWord(type) + " " + quotedAnsi(path),
+                           missingRemedy(directory, names, path, type));
+    }
+    return *node;
+}
+
 const CGroupsDBGroup& requireGroup(const CGroupsDB& directory, const std::string& path,
                                    const std::string& what) {
-    const CGroupsDBNode* const node = findNode(directory, path);
-    if (node == nullptr || node->type != NODE_GROUP) {
-        throw CommandError(ExitCode::notFound, what, "there is no group " + quotedAnsi(path),
-                           "\"group list\" shows the groups");
-    }
-    return static_cast<const CGroupsDBGroup&>(*node);
+    return static_cast<const CGroupsDBGroup&>(requireNode(directory, path, NODE_GROUP, what));
 }
 
 void addCredentialOptions(Verb verb, Credentials& credentials) {

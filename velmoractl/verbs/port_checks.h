@@ -6,6 +6,7 @@
 
 #include "directory/groups_db.h"
 #include "port/port_config.h"
+#include "velmoractl/text/directory_paths.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {
@@ -36,6 +37,18 @@ void checkNoUserInfo(const std::string& url, const std::string& what);
 /// but not be configured any more.
 void checkSize(const PortConfig& port, const std::string& what);
 
+/// "group" or "printer".
+const char* nodeWord(std::uint32_t type);
+
+/// A member of the group whose name differs from `name` in capital and small letters at most; null
+/// if none.
+const CGroupsDBNode* similarSibling(const DirectoryPaths& names, std::uint32_t group,
+                                    const std::string& name);
+
+/// The group or printer of that path. ExitCode::notFound; what is there under a name that differs
+/// in capital and small letters alone is named.
+CGroupsDBNode& requireNode(const CGroupsDB& directory, const std::string& path, std::uint32_t type,
+                           const std::string& what);
 const CGroupsDBGroup& requireGroup(const CGroupsDB& directory, const std::string& path,
                                    const std::string& what);
 

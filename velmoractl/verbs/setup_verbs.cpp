@@ -167,7 +167,7 @@ void keepNames(const std::string& copy, bool replaceNames) {
         if (kept.empty() || replaceNames || settings.read(kStrings, name) == kept) continue;
         settings.write(kStrings, name, kept);
         if (settings.read(kStrings, name) != kept) {
-            throw systemError("writing " + quotedAnsi(copy), ERROR_WRITE_FAULT,
+            throw systemError("writing " + quotedPath(copy), ERROR_WRITE_FAULT,
                               "check that there is room");
         }
     }
@@ -311,6 +311,8 @@ struct Installed {
 
 Installed carryOut(const SetupOptions& options, const std::string& from, const std::string& what) {
     const std::string source = settingsSource(options, from, what);
+    // Throws when the spooler cannot be asked, before anything is changed.
+    monitorInstalled("", installedSetting("Port Monitor Name"));
     Installed result{};
     placeFiles(options, from, source, result.library, result.settings);
     // Before the monitor runs: nothing it stores is to be readable by everybody even for a moment.
@@ -400,8 +402,18 @@ std::string choosePorts(const SetupOptions& options, std::size_t count, const st
 }
 
 void removePorts(const Session& session, MonitorChannel& channel) {
-    for (const std::string& name : channel.portNames())
-        channel.removePort(name);
+    std::size_t removed = 0;
+    try {
+        for (const std::string& name : channel.portNames()) {
+            channel.removePort(name);
+            ++removed;
+        }
+    } catch (const CommandError& error) {
+        throw CommandError(error.code(), "uninstall, " + error.subject(),
+                           error.why() + "; " + std::to_string(removed) +
+                               " other ports have been removed, all else is as it was",
+                           error.remedy(), error.keyword());
+    }
     channel.changeDirectory("uninstall, removing the printer directory", [](CGroupsDB& directory) {
         std::vector<CGroupsDBNode*> children;
         directory.GetChildren(kRootGroup, children);
@@ -423,14 +435,24 @@ bool unregister(const Session& session, const SetupOptions& options, const std::
         // The root group is always there.
         const std::size_t nodes = channel.directory().nodes().size();
         choice = choosePorts(options, ports.size() + (nodes > 0 ? nodes - 1 : 0), what);
-        if (choice == "remove") removePorts(session, channel);
+        if (choice == "remove") {
+            // Before the first port is gone: an open dialog keeps the directory.
+            const auto lock = channel.lockDirectory(what);
+            removePorts(session, channel);
+        }
     }
+    const std::string gone =
+        choice == "remove" ? "; the ports and the printer directory have been removed" : "";
     const DWORD error = deleteMonitor(monitor);
     if (error == ERROR_PRINT_MONITOR_IN_USE) {
-        throw CommandError(ExitCode::conflict, what, errorText(error),
+        throw CommandError(ExitCode::conflict, what, errorText(error) + gone,
                            "delete the printers that print to its ports first");
     }
-    if (error != 0) throw spoolerError(what, error);
+    if (error != 0) {
+        const CommandError reason = spoolerError(what, error);
+        throw CommandError(reason.code(), what, reason.why() + gone, reason.remedy(),
+                           reason.keyword());
+    }
     session.say("The monitor " + quotedAnsi(monitor) + " is no longer registered.");
     return true;
 }

@@ -199,8 +199,10 @@ class Import {
     void run() {
         const InterruptNote note;
         if (hasDirectory_) {
-            channel_.changeDirectory(
-                what_, [&](CGroupsDB& directory) { takeNodes(directory, plan_.grown); });
+            guarded("the groups and printers may not be there", [&] {
+                channel_.changeDirectory(
+                    what_, [&](CGroupsDB& directory) { takeNodes(directory, plan_.grown); });
+            });
         }
         for (const std::string& name : plan_.portsToRemove)
             step([&] { channel_.removePort(name); });
@@ -210,9 +212,11 @@ class Import {
             step([&] { channel_.changePort(port); });
         bar_.end();
         if (hasDirectory_) {
-            channel_.changeDirectory(what_, [&](CGroupsDB& directory) {
-                takeNodes(directory, plan_.pruned);
-                takePatterns(directory);
+            guarded("groups and printers that the file lacks may still be there", [&] {
+                channel_.changeDirectory(what_, [&](CGroupsDB& directory) {
+                    takeNodes(directory, plan_.pruned);
+                    takePatterns(directory);
+                });
             });
         }
     }
@@ -252,26 +256,36 @@ class Import {
         }
     }
 
+    std::string progress() const {
+        return std::to_string(done_) + " of " + std::to_string(total_) + " ports are done";
+    }
+
+    /// Runs a part of the import; an error in it says what is done, what is not, and how to go on.
     template <class Body>
-    void step(Body&& body) {
-        const std::string progress =
-            std::to_string(done_) + " of " + std::to_string(total_) + " ports are done";
-        const std::string remedy = "import the same file again to go on with the rest";
-        if (InterruptNote::pressed()) {
-            bar_.end();
-            throw CommandError(ExitCode::cancelled, what_, "you have ended it; " + progress,
-                               remedy);
-        }
+    void guarded(const std::string& rest, Body&& body) {
         try {
             body();
         } catch (const CommandError& error) {
             bar_.end();
-            throw CommandError(error.code(), what_ + ", " + error.subject(),
-                               error.why() + "; " + progress, error.remedy() + "; then " + remedy,
-                               error.keyword());
+            const bool named = error.subject() == what_;
+            throw CommandError(error.code(), named ? what_ : what_ + ", " + error.subject(),
+                               error.why() + "; " + progress() + (rest.empty() ? "" : ", " + rest),
+                               error.remedy() + "; then " + kGoOn, error.keyword());
         }
+    }
+
+    template <class Body>
+    void step(Body&& body) {
+        if (InterruptNote::pressed()) {
+            bar_.end();
+            throw CommandError(ExitCode::cancelled, what_, "you have ended it; " + progress(),
+                               kGoOn);
+        }
+        guarded({}, body);
         bar_.show(++done_);
     }
+
+    static constexpr char kGoOn[] = "import the same file again to go on with the rest";
 
     MonitorChannel& channel_;
     const ConfigurationPlan& plan_;
