@@ -3,6 +3,7 @@
 import json
 import os
 import pty
+import re
 import select
 import shutil
 import signal
@@ -68,6 +69,7 @@ def let_spooler_find(monitor, port):
     return Step("reg", "add", MONITORS + monitor + "\\Ports\\" + port, "/f")
 
 
+_SHIM = "HKLM\\Software\\Velmora shim"
 # Wine's part of the spooler that answers; without it every call fails as with a stopped spooler.
 _OVERRIDES = "HKCU\\Software\\Wine\\AppDefaults\\velmoractl.exe\\DllOverrides"
 
@@ -78,6 +80,16 @@ def stop_spooler():
 
 def start_spooler():
     return Step("reg", "delete", _OVERRIDES, "/v", "localspl", "/f")
+
+
+def break_channel(command, error, after=0, calls=0):
+    """The monitor answers `error` to a command of its channel (0: says that it is done, and does
+    nothing): in every program, `after` calls of it, and only to so many calls if `calls` is given."""
+    return set_value(_SHIM, "Fault", f"{command} {after} {calls} {error}")
+
+
+def mend_channel():
+    return Step("reg", "delete", _SHIM, "/f")
 
 
 def export_key(key):
@@ -135,6 +147,19 @@ class ToolPrefix(WinePrefix):
             env=self.environment(VELMORA_WINE_TIMEOUT=str(TIMEOUT), LC_ALL="C.UTF-8"),
             timeout=TIMEOUT + 30, check=False)
         return Result(process.returncode, process.stdout, process.stderr)
+
+    def verbs(self):
+        """The words of every verb, as the tool's own help lists them."""
+        def listed(text):
+            return re.findall(r"^  ([a-z]+)(?: {2}|$)", text.split("Subcommands:\n")[-1].split("\n\n")[0],
+                              re.MULTILINE)
+        names = listed(self.tool("--help").out)
+        helps = self.batch([tool(name, "--help") for name in names])
+        verbs = []
+        for name, result in zip(names, helps):
+            below = listed(result.out) if "Subcommands:" in result.out else []
+            verbs += [[name, verb] for verb in below] if below else [[name]]
+        return verbs
 
     def batch(self, steps):
         """Runs the programs one after the other, started by one batch file: most of a short run is

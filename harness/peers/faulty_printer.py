@@ -259,6 +259,12 @@ def unavailable(exchange):
     return with_status(exchange, "503 Service Unavailable")
 
 
+@behaviour
+def not_implemented(exchange):
+    """answers 501"""
+    return with_status(exchange, "501 Not Implemented")
+
+
 def with_status(exchange, status, fields=()):
     exchange.read()
     body = b"<html>" + status.encode("ascii") + b"</html>"
@@ -489,6 +495,16 @@ def ipp_status(exchange):
     exchange.read()
     exchange.send(raw_http.answer(raw_http.ipp_answer(exchange.options.size)))
     return "ipp status"
+
+
+@behaviour
+def few_operations(exchange):
+    """a good answer of a printer whose operations are Print-Job and Get-Printer-Attributes"""
+    exchange.read()
+    operations = (raw_http.attribute(0x23, b"operations-supported", b"\x00\x00\x00\x02") +
+                  raw_http.attribute(0x23, b"", b"\x00\x00\x00\x0b"))
+    exchange.send(raw_http.answer(raw_http.ipp_answer(0, b"\x04" + operations)))
+    return "few operations"
 
 
 @behaviour

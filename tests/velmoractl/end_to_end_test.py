@@ -24,16 +24,17 @@ import jsonschema
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "harness"))
 from printer_peer import Printer
-from tool_prefix import (CANCELLED, CONFLICT, DONE, DOWNLOAD, FAILED, NOT_FOUND, NOT_INSTALLED,
-                         PRINT, PRINTER, RESTART, ROOT, USAGE, Step, ToolPrefix, export_key,
-                         let_spooler_find, peer_process, set_value, start_spooler, stop_spooler, tool,
-                         use_shim)
+from tool_prefix import (CANCELLED, CONFLICT, DENIED, DONE, DOWNLOAD, FAILED, NOT_FOUND,
+                         NOT_INSTALLED, PRINT, PRINTER, RESTART, ROOT, USAGE, Step, ToolPrefix,
+                         break_channel, export_key, let_spooler_find, mend_channel, peer_process,
+                         set_value, start_spooler, stop_spooler, tool, use_shim)
 
 MONITOR = "Velmora IPP Port"
 EVENT_SOURCE = "HKLM\\System\\CurrentControlSet\\Services\\EventLog\\Application\\Velmora"
 KEY = "HKLM\\Software\\Velmora"
 DOCUMENT = b"%!PS\n" + b"% a page\n" * 2000 + b"showpage\n"
 NOBODY = "ipp://127.0.0.1:1/ipp/print"
+CASE_RULE = "capital and small letters matter, but two names may not differ in them alone"
 
 options = None
 directory = None
@@ -85,9 +86,11 @@ class Tool(unittest.TestCase):
         return os.path.exists(self.prefix.path("windows", "system32", name))
 
     def write(self, name, content):
-        with open(self.prefix.path(name), "wb") as file:
+        path = self.prefix.path(*name.split("/"))
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as file:
             file.write(content)
-        return "C:\\" + name
+        return "C:\\" + name.replace("/", "\\")
 
     def read_json(self, name):
         with open(self.prefix.path(name), encoding="utf-8") as file:
@@ -112,11 +115,20 @@ class FromDownloadToPage(WithPrinter):
         self.uninstalling_asks_and_can_be_repeated()
 
     def nothing_is_there_yet(self):
-        _, status, _, uninstall = self.batch(
+        told, status, ports, remote, uninstall = self.batch(
             tool("status", code=NOT_INSTALLED), tool("status", "--json", code=NOT_INSTALLED),
-            tool("port", "list", code=NOT_INSTALLED), tool("uninstall"))
+            tool("port", "list", code=NOT_INSTALLED),
+            tool("status", "--server", "%COMPUTERNAME%", code=NOT_INSTALLED), tool("uninstall"))
         self.assertFalse(status.json()["registered"])
-        self.assertIn("nothing to undo", uninstall.out)
+        # By the name that the delivered settings file will give it.
+        self.assertEqual(MONITOR, status.json()["monitor"])
+        for result in (told, ports):
+            self.assertIn(f'the monitor "{MONITOR}"', result.err)
+        # Of another computer nothing of this one is told.
+        self.assertIn("Velmora.dll", told.out)
+        self.assertEqual("", remote.out)
+        self.assertNotIn("\"install\"", remote.err)
+        self.assertEqual("Velmora is not installed; there was nothing to undo.\n", uninstall.out)
         # Questions leave no trace.
         self.assertFalse(self.system_file("Velmora.dat"))
 
@@ -262,10 +274,14 @@ class ProbesOfBadPrinters(Tool):
             ("asks for a user name and a password", "faulty_printer", "unauthorized"),
             ("no printer at the URL's path", "faulty_printer", "not-found"),
             ("does not speak IPP", "faulty_printer", "html"),
+            ("does not speak IPP", "faulty_printer", "not-implemented"),
             ("server-error-not-accepting-jobs", "faulty_printer", "--size", "1286", "ipp-status"),
             # Open to questions, closed to jobs.
             ("Job: the question whether it would be accepted failed: it asks for a user name",
              "faulty_printer", "--on", "2", "unauthorized"),
+            ("Job: the question whether it would be accepted failed: .*500", "faulty_printer",
+             "--on", "2", "server-error"),
+            ("Job: not known; .*not among its operations", "faulty_printer", "few-operations"),
             ("Job: would be refused: it answers server-error-internal-error", "faulty_printer",
              "--on", "2", "--size", "1280", "ipp-status"),
             ("Job: not known; .*server-error-operation-not-supported", "faulty_printer", "--on",
@@ -277,8 +293,10 @@ class ProbesOfBadPrinters(Tool):
         # Most of a probe is waiting. Wine runs several programs in one prefix.
         with concurrent.futures.ThreadPoolExecutor(4) as pool:
             runs = {pool.submit(self.probe, *case): case for case in cases}
-            runs[pool.submit(self.probe, "does not answer in time", "faulty_printer", "--seconds",
-                             "100", "never-answers", timeout=3)] = "never-answers"
+            for on, words in (("1,2,3", "does not answer in time"),
+                              ("2", "Job: the question .* does not answer in time")):
+                runs[pool.submit(self.probe, words, "faulty_printer", "--seconds", "100", "--on",
+                                 on, "never-answers", timeout=3)] = "never-answers " + on
             for run in concurrent.futures.as_completed(runs):
                 with self.subTest(case=runs[run]):
                     run.result()
@@ -339,18 +357,8 @@ class Verbs(WithPrinter):
         for step, result in zip(steps, cls.prefix.batch(steps)):
             assert result.code == DONE, (step.words, result)
 
-    def test_every_verb_has_help_with_an_example(self):
-        groups = {"port": ["add", "set", "show", "list", "remove"],
-                  "group": ["add", "rename", "move", "remove", "list"],
-                  "printer": ["add", "set", "show", "rename", "move", "remove", "list"]}
-        verbs = [["install"], ["uninstall"], ["status"], ["export"], ["import"], ["probe"],
-                 ["jobs"], ["print"]]
-        verbs += [[group, verb] for group, names in groups.items() for verb in names]
-        *results, overview, version = self.batch(
-            *(tool(*verb, "--help") for verb in verbs), tool("--help"), tool("--version"))
-        for verb, result in zip(verbs, results):
-            with self.subTest(verb=verb):
-                self.assertIn("Example:\n  velmoractl " + " ".join(verb), result.out)
+    def test_the_program_tells_its_exit_codes_and_its_version(self):
+        overview, version = self.batch(tool("--help"), tool("--version"))
         self.assertIn("Exit codes", overview.out)
         self.assertRegex(version.out, r"^\d+\.\d+\.\d+\.\d+\n$")
 
@@ -417,6 +425,30 @@ class Verbs(WithPrinter):
         words = ["port", "add", "\u65e5\u672c", "--url", self.printer.url]
         result = self.check(USAGE, words, self.prefix.tool(*words))
         self.assertIn("\u65e5\u672c", result.err)
+
+    def test_local_paths_are_shown_as_they_can_be_pasted(self):
+        self.write("bad/Velmora.dll", b"MZ is not all of a library")
+        self.write("bad/Velmora.dat", b"[Strings]\r\n")
+        languages, empty, damaged, export, read = self.batch(
+            tool("install", "--language", "xx", code=USAGE),
+            tool("install", "--from", "C:\\windows", code=USAGE),
+            tool("install", "--from", "C:\\bad", code=USAGE),
+            tool("export", "C:\\no\\such\\file", code=FAILED),
+            tool("import", "C:\\no\\such\\file", code=USAGE))
+        self.assertIn(f'"Velmora.xx.dat" in "{DOWNLOAD}"', languages.err)
+        self.assertRegex(languages.err, "the languages are .*\\bde, .*\\bfr\\b")
+        self.assertIn('"C:\\windows"', empty.err)
+        self.assertIn('"C:\\bad\\Velmora.dll"', damaged.err)
+        for result in (export, read):
+            self.assertIn('"C:\\no\\such\\file"', result.err)
+
+    def test_values_and_file_names_may_begin_with_a_slash(self):
+        file, _, shown, _ = self.batch(
+            tool("import", "/no/such/file", code=USAGE),
+            tool("port", "set", "Office", "--media", "/roll"), tool("port", "show", "Office"),
+            tool("port", "set", "Office", "--media", "A4"))
+        self.assertIn('import of "/no/such/file": the file cannot be read', file.err)
+        self.assertIn("media: /roll", shown.out)
 
     def test_words_are_taken_as_they_stand(self):
         # No file name is put in the place of a star, no list is read into brackets.
@@ -526,9 +558,19 @@ class Verbs(WithPrinter):
 
     def test_help_tells_values_defaults_and_common_options(self):
         for result in self.batch(tool("port", "add", "--help"), tool("port", "set", "--help")):
-            for words in ("two-sided-short-edge", "(default: A4)", "no-hold", "--server NAME",
-                          "--json", "--allow-unencrypted", "--force-value"):
+            for words in ("two-sided-short-edge", "(default: A4)", "no-hold",
+                          "--allow-unencrypted", "--force-value"):
                 self.assertIn(words, result.out)
+        verbs = self.prefix.verbs()
+        for verb, result in zip(verbs, self.batch(*(tool(*verb, "--help") for verb in verbs))):
+            with self.subTest(verb=verb):
+                for words in ("--json", "--quiet", "--server NAME", "--monitor NAME",
+                              "Example:\n  velmoractl " + " ".join(verb)):
+                    self.assertIn(words, result.out)
+                # Every choice and every bounded number has a default.
+                for option in re.findall(r"^  (-\S+ (?:\S+\|\S+|SECONDS|\d+\.\.\d+)\s.*(?:\n    .*)?)",
+                                         result.out, re.MULTILINE):
+                    self.assertIn("default", option)
 
     def test_printing_goes_through_the_printers_queue_and_says_when_it_fails(self):
         page = self.write("page.ps", DOCUMENT)
@@ -570,7 +612,9 @@ class StoppedSpooler(Tool):
         file = self.write("fleet.json", fleet())
         verbs = [["uninstall", "--ports", "remove"], ["uninstall", "--ports", "keep"],
                  ["status"], ["port", "list"], ["port", "remove", "Office"],
-                 ["group", "list"], ["printer", "list"], ["group", "remove", "Floor"],
+                 ["group", "list"], ["printer", "list"], ["group", "remove", "Floor"], ["install"],
+                 ["port", "add", "New", "--url", NOBODY], ["port", "show", "Office"],
+                 ["group", "rename", "Floor", "Flat"], ["printer", "add", "P", "--url", NOBODY],
                  ["export", "C:\\out.json"], ["import", file], ["probe", "--port", "Office"]]
         before, _, *results, error, probe, _, after, ports = self.batch(
             export_key(KEY), stop_spooler(), *(tool(*verb, code=FAILED) for verb in verbs),
@@ -728,16 +772,63 @@ class Directory(Tool):
             tool("group", "rename", "wing", "Other", code=NOT_FOUND),
             tool("group", "move", "Wing", "Hall"), tool("group", "list", "-o", "names"))
         self.assertIn("slash", slash.err)
-        rule = "capital and small letters matter, but two names may not differ in them alone"
-        self.assertIn(rule, case.err)
-        self.assertIn(rule, missing.err)
+        self.assertIn(CASE_RULE, case.err)
+        self.assertIn(CASE_RULE, missing.err)
         self.assertIn('there is "Wing"', missing.err)
         self.assertEqual("/\nHall\nHall/Wing\n", shown.out)
 
-    def test_what_could_not_be_read_back_is_refused(self):
-        self.batch(tool("group", "add", "G"), tool("group", "rename", "G", "n" * 256, code=USAGE),
-                   tool("printer", "add", "G/P", "--url", NOBODY, "--user", "u" * 1024,
-                        code=USAGE))
+    def test_every_verb_has_one_rule_for_capital_and_small_letters(self):
+        self.batch(tool("group", "add", "Wing"), tool("group", "add", "Hall"),
+                   tool("printer", "add", "Wing/Sales", "--url", NOBODY),
+                   tool("port", "add", "Office", "--url", NOBODY))
+        file = self.write("case.json", fleet({"name": "N", "mode": "multi-remote",
+                                              "groups": ["wing"]}))
+        ports = self.write("ports.json", fleet({"name": "OFFICE", "url": NOBODY}))
+        cases = [(NOT_FOUND, ["port", "add", "P", "--group", "wing"]),
+                 (NOT_FOUND, ["port", "set", "office", "--copies", "2"]),
+                 (NOT_FOUND, ["port", "remove", "office"]), (NOT_FOUND, ["probe", "--port", "office"]),
+                 (NOT_FOUND, ["group", "add", "wing/A"]), (NOT_FOUND, ["group", "move", "Wing", "hall"]),
+                 (NOT_FOUND, ["group", "remove", "WING"]), (CONFLICT, ["group", "add", "HALL"]),
+                 (NOT_FOUND, ["printer", "show", "wing/sales"]),
+                 (NOT_FOUND, ["printer", "set", "Wing/sales", "--url", NOBODY]),
+                 (NOT_FOUND, ["printer", "move", "Wing/Sales", "hall"]),
+                 (NOT_FOUND, ["printer", "remove", "wing/Sales"]),
+                 (CONFLICT, ["printer", "add", "Wing/SALES", "--url", NOBODY]),
+                 (CONFLICT, ["port", "add", "OFFICE", "--url", NOBODY]),
+                 (CONFLICT, ["import", ports]), (USAGE, ["import", file])]
+        before, *results, after = self.batch(
+            export_key(KEY), *(tool(*words, code=code) for code, words in cases), export_key(KEY))
+        self.assertEqual(before.raw, after.raw)
+        for (_, words), result in zip(cases, results):
+            with self.subTest(words=words):
+                self.assertIn(CASE_RULE, result.err)
+
+    def test_lengths_are_bounded_as_the_document_says(self):
+        with open(os.path.join(ROOT, "docs", "limits.md"), encoding="utf-8") as file:
+            text = " ".join(file.read().split())
+        record, host, path, name, other = (int(number) for number in re.search(
+            "record has at most ([0-9]+) bytes.*host has at most ([0-9]+) characters, its path "
+            "([0-9]+).*have at most ([0-9]+) bytes.*at most ([0-9]+)", text).groups())
+
+        def both(longest, words):
+            """The longest that is taken, and one more."""
+            return [tool(*words(longest)), tool(*words(longest + 1), code=USAGE)]
+
+        def url(length_of_host, length_of_path):
+            return f"ipp://{'h' * length_of_host}/{'p' * (length_of_path - 1)}"
+        *_, shown = self.batch(
+            *both(host, lambda n: ["port", "add", f"H{n}", "--url", url(n, 2)]),
+            *both(path, lambda n: ["port", "add", f"P{n}", "--url", url(2, n)]),
+            *both(name, lambda n: ["port", "add", "n" * n, "--url", NOBODY]),
+            *both(name, lambda n: ["group", "add", "g" * n]),
+            *both(name, lambda n: ["group", "rename", "#2", "r" * n]),
+            *both(other, lambda n: ["printer", "add", f"U{n}", "--url", NOBODY, "--user", "u" * n]),
+            *both(other, lambda n: ["printer", "add", f"W{n}", "--url", NOBODY, "--user", "u",
+                                    "--password", "w" * n]),
+            tool("port", "add", "Full", "--url", NOBODY, "--media", "m" * (record - 200)),
+            tool("port", "set", "Full", "--media", "m" * record, code=USAGE),
+            tool("printer", "list", "--json"))
+        self.assertEqual(["u", "u" * other], sorted(one["user"] for one in shown.json()))
 
     def test_commands_at_the_same_time_lose_nothing(self):
         names = [f"P{index}" for index in range(6)]
@@ -787,7 +878,8 @@ class Files(Tool):
         finally:
             os.umask(old)
         self.assertEqual("secret", self.read_json("secret.json")["ports"][0]["password"])
-        self.assertEqual(0o004, self.mode("open.json") & 0o004)
+        self.assertEqual(0o644, self.mode("open.json") & 0o644)
+        # Wine gives what the owner may to the owner's group as well, so the others' rights tell.
         self.assertEqual(0, self.mode("secret.json") & 0o007)
 
     def test_passwords_in_urls_are_refused_and_never_shown(self):
@@ -831,16 +923,24 @@ class Files(Tool):
         steps += [tool("port", "set", "Office", "--url", url, code=USAGE) for url in bad[:3]]
         steps += [tool("printer", "add", "U", "--url", url, code=USAGE)
                   for url in bad[:3] + unencrypted]
+        steps += [tool("printer", "set", "Floor/Set", "--url", url, code=USAGE)
+                  for url in bad[:3] + unencrypted]
         steps += [tool("import", self.write(f"url{index}.json", fleet({"name": "U", "url": url})),
                        code=USAGE) for index, url in enumerate(bad + unencrypted)]
         taken = self.write("taken.json", fleet({"name": "T", "url": unencrypted[0]}))
-        self.batch(export_key(KEY), *steps, tool("port", "add", "U", "--url", unencrypted[0],
-                                                 "--allow-unencrypted"),
+        _, before, *_ = results = self.batch(
+            tool("printer", "add", "Floor/Set", "--url", NOBODY), export_key(KEY), *steps,
+            export_key(KEY))
+        self.assertEqual(before.raw, results[-1].raw)
+        self.batch(tool("port", "add", "U", "--url", unencrypted[0], "--allow-unencrypted"),
+                   tool("port", "set", "Office", "--url", unencrypted[0], "--allow-unencrypted"),
+                   tool("port", "set", "Office", "--url", NOBODY),
                    tool("printer", "add", "U", "--url", unencrypted[1], "--allow-unencrypted"),
                    tool("printer", "set", "U", "--url", unencrypted[0], code=USAGE),
                    tool("import", taken, code=USAGE),
                    tool("import", taken, "--allow-unencrypted"), tool("port", "remove", "T"),
-                   tool("port", "remove", "U"), tool("printer", "remove", "U"))
+                   tool("port", "remove", "U"), tool("printer", "remove", "U"),
+                   tool("printer", "remove", "Floor/Set"))
 
     def test_files_come_as_windows_writes_them(self):
         text = json.dumps(json.loads(fleet({"name": "Wide", "url": NOBODY})), indent=1)
@@ -885,6 +985,104 @@ class Files(Tool):
         self.assertIn("nothing to change", again.out)
 
 
+class Refused(Tool):
+    """What the system refuses, or takes and does not keep, is not called done."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.prefix.batch((tool("install", "--quiet"), use_shim(MONITOR),
+                          tool("group", "add", "Floor"), tool("group", "add", "Hall"),
+                          tool("printer", "add", "Floor/P", "--url", NOBODY),
+                          tool("port", "add", "Office", "--url", NOBODY)))
+
+    def unchanged(self, code, *faults):
+        """The results of the commands of each fault; all must leave everything as it was."""
+        steps = []
+        for command, error, *verbs in faults:
+            steps += [break_channel(command, error), *(tool(*verb, code=code) for verb in verbs)]
+        before, *results, _, after = self.batch(export_key(KEY), *steps, mend_channel(),
+                                                export_key(KEY))
+        self.assertEqual(before.raw, after.raw)
+        return [result for step, result in zip(steps, results) if step.is_tool]
+
+    def test_a_refusal_for_lack_of_rights_has_a_code_of_its_own(self):
+        results = self.unchanged(
+            DENIED,
+            ("GetGroupsDB", 5, ["group", "list"], ["printer", "list"], ["port", "list"],
+             ["export", "C:\\no.json"], ["group", "add", "New"], ["status", "--no-probe"]),
+            ("SetGroupsDB", 5, ["group", "add", "New"], ["printer", "rename", "Floor/P", "Q"]),
+            ("ConfigPort", 5, ["port", "set", "Office", "--copies", "2"],
+             ["port", "add", "New", "--url", NOBODY]),
+            ("GetConfigInfo", 5, ["port", "show", "Office", "--json"]))
+        for result in results:
+            self.assertIn("run the command as administrator", result.err)
+            self.assertIn("(error 5)", result.err)
+        self.assertEqual("access-denied", results[-1].json()["error"]["code"])
+        self.assertFalse(os.path.exists(self.prefix.path("no.json")))
+
+    def test_what_was_not_stored_is_not_called_done(self):
+        results = self.unchanged(
+            FAILED,
+            ("SetGroupsDB", 0, ["group", "add", "New"], ["group", "rename", "Floor", "Flat"],
+             ["group", "move", "Floor", "Hall"], ["group", "remove", "Hall"],
+             ["printer", "add", "Floor/New", "--url", NOBODY],
+             ["printer", "rename", "Floor/P", "Q"], ["printer", "move", "Floor/P", "Hall"],
+             ["printer", "set", "Floor/P", "--user", "u"], ["printer", "remove", "Floor/P"]),
+            ("ConfigPort", 0, ["port", "set", "Office", "--copies", "2"],
+             ["port", "add", "New", "--url", NOBODY]),
+            ("AddPort", 0, ["port", "add", "New", "--url", NOBODY]),
+            ("DeletePort", 0, ["port", "remove", "Office"]))
+        for result in results[:9]:
+            self.assertIn("not as it was stored", result.err)
+
+    def test_a_directory_that_somebody_else_has_stored_over_is_stored_again(self):
+        *_, shown, _ = self.batch(
+            break_channel("SetGroupsDB", 0, calls=1), tool("printer", "rename", "Floor/P", "Q"),
+            mend_channel(), tool("printer", "list", "-o", "names"),
+            tool("printer", "rename", "Floor/Q", "P"))
+        self.assertEqual("Floor/Q\n", shown.out)
+
+    def test_an_import_that_fails_midway_says_what_is_done_and_how_to_go_on(self):
+        office = {"name": "Office", "url": NOBODY}
+        ports = [{"name": f"P{index}", "url": NOBODY} for index in range(8)]
+        groups = [{"id": index + 2, "parent": 1, "type": "group", "name": name}
+                  for index, name in enumerate(("Floor", "Cellar"))]
+        file = self.write("ports.json", fleet(office, *ports, directory=tree(*groups)))
+        last = self.write("last.json", fleet(office, directory=tree(*groups)))
+        _, failed, _, shown, rest, again, _, ended, _, groups, _ = self.batch(
+            break_channel("ConfigPort", 5, after=3), tool("import", file, code=DENIED),
+            mend_channel(), tool("port", "list", "-o", "names"), tool("import", file, "--json"),
+            tool("import", file), break_channel("SetGroupsDB", 5, after=0),
+            tool("import", last, "--remove-others", code=DENIED), mend_channel(),
+            tool("group", "list", "-o", "names"), tool("import", last, "--remove-others"))
+        self.assertIn('adding port "P3"', failed.err)
+        self.assertIn("3 of 8 ports are done", failed.err)
+        self.assertIn("import the same file again to go on with the rest", failed.err)
+        # The one that failed is not there half.
+        self.assertEqual(["Office", "P0", "P1", "P2"], shown.out.split())
+        self.assertEqual([f"P{index}" for index in range(3, 8)],
+                         [change["name"] for change in rest.json()["changes"]])
+        self.assertIn("nothing to change", again.out)
+        self.assertIn("8 of 8 ports are done, groups and printers that the file lacks may still "
+                      "be there", ended.err)
+        self.assertEqual(["/", "Cellar", "Floor", "Hall"], groups.out.split())
+        self.batch(tool("group", "add", "Hall"), tool("group", "remove", "Cellar"),
+                   tool("printer", "add", "Floor/P", "--url", NOBODY))
+
+    def test_an_uninstall_that_fails_midway_says_what_is_done(self):
+        _, _, failed, _, names, _, monitor = self.batch(
+            tool("port", "add", "Second", "--url", NOBODY), break_channel("DeletePort", 0, after=1),
+            tool("uninstall", "--ports", "remove", code=FAILED), mend_channel(),
+            tool("port", "list", "-o", "names"), tool("port", "add", "Office", "--url", NOBODY),
+            tool("status", "--no-probe", "--json"))
+        self.assertIn("1 other ports have been removed, all else is as it was", failed.err)
+        self.assertEqual("Second\n", names.out)
+        self.assertTrue(monitor.json()["registered"])
+        self.assertTrue(self.system_file("Velmora.dll"))
+        self.batch(tool("port", "remove", "Second"))
+
+
 class Interrupted(Tool):
     def test_an_import_ends_between_two_ports_and_goes_on(self):
         count = 400
@@ -901,6 +1099,7 @@ class Interrupted(Tool):
             tool("port", "list", "--json"), tool("import", file, "--json"),
             tool("port", "list", "--json"))
         self.assertEqual(done, len(before.json()))
+        self.assertEqual("", rest.err)  # progress is drawn on terminals only
         self.assertEqual(count - done, len(rest.json()["changes"]))
         self.assertEqual(count, len(after.json()))
 
@@ -943,10 +1142,12 @@ class Answers(WithPrinter):
             ["port", "set", "Office", "--print-quality", "9", "--copies", "2"],
             ["port", "show", "All"], ["port", "list"], ["import", file],
             ["import", file, "--dry-run", "--remove-others"], ["export", "C:\\out.json"],
-            ["status", "--no-probe"], ["probe", url], ["probe", "--port", "All"],
+            ["status"], ["probe", url, "--prompt"], ["probe", "--port", "All"],
             let_spooler_find(MONITOR, "Office"), ["print", page, "--port", "Office"],
             ["jobs", url, "--completed"], ["port", "remove", "In"],
             ["policy", "list"], ["policy", "set", "ReceiveTimeout=60"], ["policy", "reset"],
+            let_spooler_find(MONITOR, "All"), ["print", page, "--port", "All"], ["deliveries"],
+            ["deliveries", "--summary"], ["printer", "remove", "Floor/C/Q"],
             ["group", "remove", "Floor", "--force"], ["uninstall", "--ports", "remove"]]
         words = [step for step in steps if not isinstance(step, Step)]
         results = self.batch(*(step if isinstance(step, Step) else tool(*step, "--json")
@@ -957,11 +1158,26 @@ class Answers(WithPrinter):
         for word, result in zip(words, answers):
             verb = " ".join(word[:2]) if word[0] in ("port", "group", "printer", "policy") \
                 else word[0]
-            with self.subTest(verb=verb):
-                self.validate(shapes[verb], result.json())
+            with self.subTest(words=word):
+                if word == ["deliveries", "--summary"]:
+                    self.assertTrue(result.json())
+                    self.validate("deliveries-summary", result.json())
+                elif word == ["deliveries"]:
+                    self.assertTrue(result.out)
+                    for line in result.out.splitlines():
+                        self.validate("delivery", json.loads(line))
+                else:
+                    self.validate(shapes[verb], result.json())
                 checked.add(verb)
-        # Every verb that the document names, but no sentence of the table.
-        self.assertEqual(set(shapes) - {"any of them, failed"} - checked, {"printer remove"})
+        self.assertEqual({" ".join(verb) for verb in self.prefix.verbs()}, set(shapes))
+        self.assertEqual(set(shapes), checked)
+
+    def test_every_verb_tells_its_errors_in_json(self):
+        verbs = self.prefix.verbs()
+        for verb, result in zip(verbs, self.batch(*(
+                tool(*verb, "--json", "--no-such-option", code=USAGE) for verb in verbs))):
+            with self.subTest(verb=verb):
+                self.validate("error", result.json())
 
     def test_every_error_is_as_documented(self):
         bad = Printer(os.path.join(self.place, "bad"), "faulty_printer", "unauthorized")
