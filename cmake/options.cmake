@@ -21,10 +21,12 @@ if(WIN32)
         add_compile_options($<$<COMPILE_LANGUAGE:C,CXX>:-mstackrealign>)
     endif()
     add_link_options(-static -Wl,--gc-sections)
-    # What is delivered states that it has no structured exception handlers, so that the system runs
+    # What is delivered is the same whenever it is linked.
+    set(velmora_image_options -Wl,--no-insert-timestamp)
+    # It also states that it has no structured exception handlers, so that the system runs
     # none at a forged address in it. (64-bit images list theirs.)
     if(VELMORA_ARCH STREQUAL "x86")
-        set(velmora_image_options -Wl,--no-seh)
+        list(APPEND velmora_image_options -Wl,--no-seh)
     endif()
 elseif(VELMORA_SANITIZE)
     add_compile_options(-fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all
