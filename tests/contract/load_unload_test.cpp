@@ -139,7 +139,7 @@ TEST_F(LoadUnload, WithThrowsInThreadsThatEndAndInOneThatLives) {
     });
 }
 
-/// Jobs to four printers, none of which is there.
+/// Jobs to one printer and to four, none of which is there.
 class LoadUnloadWithJobs : public LoadUnload {
   protected:
     void SetUp() override {
@@ -152,54 +152,74 @@ class LoadUnloadWithJobs : public LoadUnload {
             const std::string url = "ipp://localhost/" + std::to_string(id);
             directory.u32(id).u32(1).text(url).u32(1).text(url).u8(0).text("").text("");
         }
-        directory_ = directory.u32(0).data();
-        const std::vector<std::byte> defaults = defaultRecord("Q");
-        record_ = Bytes().text("Q").u8(0).text("").u8(0).text("").text("").u32(1).u32(1).data();
-        record_.insert(record_.end(),
-                       defaults.begin() + static_cast<std::ptrdiff_t>(record_.size() - 4),
-                       defaults.end());
         const LoadedDll dll;
-        const auto xcv = dll.monitor2().entry<XcvDataPortEntry>(16);
-        ASSERT_EQ(xcv(nullptr, L"SetGroupsDB", directory_.data(),
-                      static_cast<DWORD>(directory_.size()), nullptr, 0, nullptr),
+        xcv_ = dll.monitor2().entry<XcvDataPortEntry>(16);
+        send(L"SetGroupsDB", directory.u32(0).data());
+        addPort('Q', Bytes().u8(0).text("").u8(0).text("").text("").u32(1).u32(1).data());
+        addPort('S', Bytes().u8(1).text("ipp://localhost/s").u8(0).text("").text("").u32(0).data());
+    }
+
+    void expectJobsToUseNothingUp(const wchar_t* port, int printers) {
+        constexpr int kJobRounds = 200;
+        expectNothingUsedUp(kJobRounds, [port] {
+            {
+                const LoadedDll dll;
+                const NoPauses pauses(dll.module());
+                const Table table = dll.monitor2();
+                HANDLE handle = nullptr;
+                ASSERT_TRUE(table.entry<OpenPort2Entry>(2)(nullptr, port, &handle));
+                wchar_t name[] = L"Report";
+                DOC_INFO_1W document{name, nullptr, nullptr};
+                BYTE data[1500] = {};
+                DWORD written = 0;
+                using StartDoc = BOOL(WINAPI*)(HANDLE, void*, DWORD, DWORD, BYTE*);
+                ASSERT_TRUE(table.entry<StartDoc>(4)(handle, nullptr, 0, 1,
+                                                     reinterpret_cast<BYTE*>(&document)));
+                ASSERT_TRUE(table.entry<PortTransfer>(5)(handle, data, sizeof data, &written));
+                ASSERT_TRUE(table.entry<PortCall>(7)(handle));
+            }
+            // The workers hold the library until their last step.
+            while (GetModuleHandleA("Velmora.dll") != nullptr)
+                SleepEx(1, FALSE);
+        });
+        EXPECT_EQ(InstantPrinters::openHandles(), 0);
+        EXPECT_EQ(InstantPrinters::requests(), (kWarmUp + kJobRounds) * printers * 2);
+    }
+
+  private:
+    void send(const wchar_t* command, const std::vector<std::byte>& input) {
+        ASSERT_EQ(xcv_(nullptr, command, input.data(), static_cast<DWORD>(input.size()), nullptr, 0,
+                       nullptr),
                   0u);
-        ASSERT_EQ(xcv(nullptr, L"AddPort", L"Q", 4, nullptr, 0, nullptr), 0u);
-        ASSERT_EQ(xcv(nullptr, L"ConfigPort", record_.data(), static_cast<DWORD>(record_.size()),
-                      nullptr, 0, nullptr),
-                  0u);
+    }
+    /// `target`: the record's fields behind the name, up to the groups.
+    void addPort(char name, const std::vector<std::byte>& target) {
+        const wchar_t wide[] = {static_cast<wchar_t>(name), L'\0'};
+        ASSERT_EQ(xcv_(nullptr, L"AddPort", wide, sizeof wide, nullptr, 0, nullptr), 0u);
+        const std::string text(1, name);
+        std::vector<std::byte> record = Bytes().text(text).data();
+        record.insert(record.end(), target.begin(), target.end());
+        const std::vector<std::byte> defaults = defaultRecord(text);
+        const std::size_t jobTemplate = text.size() + 1 + 1 + 1 + 1 + 1 + 1 + 4;
+        record.insert(record.end(), defaults.begin() + static_cast<std::ptrdiff_t>(jobTemplate),
+                      defaults.end());
+        send(L"ConfigPort", record);
     }
 
     std::optional<InstantPrinters> printers_;
     std::optional<FakeSpooler> spooler_;
-    std::vector<std::byte> directory_;
-    std::vector<std::byte> record_;
+    XcvDataPortEntry xcv_ = nullptr;
 };
 
-TEST_F(LoadUnloadWithJobs, InBetween) {
-    constexpr int kJobRounds = 200;
-    expectNothingUsedUp(kJobRounds, [] {
-        {
-            const LoadedDll dll;
-            const NoPauses pauses(dll.module());
-            const Table table = dll.monitor2();
-            HANDLE port = nullptr;
-            ASSERT_TRUE(table.entry<OpenPort2Entry>(2)(nullptr, L"Q", &port));
-            wchar_t name[] = L"Report";
-            DOC_INFO_1W document{name, nullptr, nullptr};
-            BYTE data[1500] = {};
-            DWORD written = 0;
-            using StartDoc = BOOL(WINAPI*)(HANDLE, void*, DWORD, DWORD, BYTE*);
-            ASSERT_TRUE(
-                table.entry<StartDoc>(4)(port, nullptr, 0, 1, reinterpret_cast<BYTE*>(&document)));
-            ASSERT_TRUE(table.entry<PortTransfer>(5)(port, data, sizeof data, &written));
-            ASSERT_TRUE(table.entry<PortCall>(7)(port));
-        }
-        // The workers hold the library until their last step.
-        while (GetModuleHandleA("Velmora.dll") != nullptr)
-            SleepEx(1, FALSE);
-    });
-    EXPECT_EQ(InstantPrinters::openHandles(), 0);
-    EXPECT_EQ(InstantPrinters::requests(), (kWarmUp + kJobRounds) * 4 * 2);
+TEST_F(LoadUnloadWithJobs, ToFourPrintersInBetween) {
+    expectJobsToUseNothingUp(L"Q", 4);
+}
+
+// Without the policy the connection of such a job stays open on purpose.
+TEST_F(LoadUnloadWithJobs, ToOnePrinterInBetween) {
+    writeRegistryRaw(kDefaultMonitorKey + "\\Policy", "CloseConnections", REG_DWORD,
+                     Bytes().u32(1).data());
+    expectJobsToUseNothingUp(L"S", 1);
 }
 
 }  // namespace

@@ -1,89 +1,20 @@
 // The entries that show dialogs, with memory that fails. Each sheet that opens all the same is used
 // and closed by the thread that shows it, from a timer: whatever fails, somebody is there to close
 // what is open.
-#include <commctrl.h>
-#include <prsht.h>
-
-#include <array>
-#include <initializer_list>
-
+#include "harness/sheet_person.h"
 #include "tests/contract/no_memory.h"
-#include "ui/resources/resource_ids.h"
 
 namespace velmora::testing {
 namespace {
 
 using AddPortUiEntry = BOOL(WINAPI*)(const wchar_t*, HWND, const wchar_t*, wchar_t**);
 
-/// What is done with a sheet, one step a tick of the timer. A sheet that is still there after the
-/// last step is cancelled.
-using Steps = std::vector<std::function<void(HWND sheet)>>;
-
-/// Sits before every dialog that this thread shows.
-class Person {
-  public:
-    explicit Person(const Steps& steps) : steps_(steps) {
-        present = this;
-        timer_ = SetTimer(nullptr, 0, USER_TIMER_MINIMUM, &tick);
-    }
-    ~Person() {
-        KillTimer(nullptr, timer_);
-        present = nullptr;
-    }
-    Person(const Person&) = delete;
-    Person& operator=(const Person&) = delete;
-
-    /// How many sheets there were.
-    int sheets() const { return sheets_; }
-
-  private:
-    static void CALLBACK tick(HWND, UINT, UINT_PTR, DWORD) { present->act(); }
-
-    static BOOL CALLBACK visit(HWND window, LPARAM found) {
-        std::array<char, 16> name{};
-        GetClassNameA(window, name.data(), static_cast<int>(name.size()));
-        if (!IsWindowVisible(window) || !IsWindowEnabled(window) ||
-            std::string_view(name.data()) != "#32770")
-            return TRUE;
-        *reinterpret_cast<HWND*>(found) = window;
-        return FALSE;
-    }
-
-    void act() {
-        HWND dialog = nullptr;
-        EnumThreadWindows(GetCurrentThreadId(), &visit, reinterpret_cast<LPARAM>(&dialog));
-        if (dialog == nullptr) return;
-        const bool isSheet = SendMessageA(dialog, PSM_GETTABCONTROL, 0, 0) != 0;
-        if (isSheet && dialog != sheet_) {
-            sheet_ = dialog;
-            step_ = 0;
-            ++sheets_;
-        }
-        if (isSheet && step_ < steps_.size())
-            steps_[step_++](dialog);
-        else
-            PostMessageA(dialog, WM_COMMAND, IDCANCEL, 0);
-    }
-
-    inline static Person* present = nullptr;
-
-    const Steps& steps_;
-    UINT_PTR timer_ = 0;
-    HWND sheet_ = nullptr;
-    std::size_t step_ = 0;
-    int sheets_ = 0;
-};
-
-void openPage(HWND sheet, int index) {
-    PostMessageA(sheet, PSM_SETCURSEL, static_cast<WPARAM>(index), 0);
-}
-
 class NoMemoryDialogs : public NoMemory {
   protected:
     /// `entry` at every `step`th allocation. Whatever fails, it returns `cancelled` with the code
     /// `code` as the last error, or FALSE with one for a lack of memory.
     void dialogAtEveryAllocation(std::size_t step, const std::function<BOOL()>& entry,
-                                 BOOL cancelled, DWORD code, const Steps& steps = {}) {
+                                 BOOL cancelled, DWORD code, const SheetSteps& steps = {}) {
         if (kCoarse) step *= 5;
         if (std::getenv("VELMORA_EVERY_ALLOCATION") != nullptr) step = 1;
         int shown = 0;
@@ -92,7 +23,7 @@ class NoMemoryDialogs : public NoMemory {
             [&](bool memoryFails) {
                 // A sheet takes its time: that it opens as before is looked at now and then.
                 if (!memoryFails && ++again % 3 != 0) return true;
-                const Person person(steps);
+                const SheetPerson person(steps);
                 SetLastError(kUntouched);
                 const BOOL result = entry();
                 const DWORD lastError = GetLastError();
@@ -150,9 +81,9 @@ TEST_F(NoMemoryDialogs, PortOfTheAnsiGeneration) {
 
 // What the sheet shows is stored again as it was, whatever fails on the way.
 TEST_F(NoMemoryDialogs, AllPagesAreShownAndOkIsPressed) {
-    const Steps steps{[](HWND sheet) { openPage(sheet, 1); },
-                      [](HWND sheet) { openPage(sheet, 2); },
-                      [](HWND sheet) { PostMessageA(sheet, PSM_PRESSBUTTON, PSBTN_OK, 0); }};
+    const SheetSteps steps{[](HWND sheet) { openPage(sheet, 1); },
+                           [](HWND sheet) { openPage(sheet, 2); },
+                           [](HWND sheet) { PostMessageA(sheet, PSM_PRESSBUTTON, PSBTN_OK, 0); }};
     const Block record = recordOf("Four", "");
     dialogAtEveryAllocation(
         211,

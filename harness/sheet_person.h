@@ -1,0 +1,79 @@
+#pragma once
+
+#include <windows.h>
+
+#include <prsht.h>
+
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <string_view>
+#include <vector>
+
+namespace velmora::testing {
+
+/// What is done with a sheet, one step a tick of the timer. A sheet that is still there after the
+/// last step is cancelled.
+using SheetSteps = std::vector<std::function<void(HWND sheet)>>;
+
+/// Sits before every dialog that this thread shows, as long as the object lives, and works from a
+/// timer: whatever goes wrong, somebody is there to close what is open. One at a time.
+class SheetPerson {
+  public:
+    explicit SheetPerson(const SheetSteps& steps) : steps_(steps) {
+        present = this;
+        timer_ = SetTimer(nullptr, 0, USER_TIMER_MINIMUM, &tick);
+    }
+    ~SheetPerson() {
+        KillTimer(nullptr, timer_);
+        present = nullptr;
+    }
+    SheetPerson(const SheetPerson&) = delete;
+    SheetPerson& operator=(const SheetPerson&) = delete;
+
+    /// How many sheets there were.
+    int sheets() const { return sheets_; }
+
+  private:
+    static void CALLBACK tick(HWND, UINT, UINT_PTR, DWORD) { present->act(); }
+
+    static BOOL CALLBACK visit(HWND window, LPARAM found) {
+        std::array<char, 16> name{};
+        GetClassNameA(window, name.data(), static_cast<int>(name.size()));
+        if (!IsWindowVisible(window) || !IsWindowEnabled(window) ||
+            std::string_view(name.data()) != "#32770")
+            return TRUE;
+        *reinterpret_cast<HWND*>(found) = window;
+        return FALSE;
+    }
+
+    void act() {
+        HWND dialog = nullptr;
+        EnumThreadWindows(GetCurrentThreadId(), &visit, reinterpret_cast<LPARAM>(&dialog));
+        if (dialog == nullptr) return;
+        const bool isSheet = SendMessageA(dialog, PSM_GETTABCONTROL, 0, 0) != 0;
+        if (isSheet && dialog != sheet_) {
+            sheet_ = dialog;
+            step_ = 0;
+            ++sheets_;
+        }
+        if (isSheet && step_ < steps_.size())
+            steps_[step_++](dialog);
+        else
+            PostMessageA(dialog, WM_COMMAND, IDCANCEL, 0);
+    }
+
+    inline static SheetPerson* present = nullptr;
+
+    const SheetSteps& steps_;
+    UINT_PTR timer_ = 0;
+    HWND sheet_ = nullptr;
+    std::size_t step_ = 0;
+    int sheets_ = 0;
+};
+
+inline void openPage(HWND sheet, int index) {
+    PostMessageA(sheet, PSM_SETCURSEL, static_cast<WPARAM>(index), 0);
+}
+
+}  // namespace velmora::testing
