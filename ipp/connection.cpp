@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "ipp/chunk.h"
 #include "ipp/encoder.h"
 #include "platform/alarm.h"
 
@@ -158,12 +159,12 @@ void IppConnection::sendMessage(const IppMessage& message, bool chunked,
     sendMessage(message, chunked);
 }
 
+void IppConnection::writeFramedChunk(std::span<const std::byte> chunk) {
+    if (bodyWaits()) write(chunk.data(), chunk.size());
+}
+
 void IppConnection::writeData(const void* data, std::size_t size) {
-    if (lastError_ != 0) return;
-    if (!bodyOpen_) {
-        lastError_ = ERROR_INTERNET_INCORRECT_HANDLE_STATE;
-        return;
-    }
+    if (!bodyWaits()) return;
     const bool sent = writeChunk(data, size);
     if (size == 0) {
         bodyOpen_ = false;
@@ -367,21 +368,23 @@ bool IppConnection::write(const void* data, std::size_t size) {
     return false;
 }
 
+bool IppConnection::bodyWaits() noexcept {
+    if (lastError_ == 0 && !bodyOpen_) lastError_ = ERROR_INTERNET_INCORRECT_HANDLE_STATE;
+    return lastError_ == 0;
+}
+
 bool IppConnection::writeChunk(const void* data, std::size_t size) {
-    char sizeLine[2 * sizeof size + 2];
-    char* end = std::to_chars(sizeLine, sizeLine + 2 * sizeof size, size, 16).ptr;
-    *end++ = '\r';
-    *end++ = '\n';
-    const std::string_view line(sizeLine, static_cast<std::size_t>(end - sizeLine));
+    const ChunkFrame frame(size);
+    const std::string_view line = frame.sizeLine();
     if (options_.promptDelivery) {
         return writeInOneCall(line, {static_cast<const char*>(data), size});
     }
-    return write(line.data(), line.size()) && (size == 0 || write(data, size)) && write("\r\n", 2);
+    return write(line.data(), line.size()) && (size == 0 || write(data, size)) &&
+           write(ChunkFrame::kEnd.data(), ChunkFrame::kEnd.size());
 }
 
 bool IppConnection::writeInOneCall(std::string_view sizeLine, std::string_view data) {
-    constexpr std::string_view kEnd = "\r\n";
-    const std::size_t whole = sizeLine.size() + data.size() + kEnd.size();
+    const std::size_t whole = sizeLine.size() + data.size() + ChunkFrame::kEnd.size();
     if (whole > chunkRoom_) {
         chunkRoom_ = 0;
         chunk_.reset(new (std::nothrow) char[whole]);
@@ -392,7 +395,7 @@ bool IppConnection::writeInOneCall(std::string_view sizeLine, std::string_view d
         chunkRoom_ = whole;
     }
     char* place = chunk_.get();
-    for (const std::string_view part : {sizeLine, data, kEnd})
+    for (const std::string_view part : {sizeLine, data, ChunkFrame::kEnd})
         place = std::copy(part.begin(), part.end(), place);
     return write(chunk_.get(), whole);
 }

@@ -75,6 +75,10 @@ class IppConnection {
     /// when an error has been noticed since the send, or when no body is open.
     void writeData(const void* data, std::size_t size);
 
+    /// The same for a chunk with its frame (ChunkFrame), which goes out in one call as it is. Never
+    /// the end of the body.
+    void writeFramedChunk(std::span<const std::byte> chunk);
+
     /// Asks the user when the last error is one that a certificate or a wrong password raises.
     /// Last error afterwards: kSendAgain, or why the message must not be sent again.
     void certificateAndPasswordDialog(HWND owner);
@@ -130,6 +134,7 @@ class IppConnection {
     bool beginRequest(std::size_t totalSize);
     bool endRequest();
     bool write(const void* data, std::size_t size);
+    bool bodyWaits() noexcept;
     bool writeChunk(const void* data, std::size_t size);
     bool writeInOneCall(std::string_view sizeLine, std::string_view data);
     std::uint32_t errorDialog(HWND owner, std::uint32_t error);

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 
+#include "ipp/chunk.h"
 #include "ipp/job_template.h"
 #include "platform/printer_address.h"
 #include "port/delivery_record.h"
@@ -43,6 +44,9 @@ class Delivery {
     virtual bool failed() const = 0;
     /// Sends the next piece of the document, which is not empty; true while there is no error.
     virtual bool write(std::span<const std::byte> piece) = 0;
+    /// The same for a piece that is framed as a chunk already (ChunkFrame), so that a document for
+    /// many printers is framed once.
+    virtual bool writeChunk(std::span<const std::byte> chunk) { return write(dataOfChunk(chunk)); }
     /// Ends the document and its request, once; true while there is no error.
     virtual bool end() = 0;
     /// After the end: waits for the printer's answer; true if it accepted the job.

@@ -20,6 +20,10 @@ class IppDelivery final : public Delivery {
         connection_->writeData(piece.data(), piece.size());
         return !failed();
     }
+    bool writeChunk(std::span<const std::byte> chunk) override {
+        connection_->writeFramedChunk(chunk);
+        return !failed();
+    }
     bool end() override {
         connection_->writeData(nullptr, 0);
         return !failed();

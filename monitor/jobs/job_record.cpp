@@ -32,13 +32,10 @@ class JobRecord::Watched final : public Delivery {
 
     bool failed() const override { return inner_->failed(); }
     bool write(std::span<const std::byte> piece) override {
-        const bool written = inner_->write(piece);
-        if (written) {
-            printer_.bytes.fetch_add(piece.size(), std::memory_order_relaxed);
-        } else {
-            record_->fail(printer_, inner_->reason());
-        }
-        return written;
+        return count(inner_->write(piece), piece.size());
+    }
+    bool writeChunk(std::span<const std::byte> chunk) override {
+        return count(inner_->writeChunk(chunk), dataOfChunk(chunk).size());
     }
     bool end() override {
         ended_ = inner_->end();
@@ -65,6 +62,15 @@ class JobRecord::Watched final : public Delivery {
     DeliveryReason reason() const override { return inner_->reason(); }
 
   private:
+    bool count(bool written, std::size_t bytes) {
+        if (written) {
+            printer_.bytes.fetch_add(bytes, std::memory_order_relaxed);
+        } else {
+            record_->fail(printer_, inner_->reason());
+        }
+        return written;
+    }
+
     std::shared_ptr<JobRecord> record_;
     Printer& printer_;
     std::unique_ptr<Delivery> inner_;

@@ -43,7 +43,10 @@ MultiTargetJob::~MultiTargetJob() {
 }
 
 bool MultiTargetJob::write(std::span<const std::byte> piece) {
-    return queue_.write(piece);
+    if (pace_ == Pace::steady) return queue_.write({piece});
+    const ChunkFrame frame(piece.size());
+    return queue_.write({std::as_bytes(std::span(frame.sizeLine())), piece,
+                         std::as_bytes(std::span(ChunkFrame::kEnd))});
 }
 
 bool MultiTargetJob::end() {

@@ -24,7 +24,8 @@ class MultiTargetJob final : public PrintJob {
     /// Returns when every worker has ended.
     ~MultiTargetJob() override;
 
-    /// False only when memory for the piece has run out.
+    /// With prompt delivery the queue holds whole chunks, so that no worker copies the document
+    /// for its printer. False only when memory for the piece has run out.
     bool write(std::span<const std::byte> piece) override;
     bool end() override;
 

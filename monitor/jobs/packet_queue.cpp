@@ -1,6 +1,6 @@
 #include "monitor/jobs/packet_queue.h"
 
-#include <cstring>
+#include <algorithm>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -33,8 +33,8 @@ PacketQueue::~PacketQueue() {
         takeHead();
 }
 
-bool PacketQueue::write(std::span<const std::byte> bytes) {
-    return !ended() && send(makePacket(bytes));
+bool PacketQueue::write(std::initializer_list<std::span<const std::byte>> parts) {
+    return !ended() && send(makePacket(parts));
 }
 
 bool PacketQueue::end() {
@@ -62,13 +62,18 @@ void PacketQueue::abandonSlot(std::size_t slot) noexcept {
     slots_[slot].gone.store(true, std::memory_order_release);
 }
 
-PacketQueue::PacketPtr PacketQueue::makePacket(std::span<const std::byte> bytes) noexcept {
-    void* const block = memory_.allocate(memory_.owner, sizeof(DataPacket) + bytes.size());
+PacketQueue::PacketPtr PacketQueue::makePacket(
+    std::initializer_list<std::span<const std::byte>> parts) noexcept {
+    std::size_t size = 0;
+    for (const auto part : parts)
+        size += part.size();
+    void* const block = memory_.allocate(memory_.owner, sizeof(DataPacket) + size);
     if (block == nullptr) return {nullptr, {&memory_}};
-    auto* const packet =
-        new (block) DataPacket{0, nullptr, static_cast<std::uint32_t>(slots_.size()),
-                               static_cast<std::uint32_t>(bytes.size())};
-    if (!bytes.empty()) std::memcpy(static_cast<void*>(packet + 1), bytes.data(), bytes.size());
+    auto* const packet = new (block) DataPacket{
+        0, nullptr, static_cast<std::uint32_t>(slots_.size()), static_cast<std::uint32_t>(size)};
+    auto* place = reinterpret_cast<std::byte*>(packet + 1);
+    for (const auto part : parts)
+        place = std::ranges::copy(part, place).out;
     return {packet, {&memory_}};
 }
 

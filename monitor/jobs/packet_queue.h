@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <span>
 #include <vector>
@@ -58,9 +59,10 @@ class PacketQueue {
     PacketQueue(const PacketQueue&) = delete;
     PacketQueue& operator=(const PacketQueue&) = delete;
 
-    /// Appends a copy of the bytes (at least one) and wakes the readers that wait; never waits for
-    /// them. False, with nothing changed, if memory has run out or the document has ended.
-    bool write(std::span<const std::byte> bytes);
+    /// Appends a packet with a copy of the parts, one after the other (at least one byte), and
+    /// wakes the readers that wait; never waits for them. False, with nothing changed, if memory
+    /// has run out or the document has ended.
+    bool write(std::initializer_list<std::span<const std::byte>> parts);
     /// Ends the document. Always succeeds the first time: the packet for it is set aside
     /// beforehand, since readers that never see an end would never let the job end. False if the
     /// document has ended already.
@@ -89,7 +91,7 @@ class PacketQueue {
         bool walkedPast = false;
     };
 
-    PacketPtr makePacket(std::span<const std::byte> bytes) noexcept;
+    PacketPtr makePacket(std::initializer_list<std::span<const std::byte>> parts) noexcept;
     bool send(PacketPtr packet);
     void append(PacketPtr packet) noexcept;
     void walkPastGoneReaders() noexcept;

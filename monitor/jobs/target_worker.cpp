@@ -7,10 +7,12 @@ namespace {
 
 /// A delivery that has failed gets nothing more, but its worker walks on through the queue, so that
 /// the packets can be freed.
-void send(Delivery& delivery, const DataPacket& packet) {
+void send(Delivery& delivery, const DataPacket& packet, Pace pace) {
     if (delivery.failed()) return;
     if (packet.isEnd()) {
         delivery.end();
+    } else if (pace == Pace::prompt) {
+        delivery.writeChunk(packet.bytes());
     } else {
         delivery.write(packet.bytes());
     }
@@ -50,10 +52,10 @@ void TargetWorker::deliver() {
     if (delivery == nullptr) return;
 
     const DataPacket* packet = pace_ == Pace::prompt ? &reader.firstAtHand() : &reader.first();
-    send(*delivery, *packet);
+    send(*delivery, *packet, pace_);
     while (!packet->isEnd()) {
         if (const DataPacket* const next = reader.successor()) {
-            send(*delivery, *next);
+            send(*delivery, *next, pace_);
             reader.moveOn();
             packet = next;
         } else {

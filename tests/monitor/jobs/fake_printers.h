@@ -34,6 +34,7 @@ struct FakePrinter {
     DeliveryOrder order;
     std::string received;
     std::vector<std::size_t> pieces;
+    std::vector<const void*> chunks;  ///< where the framed pieces were
     std::size_t sends = 0;
     std::size_t ends = 0;
     std::size_t responses = 0;
@@ -55,6 +56,11 @@ class FakeDelivery final : public Delivery {
         if (!send()) return false;
         printer_.received.append(reinterpret_cast<const char*>(piece.data()), piece.size());
         printer_.pieces.push_back(piece.size());
+        return true;
+    }
+    bool writeChunk(std::span<const std::byte> chunk) override {
+        if (!write(dataOfChunk(chunk))) return false;
+        printer_.chunks.push_back(chunk.data());
         return true;
     }
     bool end() override {

@@ -56,13 +56,13 @@ class JobRecordTest : public ::testing::Test {
         job.reset();
         return started;
     }
-    bool start() {
+    bool start(Pace pace = Pace::steady) {
         std::vector<std::string> urls;
         for (const PrintTarget& target : printers.targets())
             urls.push_back("ipp://u:p@printer/" + target.url);
         record->setPrinters(urls);
         job->recordIn(record);
-        return job->start(printers.connect(), printers.targets(), {});
+        return job->start(printers.connect(), printers.targets(), {}, AfterJob::leaveOpen, pace);
     }
     const DeliveryEntry& line(std::uint32_t target) const {
         for (const Line& one : lines)
@@ -221,6 +221,18 @@ TEST_F(JobRecordTest, EveryPrinterOfAJobHasItsOwnLine) {
     EXPECT_EQ(line(3).reason, kNoConnection);
     EXPECT_EQ(line(4).outcome, DeliveryOutcome::incomplete);
     EXPECT_EQ(line(4).bytes, 1000u);
+}
+
+TEST_F(JobRecordTest, WhatFramesAChunkIsNotCounted) {
+    printers.printer(3).failsAfter = 1;
+    ASSERT_TRUE(start(Pace::prompt));
+    std::uint32_t accepted = 0;
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(job->write(bytesOf(std::string(1000, 'x')), accepted));
+    job.reset();
+    EXPECT_EQ(line(1).bytes, 3000u);
+    EXPECT_EQ(line(4).bytes, 1000u);
+    EXPECT_EQ(line(4).outcome, DeliveryOutcome::incomplete);
 }
 
 TEST_F(JobRecordTest, APrinterWithoutMemoryIsNotReached) {

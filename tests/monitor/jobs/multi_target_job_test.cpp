@@ -106,6 +106,27 @@ TEST_F(MultiTargetJobTest, PromptWorkerBeginsWithWhatIsThereWithoutAPulse) {
     expectAllFreed(printers);
 }
 
+TEST_F(MultiTargetJobTest, PromptDocumentIsFramedOnceForAllPrinters) {
+    FakePrinters printers(2);
+    {
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {},
+                           printers.packetMemory(), Pace::prompt);
+        print(job, {"one ", "two"});
+    }
+    for (std::size_t i = 0; i < 2; ++i)
+        expectWholeDocument(printers.printer(i), "one two");
+    EXPECT_EQ(printers.printer(0).pieces, (std::vector<std::size_t>{4, 3}));
+    EXPECT_EQ(printers.printer(0).chunks.size(), 2u);
+    EXPECT_EQ(printers.printer(0).chunks, printers.printer(1).chunks);
+    expectAllFreed(printers);
+}
+
+TEST_F(MultiTargetJobTest, SteadyDocumentIsNotFramed) {
+    FakePrinters printers(2);
+    runJob(printers, {"one ", "two"});
+    EXPECT_EQ(printers.printer(0).chunks.size(), 0u);
+}
+
 struct Fault {
     const char* name;
     void (*plant)(FakePrinter&);

@@ -43,7 +43,7 @@ class PacketQueueTest : public ::testing::Test {
     void open(std::size_t slots) { queue.emplace(slots, printers_.packetMemory()); }
     /// An empty text ends the document.
     bool write(const std::string& text) {
-        return text.empty() ? queue->end() : queue->write(bytesOf(text));
+        return text.empty() ? queue->end() : queue->write({bytesOf(text)});
     }
     /// Packets in the queue; the end packet is set aside from the beginning.
     std::size_t queued() const { return memory.liveBlocks() - (queue->ended() ? 0 : 1); }
@@ -87,6 +87,14 @@ TEST_F(PacketQueueTest, PacketsCarryTheirNumberTheirBytesAndAllSlots) {
     EXPECT_EQ(packet->length, 0u);
     reader.moveOn();
     EXPECT_EQ(reader.successor(), nullptr);
+}
+
+TEST_F(PacketQueueTest, PartsBecomeOnePacket) {
+    open(1);
+    ASSERT_TRUE(queue->write({bytesOf("a"), {}, bytesOf("document"), bytesOf("!")}));
+    PacketQueue::Reader reader(*queue, 0);
+    EXPECT_EQ(textOf(reader.first()), "adocument!");
+    EXPECT_EQ(queued(), 1u);
 }
 
 TEST_F(PacketQueueTest, ReaderWaitsForAPulseBeforeItsFirstPacketUnlessItLooksForOneAtHand) {
