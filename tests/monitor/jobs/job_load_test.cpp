@@ -4,9 +4,11 @@
 #include <psapi.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -16,6 +18,9 @@
 #include "harness/handle_count.h"
 #include "harness/peer.h"
 #include "harness/printing.h"
+#include "harness/waiting.h"
+#include "monitor/enum_ports.h"
+#include "monitor/process_port_list.h"
 #include "port/policy_store.h"
 #include "tests/monitor/jobs/job_test.h"
 
@@ -54,6 +59,54 @@ TEST_F(JobLoad, SixtyFourPortsPrintAtOnceFromAsManyThreads) {
     EXPECT_EQ(arrivals.size(), std::size_t{kPorts});
     for (const auto& [document, count] : arrivals)
         EXPECT_EQ(count, 1) << document;
+}
+
+/// A job that is inside a call of the platform for as long as its printer likes.
+class JobInAPlatformCall : public JobLoad {
+  protected:
+    /// Other ports print, are added, are listed and removed while the job waits.
+    void expectOthersGoOn(const std::atomic<bool>& ended) {
+        Peer printer("http_sink");
+        const HANDLE other = singlePort(printer.url());
+        EXPECT_TRUE(printJob(other, testDocument(5000)));
+        EXPECT_TRUE(printJob(multiPort({printer.url(), printer.url()}), testDocument(5000)));
+        DWORD needed = 0;
+        DWORD returned = 0;
+        EXPECT_FALSE(enumPortsW(nullptr, 2, nullptr, 0, &needed, &returned));
+        EXPECT_GT(needed, 0u);
+        portList()->remove(*static_cast<Port*>(other));
+        EXPECT_FALSE(ended);
+    }
+};
+
+TEST_F(JobInAPlatformCall, WaitingForAnAnswerHoldsUpNobodyElse) {
+    auto silent = std::make_unique<Peer>("faulty_printer --seconds 60 never-answers");
+    const HANDLE port = singlePort(silent->url());
+    std::atomic<bool> ended = false;
+    std::thread job([&] {
+        printJob(port, "document");
+        ended = true;
+    });
+    EXPECT_TRUE(waitUntil([&] { return silent->file("served").has_value(); }));
+    expectOthersGoOn(ended);
+    silent.reset();  // closes the connection that the job waits on
+    job.join();
+}
+
+TEST_F(JobInAPlatformCall, WritingHoldsUpNobodyElse) {
+    auto stuck = std::make_unique<Peer>("faulty_printer --on 2 --seconds 60 zero-window");
+    const HANDLE port = singlePort(stuck->url());
+    ASSERT_TRUE(unicodeJobs().start(port, "Printer X", 77, 1, "Report"));
+    std::atomic<bool> ended = false;
+    std::thread job([&] {
+        BOOL written = FALSE;
+        writeText(port, testDocument(32 << 20), written);
+        ended = true;
+    });
+    expectOthersGoOn(ended);
+    stuck.reset();
+    job.join();
+    unicodeJobs().end(port);
 }
 
 /// What the process holds.
