@@ -26,6 +26,7 @@ namespace velmora::bench {
 namespace {
 
 constexpr std::size_t kPiece = 1024;
+constexpr std::size_t kPromptPiece = 64 * 1024;
 
 [[noreturn]] void stop(const char* what) {
     std::fprintf(stderr, "fan_out_bench: %s\n", what);
@@ -83,8 +84,9 @@ class MeasuredMemory {
     std::size_t peakBytes_ = 0;
 };
 
-std::unique_ptr<Delivery> connectOrStop(const DeliveryOrder& order) {
-    auto delivery = connectToPrinter(order);
+std::unique_ptr<Delivery> connectOrStop(const DeliveryOrder& order,
+                                        const ConnectionOptions& options) {
+    auto delivery = connectToPrinter(order, options);
     if (delivery == nullptr || delivery->failed()) stop("a printer is not reached");
     return delivery;
 }
@@ -130,16 +132,24 @@ Cost costOf(Body&& body) {
     return cost;
 }
 
-Cost printOurs(const std::string& url, int printers, const std::string& document) {
+Cost printOurs(const std::string& url, int printers, const std::string& document,
+               Pace pace = Pace::steady) {
+    const bool prompt = pace == Pace::prompt;
+    const std::size_t piece = prompt ? kPromptPiece : kPiece;
+    ConnectionOptions options;
+    options.promptDelivery = prompt;
+    const Connect connect = [&options](const DeliveryOrder& order) {
+        return connectOrStop(order, options);
+    };
     MeasuredMemory packets;
     PrintTarget target;
     target.url = url;
     const std::vector<PrintTarget> targets(static_cast<std::size_t>(printers), target);
     Cost cost = costOf([&] {
-        MultiTargetJob job(connectOrStop, targets, "Document", {}, packets.memory());
+        MultiTargetJob job(connect, targets, "Document", {}, packets.memory(), pace);
         const auto bytes = std::as_bytes(std::span(document));
-        for (std::size_t at = 0; at < bytes.size(); at += kPiece)
-            job.write(bytes.subspan(at, std::min(kPiece, bytes.size() - at)));
+        for (std::size_t at = 0; at < bytes.size(); at += piece)
+            job.write(bytes.subspan(at, std::min(piece, bytes.size() - at)));
         job.end();
     });
     cost.queueBytes = packets.peakBytes();
@@ -182,6 +192,9 @@ void run(Report& report) {
         report.add({printersText(printers, "peak memory"), "KiB", ours.peakBytes / 1024,
                     bare.peakBytes / 1024, 0});
     }
+    const Cost prompt = printOurs(sink.url(), 16, document, Pace::prompt);
+    report.add({"16 printers, prompt: queue beside the document", "KiB", prompt.queueBytes / 1024,
+                documentBytes / 1024, 1.04});
     // With little to send the pauses are all there is, and they run side by side.
     const std::string small(10 * 1024, 'x');
     Cost one, many;
