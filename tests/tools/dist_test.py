@@ -285,6 +285,22 @@ class Site(unittest.TestCase):
                       "images/nobody.png: no page shows it", "lonely.html: no page leads there"):
             self.assertIn(words, found.stderr)
 
+    def test_the_first_port_is_told_in_every_language_of_the_dialogs(self):
+        def commands(name):
+            with open(os.path.join(ROOT, "docs", name), encoding="utf-8") as file:
+                return re.findall(r"^    (velmoractl .*)$", file.read(), re.M)
+        english = commands("first-port.md")
+        self.assertTrue(english)
+        for name in os.listdir(os.path.join(ROOT, "ui", "languages")):
+            language = re.fullmatch(r"Velmora\.(.+)\.dat", name)
+            if not language:
+                continue
+            with self.subTest(language=language.group(1)):
+                page = f"first-port.{language.group(1)}"
+                self.assertEqual(english, commands(page + ".md"))
+                with open(os.path.join(self.site, page + ".html"), encoding="utf-8") as file:
+                    self.assertIn(f'<html lang="{language.group(1)}">', file.read())
+
     def test_nothing_is_asked_of_another_computer(self):
         for name in os.listdir(self.site):
             if name.endswith(".html"):
