@@ -107,6 +107,9 @@ class Dist(Made):
                      "UNSIGNED.txt", "velmora.spdx.json"]:
             self.assertIn(name, files)
         self.assert_sums(files.pop("SHA256SUMS.txt"), files)
+        # What the licences ask for: their own words.
+        for words in (b"Permission is hereby granted", b"Neither the name of the University"):
+            self.assertIn(words, files["THIRD-PARTY.txt"])
         for package in PACKAGES:
             listing = run("msiinfo", "export", os.path.join(self.output, package), "File").stdout
             for name in ("velmoractl.exe", "README.html", "UNSIGNED.txt"):
