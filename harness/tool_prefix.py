@@ -194,10 +194,12 @@ class ToolPrefix(WinePrefix):
             results.append(Result(int(parts[0]), *parts[1:]))
         return results
 
-    def tool_on_terminal(self, words, question, answer, seconds=120):
-        """The tool on a terminal, with somebody who waits for the question and types the answer; a
-        signal as the answer is sent to the tool (Wine makes Ctrl-C of SIGINT). Gives the exit code
-        and what the terminal showed."""
+    def tool_on_terminal(self, words, question, answer, *more, seconds=120):
+        """The tool on a terminal, with somebody who waits for the question and types the answer,
+        and for further ones in `more`; a signal as the answer is sent to the tool (Wine makes
+        Ctrl-C of SIGINT). A question is bytes to be shown, or a function that says whether it is
+        time. Gives the exit code and what the terminal showed."""
+        turns = list(zip((question, *more[::2]), (answer, *more[1::2])))
         terminal, end = pty.openpty()
         # Wine's console edits the line itself, as a shell's would.
         tty.setraw(end)
@@ -207,7 +209,6 @@ class ToolPrefix(WinePrefix):
         os.close(end)
         shown = b""
         limit = time.monotonic() + seconds
-        answered = False
         try:
             while process.poll() is None and time.monotonic() < limit:
                 if select.select([terminal], [], [], 0.1)[0]:
@@ -215,12 +216,12 @@ class ToolPrefix(WinePrefix):
                         shown += os.read(terminal, 65536)
                     except OSError:  # the other end is closed
                         break
-                if not answered and question in shown:
+                if turns and (turns[0][0]() if callable(turns[0][0]) else turns[0][0] in shown):
+                    _, answer = turns.pop(0)
                     if isinstance(answer, signal.Signals):
                         os.kill(_program(process.pid, "velmoractl.exe") or process.pid, answer)
                     else:
                         os.write(terminal, answer)
-                    answered = True
             if time.monotonic() >= limit:
                 raise AssertionError(f"{words} does not end; the terminal shows {shown!r}")
             process.wait(60)

@@ -59,7 +59,7 @@ DeliveryFiles::Open DeliveryFiles::open(unsigned age) const {
     return result;
 }
 
-void DeliveryFiles::readRest(Open& file, std::vector<DeliveryLine>& lines) {
+void DeliveryFiles::readRest(Open& file, const Take& take) {
     std::array<char, 64 * 1024> area;
     for (;;) {
         DWORD size = 0;
@@ -69,14 +69,14 @@ void DeliveryFiles::readRest(Open& file, std::vector<DeliveryLine>& lines) {
         }
         if (size == 0) return;
         for (const std::string& line : cutter_.feed({area.data(), size}))
-            add(line, lines);
+            add(line, take);
     }
 }
 
-void DeliveryFiles::add(const std::string& line, std::vector<DeliveryLine>& lines) {
+void DeliveryFiles::add(const std::string& line, const Take& take) {
     if (line.empty()) return;
     if (auto parsed = parseDeliveryLine(line)) {
-        lines.push_back(std::move(*parsed));
+        take(std::move(*parsed));
     } else {
         ++damaged_;
     }
@@ -84,6 +84,22 @@ void DeliveryFiles::add(const std::string& line, std::vector<DeliveryLine>& line
 
 std::vector<DeliveryLine> DeliveryFiles::read() {
     std::vector<DeliveryLine> lines;
+    read([&lines](DeliveryLine&& line) { lines.push_back(std::move(line)); });
+    return lines;
+}
+
+void DeliveryFiles::skip() {
+    Open newest = open(0);
+    if (!newest.file) return;
+    LARGE_INTEGER nowhere{};
+    if (!SetFilePointerEx(newest.file.get(), nowhere, nullptr, FILE_END))
+        throw systemError("the record of deliveries", GetLastError(), "try again");
+    cutter_.clear();
+    current_ = std::move(newest);
+    found_ = true;
+}
+
+void DeliveryFiles::read(const Take& take) {
     // From the newest to the oldest: a file that moves on meanwhile is met twice and never missed.
     std::vector<Open> files;
     for (unsigned age = 0; age <= kOldDeliveryFiles; ++age) {
@@ -94,20 +110,19 @@ std::vector<DeliveryLine> DeliveryFiles::read() {
             known |= other.id == one.id;
         if (!known) files.push_back(std::move(one));
     }
-    if (files.empty() && !current_.file) return lines;
+    if (files.empty() && !current_.file) return;
     found_ = true;
-    if (current_.file) readRest(current_, lines);
+    if (current_.file) readRest(current_, take);
     // What has come after the file that was read last; all, at first, or when it is gone.
     std::size_t newer = files.size();
     for (std::size_t i = 0; i < files.size(); ++i)
         if (current_.file && files[i].id == current_.id) newer = i;
     for (std::size_t i = newer; i-- > 0;) {
         // A part of a line at the end of a file that has moved on stays a part.
-        add(std::exchange(cutter_, LineCutter()).rest(), lines);
-        readRest(files[i], lines);
+        add(std::exchange(cutter_, LineCutter()).rest(), take);
+        readRest(files[i], take);
         current_ = std::move(files[i]);
     }
-    return lines;
 }
 
 std::string deliveryDirectoryOf(const std::string& server) {

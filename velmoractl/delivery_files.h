@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,10 @@ class DeliveryFiles {
     /// Damaged lines are left out and counted. Throws CommandError if a file is there and cannot be
     /// read.
     std::vector<DeliveryLine> read();
+    /// The same, one after the other: a record can be larger than memory.
+    void read(const std::function<void(DeliveryLine&&)>& take);
+    /// Leaves out all that has been written until now.
+    void skip();
 
     /// Lines that were left out so far.
     std::uint32_t damaged() const noexcept { return damaged_; }
@@ -39,9 +44,11 @@ class DeliveryFiles {
         std::uint64_t id = 0;
     };
 
+    using Take = std::function<void(DeliveryLine&&)>;
+
     Open open(unsigned age) const;
-    void readRest(Open& file, std::vector<DeliveryLine>& lines);
-    void add(const std::string& line, std::vector<DeliveryLine>& lines);
+    void readRest(Open& file, const Take& take);
+    void add(const std::string& line, const Take& take);
 
     std::string directory_;
     Open current_;

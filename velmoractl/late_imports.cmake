@@ -31,7 +31,6 @@ set(late_wininet_dll
     InternetWriteFile@16
 )
 set(late_winspool_drv
-    AbortPrinter@4
     AddMonitorA@12
     ClosePrinter@4
     DeleteMonitorA@12
@@ -41,6 +40,7 @@ set(late_winspool_drv
     EnumPrintersA@28
     GetJobA@24
     OpenPrinterA@12
+    SetJobA@20
     StartDocPrinterA@12
     WritePrinter@16
 )

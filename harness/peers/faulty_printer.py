@@ -181,6 +181,23 @@ def closes_in_answer(exchange):
 
 
 @behaviour
+def waits_in_body(exchange):
+    """reads the header block, and the rest when there is a file DIR/go (or after --seconds)"""
+    exchange.request = exchange.stream.read_head()
+    exchange.printer.log(f"{exchange.number} waits")
+    end = time.monotonic() + exchange.options.seconds
+    while time.monotonic() < end and not os.path.exists(
+            os.path.join(exchange.options.directory, "go")):
+        time.sleep(0.02)
+    try:
+        exchange.read_rest()
+    except raw_http.Closed as error:
+        raise Fault("the body broke off") from error
+    exchange.send(raw_http.answer(raw_http.ipp_answer()))
+    return "the body came to its end"
+
+
+@behaviour
 def zero_window(exchange):
     """stops reading after the header block (the receive window closes), after --seconds it resets"""
     exchange.request = exchange.stream.read_head()

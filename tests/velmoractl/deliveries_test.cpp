@@ -146,6 +146,58 @@ TEST(Summaries, CountByPortAndPrinter) {
     EXPECT_EQ(summaries.rbegin()->second.lastSuccess, 0);
 }
 
+DeliveryEntry copyOf(std::uint32_t job, std::uint32_t target, DeliveryOutcome outcome) {
+    DeliveryEntry entry = sampleEntry();
+    entry.job = job;
+    entry.target = target;
+    entry.outcome = outcome;
+    return entry;
+}
+
+TEST(JobCopies, AreThoseOfTheJob) {
+    JobCopies copies("Floor 1", 17, "Report \"1\"");
+    EXPECT_FALSE(copies.complete());
+    copies.add(parsed(copyOf(17, 1, DeliveryOutcome::accepted)));
+    EXPECT_FALSE(copies.complete());
+    // Another job of the same port and name; one without a number is told by those.
+    copies.add(parsed(copyOf(18, 2, DeliveryOutcome::accepted)));
+    EXPECT_FALSE(copies.complete());
+    DeliveryEntry other = copyOf(0, 2, DeliveryOutcome::accepted);
+    other.document = "Another";
+    copies.add(parsed(other));
+    other = copyOf(17, 2, DeliveryOutcome::accepted);
+    other.port = "Floor 2";
+    copies.add(parsed(other));
+    EXPECT_FALSE(copies.complete());
+    copies.add(parsed(copyOf(0, 2, DeliveryOutcome::refused)));
+    EXPECT_TRUE(copies.complete());
+    EXPECT_FALSE(copies.allAccepted());
+    // The spooler has tried again.
+    copies.add(parsed(copyOf(17, 2, DeliveryOutcome::accepted)));
+    EXPECT_TRUE(copies.allAccepted());
+    EXPECT_EQ(copies.lines().size(), 2u);
+}
+
+TEST(JobCopies, OfAJobThatReachesNoPrinterAreOneLine) {
+    JobCopies copies("Floor 1", 17, "Report \"1\"");
+    DeliveryEntry nobody = copyOf(17, 0, DeliveryOutcome::notReached);
+    nobody.targets = 0;
+    copies.add(parsed(nobody));
+    EXPECT_TRUE(copies.complete());
+    EXPECT_FALSE(copies.allAccepted());
+}
+
+TEST(JobCopies, AreFoundThoughTheirNameWasCut) {
+    const std::string name(5000, 'n');
+    JobCopies copies("Floor 1", 17, name);
+    DeliveryEntry entry = copyOf(0, 1, DeliveryOutcome::accepted);
+    entry.targets = 1;
+    entry.document = name;
+    EXPECT_TRUE(parsed(entry).cut);
+    copies.add(parsed(entry));
+    EXPECT_TRUE(copies.allAccepted());
+}
+
 TEST(LineCutter, GivesWholeLinesWhateverThePieces) {
     const std::string text = "one\ntwo\n\nthree";
     for (std::size_t size = 1; size <= text.size(); ++size) {

@@ -18,6 +18,7 @@ import signal
 import stat
 import sys
 import tempfile
+import time
 import unittest
 
 import jsonschema
@@ -1138,12 +1139,13 @@ class Answers(WithPrinter):
             ["printer", "set", "Floor/P", "--user", "u", "--password", "p"],
             ["printer", "show", "Floor/P"], ["printer", "rename", "Floor/P", "Q"],
             ["printer", "move", "Floor/Q", "Floor/C"], ["printer", "list"], ["group", "list"],
-            ["port", "add", "Office", "--url", url], ["port", "add", "All", "--group", "Floor"],
+            ["port", "add", "Office", "--url", url], let_spooler_find(MONITOR, "Office"),
+            ["print", page, "--port", "Office", "--follow"],
+            ["port", "add", "All", "--group", "Floor"],
             ["port", "set", "Office", "--print-quality", "9", "--copies", "2"],
             ["port", "show", "All"], ["port", "list"], ["import", file],
             ["import", file, "--dry-run", "--remove-others"], ["export", "C:\\out.json"],
             ["status"], ["probe", url, "--prompt"], ["probe", "--port", "All"],
-            let_spooler_find(MONITOR, "Office"), ["print", page, "--port", "Office"],
             ["jobs", url, "--completed"], ["port", "remove", "In"],
             ["policy", "list"], ["policy", "set", "ReceiveTimeout=60"], ["policy", "reset"],
             let_spooler_find(MONITOR, "All"), ["print", page, "--port", "All"], ["deliveries"],
@@ -1222,7 +1224,7 @@ class Deliveries(WithPrinter):
                 tool("printer", "add", "Floor/Off", "--url", NOBODY),
                 tool("port", "add", "Both", "--group", "Floor"),
                 let_spooler_find(MONITOR, "Both"),
-                tool("print", page, "--port", "Both", "--title", "Report"),
+                tool("print", page, "--port", "Both", "--title", "Report", code=PRINTER),
                 tool("deliveries", "--json"), tool("deliveries", "--json", "--failed"),
                 tool("deliveries", "--json", "--last", "1"),
                 tool("deliveries", "--json", "--job", "4711"),
@@ -1255,8 +1257,9 @@ class Deliveries(WithPrinter):
     def test_the_policy_is_shown_changed_and_taken_back(self):
         def read(code=DONE):
             return Step("reg", "query", KEY + "\\Ipp\\PortMonitor\\1.1\\Policy", code=code)
-        _, fresh, _, changed, stored, _, again, _, gone, warned, *refused = self.batch(
+        _, fresh, alone, csv, _, changed, stored, _, again, _, gone, warned, *refused = self.batch(
             tool("install", "--policy", "none"), tool("policy", "list", "--json"),
+            tool("policy", "--json"), tool("policy", "-o", "csv"),
             tool("policy", "set", "DeliveryRecord=5", "eventlog=2"),
             tool("policy", "list", "--json"), read(),
             tool("policy", "reset"), tool("policy", "list", "--json"),
@@ -1270,6 +1273,8 @@ class Deliveries(WithPrinter):
             return {value["name"]: value["in-force"] for value in result.json()}
         self.assertEqual({value["name"]: value["missing"] for value in fresh.json()},
                          values(fresh))
+        self.assertEqual(fresh.out, alone.out)
+        self.assertTrue(csv.out.startswith("name,in-force,"), csv.out)
         self.assertEqual(dict(values(fresh), DeliveryRecord=5, EventLog=2), values(changed))
         self.assertIn("0x5", stored.out)
         self.assertEqual({value["name"]: value["installed"] for value in again.json()},
@@ -1279,6 +1284,185 @@ class Deliveries(WithPrinter):
         # Nothing is written unless all can be.
         self.assertNotIn("ReceiveTimeout", refused[-1].out)
         self.assertIn("EventLog", refused[0].err)
+
+
+class Printing(WithPrinter):
+    """What `print` asks before, and what it tells afterwards."""
+
+    # A medium that only the printer of `picky` lacks; the job insists on it.
+    A3 = ("--media", "iso_a3_297x420mm", "--ipp-attribute-fidelity", "true")
+    QUEUE = PRINT + "Printers\\Queue"
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.prefix.batch([tool("install", "--quiet"), use_shim(MONITOR)])
+        with open(cls.prefix.path("page.ps"), "wb") as file:
+            file.write(DOCUMENT)
+        # More than sockets hold of it.
+        with open(cls.prefix.path("large.ps"), "wb") as file:
+            file.write(b"%!PS\n" + b"%" * (32 << 20))
+
+    def peer(self, *arguments):
+        place = tempfile.mkdtemp(dir=self.place)
+        printer = Printer(os.path.join(place, "peer"), *arguments)
+        self.addCleanup(printer.stop)
+        return printer
+
+    def port(self, name, url, *more):
+        return (tool("port", "add", name, "--url", url, *more), let_spooler_find(MONITOR, name))
+
+    def served(self, printer):
+        try:
+            with open(os.path.join(printer.directory, "served"), encoding="ascii") as file:
+                return file.read().splitlines()
+        except FileNotFoundError:
+            return []
+
+    def in_body(self):
+        """A printer that has the monitor's job begin, and takes no more of it than sockets hold."""
+        printer = self.peer("faulty_printer", "--on", "2", "--seconds", "100", "waits-in-body")
+        return printer, lambda: "2 waits" in self.served(printer)
+
+    def test_nothing_is_sent_to_a_printer_that_would_refuse_it(self):
+        guarded = self.peer("http_sink", "--basic", "user:password")
+        before = len(self.printer.documents())
+        media, *_, protected, _, _, off, empty, sent = self.batch(
+            *self.port("Picky", self.printer.url, *self.A3),
+            tool("print", "C:\\page.ps", "--port", "Picky", "--json", code=PRINTER),
+            tool("print", "C:\\page.ps", "--port", "Picky", code=PRINTER),
+            *self.port("Guarded", guarded.url),
+            tool("print", "C:\\page.ps", "--port", "Guarded", code=PRINTER),
+            *self.port("Off", NOBODY),
+            tool("print", "C:\\page.ps", "--port", "Off", code=PRINTER),
+            tool("print", "C:\\page.ps", "--port", "Picky", "--no-check", "--json", code=PRINTER),
+            tool("deliveries", "--json", "--port", "Off"))[2:]
+        self.assertEqual("printer-refuses", media.json()["error"]["code"])
+        self.assertIn("nothing has been sent", media.json()["error"]["message"])
+        self.assertIn("asks for a user name and a password", protected.err)
+        self.assertIn("no printer is reached", off.err)
+        # Without the question the printer says it itself, and the record tells it.
+        copy, = empty.json()["copies"]
+        self.assertEqual(("refused", 1), (copy["outcome"], copy["target"]))
+        self.assertIn("client-error-attributes-or-values-not-supported", copy["reason"])
+        self.assertEqual("", sent.out)
+        self.assertEqual(before, len(self.printer.documents()))
+
+    def test_a_question_that_nobody_sees_is_bounded_and_said(self):
+        guarded = self.peer("http_sink", "--basic", "nobody:knows")
+        *_, waited = self.batch(
+            *self.port("Asking", guarded.url),
+            tool("print", "C:\\page.ps", "--port", "Asking", "--no-check", "--wait", "3",
+                 code=PRINTER))
+        self.assertIn("nothing has moved for 3 seconds", waited.err)
+        self.assertIn("a question about a password or a certificate", waited.err)
+
+    def test_without_a_record_it_cannot_know(self):
+        *_, printed, asked, _ = self.batch(
+            *self.port("Silent", self.printer.url), tool("policy", "set", "DeliveryRecord=0"),
+            tool("print", "C:\\page.ps", "--port", "Silent"),
+            tool("print", "C:\\page.ps", "--port", "Silent", "--json"),
+            tool("policy", "reset"))
+        self.assertIn("cannot be known", printed.err)
+        self.assertIn("policy set DeliveryRecord=20", printed.err)
+        self.assertFalse(asked.json()["recorded"])
+        self.assertEqual([], asked.json()["copies"])
+
+    def test_every_copy_is_told_of(self):
+        steps = [tool("group", "add", "Both"),
+                 tool("printer", "add", "Both/On", "--url", self.printer.url),
+                 tool("printer", "add", "Both/Off", "--url", NOBODY),
+                 tool("port", "add", "Two", "--group", "Both"), let_spooler_find(MONITOR, "Two")]
+        *_, told, status, shown = self.batch(
+            *steps, tool("print", "C:\\page.ps", "--port", "Two", "--title", "Twice",
+                         code=PRINTER),
+            tool("status", "--json", "--no-probe"), tool("status", "--no-probe"))
+        self.assertIn("is not reached", told.out)
+        self.assertRegex(told.out, f'"{self.printer.url}"  accepted')
+        self.assertRegex(told.out, f'"{NOBODY}"  not-reached: no connection')
+        self.assertIn("1 of 2 copies", told.err)
+        two, = (port for port in status.json()["ports"] if port["name"] == "Two")
+        self.assertEqual(1, two["failures-of-last-day"])
+        self.assertEqual("Twice", two["last-delivery"]["document"])
+        self.assertIn("1 failure in the last day", shown.out)
+
+    def test_the_job_is_followed_until_it_has_ended_at_the_printer(self):
+        command = os.path.join(self.place, "print-command")
+        with open(command, "w", encoding="ascii") as file:
+            file.write(f"#!/bin/sh\nwhile [ ! -e {command}.go ]; do sleep 0.05; done\n"
+                       f"exit $(cat {command}.go)\n")
+        os.chmod(command, 0o700)
+        slow = self.peer("ippeve_printer", "--command", command)
+        self.batch(*self.port("Slow", slow.url))
+
+        def follow(code, *more):
+            with open(command + ".go", "w", encoding="ascii") as file:
+                file.write(str(code))
+            return self.prefix.tool("print", "C:\\page.ps", "--port", "Slow", "--follow", *more)
+        good = self.check(DONE, ["print", "--follow"], follow(0, "--json"))
+        copy, = good.json()["copies"]
+        self.assertEqual(("accepted", "completed"), (copy["outcome"], copy["job"]["state"]))
+        bad = self.check(PRINTER, ["print", "--follow"], follow(1))
+        self.assertIn("accepted the job, which is aborted there", bad.err)
+        # Ctrl-C while the printer is at it: the job stays.
+        os.remove(command + ".go")
+        code, shown = self.prefix.tool_on_terminal(
+            ["print", "C:\\page.ps", "--port", "Slow", "--follow"], b"processing", signal.SIGINT)
+        self.assertEqual(CANCELLED, code, shown)
+        self.assertIn("goes on", shown)
+        with open(command + ".go", "w", encoding="ascii") as file:
+            file.write("0")
+
+    def test_a_job_that_the_printer_does_not_list_is_not_followed(self):
+        sink = self.peer("http_sink")
+        *_, printed = self.batch(*self.port("Sink", sink.url),
+                                 tool("print", "C:\\page.ps", "--port", "Sink", "--follow"))
+        self.assertIn("lists no job of this name and user", printed.err)
+        self.assertIn("accepted", printed.out)
+
+    def test_ctrl_c_never_lets_half_a_document_look_whole(self):
+        printer, waits = self.in_body()
+        self.batch(*self.port("Direct", printer.url))
+        code, shown = self.prefix.tool_on_terminal(
+            ["print", "C:\\large.ps", "--port", "Direct", "--no-check"], waits, signal.SIGINT)
+        self.assertEqual(CANCELLED, code, shown)
+        self.assertIn("not told an end", shown)
+        open(os.path.join(printer.directory, "go"), "wb").close()
+        self.wait_until(lambda: self.served(printer)[-1] != "2 waits")
+        self.assertEqual("2 the body broke off", self.served(printer)[-1])
+
+    def wait_until(self, condition):
+        end = time.monotonic() + 60
+        while not condition() and time.monotonic() < end:
+            time.sleep(0.05)
+        self.assertTrue(condition())
+
+    def queue(self, port):
+        values = [("Name", "Queue"), ("Port", port), ("Printer Driver", "Velmora test driver"),
+                  ("Print Processor", "winprint"), ("Datatype", "RAW")]
+        return [set_value(self.QUEUE, name, text) for name, text in values] + [
+            Step("reg", "add", self.QUEUE, "/v", "Attributes", "/t", "REG_DWORD", "/d", "64", "/f")]
+
+    def test_a_queues_job_is_found_in_the_record(self):
+        *_, printed, lines, _ = self.batch(
+            *self.port("Queued", self.printer.url), *self.queue("Queued"),
+            tool("print", "C:\\page.ps", "--port", "Queued", "--json", "--title", "By queue"),
+            tool("deliveries", "--json", "--port", "Queued"),
+            Step("reg", "delete", self.QUEUE, "/f"))
+        self.assertEqual(["accepted"], [copy["outcome"] for copy in printed.json()["copies"]])
+        self.assertEqual("By queue", json.loads(lines.out)["document"])
+
+    def test_a_second_ctrl_c_ends_at_once(self):
+        printer, waits = self.in_body()
+        self.batch(*self.port("Stuck", printer.url), *self.queue("Stuck"))
+        # Wine's spooler sends the queue's job here, and takes no other call meanwhile: the first
+        # Ctrl-C waits for it to take the job back.
+        code, shown = self.prefix.tool_on_terminal(
+            ["print", "C:\\large.ps", "--port", "Stuck", "--no-check"], waits, signal.SIGINT,
+            lambda: True, signal.SIGINT)
+        self.batch(Step("reg", "delete", self.QUEUE, "/f"))
+        self.assertEqual(CANCELLED, code, shown)
+        self.assertNotIn("velmoractl: print", shown)
 
 
 class FleetExamples(Tool):

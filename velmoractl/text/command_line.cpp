@@ -122,10 +122,17 @@ Option Verb::optional(const std::string& name, std::string& value, const std::st
     return Option(app_->add_flag(name + "{" + fallback + "}", value, about));
 }
 
-Verb Verb::group(const std::string& name, const std::string& about, const std::string& example) {
+Verb Verb::group(const std::string& name, const std::string& about, const std::string& example,
+                 std::function<void()> alone) {
     CLI::App* const group = app_->add_subcommand(name, about);
-    group->require_subcommand(1);
+    group->require_subcommand(alone ? 0 : 1, 1);
     group->footer(exampleText(example));
+    if (alone) {
+        // Called after a verb of the group, too.
+        group->callback([group, alone = std::move(alone)] {
+            if (group->get_subcommands().empty()) alone();
+        });
+    }
     return {group, common_};
 }
 
@@ -161,8 +168,9 @@ void CommandLine::checkVerbs(const std::vector<std::string>& words) const {
         if (app->get_subcommands({}).empty()) return;
         const std::string& word = words[i];
         if (word.starts_with('-')) {
-            // An option of the program; what follows it is its value.
-            const CLI::Option* const option = app_->get_option_no_throw(word);
+            // An option of the group or the program; what follows it is its value.
+            const CLI::Option* option = app->get_option_no_throw(word);
+            if (option == nullptr) option = app_->get_option_no_throw(word);
             if (option != nullptr && option->get_expected_min() > 0) ++i;
             continue;
         }

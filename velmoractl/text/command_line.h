@@ -58,8 +58,9 @@ class Verb {
     Option optional(const std::string& name, std::string& value, const std::string& fallback,
                     const std::string& about);
 
-    /// A group of verbs, of which one must be named.
-    Verb group(const std::string& name, const std::string& about, const std::string& example);
+    /// A group of verbs, of which one must be named; or `alone` is called when none is.
+    Verb group(const std::string& name, const std::string& about, const std::string& example,
+               std::function<void()> alone = {});
     /// `chosen` is called when the command line names this verb.
     Verb verb(const std::string& name, const std::string& about, const std::string& example,
               std::function<void()> chosen);

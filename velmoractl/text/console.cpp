@@ -42,10 +42,12 @@ const char* keywordOf(DWORD code) {
 
 // The system calls the handler in a thread of its own.
 std::atomic<bool> interrupted = false;
+std::atomic<bool> secondEnds = false;
 
 BOOL WINAPI noteInterrupt(DWORD event) {
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
-    interrupted = true;
+    if (interrupted.exchange(true) && secondEnds)
+        TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitCode::cancelled));
     return TRUE;
 }
 
@@ -80,8 +82,9 @@ std::optional<std::string> readLine(bool echo) {
     return line;
 }
 
-InterruptNote::InterruptNote() {
+InterruptNote::InterruptNote(Again again) {
     interrupted = false;
+    secondEnds = again == Again::endsAtOnce;
     SetConsoleCtrlHandler(noteInterrupt, TRUE);
 }
 

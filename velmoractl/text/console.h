@@ -23,7 +23,12 @@ std::optional<std::string> readLine(bool echo);
 /// While it lives, Ctrl-C ends nothing but is noted. One object at a time.
 class InterruptNote {
   public:
-    InterruptNote();
+    /// What a Ctrl-C after the first one does.
+    enum class Again {
+        noted,
+        endsAtOnce,  ///< the process, with ExitCode::cancelled
+    };
+    explicit InterruptNote(Again again = Again::noted);
     ~InterruptNote();
     InterruptNote(const InterruptNote&) = delete;
     InterruptNote& operator=(const InterruptNote&) = delete;

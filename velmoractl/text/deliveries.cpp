@@ -1,5 +1,6 @@
 #include "velmoractl/text/deliveries.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <chrono>
@@ -116,7 +117,11 @@ std::optional<DeliveryLine> parseDeliveryLine(std::string_view line) {
     result.time = *time;
     result.job = static_cast<std::uint32_t>(numberAt(json, "job"));
     result.document = textAt(json, "document");
+    result.cut = json.contains("cut");
+    result.user = textAt(json, "user");
     result.printer = textAt(json, "printer");
+    result.targets = static_cast<std::uint32_t>(numberAt(json, "targets"));
+    result.target = static_cast<std::uint32_t>(numberAt(json, "target"));
     result.bytes = numberAt(json, "bytes");
     result.repeats = static_cast<std::uint32_t>(numberAt(json, "repeats"));
     result.reason = reasonOf(json, result.outcome);
@@ -192,6 +197,27 @@ void addToSummary(DeliverySummaries& summaries, const DeliveryLine& line) {
     } else {
         one.failed += times;
     }
+}
+
+bool JobCopies::isOfJob(const DeliveryLine& line) const {
+    if (line.port != port_) return false;
+    if (line.job != 0) return line.job == job_;
+    return line.document == document_ || (line.cut && document_.starts_with(line.document));
+}
+
+void JobCopies::add(const DeliveryLine& line) {
+    if (isOfJob(line)) lines_.insert_or_assign(line.target, line);
+}
+
+bool JobCopies::complete() const {
+    // A job with printers has no line with target 0: one that the spooler started again may.
+    return !lines_.empty() && (lines_.rbegin()->second.targets == 0 ||
+                               lines_.size() - lines_.count(0) >= lines_.rbegin()->second.targets);
+}
+
+bool JobCopies::allAccepted() const {
+    return complete() &&
+           std::ranges::all_of(lines_, [](const auto& one) { return one.second.accepted(); });
 }
 
 std::vector<std::string> LineCutter::feed(std::string_view bytes) {

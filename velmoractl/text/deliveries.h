@@ -21,7 +21,11 @@ struct DeliveryLine {
     std::string port;
     std::uint32_t job = 0;
     std::string document;
+    bool cut = false;  ///< texts are, since the line would have been too long
+    std::string user;
     std::string printer;
+    std::uint32_t targets = 0;
+    std::uint32_t target = 0;
     std::string outcome;
     std::uint64_t bytes = 0;
     std::uint32_t repeats = 0;
@@ -66,6 +70,33 @@ using DeliverySummaries = std::map<std::pair<std::string, std::string>, Delivery
 
 /// By port and printer. A line that stands for repeated starts counts for each of them.
 void addToSummary(DeliverySummaries& summaries, const DeliveryLine& line);
+
+/// What became of every copy of one job, as far as the record tells.
+class JobCopies {
+  public:
+    /// `job`: the spooler's number. A line with another number but 0 is of another job; with 0 it
+    /// is told by port and document, so only lines that were written after the job began are to be
+    /// given to this object.
+    JobCopies(std::string port, std::uint32_t job, std::string document)
+        : port_(std::move(port)), job_(job), document_(std::move(document)) {}
+
+    /// Takes the line if it is of the job: a later one of the same copy counts.
+    void add(const DeliveryLine& line);
+
+    /// By `target`; a job without any printer is one copy with target 0.
+    const std::map<std::uint32_t, DeliveryLine>& lines() const { return lines_; }
+    /// Whether there is a line of each copy.
+    bool complete() const;
+    bool allAccepted() const;
+
+  private:
+    bool isOfJob(const DeliveryLine& line) const;
+
+    std::string port_;
+    std::uint32_t job_;
+    std::string document_;
+    std::map<std::uint32_t, DeliveryLine> lines_;
+};
 
 /// Cuts bytes that arrive in pieces into lines.
 class LineCutter {

@@ -137,8 +137,10 @@ void deliveries(const Session& session, const DeliveryOptions& options) {
     const std::uint32_t last = options.last.empty() ? kAll : numberOf("--last", options.last);
     DeliveryFiles files(deliveryDirectoryOf(session.server));
     const auto take = [&] {
-        std::vector<DeliveryLine> lines = files.read();
-        std::erase_if(lines, [&](const DeliveryLine& line) { return !filter.takes(line); });
+        std::vector<DeliveryLine> lines;
+        files.read([&](DeliveryLine&& line) {
+            if (filter.takes(line)) lines.push_back(std::move(line));
+        });
         return lines;
     };
     std::vector<DeliveryLine> lines = take();

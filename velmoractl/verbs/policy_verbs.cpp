@@ -121,7 +121,10 @@ void reset(const Session& session, const PolicyOptions& options) {
 void addPolicyVerbs(Verb app, Session& session) {
     const auto options = std::make_shared<PolicyOptions>();
     Verb group =
-        app.group("policy", "what the monitor may do beyond its own behaviour", "policy list");
+        app.group("policy", "what the monitor may do beyond its own behaviour (alone: list)",
+                  "policy\n  velmoractl policy set DeliveryRecord=20",
+                  [&session] { session.action = [&session] { list(session); }; });
+    addOutputOption(group, session);
     Verb listVerb = addVerb(group, session, "list", "the values: in force, bounds, meaning",
                             "policy list", [&session] { list(session); });
     addOutputOption(listVerb, session);

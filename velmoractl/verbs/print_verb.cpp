@@ -1,72 +1,55 @@
+#include <algorithm>
+#include <chrono>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <utility>
+#include <vector>
 
-#include "platform/handle.h"
+#include "port/delivery_record.h"
+#include "port/policy_store.h"
+#include "port/targets.h"
+#include "velmoractl/delivery_files.h"
+#include "velmoractl/document_handover.h"
 #include "velmoractl/monitor_channel.h"
+#include "velmoractl/policy_key.h"
+#include "velmoractl/printer_jobs.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/progress_bar.h"
+#include "velmoractl/text/shown_text.h"
 #include "velmoractl/verbs/port_checks.h"
+#include "velmoractl/verbs/print_check.h"
 #include "velmoractl/verbs/session.h"
-
-// Not part of WIN32_LEAN_AND_MEAN's windows.h.
-#include <winspool.h>
-#undef AddPrinter
 
 namespace velmora::ctl {
 namespace {
+
+using namespace std::chrono_literals;
 
 struct PrintOptions {
     std::string file;
     std::string port;
     std::string title;
     unsigned wait = 300;
+    unsigned timeout = 30;
+    bool noCheck = false;
+    bool follow = false;
+
+    std::chrono::seconds limit() const { return std::chrono::seconds(timeout); }
 };
 
-struct PrinterTraits {
-    using Type = HANDLE;
-    static Type empty() noexcept { return nullptr; }
-    static void close(Type printer) noexcept { ClosePrinter(printer); }
-};
-using UniquePrinter = UniqueHandle<PrinterTraits>;
-
-/// A document that has begun. One that does not come to its end is taken back: half a document must
-/// not be printed as if it were a whole one.
-class OpenDocument {
-  public:
-    explicit OpenDocument(HANDLE printer) : printer_(printer) {}
-    ~OpenDocument() {
-        if (printer_ != nullptr) AbortPrinter(printer_);
-    }
-    OpenDocument(const OpenDocument&) = delete;
-    OpenDocument& operator=(const OpenDocument&) = delete;
-
-    bool end() { return EndDocPrinter(std::exchange(printer_, nullptr)) != FALSE; }
-
-  private:
-    HANDLE printer_;
-};
-
-constexpr std::size_t kPiece = 64 * 1024;
-constexpr DWORD kPollMs = 500;
+constexpr auto kPoll = 100ms;
+constexpr auto kFollowPoll = 1s;
+/// A call of the spooler that takes a job back may itself stand still.
+constexpr auto kLongestTakingBack = 10s;
+/// A port that is written to directly has ended its job when the document has: what the record does
+/// not have soon after has been lost.
+constexpr auto kRecordDelay = 15s;
 
 std::string baseName(const std::string& path) {
     return path.substr(path.find_last_of("\\/:") + 1);
-}
-
-/// A queue that prints to the port, or the port itself when there is none: a port can be tried
-/// before a printer is made for it.
-UniquePrinter openPrinter(const Session& session, const std::string& port, std::string& name,
-                          const std::string& what) {
-    const std::vector<std::string> queues = printersOfPort(session, port);
-    name = queues.empty() ? port + ", Port" : queues.front();
-    UniquePrinter printer;
-    std::string argument = name;
-    if (!OpenPrinterA(argument.data(), printer.put(), nullptr)) {
-        throw spoolerError(what, GetLastError());
-    }
-    return printer;
 }
 
 std::uint64_t sizeOf(std::ifstream& file) {
@@ -76,98 +59,361 @@ std::uint64_t sizeOf(std::ifstream& file) {
     return size > 0 ? static_cast<std::uint64_t>(size) : 0;
 }
 
-/// Hands the document to the spooler. The number of bytes.
-std::uint64_t writeDocument(HANDLE printer, std::ifstream& file, ProgressBar& bar,
-                            const std::string& what) {
-    std::vector<char> piece(kPiece);
-    std::uint64_t done = 0;
-    while (file) {
-        file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
-        const auto count = static_cast<std::size_t>(file.gcount());
-        for (std::size_t sent = 0; sent < count;) {
-            DWORD written = 0;
-            const BOOL good = WritePrinter(printer, piece.data() + sent,
-                                           static_cast<DWORD>(count - sent), &written);
-            if (!good || written == 0) {
-                throw CommandError(ExitCode::printerProblem, what,
-                                   "the document was broken off after " + std::to_string(done) +
-                                       " bytes, " + errorText(GetLastError()),
-                                   "\"probe --port NAME\" tells what the printer says");
-            }
-            sent += written;
-            done += written;
-            bar.show(done);
-        }
-    }
-    if (file.bad()) {
-        throw CommandError(ExitCode::failed, what,
-                           "the file cannot be read beyond byte " + std::to_string(done),
-                           "check the drive; nothing of it is printed");
-    }
-    return done;
+CommandError cancelled(const std::string& what, const std::string& why) {
+    return {ExitCode::cancelled, what, why, "print it again"};
 }
 
-/// Waits until the spooler has handed the job on; it forgets finished jobs.
-void waitForJob(HANDLE printer, DWORD job, unsigned seconds, const std::string& what) {
-    constexpr DWORD kBad = JOB_STATUS_ERROR | JOB_STATUS_OFFLINE | JOB_STATUS_BLOCKED_DEVQ;
-    for (std::uint64_t waited = 0; waited < seconds * 1000ULL; waited += kPollMs) {
-        DWORD needed = 0;
-        GetJobA(printer, job, 1, nullptr, 0, &needed);
-        std::vector<BYTE> area(needed);
-        if (needed == 0 || !GetJobA(printer, job, 1, area.data(), needed, &needed)) return;
-        const DWORD state = reinterpret_cast<const JOB_INFO_1A*>(area.data())->Status;
-        if (state & (JOB_STATUS_PRINTED | JOB_STATUS_DELETED | JOB_STATUS_COMPLETE)) return;
-        if (state & kBad) {
-            throw CommandError(ExitCode::printerProblem, what, "the spooler holds the job back",
-                               "\"probe --port NAME\" tells what the printer says; the job stays "
-                               "in the queue");
-        }
-        Sleep(kPollMs);
+/// The record from now on; none if there is no way to know what becomes of a job.
+std::unique_ptr<DeliveryFiles> recordFromNow(const Session& session) {
+    const std::string cannotKnow = "what becomes of the job cannot be known: ";
+    if (!recordIsOn("")) {
+        session.warn(cannotKnow +
+                     "the record of deliveries is off; \"policy set DeliveryRecord=20\" turns it "
+                     "on");
+        return nullptr;
     }
-    throw CommandError(ExitCode::printerProblem, what, "the job is still in the spooler's queue",
-                       "it goes on there; --wait gives it more time");
+    auto record = std::make_unique<DeliveryFiles>(deliveryDirectoryOf(""));
+    try {
+        record->skip();
+        return record;
+    } catch (const CommandError& error) {
+        session.warn(cannotKnow + error.what());
+        return nullptr;
+    }
 }
+
+/// A queue that prints to the port, or the port itself when there is none: a port can be tried
+/// before a printer is made for it.
+std::pair<UniquePrinter, DocumentHandover::To> openPrinter(const Session& session,
+                                                           const std::string& port,
+                                                           const std::string& what) {
+    const std::vector<std::string> queues = printersOfPort(session, port);
+    std::string name = queues.empty() ? port + ", Port" : queues.front();
+    UniquePrinter printer;
+    if (!OpenPrinterA(name.data(), printer.put(), nullptr))
+        throw spoolerError(what, GetLastError());
+    return {std::move(printer),
+            queues.empty() ? DocumentHandover::To::port : DocumentHandover::To::queue};
+}
+
+/// One command from its file to what became of every copy.
+class Printing {
+  public:
+    Printing(const Session& session, const PrintOptions& options)
+        : session_(session), options_(options), what_("print " + quotedPath(options.file)) {}
+
+    void run() {
+        std::ifstream file(options_.file, std::ios::binary);
+        if (!file) {
+            throw CommandError(ExitCode::usage, what_, "the file cannot be read",
+                               "check its name, and that you may read it");
+        }
+        MonitorChannel channel(session_);
+        const PortConfig port = channel.port(options_.port);
+        targets_ = targetsOf(port, channel.directory());
+        if (!options_.noCheck)
+            checkBeforePrinting(session_, targets_, port.jobTemplate, options_.limit(), what_);
+        title_ = options_.title.empty() ? baseName(options_.file) : options_.title;
+        auto [printer, to] = openPrinter(session_, options_.port, what_);
+        record_ = recordFromNow(session_);
+        const InterruptNote note(InterruptNote::Again::endsAtOnce);
+        handOver(std::move(file), std::move(printer), to);
+        session_.say(std::to_string(bytes_) + " bytes have been handed to port " +
+                     quotedAnsi(options_.port) + ".");
+        JobCopies copies(toUtf8(options_.port), job_, toUtf8(title_));
+        if (record_) {
+            awaitCopies(copies);
+        } else if (to_ == DocumentHandover::To::queue) {
+            awaitQueue();
+        }
+        for (const auto& [target, line] : copies.lines())
+            tellCopy(line);
+        if (record_ && options_.follow) follow(copies);
+        finish(copies);
+    }
+
+  private:
+    std::string interruptedText() const {
+        return to_ == DocumentHandover::To::queue
+                   ? "the job has been taken out of the queue, and nothing of it is printed"
+                   : "the printers were not told an end: what they have is not a whole document";
+    }
+
+    /// Ends a job whose document is not whole; its text.
+    std::string takeBack(DocumentHandover& handover) const {
+        const auto done = std::make_shared<bool>(false);
+        const auto shared = handover.taker();
+        runBounded([done, shared] { *done = shared(); }, kLongestTakingBack);
+        if (*done) return interruptedText();
+        return to_ == DocumentHandover::To::queue
+                   ? "the job could not be taken back; delete it in the window of the queue"
+                   : "the printers had all of the document before, and may print it";
+    }
+
+    void handOver(std::ifstream file, UniquePrinter printer, DocumentHandover::To to) {
+        to_ = to;
+        ProgressBar bar(sizeOf(file), !session_.quiet && !session_.wantsJson());
+        DocumentHandover handover(std::move(printer), to, title_, std::move(file), what_);
+        std::uint64_t seen = 0;
+        auto moved = std::chrono::steady_clock::now();
+        // Without --wait for what follows, this is still bounded.
+        const std::chrono::seconds longest(options_.wait == 0 ? 300 : options_.wait);
+        for (;;) {
+            const DocumentHandover::Progress progress = handover.wait(kPoll);
+            bar.show(progress.bytes);
+            job_ = progress.job;
+            bytes_ = progress.bytes;
+            if (progress.ended) break;
+            const auto now = std::chrono::steady_clock::now();
+            const std::uint64_t state = progress.bytes + (progress.job != 0 ? 1 : 0);
+            if (std::exchange(seen, state) != state) moved = now;
+            if (InterruptNote::pressed()) {
+                bar.end();
+                throw cancelled(what_, takeBack(handover));
+            }
+            if (now - moved < longest) continue;
+            bar.end();
+            throw CommandError(
+                ExitCode::printerProblem, what_,
+                "nothing has moved for " + std::to_string(longest.count()) +
+                    " seconds: a printer is busy, or a question about a password or a certificate "
+                    "is open where nobody sees it; " +
+                    takeBack(handover),
+                "\"probe --port NAME\" tells what the printer wants; --wait gives it more time",
+                "time-out");
+        }
+        bar.end();
+        queue_ = handover.takePrinter();
+    }
+
+    /// Whether the queue still has the job. The spooler forgets finished jobs.
+    enum class Queued { no, yes, held };
+    Queued queued() const {
+        constexpr DWORD kEnded = JOB_STATUS_PRINTED | JOB_STATUS_DELETED | JOB_STATUS_COMPLETE;
+        constexpr DWORD kBad = JOB_STATUS_ERROR | JOB_STATUS_OFFLINE | JOB_STATUS_BLOCKED_DEVQ;
+        if (to_ == DocumentHandover::To::port) return Queued::no;
+        DWORD needed = 0;
+        GetJobA(queue_.get(), job_, 1, nullptr, 0, &needed);
+        std::vector<BYTE> area(needed);
+        if (needed == 0 || !GetJobA(queue_.get(), job_, 1, area.data(), needed, &needed))
+            return Queued::no;
+        const DWORD state = reinterpret_cast<const JOB_INFO_1A*>(area.data())->Status;
+        if ((state & kEnded) != 0) return Queued::no;
+        return (state & kBad) != 0 ? Queued::held : Queued::yes;
+    }
+
+    void checkInterrupt() const {
+        if (InterruptNote::pressed()) {
+            throw cancelled(what_,
+                            "the waiting has been ended; the job was handed over whole before and "
+                            "goes on");
+        }
+    }
+
+    void awaitCopies(JobCopies& copies) {
+        const auto begin = std::chrono::steady_clock::now();
+        std::chrono::seconds longest(options_.wait);
+        if (to_ == DocumentHandover::To::port && longest > kRecordDelay) longest = kRecordDelay;
+        for (;;) {
+            // Asked before the record is read: what a job that has ended tells is there by then, or
+            // a moment later.
+            queueState_ = queued();
+            record_->read([&copies](DeliveryLine&& line) { copies.add(line); });
+            if (copies.complete() && (copies.allAccepted() || queueState_ != Queued::yes)) return;
+            checkInterrupt();
+            if (std::chrono::steady_clock::now() - begin >= longest) return;
+            Sleep(static_cast<DWORD>(kPoll.count()));
+        }
+    }
+
+    /// Without a record the queue is all that is known.
+    void awaitQueue() const {
+        const auto begin = std::chrono::steady_clock::now();
+        if (options_.wait == 0) return;
+        for (;;) {
+            const Queued state = queued();
+            if (state == Queued::no) return;
+            if (state == Queued::held) {
+                throw CommandError(ExitCode::printerProblem, what_,
+                                   "the spooler holds the job back",
+                                   "\"probe --port NAME\" tells what the printer says; the job "
+                                   "stays in the queue");
+            }
+            checkInterrupt();
+            if (std::chrono::steady_clock::now() - begin >= std::chrono::seconds(options_.wait)) {
+                throw CommandError(ExitCode::printerProblem, what_,
+                                   "the job is still in the spooler's queue",
+                                   "it goes on there; --wait gives it more time");
+            }
+            Sleep(static_cast<DWORD>(kPoll.count()));
+        }
+    }
+
+    void tellCopy(const DeliveryLine& line) const {
+        session_.say("  " +
+                     (line.printer.empty() ? std::string("no printer") : inQuotes(line.printer)) +
+                     "  " + shown(line.outcome, 80) +
+                     (line.reason.empty() ? "" : ": " + shown(line.reason, 200)));
+    }
+
+    /// The printer of a copy, with what it needs to be asked.
+    const PrintTarget* targetOfCopy(const DeliveryLine& line) const {
+        if (line.target == 0 || line.target > targets_.size()) return nullptr;
+        const PrintTarget& target = targets_[line.target - 1];
+        return withoutUserInfo(toUtf8(target.url)) == line.printer ? &target : nullptr;
+    }
+
+    void follow(const JobCopies& copies) {
+        const ConnectionOptions connection = connectionOptions(machinePolicy());
+        for (const auto& [number, line] : copies.lines()) {
+            const PrintTarget* const target = targetOfCopy(line);
+            if (!line.accepted() || target == nullptr) continue;
+            followed_.emplace(number, PrinterJob(*target, options_.limit(), connection));
+        }
+        for (const auto& [number, line] : copies.lines()) {
+            const auto job = followed_.find(number);
+            if (job != followed_.end()) followOne(job->second, line);
+        }
+    }
+
+    void followOne(PrinterJob& job, const DeliveryLine& line) const {
+        const std::string url = quotedUrl(job.target().url);
+        std::optional<PrinterProblem> problem = job.find(line.document, line.user);
+        if (!problem && !job.found()) {
+            session_.warn(url +
+                          " lists no job of this name and user: how it goes on there cannot "
+                          "be known");
+            return;
+        }
+        std::string told;
+        auto answered = std::chrono::steady_clock::now();
+        for (;; Sleep(static_cast<DWORD>(std::chrono::milliseconds(kFollowPoll).count()))) {
+            if (!problem) {
+                answered = std::chrono::steady_clock::now();
+                if (std::exchange(told, job.state()) != job.state()) tellState(job);
+                if (job.ended()) return;
+            }
+            checkInterrupt();
+            if (std::chrono::steady_clock::now() - answered >=
+                std::chrono::seconds(std::max(options_.wait, 1U))) {
+                session_.warn(url + ": " + problem->words + "; the job has not ended there");
+                return;
+            }
+            problem = job.found() ? job.ask() : job.find(line.document, line.user);
+            if (!problem && !job.found()) return;
+        }
+    }
+
+    void tellState(const PrinterJob& job) const {
+        std::vector<std::string> reasons = job.reasons();
+        std::erase(reasons, "none");
+        session_.say("  " + quotedUrl(job.target().url) + "  job " +
+                     std::to_string(job.id().value_or(0)) + ": " + shown(job.state(), 80) +
+                     (reasons.empty() ? "" : " (" + shownValues(reasons) + ")"));
+    }
+
+    Json copyJson(const DeliveryLine& line) const {
+        Json json{{"printer", line.printer},
+                  {"target", line.target},
+                  {"outcome", line.outcome},
+                  {"reason", line.reason},
+                  {"job", nullptr}};
+        const auto job = followed_.find(line.target);
+        if (job != followed_.end() && job->second.found()) {
+            json["job"] = {{"id", *job->second.id()},
+                           {"state", job->second.state()},
+                           {"reasons", job->second.reasons()}};
+        }
+        return json;
+    }
+
+    /// Copies that the record does not know yet, as far as they can be named.
+    std::vector<std::uint32_t> missing(const JobCopies& copies) const {
+        std::vector<std::uint32_t> numbers;
+        if (!record_ || copies.complete()) return numbers;
+        const std::size_t count =
+            copies.lines().empty() ? targets_.size() : copies.lines().rbegin()->second.targets;
+        for (std::uint32_t number = 1; number <= count; ++number)
+            if (!copies.lines().contains(number)) numbers.push_back(number);
+        return numbers;
+    }
+
+    void finish(const JobCopies& copies) const {
+        const std::vector<std::uint32_t> underWay = missing(copies);
+        const auto urlOf = [&](std::uint32_t number) {
+            return number <= targets_.size() ? withoutUserInfo(toUtf8(targets_[number - 1].url))
+                                             : std::string();
+        };
+        for (const std::uint32_t number : underWay)
+            session_.say("  " + inQuotes(urlOf(number)) + "  still under way");
+        if (session_.wantsJson()) {
+            Json list = Json::array();
+            for (const auto& [target, line] : copies.lines())
+                list.push_back(copyJson(line));
+            for (const std::uint32_t number : underWay) {
+                list.push_back({{"printer", urlOf(number)},
+                                {"target", number},
+                                {"outcome", "under-way"},
+                                {"reason", ""},
+                                {"job", nullptr}});
+            }
+            session_.answer({{"port", toUtf8(options_.port)},
+                             {"title", toUtf8(title_)},
+                             {"bytes", bytes_},
+                             {"recorded", record_ != nullptr},
+                             {"copies", list}});
+        }
+        if (!record_) return;
+        throwUnlessAccepted(copies, underWay.size());
+        throwUnlessCompleted();
+    }
+
+    void throwUnlessAccepted(const JobCopies& copies, std::size_t underWay) const {
+        if (copies.allAccepted()) return;
+        const std::size_t all = std::max<std::size_t>(copies.lines().size() + underWay, 1);
+        const auto accepted = std::ranges::count_if(
+            copies.lines(), [](const auto& one) { return one.second.accepted(); });
+        throw CommandError(
+            ExitCode::printerProblem, what_,
+            std::to_string(accepted) + " of " + std::to_string(all) +
+                (all == 1 ? " copy has" : " copies have") + " been accepted" +
+                (queueState_ == Queued::no ? std::string()
+                                           : std::string(", and the job is still in the queue")),
+            "\"deliveries --failed\" tells why; \"probe --port NAME\" what the "
+            "printers say now");
+    }
+
+    void throwUnlessCompleted() const {
+        for (const auto& [number, job] : followed_) {
+            if (!job.found() || job.completed() || job.forgotten()) continue;
+            throw CommandError(ExitCode::printerProblem, what_,
+                               quotedUrl(job.target().url) + " accepted the job, which is " +
+                                   shown(job.state(), 80) + " there",
+                               "\"jobs URL\" and \"jobs URL --completed\" show it");
+        }
+    }
+
+    const Session& session_;
+    const PrintOptions& options_;
+    const std::string what_;
+    std::vector<PrintTarget> targets_;
+    std::string title_;
+    std::unique_ptr<DeliveryFiles> record_;
+    DocumentHandover::To to_ = DocumentHandover::To::port;
+    UniquePrinter queue_;
+    Queued queueState_ = Queued::no;
+    std::uint32_t job_ = 0;
+    std::uint64_t bytes_ = 0;
+    std::map<std::uint32_t, PrinterJob> followed_;
+};
 
 void print(const Session& session, const PrintOptions& options) {
-    const std::string what = "print " + quotedPath(options.file);
     if (!session.server.empty()) {
-        throw CommandError(ExitCode::usage, what, "it works on this computer only",
+        throw CommandError(ExitCode::usage, "print " + quotedPath(options.file),
+                           "it works on this computer only",
                            "run it on " + quotedAnsi(session.server));
     }
-    std::ifstream file(options.file, std::ios::binary);
-    if (!file) {
-        throw CommandError(ExitCode::usage, what, "the file cannot be read",
-                           "check its name, and that you may read it");
-    }
-    MonitorChannel(session).port(options.port);
-    std::string printerName;
-    const UniquePrinter printer = openPrinter(session, options.port, printerName, what);
-    std::string title = options.title.empty() ? baseName(options.file) : options.title;
-    char datatype[] = "RAW";
-    DOC_INFO_1A order{title.data(), nullptr, datatype};
-    ProgressBar bar(sizeOf(file), !session.quiet && !session.wantsJson());
-    const DWORD job = StartDocPrinterA(printer.get(), 1, reinterpret_cast<BYTE*>(&order));
-    if (job == 0) {
-        throw CommandError(ExitCode::printerProblem, what,
-                           "the job cannot begin, " + errorText(GetLastError()),
-                           "\"probe --port " + toUtf8(options.port) + "\" tells what is wrong");
-    }
-    OpenDocument document(printer.get());
-    const std::uint64_t bytes = writeDocument(printer.get(), file, bar, what);
-    // A port that is opened directly prints as it is written; a queue's job begins here.
-    if (!document.end()) {
-        throw CommandError(ExitCode::printerProblem, what,
-                           "the job has failed, " + errorText(GetLastError()),
-                           "\"probe --port " + toUtf8(options.port) + "\" tells what is wrong");
-    }
-    bar.end();
-    if (options.wait > 0) waitForJob(printer.get(), job, options.wait, what);
-    if (session.wantsJson()) {
-        session.answer(
-            {{"port", toUtf8(options.port)}, {"title", toUtf8(title)}, {"bytes", bytes}});
-    }
-    session.say(std::to_string(bytes) + " bytes have been handed to port " +
-                quotedAnsi(options.port) + ".");
+    Printing(session, options).run();
 }
 
 }  // namespace
@@ -180,8 +426,15 @@ void addPrintVerb(Verb app, Session& session) {
     verb.text("file", options->file, "the file; it is sent as it is", "FILE").required();
     verb.text("--port", options->port, "the port", "NAME").required();
     verb.text("--title", options->title, "the job's name (default: the file's)", "TEXT");
+    verb.flag("--no-check", options->noCheck,
+              "do not ask the printers first whether they would take the job");
+    verb.flag("--follow", options->follow,
+              "ask the printers that accepted the job until it has ended there");
+    verb.seconds("--timeout", options->timeout, 1, 600,
+                 "longest wait for each answer of a printer, in seconds");
     verb.seconds("--wait", options->wait, 0, 86400,
-                 "longest wait for the spooler's queue, in seconds; 0: none");
+                 "longest time in which nothing moves, and longest wait for what becomes of the "
+                 "copies, in seconds; 0: no wait for that");
 }
 
 }  // namespace velmora::ctl

@@ -8,6 +8,7 @@
 #include "velmoractl/job_check.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/printer_client.h"
+#include "velmoractl/printer_jobs.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/shown_text.h"
@@ -297,21 +298,6 @@ void probe(const Session& session, const ProbeOptions& options) {
                            : session.quiet     ? "probe again without --quiet to read why"
                                                : "see above for what was found");
     }
-}
-
-std::shared_ptr<IppMessage> jobsRequest(const PrintTarget& target, bool completed) {
-    std::shared_ptr<IppMessage> request = newPrinterRequest(IppOperation::getJobs, target);
-    if (!request) return nullptr;
-    const char* const wanted[] = {"job-id",       "job-name",
-                                  "job-state",    "job-originating-user-name",
-                                  "job-k-octets", "job-state-reasons"};
-    addIppAttribute(*request, IppGroup::operation, 0,
-                    newKeywordAttribute(ippName("requested-attributes"), wanted));
-    if (completed) {
-        addIppAttribute(*request, IppGroup::operation, 0,
-                        newKeywordAttribute(ippName("which-jobs"), "completed"));
-    }
-    return request;
 }
 
 void jobs(const Session& session, const ProbeOptions& options) {

@@ -2,11 +2,13 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <thread>
 
 #include "platform/profile_file.h"
 #include "port/targets.h"
+#include "velmoractl/at_once.h"
+#include "velmoractl/delivery_files.h"
 #include "velmoractl/monitor_channel.h"
+#include "velmoractl/policy_key.h"
 #include "velmoractl/printer_client.h"
 #include "velmoractl/setup/installed_settings.h"
 #include "velmoractl/setup/spooler_setup.h"
@@ -33,9 +35,6 @@ struct PrinterState {
     Json details = Json::object();  ///< what the printer says about itself
 };
 
-// Each question takes more than a second, most of it waiting.
-constexpr std::size_t kAtOnce = 16;
-
 void askPrinter(PrinterState& printer, std::chrono::seconds limit) {
     const PrinterAnswer answer = PrinterClient(printer.target, limit).askAttributes();
     printer.asked = true;
@@ -60,19 +59,15 @@ void askPrinter(PrinterState& printer, std::chrono::seconds limit) {
 
 /// Asks all printers, some at once.
 void askPrinters(std::vector<PrinterState>& printers, std::chrono::seconds limit) {
-    for (std::size_t begin = 0; begin < printers.size(); begin += kAtOnce) {
-        std::vector<std::jthread> threads;
-        for (std::size_t i = begin; i < std::min(begin + kAtOnce, printers.size()); ++i) {
-            threads.emplace_back([&printer = printers[i], limit] {
-                try {
-                    askPrinter(printer, limit);
-                } catch (const std::exception& error) {
-                    printer.words = "it could not be asked: " + shown(error.what());
-                    printer.problem = PrinterProblem{"internal-error", printer.words, "try again"};
-                }
-            });
+    atOnce(printers.size(), [&printers, limit](std::size_t i) {
+        PrinterState& printer = printers[i];
+        try {
+            askPrinter(printer, limit);
+        } catch (const std::exception& error) {
+            printer.words = "it could not be asked: " + shown(error.what());
+            printer.problem = PrinterProblem{"internal-error", printer.words, "try again"};
         }
-    }
+    });
 }
 
 /// Index of the target among the printers, which it joins when it is new: each is asked once.
@@ -105,6 +100,54 @@ Json described(const PrinterState& printer) {
                            {"remedy", printer.problem->remedy}};
     }
     return json;
+}
+
+/// What the record tells of one port.
+struct PortDeliveries {
+    std::optional<DeliveryLine> last;
+    std::uint32_t failures = 0;  ///< copies of the last day that were not accepted
+};
+using DeliveriesOfPorts = std::map<std::string, PortDeliveries>;
+
+/// By the ports' names in UTF-8; none if there is no record to read.
+std::optional<DeliveriesOfPorts> readDeliveries(const Session& session) {
+    constexpr std::int64_t kDay = 24 * 3600 * 1000;
+    if (!recordIsOn(session.server)) {
+        session.say("The record of deliveries is off.");
+        return std::nullopt;
+    }
+    DeliveriesOfPorts ports;
+    const std::int64_t since = utcNow() - kDay;
+    try {
+        DeliveryFiles(deliveryDirectoryOf(session.server)).read([&](DeliveryLine&& line) {
+            PortDeliveries& port = ports[line.port];
+            if (!line.accepted() && line.time >= since) port.failures += std::max(line.repeats, 1U);
+            port.last = std::move(line);
+        });
+    } catch (const CommandError& error) {
+        session.warn(error.what());
+        return std::nullopt;
+    }
+    return ports;
+}
+
+void reportDeliveries(const Session& session, const PortDeliveries& port, Json& json) {
+    json["failures-of-last-day"] = port.failures;
+    if (!port.last) {
+        session.say("  no deliveries");
+        return;
+    }
+    const DeliveryLine& line = *port.last;
+    session.say("  last delivery " + timeText(utcToLocal(line.time)) + ": " +
+                shown(line.outcome, 80) +
+                (line.reason.empty() ? "" : ", " + shown(line.reason, 200)) + "; " +
+                std::to_string(port.failures) + (port.failures == 1 ? " failure" : " failures") +
+                " in the last day");
+    json["last-delivery"] = {{"time", timeText(line.time)},
+                             {"document", line.document},
+                             {"printer", line.printer},
+                             {"outcome", line.outcome},
+                             {"reason", line.reason}};
 }
 
 void status(const Session& session, const StatusOptions& options) {
@@ -140,6 +183,7 @@ void status(const Session& session, const StatusOptions& options) {
     }
     if (!options.noProbe) askPrinters(printers, std::chrono::seconds(options.timeout));
 
+    const std::optional<DeliveriesOfPorts> deliveries = readDeliveries(session);
     bool allAnswer = true;
     json["ports"] = Json::array();
     for (std::size_t i = 0; i < ports.size(); ++i) {
@@ -153,7 +197,17 @@ void status(const Session& session, const StatusOptions& options) {
                         (printer.answers ? "answers: " : "") + printer.words);
             targets.push_back(described(printer));
         }
-        json["ports"].push_back({{"name", toUtf8(ports[i].name)}, {"printers", targets}});
+        const std::string name = toUtf8(ports[i].name);
+        Json port{{"name", name},
+                  {"printers", targets},
+                  {"last-delivery", nullptr},
+                  {"failures-of-last-day", nullptr}};
+        if (deliveries) {
+            const auto own = deliveries->find(name);
+            reportDeliveries(session, own == deliveries->end() ? PortDeliveries() : own->second,
+                             port);
+        }
+        json["ports"].push_back(std::move(port));
     }
     if (ports.empty()) session.say("There are no ports.");
     if (session.wantsJson()) session.answer(json);

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <windows.h>
+// Not part of WIN32_LEAN_AND_MEAN's windows.h.
+#include <winspool.h>
+#undef AddPrinter
+
+#include <chrono>
+#include <cstdint>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/handle.h"
+
+namespace velmora::ctl {
+
+struct PrinterTraits {
+    using Type = HANDLE;
+    static Type empty() noexcept { return nullptr; }
+    static void close(Type printer) noexcept { ClosePrinter(printer); }
+};
+using UniquePrinter = UniqueHandle<PrinterTraits>;
+
+/// A document on its way to the spooler, in a thread of its own: whatever stands still there, a
+/// question for a password that nobody sees included, does not keep the caller.
+///
+/// Half a document is never printed as a whole one. The job of a queue is paused until the spooler
+/// has all of it. A port that is written to directly is not told of an end, and its handle stays
+/// open until this process ends: closing it would end the document.
+class DocumentHandover {
+  public:
+    enum class To { queue, port };
+
+    /// Begins at once. `title` is in the ANSI code page; messages begin with `what`.
+    DocumentHandover(UniquePrinter printer, To to, std::string title, std::ifstream file,
+                     std::string what);
+    /// What has not come to its end is left as it is.
+    ~DocumentHandover();
+    DocumentHandover(const DocumentHandover&) = delete;
+    DocumentHandover& operator=(const DocumentHandover&) = delete;
+
+    struct Progress {
+        std::uint32_t job = 0;    ///< the spooler's number; 0: it has not begun
+        std::uint64_t bytes = 0;  ///< that the spooler has taken
+        bool ended = false;
+    };
+    /// How far it is, after `limit` or when it has ended. Throws the CommandError that ended it.
+    Progress wait(std::chrono::milliseconds limit);
+
+    /// Gives up. True if nothing will be printed as a whole document: the job is deleted or was
+    /// never ended. False if the spooler has all of it, and prints it, or does not delete the job,
+    /// which then stays paused.
+    bool takeBack();
+    /// takeBack() for another thread, which may outlive this object: the spooler may let it wait.
+    std::function<bool()> taker() const;
+
+    /// The printer's handle, once all has ended well.
+    UniquePrinter takePrinter();
+
+  private:
+    struct State;
+    std::shared_ptr<State> state_;
+};
+
+}  // namespace velmora::ctl

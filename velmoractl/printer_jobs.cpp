@@ -1,0 +1,92 @@
+#include "velmoractl/printer_jobs.h"
+
+#include <charconv>
+#include <set>
+
+#include "ipp/print_job.h"
+#include "velmoractl/text/ipp_text.h"
+
+namespace velmora::ctl {
+namespace {
+
+/// A printer that no longer knows a job has forgotten it after its end (RFC 2911, 4.3.7.2).
+constexpr std::uint32_t kStatusNotFound = 0x0406;
+constexpr std::uint32_t kFirstEndedState = 7;  // canceled, aborted, completed
+
+std::optional<std::uint32_t> numberOf(const std::string& text) {
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    return number;
+}
+
+}  // namespace
+
+std::shared_ptr<IppMessage> jobsRequest(const PrintTarget& target, bool completed) {
+    std::shared_ptr<IppMessage> request = newPrinterRequest(IppOperation::getJobs, target);
+    if (!request) return nullptr;
+    const char* const wanted[] = {"job-id",       "job-name",
+                                  "job-state",    "job-originating-user-name",
+                                  "job-k-octets", "job-state-reasons"};
+    addIppAttribute(*request, IppGroup::operation, 0,
+                    newKeywordAttribute(ippName("requested-attributes"), wanted));
+    if (completed) {
+        addIppAttribute(*request, IppGroup::operation, 0,
+                        newKeywordAttribute(ippName("which-jobs"), "completed"));
+    }
+    return request;
+}
+
+std::optional<PrinterProblem> PrinterJob::find(const std::string& name, const std::string& user) {
+    // One that ends between the two questions is in the second answer.
+    for (const bool completed : {false, true}) {
+        const PrinterAnswer answer = client_.ask(jobsRequest(target(), completed), options_);
+        if (auto problem = problemOf(answer)) return problem;
+        std::set<std::uint32_t> instances;
+        for (const IppAttribute* one = answer.message->group(IppGroup::job).head; one != nullptr;
+             one = one->next) {
+            instances.insert(one->groupInstance);
+        }
+        for (const std::uint32_t instance : instances) {
+            const auto value = [&](const char* attribute) {
+                return valueOf(*answer.message, IppGroup::job, attribute, instance);
+            };
+            const auto id = numberOf(value("job-id"));
+            if (!id || value("job-name") != name || value("job-originating-user-name") != user)
+                continue;
+            if (id_ && *id_ > *id) continue;
+            id_ = id;
+            take(*answer.message, instance);
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<PrinterProblem> PrinterJob::ask() {
+    std::shared_ptr<IppMessage> request =
+        newPrinterRequest(IppOperation::getJobAttributes, target());
+    if (request) {
+        addIppAttribute(*request, IppGroup::operation, 0,
+                        newIntegerAttribute(ippName("job-id"), static_cast<std::int32_t>(*id_)));
+    }
+    const PrinterAnswer answer = client_.ask(request, options_);
+    if (answer.message && (answer.message->operationOrStatus & 0xFFFF) == kStatusNotFound &&
+        !state_.empty()) {
+        state_ = kForgotten;
+        reasons_.clear();
+        ended_ = true;
+        return std::nullopt;
+    }
+    if (auto problem = problemOf(answer)) return problem;
+    take(*answer.message, 0);
+    return std::nullopt;
+}
+
+void PrinterJob::take(const IppMessage& answer, std::uint32_t instance) {
+    const std::string number = valueOf(answer, IppGroup::job, "job-state", instance);
+    state_ = enumKeyword("job-state", number);
+    reasons_ = valuesOf(answer, IppGroup::job, "job-state-reasons", instance);
+    ended_ = numberOf(number).value_or(0) >= kFirstEndedState;
+}
+
+}  // namespace velmora::ctl

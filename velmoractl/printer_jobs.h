@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ipp/connection_options.h"
+#include "ipp/message.h"
+#include "velmoractl/printer_client.h"
+
+namespace velmora::ctl {
+
+/// Get-Jobs: the jobs that have ended, or the others. Null when memory runs out.
+std::shared_ptr<IppMessage> jobsRequest(const PrintTarget& target, bool completed);
+
+/// A job at the printer that has accepted it, asked for again and again.
+class PrinterJob {
+  public:
+    PrinterJob(PrintTarget target, std::chrono::seconds limit, const ConnectionOptions& options)
+        : client_(std::move(target), limit), options_(options) {}
+
+    const PrintTarget& target() const { return client_.target(); }
+
+    /// The newest job of that name and user (UTF-8). What is wrong, if the printer cannot be asked;
+    /// without a problem found() tells whether it has one.
+    std::optional<PrinterProblem> find(const std::string& name, const std::string& user);
+    bool found() const { return id_.has_value(); }
+    std::optional<std::uint32_t> id() const { return id_; }
+
+    /// Get-Job-Attributes of a job that was found.
+    std::optional<PrinterProblem> ask();
+    /// The keyword of job-state, as it was when the printer was asked last; empty before.
+    const std::string& state() const { return state_; }
+    const std::vector<std::string>& reasons() const { return reasons_; }
+    /// The job is completed, cancelled or aborted.
+    bool ended() const { return ended_; }
+    bool completed() const { return state_ == "completed"; }
+    /// The printer does not know the job any more: it has ended, nobody knows how.
+    bool forgotten() const { return state_ == kForgotten; }
+
+  private:
+    static constexpr std::string_view kForgotten = "forgotten";
+
+    void take(const IppMessage& answer, std::uint32_t instance);
+
+    PrinterClient client_;
+    ConnectionOptions options_;
+    std::optional<std::uint32_t> id_;
+    std::string state_;
+    std::vector<std::string> reasons_;
+    bool ended_ = false;
+};
+
+}  // namespace velmora::ctl

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "ipp/job_template.h"
+#include "platform/printer_address.h"
+#include "velmoractl/verbs/session.h"
+
+namespace velmora::ctl {
+
+/// Asks every printer whether it would take such a job (Validate-Job), and tells which would not.
+/// Throws if one would refuse, or if none is reached; `limit` is for each answer.
+///
+/// A printer that wants a password or has a certificate that is not trusted would raise a question
+/// in the spooler, where nobody sees it: that counts as a refusal. One that is not reached, of
+/// several, does not keep the others from their copies.
+void checkBeforePrinting(const Session& session, const std::vector<PrintTarget>& targets,
+                         const JobTemplate& job, std::chrono::seconds limit,
+                         const std::string& what);
+
+}  // namespace velmora::ctl
