@@ -12,8 +12,8 @@
 
 namespace velmora {
 
-/// What the two dialogs that edit one printer of the directory have in common. They change nothing
-/// but their own form; the caller writes it into the directory.
+/// Base of the two dialogs that edit a printer of the directory. They change only their own form;
+/// the caller writes the result into the directory.
 class PrinterDialog : public ModalDialog {
   public:
     /// After runModal has returned true: what the user entered, checked.
@@ -34,7 +34,7 @@ class PrinterDialog : public ModalDialog {
     void onHelp(int control) override;
     void exchange(DataExchange& data) override;
 
-    /// Shows other values, with the credentials enabled or not as they ask for.
+    /// Shows other values and enables or disables the credentials accordingly.
     void showForm(PrinterForm form);
     const CTextTable& texts() const noexcept { return texts_; }
 
@@ -49,7 +49,7 @@ class PrinterDialog : public ModalDialog {
 /// Adds a row of name and URL for each pattern, in their order; the row's data is the pattern.
 void addPatterns(const ReportList& list, const CGroupsDB::PortPrinters& patterns);
 
-/// Makes a printer; its values can be copied from the printer of a port.
+/// Creates a printer; its values can be copied from a port's printer.
 class CDialogNewPrinter : public PrinterDialog {
   public:
     /// `patterns`, which the list shows in their order, must outlive the dialog.
@@ -67,7 +67,7 @@ class CDialogNewPrinter : public PrinterDialog {
     const CGroupsDB::PortPrinters& patterns_;
 };
 
-/// Edits a printer that exists.
+/// Edits an existing printer.
 class CDialogPrinterProperties : public PrinterDialog {
   public:
     CDialogPrinterProperties(PrinterForm form, std::vector<std::string> takenNames);

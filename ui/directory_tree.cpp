@@ -12,7 +12,7 @@ namespace velmora {
 namespace {
 
 constexpr std::uint32_t kTopLevel = 0;
-/// What trees move each level in by at 96 dots per inch.
+/// The indent of each level, in pixels at 96 dots per inch.
 constexpr int kIndent = 19;
 
 UniqueBitmap loadBitmap(int id) {
@@ -34,7 +34,7 @@ constexpr Strip kStrips[] = {
     {32, IDB_GROUPS_IMAGES_32, IDB_GROUPS_MASK_32},
 };
 
-/// The largest that is not larger than 16 pixels at 96 dots per inch are on this screen.
+/// The largest strip that is not larger than 16 pixels at 96 dots per inch are on this screen.
 const Strip& stripForScreen() {
     const Strip* best = kStrips;
     for (const Strip& strip : kStrips)
@@ -56,7 +56,7 @@ TreeIcons::TreeIcons() {
 void DirectoryTree::attach(HWND control) {
     view_ = TreeView(control);
     view_.setImages(icons_.list());
-    // Rows and pictures follow the screen; what a tree moves its levels in by need not.
+    // Rows and pictures follow the screen; the default indent need not.
     view_.setLeastIndent(scaledPixels(kIndent));
 }
 

@@ -18,7 +18,7 @@ class TreeIcons {
 
     TreeIcons();
 
-    /// Null when it could not be made; trees then show no pictures.
+    /// Null if the image list could not be created; trees then show no pictures.
     HIMAGELIST list() const noexcept { return list_.get(); }
 
   private:
@@ -31,7 +31,7 @@ class DirectoryTree {
   public:
     explicit DirectoryTree(const CGroupsDB& directory) noexcept : directory_(directory) {}
 
-    /// Takes a tree view, which must outlive the calls below, and gives it the pictures.
+    /// Attaches to a tree view, which must outlive the calls below, and sets its pictures.
     void attach(HWND control);
     const TreeView& view() const noexcept { return view_; }
 
@@ -39,9 +39,9 @@ class DirectoryTree {
     void fill();
     /// Shows a node with everything below it as the last child of the item of `parent`.
     void insert(std::uint32_t id, std::uint32_t parent);
-    /// Takes an item away with everything below it.
+    /// Removes an item with everything below it.
     void erase(std::uint32_t id);
-    /// Shows the node's present name.
+    /// Shows the node's current name.
     void refreshName(std::uint32_t id) const;
 
     /// Null when the node is not shown.
@@ -58,7 +58,7 @@ class DirectoryTree {
     const CGroupsDB& directory_;
     TreeView view_;
     TreeIcons icons_;
-    /// By node; the key 0 is the top-level item once more.
+    /// Items by node id; key 0 is the top-level item, too.
     std::map<std::uint32_t, HTREEITEM> items_;
 };
 

@@ -9,7 +9,7 @@
 
 namespace velmora {
 
-// What the printer groups page allows and decides, without its windows.
+// The rules of the printer groups page, without its windows.
 
 /// Which buttons are enabled.
 struct GroupsPageButtons {
@@ -30,24 +30,24 @@ enum class GroupsPageMenu { root, group, printer };
 /// None for a record of an unknown type.
 std::optional<GroupsPageMenu> groupsPageMenu(const CGroupsDBNode& selected);
 
-/// The root group keeps its name and its place.
+/// False for the root group.
 bool canRename(const CGroupsDBNode& node);
 bool canDelete(const CGroupsDBNode& node);
 
-/// The names in `parent`, without that of the node `except` (0: without exception).
+/// The names of the children of `parent`, except the node `except` (0: all of them).
 std::vector<std::string> namesInGroup(const CGroupsDB& directory, std::uint32_t parent,
                                       std::uint32_t except = 0);
 
-/// The first of "pattern", "pattern (1)", "pattern (2)", ... that nothing in `group` is called.
+/// The first of "pattern", "pattern (1)", "pattern (2)", ... that no child of `group` has.
 std::string newGroupName(const CGroupsDB& directory, std::uint32_t group,
                          const std::string& pattern);
 
 enum class RenameOutcome { accepted, duplicate };
 
-/// Ends a label edit: `text` is what was typed, none if the edit was cancelled. An empty text
-/// means the present name, and the present name is always accepted, so that leaving the
-/// editor is possible even where a directory written by others holds one name twice. `duplicate`:
-/// something else in the same group has the name, and nothing was changed.
+/// Ends a label edit. `text` is what was typed; none if the edit was cancelled. An empty text keeps
+/// the current name, which is always accepted: otherwise the editor could not be left where a
+/// directory written by another program has a name twice. `duplicate`: another child of the same
+/// group has the name; nothing was changed.
 RenameOutcome renameNode(CGroupsDB& directory, std::uint32_t id,
                          const std::optional<std::string>& text);
 

@@ -5,15 +5,15 @@
 
 namespace velmora {
 
-/// One passage of the help: what the controls that it is about mean.
+/// One section of the help, about one control or several.
 struct HelpTopic {
-    /// Where the settings file has it. A lookup gives at most 1,023 bytes, so the help of a page is
-    /// in several keys.
+    /// Section and key in the settings file. A lookup returns at most 1,023 bytes, so the help of a
+    /// page has several keys.
     const char* section;
     const char* key;
-    /// The built-in text: a heading, a line feed, and the passage.
+    /// The built-in text: a heading, a line feed, and the explanation.
     const char* text;
-    std::array<int, 4> controls;  ///< filled up with 0
+    std::array<int, 4> controls;  ///< unused entries are 0
 };
 
 // The topics of each page and dialog, in the order in which they are read.

@@ -15,7 +15,7 @@ RECT placeOf(HWND control, HWND dialog) {
     return place;
 }
 
-/// Edit boxes begin a line after both characters.
+/// Edit boxes need both characters to start a new line.
 std::string withCarriageReturns(const std::string& text) {
     std::string lines;
     for (const char c : text) {

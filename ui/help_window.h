@@ -14,7 +14,7 @@ namespace velmora {
 /// be resized. Escape closes it.
 class HelpWindow : public ModalDialog {
   public:
-    /// `text`: with line feeds.
+    /// `text`: its lines end with line feeds.
     explicit HelpWindow(std::string text);
 
   protected:
@@ -29,7 +29,7 @@ class HelpWindow : public ModalDialog {
 };
 
 /// Looks up the topics for `control` (helpFor) in the settings file and shows them over `owner`.
-/// The texts are looked up now and not earlier: opening a page costs nothing for its help.
+/// The texts are looked up only now, so that opening a page costs nothing for its help.
 void showHelp(HWND owner, int control, std::span<const HelpTopic> topics);
 
 }  // namespace velmora

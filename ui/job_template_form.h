@@ -7,9 +7,9 @@
 
 namespace velmora {
 
-/// What the controls of the job template page show: the job template as texts, marks and positions
-/// in the lists of job_template_choices.h. A position is -1 where nothing is selected, which is how
-/// a value that the list or radio group lacks is shown.
+/// The job template as the controls of its page show it: texts, check marks and positions in the
+/// lists of job_template_choices.h. A position is -1 if nothing is selected, as for a value that
+/// the list or radio group lacks.
 struct JobTemplateForm {
     static constexpr int kAllPages = 0;
     static constexpr int kSomePages = 1;
@@ -40,7 +40,7 @@ constexpr int kMaxCopies = 2147483647;  ///< RFC 2911, 4.2.5: integer(1:MAX)
 
 JobTemplateForm formOf(const JobTemplate& record);
 
-/// Writes a checked form back. Where nothing is selected the record keeps its value: a printer may
+/// Writes a checked form back. If nothing is selected the record keeps its value: a printer may
 /// know keywords and numbers that the page cannot show.
 void store(const JobTemplateForm& form, JobTemplate& record);
 

@@ -8,18 +8,18 @@
 
 namespace velmora {
 
-/// The clipboard of one printer groups page: which node was cut or copied. It has nothing to do
-/// with the system's clipboard.
+/// The clipboard of one printer groups page: which node was cut or copied. Independent of the
+/// system's clipboard.
 class NodeClipboard {
   public:
     /// Stands for everything at the top of the tree: what copying "All groups" means.
     static constexpr std::uint32_t kWholeContent = 0;
 
-    /// The root group cannot be cut: nothing happens.
+    /// Does nothing for the root group, which cannot be cut.
     void cut(std::uint32_t id) noexcept;
     void copy(std::uint32_t id) noexcept;
     void clear() noexcept { node_.reset(); }
-    /// After a paste, done or refused: what was cut is pasted once, a copy stays.
+    /// After a paste, accepted or refused: a cut node is forgotten, a copied one stays.
     void pasted() noexcept;
 
     bool empty() const noexcept { return !node_; }
@@ -57,8 +57,8 @@ NodePlacement planPaste(const CGroupsDB& directory, const NodeClipboard& clipboa
 NodePlacement planDrop(const CGroupsDB& directory, std::uint32_t source, std::uint32_t target,
                        bool copy);
 
-/// Carries out an allowed placement; the ids of what is now in the target, in the
-/// same order (the sources themselves after a move, their copies otherwise).
+/// Carries out an allowed placement. Returns the ids of what is now in the target, in the same
+/// order: the sources themselves after a move, otherwise their copies.
 std::vector<std::uint32_t> carryOut(const NodePlacement& placement, CGroupsDB& directory);
 
 }  // namespace velmora

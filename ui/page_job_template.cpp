@@ -72,7 +72,7 @@ bool CPageJobTemplate::onCommand(int id, int code) {
         focus(IDC_JOB_PAGES_TEXT);
         return true;
     }
-    // What a tip shows is no longer true, or in the way.
+    // The text of a tip may have changed, and a tip would cover the open list.
     if (code == CBN_DROPDOWN || code == CBN_SELCHANGE) tips_.hide();
     return PropertyPage::onCommand(id, code);
 }

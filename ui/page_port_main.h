@@ -19,7 +19,7 @@ class CGroupsDB;
 
 /// First page of both port sheets: the port's name and its target, either one printer or a set of
 /// printer groups. While the page is active the directory has no printer of this port; leaving the
-/// page with a URL enters it anew.
+/// page with a URL adds it again.
 class CPagePortMain : public PropertyPage {
   public:
     /// `directory` must outlive the page. `spooler`: asked for the ports that exist.
@@ -28,7 +28,7 @@ class CPagePortMain : public PropertyPage {
     // Before the sheet runs.
     void setData(PortMainData data) { data_ = std::move(data); }
     void setCheckedGroups(const std::vector<std::uint32_t>& ids) { checked_.assign(ids); }
-    /// The server whose ports a new port must not be named like; empty: this machine.
+    /// The server whose port names are not available to a new port; empty: this machine.
     void setServer(std::string server) { server_ = std::move(server); }
     /// The name cannot be edited, and so is not checked.
     void lockName() noexcept { nameLocked_ = true; }

@@ -49,7 +49,7 @@ bool CPagePrinterGroups::onCommand(int id, int code) {
     // Buttons also report focus changes, with other notification codes.
     if (id >= IDC_GROUPS_NEW_GROUP && id <= IDC_GROUPS_PROPERTIES && code != BN_CLICKED)
         return PropertyPage::onCommand(id, code);
-    // What a menu or key is about may have been scrolled out of sight.
+    // The item that a menu or key applies to may have been scrolled out of sight.
     if (id >= ID_GROUPS_CUT && id <= ID_GROUPS_PROPERTIES) view().reselect();
     switch (id) {
         case IDC_GROUPS_NEW_GROUP:
@@ -213,7 +213,7 @@ void CPagePrinterGroups::applyButtons() {
 }
 
 void CPagePrinterGroups::enableButton(int id, bool enabled) const {
-    // A disabled control that keeps the focus leaves the keyboard dead.
+    // A disabled control that keeps the focus would ignore every key.
     if (!enabled && GetFocus() == control(id)) focus(IDC_GROUPS_TREE);
     enable(id, enabled);
 }

@@ -15,7 +15,7 @@
 namespace velmora {
 
 /// The page of both port sheets that edits the printer directory as a tree. Every edit is made in
-/// the directory at once; storing the directory is the caller's business.
+/// the directory at once; storing the directory is up to the caller.
 class CPagePrinterGroups : public PropertyPage, private DropRules {
   public:
     /// `directory` must outlive the page.
@@ -39,7 +39,7 @@ class CPagePrinterGroups : public PropertyPage, private DropRules {
     void cut();
     void copy();
     void paste();
-    /// False if the tree does not show that many levels; the user knows.
+    /// False if the tree does not show that many levels; the user has been told.
     bool takesChild(const CGroupsDBNode& group) const;
     void showTooDeep() const;
     /// True if `placement` was allowed and the tree shows its result.

@@ -1,6 +1,6 @@
-// What the printer groups page makes of its tree's notifications and of the mouse. Notifications
-// run inside the tree view, which a dialog, a message or another label edit opened there would
-// enter a second time; those are posted.
+// How the printer groups page handles its tree's notifications and the mouse. The tree view sends
+// notifications in the middle of its work, and a dialog, a message box or another label edit opened
+// from there would re-enter it; those are posted.
 
 #include <windowsx.h>
 
@@ -18,7 +18,7 @@ constexpr UINT kReopenLabel = WM_APP + 1;
 constexpr UINT_PTR kReopenTimer = 0x7E;
 constexpr UINT kReopenMilliseconds = 50;
 
-/// What a tree view's own buffers hold of a label, with the terminator.
+/// The size of a tree view's own label buffers, with the terminator.
 constexpr std::size_t kTreeLabel = 260;
 
 /// The directory's store reads names of up to this many bytes.
@@ -81,8 +81,7 @@ LRESULT CPagePrinterGroups::endLabelEdit(const NMTVDISPINFOA& info) {
         refuseLabel(node->id, LoadMessage(IDS_NAME_EXISTS));
         return FALSE;
     }
-    // The tree keeps the present label unless it is told to take what was typed; of a long text it
-    // would take the beginning only.
+    // FALSE keeps the old label. TRUE takes what was typed, but only the beginning of a long text.
     if (!text || text->empty()) return FALSE;
     if (text->size() < kTreeLabel) return TRUE;
     tree_.refreshName(node->id);
@@ -112,7 +111,7 @@ void CPagePrinterGroups::keyDown(WORD key) const {
     const auto post = [this](int command) {
         PostMessageA(window(), WM_COMMAND, static_cast<WPARAM>(command), 0);
     };
-    // The Applications key is not among them: it makes a context menu message of its own.
+    // Not the Applications key: it causes a WM_CONTEXTMENU.
     if (key == VK_DELETE) post(ID_GROUPS_DELETE);
     if (key == VK_F2) post(ID_GROUPS_RENAME);
 }
@@ -196,7 +195,7 @@ std::optional<LRESULT> CPagePrinterGroups::dragMessage(UINT message, WPARAM wPar
             return 0;
         case WM_RBUTTONDOWN:
             endDrag();
-            // The tree would make a context menu of the button's release.
+            // The tree would open a context menu when the button is released.
             SetCapture(window());
             rightHeld_ = true;
             return 0;

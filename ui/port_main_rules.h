@@ -15,7 +15,7 @@ namespace velmora {
 
 class CGroupsDB;
 
-// What the port main page decides, without its window.
+// The rules of the port main page, without its window.
 
 enum PortMode { kSinglePrinter = 0, kMultiRemote = 1 };
 
@@ -34,7 +34,7 @@ struct PortMainControls {
 };
 PortMainControls usableControls(bool singlePrinter, bool authentication) noexcept;
 
-/// A new port's name must be there and be none of those that exist (exact comparison).
+/// A new port's name must not be empty, nor that of an existing port (exact comparison).
 std::optional<Refusal> checkPortName(const std::string& name,
                                      const std::vector<std::string>& existing);
 
@@ -62,21 +62,21 @@ class CheckedGroups {
     bool contains(std::uint32_t id) const { return ticks_.contains(id); }
     /// The user's tick or untick. A group that is ticked again moves to the end.
     void change(std::uint32_t id, bool checked);
-    /// Drops what the directory no longer has as a group: its identifiers are given out again.
+    /// Drops ids that are no longer groups in the directory: they may be given to new nodes.
     void keepGroupsOf(const CGroupsDB& directory);
 
   private:
     void append(std::uint32_t id);
 
-    // Each id under the number of its tick, and the other way round: thousands are ticked at once.
+    // Ids by the number of their tick, and the reverse: searching would be slow for thousands.
     std::map<std::uint64_t, std::uint32_t> byTick_;
     std::unordered_map<std::uint32_t, std::uint64_t> ticks_;
     std::uint64_t nextTick_ = 0;
 };
 
-/// Between record and page. The first gives what the page starts with; the second puts into the
-/// record what the page ended with, leaving out what the chosen mode does not use: a multi-remote
-/// port has no URL, no authentication, a port without authentication no credentials, and a
+/// Conversion between record and page. The first returns what the page starts with; the second
+/// writes the result into the record, without what the chosen mode does not use: a multi-remote
+/// port has no URL and no authentication, a port without authentication no credentials, and a
 /// single-printer port no groups.
 PortMainData pageData(const PortConfig& config);
 void storePageData(const PortMainData& data, std::vector<std::uint32_t> groups, PortConfig& config);

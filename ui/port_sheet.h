@@ -15,7 +15,7 @@ class CGroupsDB;
 class MessageBoxes;
 
 /// The property sheet that edits a port. Pages change the printer directory while the sheet is
-/// open; saving it is the caller's business, and so is the record.
+/// open; saving it, and the record, is up to the caller.
 class PortSheet : public SheetWindow {
   public:
     /// Runs the sheet modally. True: the user pressed OK, and `config` holds what was edited.
@@ -45,8 +45,8 @@ class PortSheet : public SheetWindow {
     CPagePrinterGroups groups_;
 };
 
-/// For a port that does not exist yet; it starts as a single printer with the job template of a new
-/// port, whatever the record says.
+/// For a new port. It starts as a single printer with the default job template, whatever the record
+/// says.
 class CDialogNewPort : public PortSheet {
   public:
     /// `server`: whose ports the new name must differ from; empty: this machine.
@@ -57,7 +57,7 @@ class CDialogNewPort : public PortSheet {
     void showConfig(const PortConfig& config) override;
 };
 
-/// For a port that exists: its name is locked.
+/// For an existing port: its name is locked.
 class CDialogConfigPort : public PortSheet {
   public:
     CDialogConfigPort(HWND parent, CGroupsDB& directory,

@@ -21,7 +21,7 @@ struct PrinterForm {
 
 PrinterForm formOf(const CGroupsDBPrinter& printer);
 
-/// A record of what is kept of an accepted form, for CGroupsDB::UpdatePrinter.
+/// The record to store for an accepted form, for CGroupsDB::UpdatePrinter.
 CGroupsDBPrinter recordOf(const PrinterForm& form, std::uint32_t id);
 
 /// Names are compared byte by byte with those that are `taken`.

@@ -30,7 +30,7 @@ class Walk {
 
     void pushChildren(std::uint32_t parent, std::size_t parentRow, std::size_t depth) {
         const auto children = index_.childrenOf(parent);
-        // The stack turns the order round.
+        // The stack reverses the order.
         for (auto child = children.rbegin(); child != children.rend(); ++child)
             push(*child->node, parentRow, depth);
     }

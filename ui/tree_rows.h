@@ -21,13 +21,12 @@ struct TreeRow {
 constexpr std::size_t kMaxTreeDepth = 500;
 
 /// The whole tree in the order in which a tree view is filled: each item before its children,
-/// children in ascending id. The records are read once. Records
-/// that cannot be reached from the top (parents that do not exist, cycles) have no row, and neither
-/// has one with the id 0.
+/// children in ascending id. Records that cannot be reached from the top (missing parents, cycles)
+/// have no row, and neither has one with the id 0.
 std::vector<TreeRow> treeRows(const CGroupsDB& directory);
 
 /// The same for one node and everything below it; `depth` is the number of levels above it. Empty
-/// when the node does not exist.
+/// if the node does not exist.
 std::vector<TreeRow> treeRows(const CGroupsDB& directory, std::uint32_t top, std::size_t depth);
 
 /// Whether the tree can show a new child of `group`, or `source` with everything below it as one.

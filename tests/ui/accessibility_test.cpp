@@ -6,8 +6,8 @@
 #include "tests/ui/groups_page_fixture.h"
 #include "ui/kit/window.h"
 
-// What screen readers learn of the controls: by the platform's accessibility interface where Wine
-// has it, and by the order of the controls where it has not.
+// The names of controls for screen readers: read through the platform's accessibility interface
+// where Wine implements it, otherwise checked by the order of the controls.
 
 namespace velmora::testing {
 namespace {
@@ -62,7 +62,7 @@ void expectColumnsNamed(HWND list) {
     }
 }
 
-/// Every control that can be worked has a name. Returns how many there are.
+/// Checks that every control that can be operated has a name. Returns how many there are.
 int expectControlsNamed(HWND dialog) {
     int worked = 0;
     std::wstring groupBox;

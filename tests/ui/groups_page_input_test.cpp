@@ -1,4 +1,4 @@
-// The printer groups page worked with the keyboard and the mouse.
+// The printer groups page, operated with the keyboard and the mouse.
 
 #include "tests/ui/groups_page_fixture.h"
 #include "ui/kit/window.h"
@@ -81,7 +81,7 @@ TEST_F(GroupsPageInput, ControlKeysCopyCutAndPaste) {
         desk.input.keys({VK_CONTROL, 'V'});
         EXPECT_TRUE(desk.lineUp(
             {"All groups", " A", "  a2", "  C", "   c1", " B", "  b1", "  C", "   c1", "  a1"}));
-        // The cut is spent. The key has been dealt with when a later one has had its effect.
+        // The cut has been used up. The key has been handled once a later one has had its effect.
         desk.input.keys({VK_CONTROL, 'V'});
         desk.focusOn("All groups/A/a2");
         desk.input.keys({VK_DELETE});
@@ -131,7 +131,7 @@ TEST_F(GroupsPageInput, EnterOpensPropertiesAndNeverPressesOk) {
         desk.input.keys({VK_RETURN});
         desk.focusOn("All groups");
         desk.input.keys({VK_RETURN});
-        // The key has been dealt with when a later one has had its effect.
+        // The key has been handled once a later one has had its effect.
         desk.focusOn("All groups/A/a2");
         desk.input.keys({VK_DELETE});
         EXPECT_TRUE(waitUntil([&] { return desk.tree.item("All groups/A/a2") == nullptr; }));
@@ -514,6 +514,7 @@ TEST_F(GroupsPageInput, CommandsAreChosenFromTheOpenMenu) {
         desk.input.keys({VK_RETURN});
         desk.tree.waitUntilEdited();
     });
+    EXPECT_EQ(names(2), Lines{"a1"}) << "C was cut, a1 copied, a2 deleted";
     EXPECT_EQ(names(5), (Lines{"b1", "C", "a1"}));
     EXPECT_EQ(names(1), (Lines{"A", "B", "New Group Pattern"}));
 }

@@ -1,4 +1,4 @@
-// The printer groups page worked by messages.
+// The printer groups page, operated by messages.
 
 #include "tests/ui/groups_page_fixture.h"
 #include "tests/ui/sent_messages.h"

@@ -133,7 +133,7 @@ TEST_F(JobTemplatePage, EveryListDropsAsWideAsItsWidestTranslation) {
 }
 
 TEST_F(JobTemplatePage, EveryListIsToldTheWidthOfItsWidestItem) {
-    // A list that drops no wider than it is does not show what it was told.
+    // A list whose items are narrower than the list itself does not report the width that was set.
     EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) {
         SentMessages widened(sheet.sheet().window(), [](const CWPSTRUCT& sent) {
             return sent.message == CB_SETDROPPEDWIDTH;

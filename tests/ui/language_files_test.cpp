@@ -142,7 +142,7 @@ TEST_P(Languages, HaveEveryKeyOnceInItsSection) {
     std::set<std::string> seen;
     for (const Text& text : texts) {
         std::string id = text.section + "/" + text.key;
-        // Profile files know no case.
+        // Keys of profile files are not case-sensitive.
         std::transform(id.begin(), id.end(), id.begin(),
                        [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
         EXPECT_TRUE(seen.insert(id).second) << id;
@@ -206,9 +206,9 @@ TEST_P(Languages, HaveDistinctMnemonicsOnEveryPageAndInEveryMenu) {
             << page << ": " << std::string(used.begin(), used.end());
 }
 
-/// What tells texts apart: neither the mnemonic, nor the colon of a label.
+/// A text without its mnemonic and the colon of a label.
 std::string plain(std::string text) {
-    // "(&N)" in languages whose letters are no keys.
+    // "(&N)" in languages whose characters cannot be typed with one key.
     const std::size_t bracket = text.find("(&");
     if (bracket != std::string::npos) text.erase(bracket, 4);
     std::erase(text, '&');

@@ -1,6 +1,6 @@
 #include "tests/ui/port_sheet_fixture.h"
 
-// The port main page, worked by control id.
+// The port main page, operated by control id.
 
 namespace velmora::testing {
 namespace {
@@ -251,7 +251,7 @@ TEST_F(PortMainPage, AnIndeterminateBoxCountsAsChecked) {
     EXPECT_FALSE(runNew([](const SheetDriver& sheet) {
         const DialogDriver page = sheet.page();
         const HWND box = page.control(IDC_PORT_AUTHENTICATION);
-        // A box of two states takes no third one.
+        // A check box with two states cannot become indeterminate.
         SetWindowLongPtrA(box, GWL_STYLE,
                           (GetWindowLongPtrA(box, GWL_STYLE) & ~0xF) | BS_AUTO3STATE);
         SendMessageA(box, BM_SETCHECK, BST_INDETERMINATE, 0);

@@ -18,7 +18,7 @@ namespace velmora::testing {
 /// The root group and below it: A (2) with two printers, B (5) with one, C (7) inside A with one.
 CGroupsDB sampleDirectory();
 
-/// A spooler that lists fixed ports and records whose it was asked for.
+/// A spooler that lists fixed ports and records the servers that it was asked about.
 class StandInSpooler {
   public:
     explicit StandInSpooler(std::vector<std::string> ports);
@@ -37,7 +37,7 @@ class StandInSpooler {
     std::vector<std::string> servers_;
 };
 
-/// A sheet on the test's thread, and a person on another.
+/// Shows a sheet on the test's thread and operates it from another.
 class PortSheetTest : public CleanStateTest {
   protected:
     /// A new port's sheet. Returns what the sheet returned; the record is in `config`.

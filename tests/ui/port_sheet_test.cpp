@@ -4,7 +4,7 @@
 
 #include "tests/ui/port_sheet_fixture.h"
 
-// What both port sheets have in common.
+// Behaviour that both port sheets share.
 
 namespace velmora::testing {
 namespace {

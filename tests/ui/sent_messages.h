@@ -8,12 +8,13 @@
 
 namespace velmora::testing {
 
-/// Records the messages that are sent to the windows of one thread, for what shows no other way:
-/// what is asked or told how often, and in which order. One at a time.
+/// Records messages that are sent to the windows of one thread, for what cannot be observed
+/// otherwise: how often, and in which order, controls are read or changed. Only one may exist at a
+/// time.
 class SentMessages {
   public:
     struct Message : CWPSTRUCT {
-        int control;  ///< the window's number in its dialog
+        int control;  ///< the window's control id
     };
     using Wanted = std::function<bool(const CWPSTRUCT&)>;
 

@@ -1,6 +1,6 @@
 #include "tests/ui/port_sheet_fixture.h"
 
-// Texts of the sheet and its first page on their way through the settings file.
+// Texts of the sheet and its first page, looked up in the settings file.
 
 namespace velmora::testing {
 namespace {
@@ -79,7 +79,7 @@ TEST_F(SheetTexts, FilesThatCannotBeUsedLeaveTheDefaults) {
     openAndCancel(showsDefaults);
     SetFileAttributesA(settingsFilePath().c_str(), FILE_ATTRIBUTE_NORMAL);
 
-    // A directory in its place can be neither read nor written, whoever runs the test.
+    // A directory in its place can be neither read nor written, even by an administrator.
     DeleteFileA(settingsFilePath().c_str());
     ASSERT_TRUE(CreateDirectoryA(settingsFilePath().c_str(), nullptr));
     openAndCancel(showsDefaults);

@@ -47,7 +47,7 @@ std::string contentOf(const std::string& file) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-/// What is drawn of a text: without the "&" of the mnemonic.
+/// A text as it is drawn, without the "&" of the mnemonic.
 std::string drawn(const std::string& text) {
     std::string shown;
     for (const char c : text)
@@ -55,7 +55,7 @@ std::string drawn(const std::string& text) {
     return shown;
 }
 
-/// What a control's text may not use of its width, in pixels: a mark and its gap, or borders.
+/// The pixels of a control's width that its text cannot use: a mark and its gap, or borders.
 int takenByTheControl(HWND control, const std::string& windowClass) {
     if (windowClass == "Static") return 0;
     switch (GetWindowLongPtrA(control, GWL_STYLE) & BS_TYPEMASK) {

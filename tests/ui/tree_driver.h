@@ -11,7 +11,7 @@
 
 namespace velmora::testing {
 
-/// Looks at a tree view of this process and works it, from another thread. Items are named by their
+/// Reads and operates a tree view of this process from another thread. Items are named by their
 /// path of texts, such as "All groups/Office/Laser".
 class TreeDriver {
   public:

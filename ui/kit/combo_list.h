@@ -42,9 +42,9 @@ class ComboTips {
     void attach(HWND dialog) noexcept;
     void add(HWND list) const noexcept;
 
-    /// True when `header` was a tip's question for its text, which is answered now.
+    /// Answers a tip's request for its text. False if `header` is something else.
     bool answer(NMHDR& header);
-    /// The text that a tip shows has changed or its list has opened.
+    /// To be called when the text of a list changes or the list opens.
     void hide() const noexcept;
 
   private:

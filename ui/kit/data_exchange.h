@@ -27,14 +27,14 @@ class DataExchange {
     /// with such a text leaves the value as it is.
     void text(int id, std::string& value);
 
-    /// A number with its bounds. Refused if the text is not a number, or one outside the bounds.
+    /// Refused if the text is not a number, or a number outside the bounds.
     void integer(int id, int& value, int low, int high);
 
     /// The state of a check box: 1 checked, 0 not.
     void check(int id, int& value);
 
-    /// The index of the selected one of the auto radio buttons from `first` to the end of its group
-    /// (the next control with WS_GROUP), -1 when none is.
+    /// The index of the selected auto radio button, counted from `first` to the end of its group
+    /// (the next control with WS_GROUP); -1 if none is selected.
     void radio(int first, int& index);
 
     /// Ends the pass as refused, with the refusal's message and the focus in its control.

@@ -29,7 +29,7 @@ class DialogWindow {
     DialogWindow& operator=(const DialogWindow&) = delete;
     virtual ~DialogWindow() = default;
 
-    /// Null until the window is made and after its end.
+    /// Null before the window is created and after it is destroyed.
     HWND window() const noexcept { return window_; }
     HWND control(int id) const noexcept { return GetDlgItem(window_, id); }
 
@@ -43,7 +43,7 @@ class DialogWindow {
     void focus(int id) const noexcept;
 
     DialogHost& host() const noexcept { return host_; }
-    /// The host's, unless others were handed in.
+    /// The host's, unless useMessageBoxes has replaced them.
     MessageBoxes& messageBoxes() const noexcept { return *boxes_; }
     /// From now on messages go to `boxes`, which must outlive this object.
     void useMessageBoxes(MessageBoxes& boxes) noexcept { boxes_ = &boxes; }
@@ -58,8 +58,8 @@ class DialogWindow {
 
     const DialogTemplate& dialogTemplate() const noexcept { return template_; }
 
-    /// The controls exist, the window does not show yet. The base moves the data into the controls;
-    /// the platform then sets the focus.
+    /// The controls exist, the window is not visible yet. The base moves the data into the
+    /// controls; the platform then sets the focus.
     virtual void onInit();
     /// A control's notification `code` (BN_CLICKED, CBN_SELCHANGE...), or a menu command (code 0)
     /// or accelerator (code 1). True: handled. Not called while the window or its sheet is disabled
@@ -75,15 +75,17 @@ class DialogWindow {
     /// Moves the data between members and controls, in order, with its checks.
     virtual void exchange(DataExchange& data);
 
-    /// Runs `exchange`. False: something was refused, the user knows, the focus is there.
+    /// Runs `exchange`. False: something was refused; the user has been told, and the focus is in
+    /// the control.
     bool saveData();
     void showData();
 
-    /// For the window procedures: takes the window over, and hands a message to its owner.
+    /// For the window procedures: attaches the object to its window, and passes a message on to the
+    /// object.
     void attach(HWND window) noexcept;
     static INT_PTR deliver(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
 
-    /// Throws what a handler has thrown, if any.
+    /// Throws the exception that a handler has thrown, if any.
     void rethrow();
     /// Ends the modal call without a result, after a handler has thrown.
     virtual void abandon() noexcept = 0;

@@ -6,7 +6,7 @@
 
 namespace velmora {
 
-/// What the program that shows dialogs gives them: its message boxes and its texts. Outlives every
+/// What dialogs need from the program that shows them: message boxes and texts. Must outlive every
 /// dialog.
 class DialogHost {
   public:
@@ -15,10 +15,10 @@ class DialogHost {
     virtual MessageBoxes& messageBoxes() = 0;
     /// The text of Refusal::message.
     virtual std::string message(int id) const = 0;
-    /// Said of a number box that holds no number, or one outside its bounds.
+    /// For a number box whose text is not a number, or a number outside its bounds.
     virtual std::string notANumber() const = 0;
     virtual std::string outsideBounds(int low, int high) const = 0;
-    /// Said of a text with a character that the code page lacks.
+    /// For a text with a character that the code page lacks.
     virtual std::string outsideCodePage() const = 0;
 };
 

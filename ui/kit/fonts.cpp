@@ -32,7 +32,8 @@ const DLGTEMPLATE* loadTemplate(int resource, std::size_t& words) {
     return static_cast<const DLGTEMPLATE*>(LockResource(LoadResource(module, found)));
 }
 
-/// Behind a template's menu, class or title at `at`: an ordinal, or a text with its terminator.
+/// The position after a template's menu, class or title at `at`: an ordinal, or a text with its
+/// terminator.
 std::size_t skipName(const WORD* words, std::size_t at) {
     if (words[at] == 0xFFFF) return at + 2;
     while (words[at] != 0)

@@ -16,7 +16,7 @@ class SheetWindow {
     SheetWindow& operator=(const SheetWindow&) = delete;
     virtual ~SheetWindow() = default;
 
-    /// Null until the sheet is made and after its end.
+    /// Null before the sheet is created and after it is destroyed.
     HWND window() const noexcept { return window_; }
 
     /// Shows the sheet on the calling thread, in the platform's current look where the host has it.

@@ -22,7 +22,7 @@ class ReportList {
     void addStyle(DWORD extended) const;
     /// After the last column; left aligned, `width` in pixels at 96 dots per inch.
     void addColumn(std::string title, int width) const;
-    /// Room for so many rows, before they are added.
+    /// Announces how many rows will be added, which makes adding them faster.
     void reserve(std::size_t rows) const;
     /// After the last row; returns its index.
     int addRow(std::string text, LPARAM data) const;
@@ -36,15 +36,15 @@ class ReportList {
     /// None if there is no such row.
     std::optional<LPARAM> rowData(int row) const;
 
-    /// What the user sees of the rows, which are known by their data.
+    /// Focus, selection and scroll position; rows are identified by their data.
     struct Sight {
         std::optional<LPARAM> focused;
         std::optional<LPARAM> top;  ///< the first row in sight
         std::set<LPARAM> selected;
     };
     Sight sight() const;
-    /// Shows a refilled list as it was, as far as the rows are still there. One row always has the
-    /// focus, which Space and the arrow keys need.
+    /// Restores them after a refill, as far as the rows still exist. One row always gets the focus,
+    /// which Space and the arrow keys need.
     void restore(const Sight& sight) const;
 
   private:

@@ -127,7 +127,7 @@ std::optional<TreeDrag::Drop> TreeDrag::drop(POINT point, WPARAM keys) {
 
 void TreeDrag::cancel() {
     if (!active_) return;
-    // First, since giving the mouse back tells the owner that it has lost it.
+    // First, because releasing the capture sends WM_CAPTURECHANGED to the owner.
     active_ = false;
     hideImage();
     if (image_) ImageList_EndDrag();

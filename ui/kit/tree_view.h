@@ -19,7 +19,7 @@ class TreeView {
     HWND control() const noexcept { return control_; }
 
     void setImages(HIMAGELIST images) const;
-    /// Moves each level in by at least so many pixels.
+    /// Sets the indent of each level to at least `pixels`.
     void setLeastIndent(int pixels) const;
     void clear() const;
     /// As the last child of `parent` (null: at the top).

@@ -14,8 +14,8 @@ LONG_PTR pausesOf(HWND window) noexcept {
 
 WNDPROC exchangeProcedure(HWND window, WNDPROC procedure, bool unicode) noexcept {
     const auto value = reinterpret_cast<LONG_PTR>(procedure);
-    // A procedure set by the wrong one of the two would turn the control's texts into the ANSI
-    // code page and back.
+    // With the wrong one of the two, Windows would convert the control's texts to the ANSI code
+    // page and back.
     return reinterpret_cast<WNDPROC>(unicode ? SetWindowLongPtrW(window, GWLP_WNDPROC, value)
                                              : SetWindowLongPtrA(window, GWLP_WNDPROC, value));
 }

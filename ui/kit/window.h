@@ -15,7 +15,7 @@ std::wstring wideWindowText(HWND window);
 
 void setWindowText(HWND window, const std::string& text);
 
-/// Lets no more be typed into an edit box than takes `longest` bytes in the code page, whatever the
+/// Limits what can be typed into an edit box to `longest` bytes in the code page, whatever the
 /// characters are.
 void limitBytes(HWND edit, std::size_t longest);
 
@@ -28,9 +28,9 @@ int scaledPixels(int at96);
 /// have been translated; "&" in `name` marks a mnemonic and is left out.
 void addHiddenLabel(HWND control, std::string name);
 
-/// Looks at the messages of a control before the control does. Replaces the window procedure, which
-/// every version of the common controls allows; the procedure is put back by detach() or the
-/// destructor, or given up when the window ends.
+/// Receives the messages of a control before the control does. Replaces the window procedure, which
+/// every version of the common controls allows; detach() or the destructor restores the procedure,
+/// unless the window has been destroyed.
 class WindowSubclass {
   public:
     WindowSubclass() = default;
@@ -58,8 +58,8 @@ class WindowSubclass {
     bool unicode_ = false;
 };
 
-/// Holds back all drawing of a window for as long as it lives. Pauses of one window may overlap:
-/// the last one that ends has it drawn.
+/// Suspends drawing of a window during its lifetime. Pauses of one window may overlap: the last one
+/// to end redraws the window.
 class RedrawPause {
   public:
     explicit RedrawPause(HWND window) noexcept;
