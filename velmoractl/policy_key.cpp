@@ -28,7 +28,9 @@ PolicyKey::PolicyKey(const std::string& server)
     : server_(server), path_(monitorKeyOf(server) + "\\Policy") {
     if (server.empty()) return;
     const LSTATUS error = RegConnectRegistryA(server.c_str(), HKEY_LOCAL_MACHINE, root_.put());
-    if (error != ERROR_SUCCESS) throw systemError(kWhat, static_cast<DWORD>(error), kRemedy);
+    if (error == ERROR_SUCCESS) return;
+    throw systemError(std::string(kWhat) + " of " + quotedAnsi(server), static_cast<DWORD>(error),
+                      kRemedy);
 }
 
 UniqueRegKey PolicyKey::open() const {

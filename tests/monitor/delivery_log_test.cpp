@@ -2,18 +2,27 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <new>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "monitor/jobs/job_record.h"
+#include "monitor/jobs/port_job.h"
+#include "tests/monitor/jobs/fake_printers.h"
+
 namespace velmora {
 namespace {
+
+using testing::bytesOf;
+using testing::FakePrinters;
 
 /// Remembers what is written; fails on demand.
 class FakeOutput final : public DeliveryOutput {
   public:
     bool append(const std::string& line, std::uint32_t recordMiB) override {
+        ++tries;
         if (throwsNext) throw std::bad_alloc();
         if (full) return false;
         lines.push_back(line);
@@ -27,6 +36,7 @@ class FakeOutput final : public DeliveryOutput {
 
     bool full = false;
     bool throwsNext = false;
+    std::size_t tries = 0;
     std::vector<std::string> lines;
     std::vector<std::uint32_t> sizes;
     std::vector<std::string> events;
@@ -57,7 +67,7 @@ void joinThreads() {
         thread.join();
 }
 
-class DeliveryLogTest : public testing::Test {
+class DeliveryLogTest : public ::testing::Test {
   protected:
     DeliveryLogTest() { noThread = hold = false; }
     ~DeliveryLogTest() override { joinThreads(); }
@@ -145,6 +155,47 @@ TEST_F(DeliveryLogTest, HoldsNoMoreThanItsQueue) {
     joinThreads();
     EXPECT_EQ(output.lines.size(), 4096u);
     EXPECT_NE(output.lines[0].find("\"lost\":904"), std::string::npos) << output.lines[0];
+}
+
+/// 200 jobs to 16 printers each, as fast as they go.
+void runJobs(DeliveryLog& log) {
+    constexpr std::size_t kPrinters = 16;
+    for (int i = 0; i < 200; ++i) {
+        FakePrinters printers(kPrinters);
+        for (std::size_t k = 0; k < kPrinters; ++k)
+            printers.printer(k).answerReason = {DeliveryStep::none, 0, 0, 0};
+        auto record = std::make_shared<JobRecord>(
+            DeliveryEntry(),
+            [&log](DeliveryEntry entry, bool startFailed) {
+                log.add(std::move(entry), startFailed, kRecord);
+            },
+            [] { return std::int64_t{1000}; });
+        record->setPrinters(std::vector<std::string>(kPrinters, "ipp://a"));
+        PortJob job({1, "D", nullptr}, [](const JobInfo&) {});
+        job.recordIn(record);
+        ASSERT_TRUE(job.start(printers.connect(), printers.targets(), {}, AfterJob::leaveOpen,
+                              Pace::prompt));
+        std::uint32_t accepted = 0;
+        ASSERT_TRUE(job.write(bytesOf("document"), accepted));
+    }
+}
+
+TEST_F(DeliveryLogTest, JobsNeitherWriteNorWaitForAWriterThatStandsStill) {
+    // The writer does not come to run before all jobs have ended: whoever waited for it would wait
+    // for ever, and whoever wrote by itself would be seen.
+    hold = true;
+    runJobs(log);
+    EXPECT_EQ(output.tries, 0u);
+    EXPECT_EQ(held.size(), 1u);
+    // A directory that cannot be written costs lines alone, and they are counted.
+    output.full = true;
+    joinThreads();
+    EXPECT_EQ(output.tries, 3200u);
+    output.full = false;
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    ASSERT_EQ(output.lines.size(), 1u);
+    EXPECT_NE(output.lines[0].find("\"lost\":3200"), std::string::npos) << output.lines[0];
 }
 
 TEST_F(DeliveryLogTest, CountsRepeatedStartsAndTellsThemAtTheEnd) {

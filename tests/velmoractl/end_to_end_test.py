@@ -11,15 +11,17 @@ import io
 import json
 import os
 import re
+import select
 import shlex
 import shutil
-import subprocess
 import signal
+import subprocess
 import stat
 import sys
 import tempfile
 import time
 import unittest
+import unittest.mock
 
 import jsonschema
 
@@ -1253,6 +1255,84 @@ class Deliveries(WithPrinter):
         self.assertEqual(3, len(csv.out.splitlines()))
         self.assertIn("yesterday", bad.err)
         self.assertEqual([DOCUMENT], self.printer.documents())
+
+    def test_a_failure_is_an_event_too(self):
+        """Wine writes to its trace what Windows writes to the event log."""
+        self.batch(tool("install"), use_shim(MONITOR), tool("policy", "set", "EventLog=1"),
+                   tool("port", "add", "Dead", "--url", NOBODY),
+                   tool("port", "add", "Alive", "--url", self.printer.url),
+                   let_spooler_find(MONITOR, "Dead"), let_spooler_find(MONITOR, "Alive"))
+        page = self.write("event.ps", DOCUMENT)
+
+        def trace(port, level, code):
+            self.batch(tool("policy", "set", "EventLog=" + str(level)))
+            with unittest.mock.patch.dict(os.environ, WINEDEBUG="-all,+eventlog,+advapi"):
+                result = self.prefix.tool("print", page, "--port", port, "--no-check", "--title",
+                                          "Report of " + port)
+            self.assertEqual(code, result.code, result)
+            # Of all that is traced, the event's strings.
+            return "\n".join(line for line in result.err.splitlines() if "ReportEvent" in line)
+        dead = trace("Dead", 1, PRINTER)
+        for text in ('L"Dead"', f'L"{NOBODY}"', 'L"Report of Dead"', "step connect, error 12029"):
+            self.assertIn(text, dead)
+        self.assertEqual("", trace("Dead", 0, PRINTER))
+        self.assertEqual("", trace("Alive", 1, DONE))
+        self.assertIn('L"Report of Alive"', trace("Alive", 2, DONE))
+
+    def test_another_computers_record_is_read_through_its_share(self):
+        name, = self.batch(Step("cmd", "/c", "echo %COMPUTERNAME%"))
+        share = os.path.join(self.prefix.root, "dosdevices", "unc", name.out.strip(), "admin$")
+        os.makedirs(os.path.dirname(share), exist_ok=True)
+        os.symlink(self.prefix.path("windows"), share)
+        directory_ = self.prefix.path("windows", "system32", "spool", "Velmora")
+        os.makedirs(directory_, exist_ok=True)
+        with open(os.path.join(directory_, "deliveries.jsonl"), "ab") as file:
+            file.write(b'{"time":"2026-11-22T03:27:41.123Z","port":"Far","printer":"ipp://far/",'
+                       b'"outcome":"accepted"}\n')
+        far, own, nobody = self.batch(
+            tool("deliveries", "--json", "--port", "Far", "--server", "%COMPUTERNAME%"),
+            tool("deliveries", "--json", "--port", "Far"),
+            tool("deliveries", "--json", "--port", "Far", "--server", "nobody.invalid", code=FAILED))
+        self.assertEqual("ipp://far/", json.loads(far.out)["printer"])
+        self.assertEqual(far.out, own.out)
+        self.assertIn("nobody.invalid", nobody.err)
+        # Nothing but the share was needed: without it the same command finds nothing to read.
+        os.remove(share)
+        gone = self.prefix.tool("deliveries", "--json", "--port", "Far", "--server",
+                                name.out.strip())
+        self.assertEqual("", gone.out)
+
+    def test_a_rotation_while_following_loses_no_line(self):
+        shutil.copy(os.path.join(options.built, "bin", "record_writer.exe"),
+                    self.prefix.path("record_writer.exe"))
+        rounds, lines = 8, 100
+        writer = self.prefix.start(["C:\\record_writer.exe", str(lines)], stdin=subprocess.PIPE)
+        self.addCleanup(peer_process.stop, writer)
+        self.addCleanup(writer.stdin.close)
+        follower = self.prefix.start(
+            [DOWNLOAD + "\\velmoractl.exe", "deliveries", "--follow", "--json", "--port", "Round"],
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        self.addCleanup(peer_process.stop, follower)
+        self.addCleanup(follower.stdout.close)
+        # A round is less than the record keeps, and begins when the one before has been shown.
+        shown = b""
+        end = time.monotonic() + 200
+        for number in range(1, rounds + 1):
+            writer.stdin.write(b"go\n")
+            writer.stdin.flush()
+            last = b'"job":%d,' % (number * lines)
+            while not (last in shown and shown.endswith(b"\n")) and time.monotonic() < end:
+                if select.select([follower.stdout], [], [], 1)[0]:
+                    shown += os.read(follower.stdout.fileno(), 65536)
+        self.assertEqual(list(range(1, rounds * lines + 1)),
+                         [json.loads(line)["job"] for line in shown.splitlines()])
+        for name in ("deliveries.jsonl", "deliveries.1.jsonl", "deliveries.3.jsonl"):
+            self.assertTrue(self.system_file("spool/Velmora/" + name))
+
+    def test_following_ends_with_ctrl_c(self):
+        code, shown = self.prefix.tool_on_terminal(
+            ["deliveries", "--follow", "--port", "Nobody"], b"TIME", signal.SIGINT)
+        self.assertEqual(DONE, code, shown)
 
     def test_the_policy_is_shown_changed_and_taken_back(self):
         def read(code=DONE):
