@@ -1256,6 +1256,41 @@ class Deliveries(WithPrinter):
         self.assertIn("yesterday", bad.err)
         self.assertEqual([DOCUMENT], self.printer.documents())
 
+    def test_the_policy_is_shown_changed_and_taken_back(self):
+        def read(code=DONE):
+            return Step("reg", "query", KEY + "\\Ipp\\PortMonitor\\1.1\\Policy", code=code)
+        _, fresh, alone, csv, _, changed, stored, _, again, _, gone, warned, *refused = self.batch(
+            tool("install", "--policy", "none"), tool("policy", "list", "--json"),
+            tool("policy", "--json"), tool("policy", "-o", "csv"),
+            tool("policy", "set", "DeliveryRecord=5", "eventlog=2"),
+            tool("policy", "list", "--json"), read(),
+            tool("policy", "reset"), tool("policy", "list", "--json"),
+            tool("policy", "reset", "--none"), read(FAILED), tool("deliveries"),
+            tool("policy", "set", "Nothing=1", code=USAGE),
+            tool("policy", "set", "EventLog=3", code=USAGE),
+            tool("policy", "set", "ReceiveTimeout=7", "EventLog=x", code=USAGE),
+            tool("policy", "set", "EventLog", code=USAGE), read(FAILED))
+
+        def values(result):
+            return {value["name"]: value["in-force"] for value in result.json()}
+        self.assertEqual({value["name"]: value["missing"] for value in fresh.json()},
+                         values(fresh))
+        self.assertEqual(fresh.out, alone.out)
+        self.assertTrue(csv.out.startswith("name,in-force,"), csv.out)
+        self.assertEqual(dict(values(fresh), DeliveryRecord=5, EventLog=2), values(changed))
+        self.assertIn("0x5", stored.out)
+        self.assertEqual({value["name"]: value["installed"] for value in again.json()},
+                         values(again))
+        self.assertNotIn("DeliveryRecord", gone.out)
+        self.assertIn("policy set DeliveryRecord=20", warned.err)
+        # Nothing is written unless all can be.
+        self.assertNotIn("ReceiveTimeout", refused[-1].out)
+        self.assertIn("EventLog", refused[0].err)
+
+
+class Record(WithPrinter):
+    """The files of the record, and the events beside it."""
+
     def test_a_failure_is_an_event_too(self):
         """Wine writes to its trace what Windows writes to the event log."""
         self.batch(tool("install"), use_shim(MONITOR), tool("policy", "set", "EventLog=1"),
@@ -1333,37 +1368,6 @@ class Deliveries(WithPrinter):
         code, shown = self.prefix.tool_on_terminal(
             ["deliveries", "--follow", "--port", "Nobody"], b"TIME", signal.SIGINT)
         self.assertEqual(DONE, code, shown)
-
-    def test_the_policy_is_shown_changed_and_taken_back(self):
-        def read(code=DONE):
-            return Step("reg", "query", KEY + "\\Ipp\\PortMonitor\\1.1\\Policy", code=code)
-        _, fresh, alone, csv, _, changed, stored, _, again, _, gone, warned, *refused = self.batch(
-            tool("install", "--policy", "none"), tool("policy", "list", "--json"),
-            tool("policy", "--json"), tool("policy", "-o", "csv"),
-            tool("policy", "set", "DeliveryRecord=5", "eventlog=2"),
-            tool("policy", "list", "--json"), read(),
-            tool("policy", "reset"), tool("policy", "list", "--json"),
-            tool("policy", "reset", "--none"), read(FAILED), tool("deliveries"),
-            tool("policy", "set", "Nothing=1", code=USAGE),
-            tool("policy", "set", "EventLog=3", code=USAGE),
-            tool("policy", "set", "ReceiveTimeout=7", "EventLog=x", code=USAGE),
-            tool("policy", "set", "EventLog", code=USAGE), read(FAILED))
-
-        def values(result):
-            return {value["name"]: value["in-force"] for value in result.json()}
-        self.assertEqual({value["name"]: value["missing"] for value in fresh.json()},
-                         values(fresh))
-        self.assertEqual(fresh.out, alone.out)
-        self.assertTrue(csv.out.startswith("name,in-force,"), csv.out)
-        self.assertEqual(dict(values(fresh), DeliveryRecord=5, EventLog=2), values(changed))
-        self.assertIn("0x5", stored.out)
-        self.assertEqual({value["name"]: value["installed"] for value in again.json()},
-                         values(again))
-        self.assertNotIn("DeliveryRecord", gone.out)
-        self.assertIn("policy set DeliveryRecord=20", warned.err)
-        # Nothing is written unless all can be.
-        self.assertNotIn("ReceiveTimeout", refused[-1].out)
-        self.assertIn("EventLog", refused[0].err)
 
 
 class Printing(WithPrinter):
