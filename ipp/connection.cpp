@@ -210,7 +210,7 @@ UniqueIppMessage IppConnection::readResponse(const IppReadPolicy& policy) {
 }
 
 void IppConnection::discardAnswer() {
-    if (request_ && options_.receiveTimeout != 0) feedAnswer(nullptr);
+    if (request_) feedAnswer(nullptr);
 }
 
 /// Reads the body into the reader, if there is one. False when it could not be read or is

@@ -96,8 +96,8 @@ class IppConnection {
     bool accepted();
 
     /// Reads what the last answer still holds and drops it, as far as an answer is read; for
-    /// answers that are not IPP. Does nothing without a receive time-out: the platform then does it
-    /// itself, however long it takes.
+    /// answers that are not IPP. Before the next request the platform would do it itself, however
+    /// long it takes.
     void discardAnswer();
 
     /// Whether the last answer was left before its end. The next request then belongs on another
