@@ -7,8 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
+#include <cstdlib>
 #include <functional>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -19,6 +22,7 @@
 #include "harness/packed_record.h"
 #include "harness/registry_tool.h"
 #include "harness/wininet/import_patch.h"
+#include "platform/handle.h"
 #include "platform/registry.h"
 #include "tests/directory/directory_builders.h"
 
@@ -231,6 +235,75 @@ TEST_F(GroupsSave, NobodyInTheProcessReadsHalfADirectory) {
             EXPECT_EQ(printer->address.password, count == 10 ? "small" : "large");
     }
     over = true;
+}
+
+/// Ten printers and some patterns, whose texts are all `sign`.
+CGroupsDB directoryOf(const std::string& sign, int ports) {
+    CGroupsDB directory;
+    directory.Insert(group(kRootGroup, 0, "All groups"));
+    for (int i = 0; i < 10; ++i)
+        directory.AddPrinter(sign, {sign, true, sign, sign}, kRootGroup);
+    for (int i = 0; i < ports; ++i)
+        directory.SetPortPrinter("Port " + std::to_string(i), {sign, true, sign, sign});
+    return directory;
+}
+
+constexpr char kOtherProcess[] = "VELMORA_TEST_STORES";
+
+/// This program once more, which stores other directories.
+class OtherProcess {
+  public:
+    OtherProcess() {
+        std::array<char, MAX_PATH> program{};
+        GetModuleFileNameA(nullptr, program.data(), MAX_PATH);
+        std::string command =
+            std::string("\"") + program.data() + "\" --gtest_filter=StoresOfTwoProcesses.*";
+        STARTUPINFOA startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION process{};
+        SetEnvironmentVariableA(kOtherProcess, "1");
+        EXPECT_TRUE(CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                                   nullptr, &startup, &process));
+        SetEnvironmentVariableA(kOtherProcess, nullptr);
+        process_.reset(process.hProcess);
+        CloseHandle(process.hThread);
+    }
+    bool runs() const { return WaitForSingleObject(process_.get(), 0) == WAIT_TIMEOUT; }
+
+  private:
+    UniqueEvent process_;
+};
+
+// Between processes nothing takes turns but their callers. What is stored at the same time may be
+// mixed, but every text is one that somebody has stored, and the next save puts all in order.
+TEST(StoresOfTwoProcesses, LeaveWholeTextsAndTheNextSaveWins) {
+    RegistryGroupsStore store{kBase, "All groups"};
+    if (std::getenv(kOtherProcess) != nullptr) {
+        for (int round = 0; round < 50; ++round) {
+            store.save(directoryOf("a printer of the other", 5));
+            store.save(directoryOf("b", 10));
+        }
+        return;
+    }
+    cleanState();
+    const CGroupsDB mine = directoryOf("c", 7);
+    const std::set<std::string> texts{"a printer of the other", "b", "c", "All groups"};
+    store.save(mine);
+    int rounds = 0;
+    {
+        const OtherProcess other;
+        for (; other.runs(); ++rounds) {
+            store.save(mine);
+            const CGroupsDB read(store);
+            for (const auto& [id, node] : read.nodes())
+                EXPECT_TRUE(texts.contains(node->name)) << node->name;
+        }
+    }
+    EXPECT_GT(rounds, 0);
+    store.save(mine);
+    EXPECT_EQ(nodesOf(CGroupsDB(store)), nodesOf(mine));
+    EXPECT_EQ(CGroupsDB(store).portPrinters().size(), 7u);
+    cleanState();
 }
 
 }  // namespace
