@@ -6,6 +6,7 @@
 
 import argparse
 import concurrent.futures
+import contextlib
 import csv
 import io
 import json
@@ -1566,6 +1567,93 @@ class FleetExamples(Tool):
         self.assertEqual(["ipp://sales.example/ipp/print", "ipp://entrance.example/ipp/print"],
                          reached["All of floor 1"])
         self.assertEqual("First floor/Sales\nLobby/Entrance\n", printers.out)
+
+
+class Installing(Tool):
+    """Files that must not be installed, and a disk without room: what works goes on working."""
+
+    def files(self):
+        """Everything of ours in the system directory."""
+        place = self.prefix.path("windows", "system32")
+        found = {}
+        for name in os.listdir(place):
+            if name.lower().startswith("velmora."):
+                with open(os.path.join(place, name), "rb") as file:
+                    found[name] = file.read()
+        return found
+
+    def folder(self, name, library, settings):
+        self.write(f"{name}/Velmora.dll", bytes(library))
+        return self.write(f"{name}/Velmora.dat", settings).rpartition("\\")[0]
+
+    def library(self, version=None):
+        """The built library, without a sum in its headers; with another version if one is given."""
+        with open(self.prefix.path("download", "programs", "Velmora.dll"), "rb") as file:
+            data = bytearray(file.read())
+        headers = int.from_bytes(data[0x3C:0x40], "little")
+        data[headers + 0x58:headers + 0x5C] = bytes(4)
+        if version is not None:
+            data[data.index(b"\xbd\x04\xef\xfe") + 10] = version
+        return data
+
+    def test_what_is_installed_survives(self):
+        self.batch(tool("install", "--quiet"))
+        before = self.files()
+        self.assertEqual({"Velmora.dll", "Velmora.dat"}, set(before))
+        with open(self.prefix.path("download", "programs", "Velmora.dat"), "rb") as file:
+            settings = file.read()
+        other = self.library()
+        headers = int.from_bytes(other[0x3C:0x40], "little")
+        other[headers + 4:headers + 6] = b"\x64\x86" if options.arch == "x86" else b"\x4c\x01"
+        torn = self.library()
+        older = self.folder("older", self.library(0), settings)
+        bad = [(USAGE, self.folder("torn", torn[:len(torn) // 2], settings)),
+               (USAGE, self.folder("other", other, settings)),
+               (USAGE, self.folder("empty", b"", settings)),
+               (USAGE, self.folder("settings", self.library(9), b"not one of ours")),
+               (CONFLICT, older)]
+        results = self.batch(*(tool("install", "--replace-settings", "--from", name, code=code)
+                               for code, name in bad))
+        for result, why in zip(results, ("damaged|whole|torn|cut", "-bit Windows", "not", "Strings",
+                                         "older")):
+            self.assertRegex(result.err, why)
+        self.assertEqual(before, self.files())
+
+        newer = self.folder("newer", self.library(9), settings + b"; more\r\n")
+        with self.full_disk():
+            full, = self.batch(tool("install", "--replace-settings", "--from", newer, code=FAILED))
+            self.assertEqual(before, self.files(), full)
+        self.assertEqual(before, self.files())
+
+        self.batch(tool("install", "--allow-downgrade", "--from", older),
+                   tool("install", "--replace-settings", "--from", newer))
+        self.assertEqual({"Velmora.dll": bytes(self.library(9)),
+                          "Velmora.dat": settings + b"; more\r\n"}, self.files())
+
+    @contextlib.contextmanager
+    def full_disk(self):
+        """The system directory with room for half a library on top of what it holds."""
+        sudo = [] if os.geteuid() == 0 else ["sudo", "-n"]
+        place = self.prefix.path("windows", "system32")
+        room = tempfile.mkdtemp(dir=self.place)
+        self.prefix.stop()
+        subprocess.run([*sudo, "mount", "-t", "tmpfs", "-o", f"size=300k,uid={os.geteuid()}",
+                        "tmpfs", room], check=True)
+        try:
+            upper, work = os.path.join(room, "upper"), os.path.join(room, "work")
+            os.mkdir(upper)
+            os.mkdir(work)
+            subprocess.run([*sudo, "mount", "-t", "overlay", "-o",
+                            f"lowerdir={place},upperdir={upper},workdir={work}", "overlay", place],
+                           check=True)
+            try:
+                yield
+            finally:
+                self.prefix.stop()
+                # Programs that end let go of their files a moment later.
+                subprocess.run([*sudo, "umount", "-l", place], check=True)
+        finally:
+            subprocess.run([*sudo, "umount", "-l", room], check=True)
 
 
 class Documentation(WithPrinter):
