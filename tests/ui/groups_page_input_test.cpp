@@ -569,7 +569,7 @@ TEST_F(RefusedLabel, ComesBeforeTheCommandsOfTheButtons) {
     });
 }
 
-TEST_F(GroupsPageInput, ARefusedLabelComesBeforeTheMenuOfAnotherItem) {
+TEST_F(GroupsPageInput, ARightClickElsewhereBringsTheRefusalOfALabelInThePlatformsBox) {
     // In the platform's boxes, which keep the mouse from the sheet.
     config = multiPort({1});
     CDialogConfigPort sheet(nullptr, directory, spooler.functions());
