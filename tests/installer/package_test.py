@@ -18,8 +18,8 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 sys.path[:0] = [os.path.join(ROOT, "harness"), os.path.join(ROOT, "installer")]
 import make_msi
 from printer_peer import Printer
-from tool_prefix import (DONE, FAILED, MONITORS, NOT_INSTALLED, Step, ToolPrefix, export_key,
-                         let_spooler_find, peer_process, set_value)
+from tool_prefix import (DONE, FAILED, MONITORS, Step, ToolPrefix, export_key,
+                         let_spooler_find, peer_process, set_value, start_spooler, stop_spooler)
 
 MONITOR = "Velmora IPP Port"
 KEY = "HKLM\\Software\\Velmora"
@@ -331,6 +331,10 @@ class Life(Packages):
         self.assertIn('"Accounting" prints to the port "Floor 1"', log)
         self.assertIn('"Sales" prints to the port "Floor 1"', log)
         self.assertTrue(self.exists("Program Files", "Velmora", "velmoractl.exe"))
+        self.assertEqual(["1.0.0"], self.installed_versions())
+        # Nor while the spooler cannot be asked: its registration would be left without a library.
+        self.batch(stop_spooler(), self.msiexec("/x", product, code=REFUSED), start_spooler())
+        self.assertIn("check that the spooler is running", self.log(self.logs))
         self.assertEqual(["1.0.0"], self.installed_versions())
         printers = "HKLM\\System\\CurrentControlSet\\Control\\Print\\Printers\\"
         self.batch(*(Step("reg", "delete", printers + name, "/f")
