@@ -65,7 +65,7 @@ TEST_F(JobLoad, SixtyFourPortsPrintAtOnceFromAsManyThreads) {
 class JobInAPlatformCall : public JobLoad {
   protected:
     /// Other ports print, are added, are listed and removed while the job waits.
-    void expectOthersGoOn(const std::atomic<bool>& ended) {
+    void expectOthersGoOn() {
         Peer printer("http_sink");
         const HANDLE other = singlePort(printer.url());
         EXPECT_TRUE(printJob(other, testDocument(5000)));
@@ -75,20 +75,17 @@ class JobInAPlatformCall : public JobLoad {
         EXPECT_FALSE(enumPortsW(nullptr, 2, nullptr, 0, &needed, &returned));
         EXPECT_GT(needed, 0u);
         portList()->remove(*static_cast<Port*>(other));
-        EXPECT_FALSE(ended);
     }
 };
 
 TEST_F(JobInAPlatformCall, WaitingForAnAnswerHoldsUpNobodyElse) {
     auto silent = std::make_unique<Peer>("faulty_printer --seconds 60 never-answers");
     const HANDLE port = singlePort(silent->url());
-    std::atomic<bool> ended = false;
-    std::thread job([&] {
-        printJob(port, "document");
-        ended = true;
-    });
+    std::thread job([&] { printJob(port, "document"); });
     EXPECT_TRUE(waitUntil([&] { return silent->file("served").has_value(); }));
-    expectOthersGoOn(ended);
+    const auto asked = silent->file("served");
+    expectOthersGoOn();
+    EXPECT_EQ(silent->file("served"), asked) << "the printer gave up first";
     silent.reset();  // closes the connection that the job waits on
     job.join();
 }
@@ -97,13 +94,18 @@ TEST_F(JobInAPlatformCall, WritingHoldsUpNobodyElse) {
     auto stuck = std::make_unique<Peer>("faulty_printer --on 2 --seconds 60 zero-window");
     const HANDLE port = singlePort(stuck->url());
     ASSERT_TRUE(unicodeJobs().start(port, "Printer X", 77, 1, "Report"));
+    const std::string document = testDocument(32 << 20);
+    std::atomic<bool> writing = false;
     std::atomic<bool> ended = false;
     std::thread job([&] {
         BOOL written = FALSE;
-        writeText(port, testDocument(32 << 20), written);
+        writing = true;
+        writeText(port, document, written);
         ended = true;
     });
-    expectOthersGoOn(ended);
+    EXPECT_TRUE(waitUntil([&] { return writing.load(); }));
+    expectOthersGoOn();
+    EXPECT_FALSE(ended) << "the printer gave up first";
     stuck.reset();
     job.join();
     unicodeJobs().end(port);
