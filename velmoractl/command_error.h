@@ -17,6 +17,7 @@ enum class ExitCode : int {
     notInstalled = 6,    ///< the spooler does not know the monitor
     printerProblem = 7,  ///< a printer does not answer, or would refuse a job
     cancelled = 8,       ///< the user said no, or pressed Ctrl-C
+    different = 9,       ///< what is stored is not as a file says
     restartNeeded = 10,  ///< done, but the spooler uses it only after a restart
 };
 
@@ -37,6 +38,8 @@ constexpr const char* keywordOf(ExitCode code) noexcept {
             return "printer-problem";
         case ExitCode::cancelled:
             return "cancelled";
+        case ExitCode::different:
+            return "different";
         case ExitCode::restartNeeded:
             return "restart-needed";
         default:

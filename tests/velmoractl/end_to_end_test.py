@@ -28,7 +28,7 @@ import jsonschema
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "harness"))
 from printer_peer import Printer
-from tool_prefix import (CANCELLED, CONFLICT, DENIED, DONE, DOWNLOAD, FAILED, NOT_FOUND,
+from tool_prefix import (CANCELLED, CONFLICT, DENIED, DIFFERENT, DONE, DOWNLOAD, FAILED, NOT_FOUND,
                          NOT_INSTALLED, PRINT, PRINTER, RESTART, ROOT, USAGE, Step, ToolPrefix,
                          break_channel, export_key, let_spooler_find, mend_channel, peer_process,
                          set_value, start_spooler, stop_spooler, tool, use_shim)
@@ -911,7 +911,17 @@ class Files(Tool):
             tool("import", self.write("other.json", fleet({"name": "Old", "url": NOBODY})),
                  "--dry-run"),
             tool("export", "C:\\out.json"))
-        for result in results:
+        # A printer of the directory as an older program has stored it.
+        stored = KEY + "\\Ipp\\PortMonitor\\1.1\\Printer groups\\%d"
+        added = self.prefix.tool("printer", "add", "Floor/Old", "--url", NOBODY, "--json")
+        _, *shown, _ = self.batch(
+            set_value(stored % added.json()["id"], "URI", url), tool("printer", "list"),
+            tool("printer", "list", "-o", "csv"), tool("printer", "show", "Floor/Old"),
+            tool("printer", "show", "Floor/Old", "--json"), tool("export", "-"),
+            tool("printer", "set", "Floor/Old", "--user", "u", "--json"),
+            tool("printer", "remove", "Floor/Old"))
+        self.assertIn("erika:***@127.0.0.1", shown[0].out)
+        for result in [*results, *shown]:
             self.assertNotIn(b"hidden", result.raw)
         self.assertIn("erika:***@127.0.0.1", results[8].out)
         self.assertIn("--password-stdin", results[1].err)
@@ -1087,6 +1097,104 @@ class Refused(Tool):
         self.batch(tool("port", "remove", "Second"))
 
 
+class Drift(Tool):
+    """What hands have changed since a file was written is found, named and mended."""
+
+    STORE = KEY + "\\Ipp\\PortMonitor\\1.1"
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.prefix.batch((tool("install", "--quiet"), use_shim(MONITOR)))
+
+    def record(self, port, old, new):
+        """A step that changes bytes of a port's record as an editor of the registry would."""
+        shown = self.prefix.wine("reg", "query", self.STORE + "\\Ports", "/v", port).out
+        data = bytes.fromhex(re.search(r"REG_BINARY\s+([0-9A-F]+)", shown).group(1))
+        self.assertEqual(1, data.count(old))
+        self.assertEqual(len(old), len(new))
+        return Step("reg", "add", self.STORE + "\\Ports", "/v", port, "/t", "REG_BINARY", "/d",
+                    data.replace(old, new).hex(), "/f")
+
+    def node(self, number, name, text):
+        return set_value(f"{self.STORE}\\Printer groups\\{number}", name, text)
+
+    def number(self, number, name, value):
+        return Step("reg", "add", f"{self.STORE}\\Printer groups\\{number}", "/v", name, "/t",
+                    "REG_BINARY", "/d", value.to_bytes(4, "little").hex(), "/f")
+
+    def test_twelve_changes_of_hands_are_found_named_and_mended(self):
+        nodes = [{"id": 2, "parent": 1, "type": "group", "name": "Floor"},
+                 {"id": 3, "parent": 1, "type": "group", "name": "Empty"},
+                 {"id": 4, "parent": 1, "type": "group", "name": "Cellar"}]
+        nodes += [{"id": number, "parent": 2, "type": "printer", "name": f"Printer {number}",
+                   "url": f"ipp://printer{number}.example/ipp/print", "user": "anna",
+                   "password": "secret"} for number in range(5, 11)]
+        ports = [{"name": f"Port {letter}", "url": f"ipp://port{letter}.example/ipp/print",
+                  "user": "anna", "password": "secret"} for letter in "ABCD"]
+        ports.append({"name": "Floor", "mode": "multi-remote", "groups": ["Floor", "Cellar"]})
+        first = self.write("first.json", fleet(*ports, directory=tree(*nodes)))
+        words = ["diff", "C:\\fleet.json", "--remove-others"]
+        *_, equal = self.batch(
+            tool("import", first), tool("export", "C:\\fleet.json", "--with-passwords"),
+            tool(*words, "--json"))
+        self.assertEqual({"equal": True, "changes": [], "warnings": []}, equal.json())
+        hands = [
+            (self.node(4, "Name", "Attic"), ("add", "group", "Cellar", None)),
+            (self.node(5, "URI", "ipp://other.example/ipp/print"),
+             ("change", "printer", "Floor/Printer 5", "url")),
+            (self.node(6, "User name", "otto"), ("change", "printer", "Floor/Printer 6", "user")),
+            (self.node(7, "Password", "guessed"),
+             ("change", "printer", "Floor/Printer 7", "password")),
+            (Step("reg", "delete", self.STORE + "\\Printer groups\\8", "/f"),
+             ("add", "printer", "Floor/Printer 8", None)),
+            (self.number(9, "Parent", 1), ("add", "printer", "Floor/Printer 9", None)),
+            (Step("reg", "delete", self.STORE + "\\Printer groups\\3", "/f"),
+             ("add", "group", "Empty", None)),
+            (Step("reg", "delete", self.STORE + "\\Ports", "/v", "Port A", "/f"),
+             ("add", "port", "Port A", None)),
+            (self.record("Port B", b"portB.example", b"other.example"),
+             ("change", "port", "Port B", "url")),
+            (self.record("Port C", b"secret\0", b"guess!\0"),
+             ("change", "port", "Port C", "password")),
+            (self.record("Port D", b"A4\0", b"A5\0"), ("change", "port", "Port D", "media")),
+            (self.number(10, "Parent", 4), ("add", "printer", "Floor/Printer 10", None)),
+        ]
+        self.assertEqual(12, len(hands))
+        *_, data, text, quiet, imported, again, kept = self.batch(
+            *(step for step, _ in hands), tool(*words, "--json", code=DIFFERENT),
+            tool(*words, code=DIFFERENT), tool(*words, "--quiet", code=DIFFERENT),
+            tool("import", *words[1:]), tool(*words), tool("export", "-"))
+        found = {(change["action"], change["kind"], change["name"], detail)
+                 for change in data.json()["changes"]
+                 for detail in [None, *(one["key"] for one in change["details"])]}
+        for _, change in hands:
+            with self.subTest(change=change):
+                self.assertIn(change, found)
+                self.assertIn(f'{change[0]} {change[1]} "{change[2]}"', text.out)
+                self.assertIn(f'{change[0]} {change[1]} "{change[2]}"', imported.out)
+        # What hands have put in the place of others is named too.
+        self.assertIn('remove group "Attic"', text.out)
+        self.assertIn('remove printer "Printer 9"', text.out)
+        self.assertNotIn("guess", data.out + text.out)
+        self.assertEqual("", quiet.out)
+        self.assertIn("Everything is as the file says", again.out)
+        self.assertNotIn("Attic", kept.out)
+
+    def test_an_error_outranks_a_difference(self):
+        new = self.write("new.json", fleet({"name": "New", "url": NOBODY}))
+        taken = self.write("taken.json", fleet({"name": "LPT1:", "url": NOBODY},
+                                               {"name": "New", "url": NOBODY}))
+        bad = self.write("bad.json", fleet({"name": "New", "url": "ipp://"}))
+        different, conflict, url, missing, _, stopped, _ = self.batch(
+            tool("diff", new, code=DIFFERENT), tool("diff", taken, code=CONFLICT),
+            tool("diff", bad, code=USAGE), tool("diff", "C:\\no-such-file", code=USAGE),
+            stop_spooler(), tool("diff", new, code=FAILED), start_spooler())
+        self.assertIn("1 change", different.err)
+        for result in (conflict, url, missing, stopped):
+            self.assertEqual("", result.out)
+
+
 class Interrupted(Tool):
     def test_an_import_ends_between_two_ports_and_goes_on(self):
         count = 400
@@ -1147,11 +1255,13 @@ class Answers(WithPrinter):
             ["port", "add", "All", "--group", "Floor"],
             ["port", "set", "Office", "--print-quality", "9", "--copies", "2"],
             ["port", "show", "All"], ["port", "list"], ["import", file],
-            ["import", file, "--dry-run", "--remove-others"], ["export", "C:\\out.json"],
-            ["status"], ["probe", url, "--prompt"], ["probe", "--port", "All"],
-            ["jobs", url, "--completed"], ["port", "remove", "In"],
+            ["import", file, "--dry-run", "--remove-others"], ["diff", file],
+            ["export", "C:\\out.json"], ["status"], ["probe", url, "--prompt"], ["probe", "--port", "All"],
+            ["port", "remove", "In"],
             ["policy", "list"], ["policy", "set", "ReceiveTimeout=60"], ["policy", "reset"],
-            let_spooler_find(MONITOR, "All"), ["print", page, "--port", "All"], ["deliveries"],
+            let_spooler_find(MONITOR, "All"), ["print", page, "--port", "All"],
+            # In this order: the printer may be ending the job just now.
+            ["jobs", url], ["jobs", url, "--completed"], ["deliveries"],
             ["deliveries", "--summary"], ["printer", "remove", "Floor/C/Q"],
             ["group", "remove", "Floor", "--force"], ["uninstall", "--ports", "remove"]]
         words = [step for step in steps if not isinstance(step, Step)]
@@ -1174,6 +1284,8 @@ class Answers(WithPrinter):
                 else:
                     self.validate(shapes[verb], result.json())
                 checked.add(verb)
+        self.assertTrue([job for word, result in zip(words, answers) if word[0] == "jobs"
+                         for job in result.json()])
         self.assertEqual({" ".join(verb) for verb in self.prefix.verbs()}, set(shapes))
         self.assertEqual(set(shapes), checked)
 

@@ -306,13 +306,14 @@ Json described(const Change& change) {
             {"details", std::move(details)}};
 }
 
-void report(const Session& session, const ConfigurationPlan& plan, bool dryRun) {
+/// The changes: in JSON beside the answer's flag of that name, or as lines.
+void list(const Session& session, const ConfigurationPlan& plan, const char* flag, bool value) {
     if (session.wantsJson()) {
         Json changes = Json::array();
         for (const Change& change : plan.changes)
             changes.push_back(described(change));
         session.answer(
-            {{"dry-run", dryRun}, {"changes", std::move(changes)}, {"warnings", plan.warnings}});
+            {{flag, value}, {"changes", std::move(changes)}, {"warnings", plan.warnings}});
         return;
     }
     for (const Change& change : plan.changes) {
@@ -320,24 +321,30 @@ void report(const Session& session, const ConfigurationPlan& plan, bool dryRun) 
         for (const Difference& one : change.details)
             session.say("    " + inWords(one));
     }
-    const std::string count = std::to_string(plan.changes.size()) + " changes";
-    if (plan.changes.empty())
-        session.say("Everything is as the file says; nothing to change.");
-    else
-        session.say(dryRun ? count + " would be made; nothing has been changed."
-                           : count + " have been made.");
+    if (plan.changes.empty()) session.say("Everything is as the file says; nothing to change.");
 }
 
-void importAll(const Session& session, const TransferOptions& options) {
-    const std::string what =
-        "import of " + (options.file == "-" ? "the standard input" : quotedPath(options.file));
-    MonitorChannel channel(session);
-    // Held to the end: what is compared now is what is changed.
-    const auto lock = options.dryRun ? nullptr : channel.lock(what);
-    const CGroupsDB directory = channel.directory();
-    Configuration wanted = readWanted(options, directory, what);
-    const auto noDialog =
-        options.dryRun || !wanted.directory ? nullptr : channel.lockDirectory(what);
+std::string countOf(const ConfigurationPlan& plan) {
+    return std::to_string(plan.changes.size()) +
+           (plan.changes.size() == 1 ? " change" : " changes");
+}
+
+void report(const Session& session, const ConfigurationPlan& plan, bool dryRun) {
+    list(session, plan, "dry-run", dryRun);
+    if (plan.changes.empty()) return;
+    const std::string count = countOf(plan);
+    session.say(dryRun ? count + " would be made; nothing has been changed."
+                       : count + (plan.changes.size() == 1 ? " has" : " have") + " been made.");
+}
+
+std::string fileWords(const TransferOptions& options) {
+    return options.file == "-" ? "the standard input" : quotedPath(options.file);
+}
+
+/// What an import of the file would do. Throws where the import would be refused.
+ConfigurationPlan planned(const Session& session, MonitorChannel& channel,
+                          const TransferOptions& options, Configuration& wanted,
+                          const CGroupsDB& directory, const std::string& what) {
     checkUrls(wanted, options, what);
     const Removal removal = removalOf(options, wanted, what);
     ConfigurationPlan plan = planImport(wanted, channel.ports(), directory, removal, systemCodec());
@@ -345,10 +352,49 @@ void importAll(const Session& session, const TransferOptions& options) {
     checkPlan(session, plan, wanted, channel, what);
     for (const std::string& warning : plan.warnings)
         session.warn(warning);
+    return plan;
+}
+
+void importAll(const Session& session, const TransferOptions& options) {
+    const std::string what = "import of " + fileWords(options);
+    MonitorChannel channel(session);
+    // Held to the end: what is compared now is what is changed.
+    const auto lock = options.dryRun ? nullptr : channel.lock(what);
+    const CGroupsDB directory = channel.directory();
+    Configuration wanted = readWanted(options, directory, what);
+    const auto noDialog =
+        options.dryRun || !wanted.directory ? nullptr : channel.lockDirectory(what);
+    const ConfigurationPlan plan = planned(session, channel, options, wanted, directory, what);
     if (!options.dryRun && !plan.changes.empty()) {
         Import(session, channel, plan, wanted.directory.has_value(), what).run();
     }
     report(session, plan, options.dryRun);
+}
+
+void diff(const Session& session, const TransferOptions& options) {
+    const std::string what = "diff with " + fileWords(options);
+    MonitorChannel channel(session);
+    const CGroupsDB directory = channel.directory();
+    Configuration wanted = readWanted(options, directory, what);
+    const ConfigurationPlan plan = planned(session, channel, options, wanted, directory, what);
+    list(session, plan, "equal", plan.changes.empty());
+    if (plan.changes.empty()) return;
+    throw CommandError(ExitCode::different, what,
+                       "what is stored is not as the file says, " + countOf(plan),
+                       "\"import\" with the same words makes it so");
+}
+
+void addImportOptions(Verb verb, TransferOptions& options) {
+    verb.text("file", options.file,
+              "a file that \"export\" wrote, or one like it; - for the "
+              "standard input",
+              "FILE")
+        .required();
+    options.removeOption =
+        verb.optional("--remove-others", options.removeOthers, "all",
+                      "remove what the file lacks: of all kinds that it holds, or as in "
+                      "--remove-others=ports,groups,printers,queues (default: nothing)");
+    addUrlRules(verb, options.rules);
 }
 
 }  // namespace
@@ -365,17 +411,15 @@ void addTransferVerbs(Verb app, Session& session) {
     Verb in = addVerb(app, session, "import", "make ports and printer directory as a file says",
                       "import fleet.json --dry-run",
                       [&session, options] { importAll(session, *options); });
-    in.text("file", options->file,
-            "a file that \"export\" wrote, or one like it; - for the "
-            "standard input",
-            "FILE")
-        .required();
+    addImportOptions(in, *options);
     in.flag("--dry-run", options->dryRun, "only show what would be changed");
-    options->removeOption =
-        in.optional("--remove-others", options->removeOthers, "all",
-                    "remove what the file lacks: of all kinds that it holds, or as in "
-                    "--remove-others=ports,groups,printers,queues");
-    addUrlRules(in, options->rules);
+
+    const auto compared = std::make_shared<TransferOptions>();
+    Verb between = addVerb(app, session, "diff",
+                           "what \"import\" would change: exit code 0 for nothing, 9 for something",
+                           "diff fleet.json --remove-others",
+                           [&session, compared] { diff(session, *compared); });
+    addImportOptions(between, *compared);
 }
 
 }  // namespace velmora::ctl
