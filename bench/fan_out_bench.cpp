@@ -1,10 +1,8 @@
 #include <windows.h>
 
 #include <malloc.h>
-#include <psapi.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -14,6 +12,7 @@
 #include <vector>
 
 #include "bench/bare_client.h"
+#include "bench/process_cost.h"
 #include "bench/report.h"
 #include "harness/peer.h"
 #include "monitor/jobs/ipp_delivery.h"
@@ -31,21 +30,6 @@ constexpr std::size_t kPromptPiece = 64 * 1024;
 [[noreturn]] void stop(const char* what) {
     std::fprintf(stderr, "fan_out_bench: %s\n", what);
     std::exit(1);
-}
-
-double cpuSeconds() {
-    FILETIME created, ended, kernel, user;
-    GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user);
-    const auto ticks = [](const FILETIME& time) {
-        return time.dwHighDateTime * 4294967296.0 + time.dwLowDateTime;
-    };
-    return (ticks(kernel) + ticks(user)) / 1e7;
-}
-
-double committedBytes() {
-    PROCESS_MEMORY_COUNTERS counters{};
-    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
-    return static_cast<double>(counters.PagefileUsage);
 }
 
 /// The packets' memory, counted as the heap charges it: a header of two pointers, in steps of that
@@ -102,6 +86,9 @@ struct Cost {
 
     double cpu() const { return cpuOfAll / turns; }
 
+    static Cost of(const ProcessCost& turn) {
+        return {.wall = turn.wall, .cpuOfAll = turn.cpu, .turns = 1, .peakBytes = turn.peakBytes};
+    }
     void add(const Cost& other) {
         wall = std::min(wall, other.wall);
         cpuOfAll += other.cpuOfAll;
@@ -110,27 +97,6 @@ struct Cost {
         peakBytes = std::max(peakBytes, other.peakBytes);
     }
 };
-
-/// Runs `body` while another thread looks at the process's memory.
-template <class Body>
-Cost costOf(Body&& body) {
-    const double memory = committedBytes();
-    const double cpu = cpuSeconds();
-    double peak = memory;
-    std::atomic<bool> done{false};
-    std::thread watch([&] {
-        for (; !done; Sleep(50))
-            peak = std::max(peak, committedBytes());
-    });
-    Cost cost;
-    cost.wall = seconds(body);
-    cost.cpuOfAll = cpuSeconds() - cpu;
-    cost.turns = 1;
-    done = true;
-    watch.join();
-    cost.peakBytes = peak - memory;
-    return cost;
-}
 
 Cost printOurs(const std::string& url, int printers, const std::string& document,
                Pace pace = Pace::steady) {
@@ -145,26 +111,26 @@ Cost printOurs(const std::string& url, int printers, const std::string& document
     PrintTarget target;
     target.url = url;
     const std::vector<PrintTarget> targets(static_cast<std::size_t>(printers), target);
-    Cost cost = costOf([&] {
+    Cost cost = Cost::of(costOf([&] {
         MultiTargetJob job(connect, targets, "Document", {}, packets.memory(), pace);
         const auto bytes = std::as_bytes(std::span(document));
         for (std::size_t at = 0; at < bytes.size(); at += piece)
             job.write(bytes.subspan(at, std::min(piece, bytes.size() - at)));
         job.end();
-    });
+    }));
     cost.queueBytes = packets.peakBytes();
     return cost;
 }
 
 Cost printBareLoops(int port, int printers, const std::string& document) {
-    return costOf([&] {
+    return Cost::of(costOf([&] {
         std::vector<std::jthread> threads;
         for (int i = 0; i < printers; ++i) {
             threads.emplace_back([&] {
                 if (!printBare(port, document)) stop("a bare loop fails");
             });
         }
-    });
+    }));
 }
 
 std::string printersText(int printers, const char* what) {

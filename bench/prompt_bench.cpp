@@ -1,11 +1,8 @@
-#include <windows.h>
-
-#include <psapi.h>
-
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <span>
 #include <string>
@@ -13,10 +10,13 @@
 #include <vector>
 
 #include "bench/bare_client.h"
+#include "bench/process_cost.h"
 #include "bench/report.h"
 #include "harness/peer.h"
+#include "monitor/delivery_output.h"
 #include "monitor/jobs/ipp_delivery.h"
 #include "monitor/jobs/port_job.h"
+#include "port/delivery_directory.h"
 
 // Jobs with prompt delivery, from the spooler's first call to its last, beside bare loops of the
 // platform's calls with the same pieces. All printers are one server that throws the document away.
@@ -32,36 +32,22 @@ constexpr std::size_t kMebibyte = 1 << 20;
     std::exit(1);
 }
 
-double cpuSeconds() {
-    FILETIME created, ended, kernel, user;
-    GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user);
-    const auto ticks = [](const FILETIME& time) {
-        return time.dwHighDateTime * 4294967296.0 + time.dwLowDateTime;
-    };
-    return (ticks(kernel) + ticks(user)) / 1e7;
-}
-
-double committedBytes() {
-    PROCESS_MEMORY_COUNTERS counters{};
-    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
-    return static_cast<double>(counters.PagefileUsage);
-}
-
-/// One job as the spooler prints it.
+/// One job as the spooler prints it, recorded as the policy says.
 void printOurs(const std::string& url, std::size_t printers, const std::string& document,
-               std::size_t callSize, Pace pace = Pace::prompt) {
+               std::size_t callSize, Pace pace = Pace::prompt, const Policy& policy = {}) {
     ConnectionOptions options;
     options.promptDelivery = pace == Pace::prompt;
     PrintTarget target;
     target.url = url;
+    const std::vector targets(printers, target);
     PortJob job({1, "Document", nullptr}, [](const JobInfo&) {});
+    job.recordIn(newJobRecord(policy, "Port", 1, L"Document", targets));
     const Connect connect = [&options](const DeliveryOrder& order) {
         auto delivery = connectToPrinter(order, options);
         if (delivery == nullptr || delivery->failed()) stop("a printer is not reached");
         return delivery;
     };
-    if (!job.start(connect, std::vector(printers, target), {}, AfterJob::close, pace))
-        stop("the job does not start");
+    if (!job.start(connect, targets, {}, AfterJob::close, pace)) stop("the job does not start");
     auto left = std::as_bytes(std::span(document));
     while (!left.empty()) {
         const auto call = left.first(std::min(callSize, left.size()));
@@ -71,30 +57,7 @@ void printOurs(const std::string& url, std::size_t printers, const std::string& 
     }
 }
 
-struct Cost {
-    double wall = 0;
-    double cpu = 0;
-    double peakBytes = 0;
-};
-
-/// Runs `body` while another thread looks at the process's memory.
-Cost costOf(const std::function<void()>& body) {
-    const double memory = committedBytes();
-    std::atomic<bool> done{false};
-    double peak = memory;
-    std::jthread watch([&] {
-        for (; !done; Sleep(20))
-            peak = std::max(peak, committedBytes());
-    });
-    Cost cost;
-    const double cpu = cpuSeconds();
-    cost.wall = seconds(body);
-    cost.cpu = cpuSeconds() - cpu;
-    done = true;
-    watch.join();
-    cost.peakBytes = peak - memory;
-    return cost;
-}
+using Cost = ProcessCost;
 
 /// Medians of what both cost, in turns.
 std::pair<Cost, Cost> compare(int turns, const std::function<void()>& ours,
@@ -135,6 +98,7 @@ class Bench {
         manyPrinters();
         writeCalls();
         manyPorts();
+        record();
     }
 
   private:
@@ -234,6 +198,64 @@ class Bench {
         report_.add({"200 ports at once, 1 MiB each: CPU", "s", mine.cpu, theirs.cpu});
         report_.add({"200 ports at once, 1 MiB each: peak memory", "KiB", mine.peakBytes / 1024,
                      theirs.peakBytes / 1024});
+    }
+
+    /// A job that is recorded beside one that is not. Processor time is counted in steps of 10 ms,
+    /// so it is summed over many jobs.
+    void record() {
+        Policy recorded;
+        recorded.deliveryRecord = 20;
+        recorded.eventLog = 1;
+        struct Kind {
+            const char* name;
+            std::size_t printers;
+            std::size_t size;
+            int jobs;
+        };
+        for (const Kind& kind :
+             {Kind{"100 KiB to 1", 1, 100 << 10, 100}, Kind{"1 MiB to 1", 1, kMebibyte, 50},
+              Kind{"1 MiB to 16", 16, kMebibyte, 5}}) {
+            const std::string document(kind.size, 'x');
+            const auto [with, without] = sumsOf(kind.jobs, kind.printers, document, recorded);
+            const std::string what = std::string("record on beside off, ") + kind.name;
+            report_.add({what + ": CPU", "s", with.cpu, without.cpu, 1.01});
+            report_.add({what + ": time", "s", with.wall, without.wall});
+        }
+        unwritableDirectory(recorded);
+    }
+
+    /// Jobs in turns of both kinds; what all of a kind cost.
+    std::pair<Cost, Cost> sumsOf(int jobs, std::size_t printers, const std::string& document,
+                                 const Policy& recorded) {
+        constexpr int kTurns = 12;
+        Cost sums[2];
+        for (int turn = 0; turn < kTurns; ++turn) {
+            for (const bool on : {turn % 2 == 0, turn % 2 != 0}) {
+                const Cost cost = costOf([&] {
+                    for (int job = 0; job < jobs; ++job) {
+                        printOurs(sink_.url(), printers, document, kPiece, Pace::prompt,
+                                  on ? recorded : Policy());
+                    }
+                    flushDeliveryLog();
+                });
+                if (turn < 2) continue;  // what happens once in a process's life
+                sums[on ? 0 : 1].wall += cost.wall;
+                sums[on ? 0 : 1].cpu += cost.cpu;
+            }
+        }
+        return {sums[0], sums[1]};
+    }
+
+    void unwritableDirectory(const Policy& recorded) {
+        namespace fs = std::filesystem;
+        fs::remove_all(deliveryDirectory());
+        // A file is where the directory should be.
+        std::ofstream(deliveryDirectory()) << "file";
+        const std::string page(10 * 1024, 'x');
+        const auto [with, without] = sumsOf(20, 16, page, recorded);
+        report_.add({"200 jobs to 16, record that cannot be written: time beside none", "s",
+                     with.wall, without.wall, 1.05});
+        fs::remove(deliveryDirectory());
     }
 
     Report& report_;

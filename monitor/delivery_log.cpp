@@ -55,51 +55,45 @@ void DeliveryLog::wake() noexcept {
 }
 
 void DeliveryLog::finish() noexcept {
-    while (std::optional<Item> item = next()) {
-        try {
-            write(std::move(*item));
-        } catch (...) {
-            lose(1);
-        }
-    }
-    tellRepeats();
-}
-
-void DeliveryLog::tellRepeats() noexcept {
+    writeAll();
     try {
-        for (DeliveryEntry& entry : repeats_.finish())
-            writeLine(std::move(entry), recordMiB_);
+        collect(repeats_.finish(), recordMiB_);
     } catch (...) {
-        return;  // there may be no later line to tell it
+        // There may be no later line to tell it.
     }
+    writeCollected();
 }
 
-void DeliveryLog::run(void* address) noexcept {
-    auto& log = *static_cast<DeliveryLog*>(address);
-    while (std::optional<Item> item = log.next()) {
-        try {
-            log.write(std::move(*item));
-        } catch (...) {
-            const std::lock_guard lock(log.mutex_);
-            log.lose(1);
+void DeliveryLog::run(void* log) noexcept {
+    static_cast<DeliveryLog*>(log)->writeAll();
+}
+
+/// All that is there goes to the disk at once: opening the files costs more than a line.
+void DeliveryLog::writeAll() noexcept {
+    for (std::deque<Item> items = next(); !items.empty(); items = next()) {
+        for (Item& item : items) {
+            try {
+                write(std::move(item));
+            } catch (...) {
+                const std::lock_guard lock(mutex_);
+                lose(1);
+            }
         }
+        writeCollected();
     }
 }
 
-/// None, and no thread any more, if there is nothing left.
-std::optional<DeliveryLog::Item> DeliveryLog::next() noexcept {
+/// Empty, and no thread any more, if there is nothing left.
+std::deque<DeliveryLog::Item> DeliveryLog::next() noexcept {
     const std::lock_guard lock(mutex_);
-    if (items_.empty()) {
-        running_ = false;
-        return std::nullopt;
-    }
-    std::optional<Item> item(std::move(items_.front()));
-    items_.pop_front();
-    return item;
+    if (items_.empty()) running_ = false;
+    std::deque<Item> items;
+    items.swap(items_);
+    return items;
 }
 
 void DeliveryLog::write(Item item) {
-    if (!item.entry) return tellRepeats();
+    if (!item.entry) return collect(repeats_.finish(), recordMiB_);
     DeliveryEntry& entry = *item.entry;
     if (entry.reason.error != 0) entry.errorText = output_.words(entry.reason.error);
     const bool failure = entry.outcome != DeliveryOutcome::accepted;
@@ -111,29 +105,46 @@ void DeliveryLog::write(Item item) {
         }
     }
     if (item.settings.recordMiB == 0) return;
-    recordMiB_ = item.settings.recordMiB;
-    for (DeliveryEntry& line : repeats_.admit(std::move(entry), item.startFailed))
-        writeLine(std::move(line), recordMiB_);
+    collect(repeats_.admit(std::move(entry), item.startFailed), item.settings.recordMiB);
 }
 
-void DeliveryLog::writeLine(DeliveryEntry entry, std::uint32_t recordMiB) {
+void DeliveryLog::collect(std::vector<DeliveryEntry> entries, std::uint32_t recordMiB) {
+    if (recordMiB != recordMiB_) writeCollected();
+    recordMiB_ = recordMiB;
+    for (DeliveryEntry& entry : entries)
+        collected_.push_back(std::move(entry));
+}
+
+void DeliveryLog::writeCollected() noexcept {
+    if (collected_.empty()) return;
+    std::uint32_t lost = 0;
     {
         const std::lock_guard lock(mutex_);
-        entry.lost = std::exchange(lost_, 0);
+        lost = std::exchange(lost_, 0);
     }
-    bool written = false;
-    try {
-        written = output_.append(deliveryLine(entry), recordMiB);
-    } catch (...) {
-        written = false;
-    }
-    if (written) return;
+    const std::size_t written = appendCollected(lost);
+    const std::size_t left = collected_.size() - written;
+    collected_.clear();
     const std::lock_guard lock(mutex_);
-    lose(entry.lost + 1);
+    lose(left + (written == 0 ? lost : 0));
 }
 
-void DeliveryLog::lose(std::uint32_t lines) noexcept {
-    lost_ += lines;
+/// The first line tells how many were lost before it.
+std::size_t DeliveryLog::appendCollected(std::uint32_t lost) noexcept {
+    try {
+        collected_.front().lost = lost;
+        std::vector<std::string> lines;
+        lines.reserve(collected_.size());
+        for (const DeliveryEntry& entry : collected_)
+            lines.push_back(deliveryLine(entry));
+        return output_.append(lines, recordMiB_);
+    } catch (...) {
+        return 0;  // memory has run out
+    }
+}
+
+void DeliveryLog::lose(std::size_t lines) noexcept {
+    lost_ += static_cast<std::uint32_t>(lines);
 }
 
 }  // namespace velmora

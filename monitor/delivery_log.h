@@ -1,10 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "monitor/jobs/delivery_repeats.h"
 #include "platform/mutex.h"
@@ -24,8 +27,8 @@ struct DeliveryLogSettings {
 class DeliveryOutput {
   public:
     virtual ~DeliveryOutput() = default;
-    /// Appends a line to the record; false, with nothing of it left, if it could not be written.
-    virtual bool append(const std::string& line, std::uint32_t recordMiB) = 0;
+    /// Appends lines to the record. How many were written; of the others nothing is left.
+    virtual std::size_t append(std::span<const std::string> lines, std::uint32_t recordMiB) = 0;
     /// Reports the delivery as an event; `leftOut`: how many like it were not reported before.
     virtual void report(const DeliveryEntry& entry, std::uint32_t leftOut) = 0;
     /// The system's words for an error code, in UTF-8.
@@ -66,12 +69,14 @@ class DeliveryLog {
     };
 
     static void run(void* log) noexcept;
-    std::optional<Item> next() noexcept;
+    void writeAll() noexcept;
+    std::deque<Item> next() noexcept;
     void wake() noexcept;
     void write(Item item);
-    void tellRepeats() noexcept;
-    void writeLine(DeliveryEntry entry, std::uint32_t recordMiB);
-    void lose(std::uint32_t lines) noexcept;
+    void collect(std::vector<DeliveryEntry> entries, std::uint32_t recordMiB);
+    void writeCollected() noexcept;
+    std::size_t appendCollected(std::uint32_t lost) noexcept;
+    void lose(std::size_t lines) noexcept;
 
     DeliveryOutput& output_;
     StartThread startThread_;
@@ -84,7 +89,8 @@ class DeliveryLog {
     // The writer's own.
     RepeatedStarts repeats_;
     EventLimiter events_;
-    std::uint32_t recordMiB_ = 0;  ///< of the last line
+    std::vector<DeliveryEntry> collected_;  ///< to be written at once
+    std::uint32_t recordMiB_ = 0;           ///< for those; of the last line
 };
 
 }  // namespace velmora

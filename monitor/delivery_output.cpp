@@ -108,12 +108,42 @@ bool sizeOf(HANDLE file, std::int64_t& size) {
     return true;
 }
 
+/// How many of the lines have room. In an empty file the first one always has.
+std::size_t fitting(std::span<const std::string> lines, std::int64_t room, bool empty) {
+    std::size_t count = 0;
+    for (const std::string& line : lines) {
+        room -= static_cast<std::int64_t>(line.size());
+        if (room < 0 && (count != 0 || !empty)) break;
+        ++count;
+    }
+    return count;
+}
+
+/// Appends the lines to a file of `size` bytes, or leaves it as it is.
+bool appendTo(HANDLE file, std::int64_t size, std::span<const std::string> lines) {
+    std::string bytes;
+    if (!endsWithLine(file, size)) bytes = "\n";
+    for (const std::string& line : lines)
+        bytes += line;
+    LARGE_INTEGER end{};
+    end.QuadPart = size;
+    if (!SetFilePointerEx(file, end, nullptr, FILE_BEGIN)) return false;
+    if (writeAll(file, bytes)) return true;
+    // A full disk: half a line must not stay.
+    if (SetFilePointerEx(file, end, nullptr, FILE_BEGIN)) SetEndOfFile(file);
+    return false;
+}
+
 class SystemOutput final : public DeliveryOutput {
   public:
-    bool append(const std::string& line, std::uint32_t recordMiB) override {
+    std::size_t append(std::span<const std::string> lines, std::uint32_t recordMiB) override {
         const OwnIdentity process;
-        return makeDeliveryDirectory() == ERROR_SUCCESS &&
-               appendToRecord(deliveryDirectory(), line, recordMiB);
+        const std::string directory = deliveryDirectory();
+        const std::size_t written = appendToRecord(directory, lines, recordMiB);
+        const bool missing =
+            written == 0 && GetFileAttributesA(directory.c_str()) == INVALID_FILE_ATTRIBUTES;
+        if (!missing || makeDeliveryDirectory() != ERROR_SUCCESS) return written;
+        return appendToRecord(directory, lines, recordMiB);
     }
     void report(const DeliveryEntry& entry, std::uint32_t leftOut) override {
         reportDeliveryEvent(entry, leftOut);
@@ -175,28 +205,26 @@ std::int64_t utcMilliseconds() {
 
 }  // namespace
 
-bool appendToRecord(const std::string& directory, const std::string& line,
-                    std::uint32_t recordMiB) {
+std::size_t appendToRecord(const std::string& directory, std::span<const std::string> lines,
+                           std::uint32_t recordMiB) {
     const std::int64_t quarter = std::int64_t{recordMiB} * 1024 * 1024 / (kOldDeliveryFiles + 1);
     const RecordLock lock(directory);
-    if (!lock.held()) return false;
-    UniqueFile file = openForAppending(filePath(directory, 0));
-    std::int64_t size = 0;
-    if (!file || !sizeOf(file.get(), size)) return false;
-    if (size != 0 && size + static_cast<std::int64_t>(line.size()) > quarter) {
-        file.reset();
-        if (!rotate(directory)) return false;
-        file = openForAppending(filePath(directory, 0));
-        if (!file || !sizeOf(file.get(), size)) return false;
+    std::size_t written = 0;
+    while (lock.held() && written < lines.size()) {
+        UniqueFile file = openForAppending(filePath(directory, 0));
+        std::int64_t size = 0;
+        if (!file || !sizeOf(file.get(), size)) break;
+        const std::size_t count = fitting(lines.subspan(written), quarter - size, size == 0);
+        if (count == 0) {
+            file.reset();
+            if (!rotate(directory)) break;
+        } else if (appendTo(file.get(), size, lines.subspan(written, count))) {
+            written += count;
+        } else {
+            break;
+        }
     }
-    const std::string whole = endsWithLine(file.get(), size) ? line : "\n" + line;
-    LARGE_INTEGER end{};
-    end.QuadPart = size;
-    if (!SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN)) return false;
-    if (writeAll(file.get(), whole)) return true;
-    // A full disk: half a line must not stay.
-    if (SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN)) SetEndOfFile(file.get());
-    return false;
+    return written;
 }
 
 std::shared_ptr<JobRecord> newJobRecord(const Policy& policy, const std::string& port,

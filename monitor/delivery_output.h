@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -11,10 +14,16 @@
 
 namespace velmora {
 
-/// Appends a line to the newest file of the record in `directory`, after the older ones have moved
-/// on if it would become larger than a quarter of `recordMiB`. False, with the file as it was, if
-/// not all of the line could be written. Other processes may write to the same files.
-bool appendToRecord(const std::string& directory, const std::string& line, std::uint32_t recordMiB);
+/// Appends lines to the newest file of the record in `directory`, after the older ones have moved
+/// on whenever it would become larger than a quarter of `recordMiB`. How many were written; of the
+/// others nothing is left. Other processes may write to the same files.
+std::size_t appendToRecord(const std::string& directory, std::span<const std::string> lines,
+                           std::uint32_t recordMiB);
+/// The same for one line: whether it was written.
+inline bool appendToRecord(const std::string& directory, const std::string& line,
+                           std::uint32_t recordMiB) {
+    return appendToRecord(directory, std::span(&line, 1), recordMiB) == 1;
+}
 
 /// The record of one job that is about to start, kept in the files below the spooler's directory
 /// and the Windows event log as the policy says; null if it says nothing, or without memory: the

@@ -83,6 +83,18 @@ TEST_F(RecordFiles, OlderFilesMoveOnAndTheOldestIsGone) {
     EXPECT_EQ(content(3), "2");
 }
 
+TEST_F(RecordFiles, SeveralLinesAreWrittenAtOnceAndMoveOnInBetween) {
+    const std::vector<std::string> lines(5, std::string(100 * 1024 - 1, 'x') + "\n");
+    EXPECT_EQ(appendToRecord(path.string(), lines, kOneMiB), 5u);
+    EXPECT_EQ(content(0).size(), 100u * 1024);
+    EXPECT_EQ(content(1).size(), 200u * 1024);
+    EXPECT_EQ(content(2).size(), 200u * 1024);
+    EXPECT_FALSE(exists(3));
+    const UniqueEvent reader(lockFile(0));
+    EXPECT_EQ(appendToRecord(path.string(), lines, kOneMiB), 1u) << "the file cannot move on";
+    EXPECT_EQ(content(0).size(), 200u * 1024);
+}
+
 TEST_F(RecordFiles, AGapAmongTheOlderFilesDoesNoHarm) {
     put(0, std::string(kQuarter, '0'));
     put(3, "3");
