@@ -171,6 +171,18 @@ std::set<std::string> cutTexts(const DialogDriver& page) {
     return cut;
 }
 
+/// Whether a control's text is drawn from outlines, which are sharp in every size.
+bool drawsOutlines(HWND control) {
+    const HDC context = GetDC(control);
+    const HGDIOBJ before =
+        SelectObject(context, reinterpret_cast<HGDIOBJ>(SendMessageA(control, WM_GETFONT, 0, 0)));
+    TEXTMETRICA metrics{};
+    EXPECT_TRUE(GetTextMetricsA(context, &metrics));
+    SelectObject(context, before);
+    ReleaseDC(control, context);
+    return (metrics.tmPitchAndFamily & TMPF_TRUETYPE) != 0;
+}
+
 class TextFit : public GroupsPageTest {
   protected:
     DialogDriver openedBy(const SheetDriver& sheet, HWND& before) {
@@ -239,7 +251,11 @@ TEST_F(TextFit, WhatIsGivenInPixelsFollowsTheScreen) {
         const HWND list = sheet.page().control(IDC_PORT_GROUPS);
         EXPECT_EQ(SendMessageA(list, LVM_GETCOLUMNWIDTH, 0, 0), 150 * dpi / 96);
         EXPECT_EQ(SendMessageA(list, LVM_GETCOLUMNWIDTH, 1, 0), MulDiv(115, dpi, 96));
+        // The bitmap font that the resources name has no characters for denser screens.
+        EXPECT_TRUE(dpi == 96 || drawsOutlines(sheet.page().control(IDC_PORT_NAME_LABEL)));
+        EXPECT_TRUE(dpi == 96 || drawsOutlines(list));
         const Page page(sheet, sheet.openPage(2));
+        EXPECT_TRUE(dpi == 96 || drawsOutlines(page.tree.window()));
         const auto images = reinterpret_cast<HIMAGELIST>(
             SendMessageA(page.tree.window(), TVM_GETIMAGELIST, TVSIL_NORMAL, 0));
         int width = 0, height = 0;
