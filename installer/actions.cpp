@@ -329,7 +329,7 @@ UINT install(const Session& session) {
     std::optional<Ended> ended = tool.run(L"install" + options);
     // Only a library in use is worth the restart: a repair of what is whole interrupts nobody.
     if (ended && ended->code == kRestartNeeded && words[3] == L"1")
-        ended = tool.run(L"install --restart-spooler");
+        ended = tool.run(L"install --restart-spooler" + options);
     if (ended && ended->code == kRestartNeeded) {
         const UniqueFile file(CreateFileW(mark.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                                           FILE_ATTRIBUTE_NORMAL, nullptr));

@@ -106,6 +106,10 @@ class Tables(unittest.TestCase):
         self.assertEqual(["", ""], versions["Velmora.dat"])
         self.assertEqual(["=-*PATH", "[~];[INSTALLDIR]"], self.table("Environment")["Path"][:2])
 
+    def test_the_start_menu_has_the_documentation(self):
+        shortcut, = self.table("Shortcut").values()
+        self.assertEqual("[INSTALLDIR]docs\\README.md", shortcut[3])
+
     def test_another_version_is_another_product_and_the_same_upgrade(self):
         codes = set()
         for version in ("0.9.0", "1.0.0"):
@@ -292,6 +296,10 @@ class Life(Packages):
         self.assertIn(b"Seiten", read(self.prefix.path("windows", "system32", "Velmora.dat")))
         self.assertEqual(["1.0.0"], self.installed_versions())
         self.assertIsNone(job.poll(), "the job goes on")
+        product = make_msi.code("product", "1.0.0", options.arch)
+        self.batch(self.msiexec("/i", product, "REINSTALL=ALL", "REINSTALLMODE=omus",
+                                "RESTARTSPOOLER=1"))
+        self.assertIn("Velmora: The spooler has been restarted.", self.log(self.logs))
         silent.stop()
         job.wait(60)
         self.batch(self.tool("port", "remove", "Slow"))
