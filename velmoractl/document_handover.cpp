@@ -186,6 +186,11 @@ std::function<bool()> DocumentHandover::taker() const {
     return [state = state_] { return state->takeBack(); };
 }
 
+bool DocumentHandover::begun() const {
+    const std::lock_guard lock(state_->mutex);
+    return state_->progress.job != 0;
+}
+
 UniquePrinter DocumentHandover::takePrinter() {
     return std::move(state_->printer);
 }

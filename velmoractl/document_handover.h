@@ -56,6 +56,9 @@ class DocumentHandover {
     /// takeBack() for another thread, which may outlive this object: the spooler may let it wait.
     std::function<bool()> taker() const;
 
+    /// Whether the spooler has let the job begin.
+    bool begun() const;
+
     /// The printer's handle, once all has ended well.
     UniquePrinter takePrinter();
 

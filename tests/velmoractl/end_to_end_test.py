@@ -1418,6 +1418,8 @@ class Record(WithPrinter):
                 result = self.prefix.tool("print", page, "--port", port, "--no-check", "--title",
                                           "Report of " + port)
             self.assertEqual(code, result.code, result)
+            self.assertIn("  accepted" if code == DONE else "  not-reached: no connection",
+                          result.out)
             # Of all that is traced, the event's strings.
             return "\n".join(line for line in result.err.splitlines() if "ReportEvent" in line)
         dead = trace("Dead", 1, PRINTER)

@@ -47,6 +47,8 @@ constexpr auto kLongestTakingBack = 10s;
 /// A port that is written to directly has ended its job when the document has: what the record does
 /// not have soon after has been lost.
 constexpr auto kRecordDelay = 15s;
+/// A start that fails is recorded at once.
+constexpr auto kFailedStartDelay = 5s;
 
 std::string baseName(const std::string& path) {
     return path.substr(path.find_last_of("\\/:") + 1);
@@ -159,7 +161,7 @@ class Printing {
         // Without --wait for what follows, this is still bounded.
         const std::chrono::seconds longest(options_.wait == 0 ? 300 : options_.wait);
         for (;;) {
-            const DocumentHandover::Progress progress = handover.wait(kPoll);
+            const DocumentHandover::Progress progress = progressOf(handover);
             bar.show(progress.bytes);
             job_ = progress.job;
             bytes_ = progress.bytes;
@@ -184,6 +186,28 @@ class Printing {
         }
         bar.end();
         queue_ = handover.takePrinter();
+    }
+
+    DocumentHandover::Progress progressOf(DocumentHandover& handover) {
+        try {
+            return handover.wait(kPoll);
+        } catch (const CommandError&) {
+            if (!handover.begun() && to_ == DocumentHandover::To::port) tellFailedStart();
+            throw;
+        }
+    }
+
+    /// The only printer of the port cannot be reached; the record tells why.
+    void tellFailedStart() {
+        if (!record_) return;
+        JobCopies copies(toUtf8(options_.port), 0, toUtf8(title_));
+        const auto begin = std::chrono::steady_clock::now();
+        while (!copies.complete() && std::chrono::steady_clock::now() - begin < kFailedStartDelay) {
+            Sleep(static_cast<DWORD>(kPoll.count()));
+            record_->read([&copies](DeliveryLine&& line) { copies.add(line); });
+        }
+        for (const auto& [target, line] : copies.lines())
+            tellCopy(line);
     }
 
     /// Whether the queue still has the job. The spooler forgets finished jobs.
