@@ -37,9 +37,9 @@ inline ProcessResources processResources() {
     return held;
 }
 
-/// What the heaps of this process keep committed though it is free, for allocations to come. After
-/// several large blocks at once that can be as much as they had, and may never be given back.
-inline std::size_t unusedHeapBytes() {
+/// What is allocated in the heaps of this process. The memory that is committed for them says less:
+/// after several large blocks at once they keep room for as many.
+inline std::size_t usedHeapBytes() {
     std::size_t bytes = 0;
     std::array<HANDLE, 64> heaps{};
     const DWORD count = std::min<DWORD>(GetProcessHeaps(heaps.size(), heaps.data()), heaps.size());
@@ -47,9 +47,7 @@ inline std::size_t unusedHeapBytes() {
         PROCESS_HEAP_ENTRY block{};
         HeapLock(heaps[i]);
         while (HeapWalk(heaps[i], &block))
-            if ((block.wFlags & (PROCESS_HEAP_ENTRY_BUSY | PROCESS_HEAP_REGION |
-                                 PROCESS_HEAP_UNCOMMITTED_RANGE)) == 0)
-                bytes += block.cbData;
+            if ((block.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) bytes += block.cbData;
         HeapUnlock(heaps[i]);
     }
     return bytes;

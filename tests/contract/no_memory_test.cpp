@@ -2,6 +2,9 @@
 #include "tests/contract/no_memory.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
 #include <thread>
 
 namespace velmora::testing {
@@ -257,6 +260,97 @@ TEST_F(NoMemoryForFourPrinters, JobWithFewFailures) {
 
 TEST_F(NoMemoryForFourPrinters, JobWithManyFailures) {
     jobAtEveryAllocation(kMany);
+}
+
+// Other things that a system runs out of.
+
+std::uintptr_t __cdecl noThread(void*, unsigned, unsigned(__stdcall*)(void*), void*, unsigned,
+                                unsigned*) {
+    errno = EAGAIN;
+    return 0;
+}
+
+HANDLE WINAPI noObject(SECURITY_ATTRIBUTES*, LONG, LONG, const char*) {
+    SetLastError(ERROR_NO_SYSTEM_RESOURCES);
+    return nullptr;
+}
+
+BOOL WINAPI noTimer(HANDLE*, HANDLE, WAITORTIMERCALLBACK, void*, DWORD, DWORD, ULONG) {
+    SetLastError(ERROR_NO_SYSTEM_RESOURCES);
+    return FALSE;
+}
+
+TEST_F(NoMemoryWithPolicy, JobsEndWithoutThreadsEventsAndTimers) {
+    HANDLE one = nullptr, four = nullptr;
+    ASSERT_TRUE(ansi_.entry<OpenPortAEntry>(2)("One", &one));
+    ASSERT_TRUE(ansi_.entry<OpenPortAEntry>(2)("Four", &four));
+    struct Case {
+        const char* library;
+        const char* function;
+        void (*replacement)();
+    };
+    for (const Case& c :
+         {Case{"msvcrt.dll", "_beginthreadex", reinterpret_cast<void (*)()>(&noThread)},
+          Case{"KERNEL32.dll", "CreateEventA", reinterpret_cast<void (*)()>(&noObject)},
+          Case{"KERNEL32.dll", "CreateSemaphoreA", reinterpret_cast<void (*)()>(&noObject)},
+          Case{"KERNEL32.dll", "CreateTimerQueueTimer", reinterpret_cast<void (*)()>(&noTimer)}}) {
+        SCOPED_TRACE(c.function);
+        {
+            const ImportPatch none(c.library, c.function, c.replacement, dll_.module());
+            EXPECT_TRUE(jobW(monitor2_, one)) << "needs none of them";
+            jobW(monitor2_, four);
+            EXPECT_TRUE(monitor2_.entry<PortCall>(7)(four));
+        }
+        const int before = InstantPrinters::requests();
+        EXPECT_TRUE(jobW(monitor2_, one));
+        EXPECT_TRUE(jobW(monitor2_, four));
+        EXPECT_EQ(InstantPrinters::requests(), before + 10);
+    }
+}
+
+constexpr std::size_t kPainted = 512 * 1024;
+constexpr unsigned char kPaint = 0xA5;
+
+[[gnu::noinline]] void paintStack() {
+    unsigned char area[kPainted];
+    std::memset(area, kPaint, sizeof area);
+    asm volatile("" : : "r"(area) : "memory");
+}
+
+/// How much of the stack below the caller has been written to since it was painted.
+[[gnu::noinline]] std::size_t usedStack() {
+    unsigned char area[kPainted];
+    asm volatile("" : : "r"(area) : "memory");
+    return kPainted - static_cast<std::size_t>(
+                          std::find_if(area, area + kPainted,
+                                       [](unsigned char byte) { return byte != kPaint; }) -
+                          area);
+}
+
+// Some programs give their threads no more; a stack cannot be made so small under Wine.
+TEST_F(NoMemoryWithPolicy, EntriesNeedNoMoreThanAStackOf64KiB) {
+    HANDLE one = nullptr, four = nullptr;
+    ASSERT_TRUE(ansi_.entry<OpenPortAEntry>(2)("One", &one));
+    ASSERT_TRUE(ansi_.entry<OpenPortAEntry>(2)("Four", &four));
+    const auto expectLittleStack = [](const char* what, const std::function<bool()>& call) {
+        paintStack();
+        EXPECT_TRUE(call()) << what;
+        const std::size_t used = usedStack();
+        EXPECT_LE(used, 64u * 1024) << what;
+        EXPECT_GT(used, 100u) << what;
+        RecordProperty(what, static_cast<int>(used));
+    };
+    expectLittleStack("job-to-one", [&] { return jobW(monitor2_, one); });
+    expectLittleStack("job-to-four", [&] { return jobW(monitor2_, four); });
+    expectLittleStack("initialiser", [&] { return dll_.monitor2().slot(1) != nullptr; });
+    Block directory(4096);
+    expectLittleStack("reading",
+                      [&] { return xcv(monitor2_, L"GetGroupsDB", Block(), &directory) == 0; });
+    expectLittleStack("storing",
+                      [&] { return xcv(monitor2_, L"SetGroupsDB", directoryOfFour()) == 0; });
+    expectLittleStack("configuring", [&] {
+        return xcv(monitor2_, L"ConfigPort", recordOf("One", "ipp://localhost/another")) == 0;
+    });
 }
 
 }  // namespace
