@@ -84,7 +84,8 @@ def start_spooler():
 
 def break_channel(command, error, after=0, calls=0):
     """The monitor answers `error` to a command of its channel (0: says that it is done, and does
-    nothing): in every program, `after` calls of it, and only to so many calls if `calls` is given."""
+    nothing): in every program, `after` calls of it, and only to so many calls if `calls` is
+    given."""
     return set_value(_SHIM, "Fault", f"{command} {after} {calls} {error}")
 
 
@@ -151,8 +152,8 @@ class ToolPrefix(WinePrefix):
     def verbs(self):
         """The words of every verb, as the tool's own help lists them."""
         def listed(text):
-            return re.findall(r"^  ([a-z]+)(?: {2}|$)", text.split("Subcommands:\n")[-1].split("\n\n")[0],
-                              re.MULTILINE)
+            part = text.split("Subcommands:\n")[-1].split("\n\n")[0]
+            return re.findall(r"^  ([a-z]+)(?: {2}|$)", part, re.MULTILINE)
         names = listed(self.tool("--help").out)
         helps = self.batch([tool(name, "--help") for name in names])
         verbs = []

@@ -541,7 +541,7 @@ class Verbs(WithPrinter):
         self.assertIn('"/ipp/print"', value.err)
 
     def test_lists_come_in_every_form(self):
-        lists = [["port", "list"], ["group", "list"], ["printer", "list"],
+        lists = [["port", "list"], ["group", "list"], ["printer", "list"], ["policy", "list"],
                  ["jobs", self.printer.url, "--completed"]]
         forms = ["table", "json", "csv", "names"]
         results = self.batch(*(tool(*words, "-o", form) for words in lists for form in forms))
@@ -555,6 +555,9 @@ class Verbs(WithPrinter):
                 if rows:
                     self.assertLessEqual(set(table_of[0]), set(rows[0]))
                     self.assertEqual(len(rows), len(table.out.splitlines()))
+                shown = names.out.splitlines()
+                if words[0] != "jobs":
+                    self.assertEqual(sorted(shown, key=str.lower), shown)
         code, shown = self.prefix.tool_on_terminal(["port", "list"], b"never asked", b"")
         self.assertEqual(DONE, code)
         self.assertRegex(shown, r"PORT\s+MODE\s+GROUPS\s+PRINTERS")
@@ -572,8 +575,9 @@ class Verbs(WithPrinter):
                               "Example:\n  velmoractl " + " ".join(verb)):
                     self.assertIn(words, result.out)
                 # Every choice and every bounded number has a default.
-                for option in re.findall(r"^  (-\S+ (?:\S+\|\S+|SECONDS|\d+\.\.\d+)\s.*(?:\n    .*)?)",
-                                         result.out, re.MULTILINE):
+                for option in re.findall(
+                        r"^  (-\S+ (?:\S+\|\S+|SECONDS|\d+\.\.\d+)\s.*(?:\n    .*)?)",
+                        result.out, re.MULTILINE):
                     self.assertIn("default", option)
 
     def test_printing_goes_through_the_printers_queue_and_says_when_it_fails(self):
@@ -790,8 +794,10 @@ class Directory(Tool):
         ports = self.write("ports.json", fleet({"name": "OFFICE", "url": NOBODY}))
         cases = [(NOT_FOUND, ["port", "add", "P", "--group", "wing"]),
                  (NOT_FOUND, ["port", "set", "office", "--copies", "2"]),
-                 (NOT_FOUND, ["port", "remove", "office"]), (NOT_FOUND, ["probe", "--port", "office"]),
-                 (NOT_FOUND, ["group", "add", "wing/A"]), (NOT_FOUND, ["group", "move", "Wing", "hall"]),
+                 (NOT_FOUND, ["port", "remove", "office"]),
+                 (NOT_FOUND, ["probe", "--port", "office"]),
+                 (NOT_FOUND, ["group", "add", "wing/A"]),
+                 (NOT_FOUND, ["group", "move", "Wing", "hall"]),
                  (NOT_FOUND, ["group", "remove", "WING"]), (CONFLICT, ["group", "add", "HALL"]),
                  (NOT_FOUND, ["printer", "show", "wing/sales"]),
                  (NOT_FOUND, ["printer", "set", "Wing/sales", "--url", NOBODY]),
@@ -1256,7 +1262,8 @@ class Answers(WithPrinter):
             ["port", "set", "Office", "--print-quality", "9", "--copies", "2"],
             ["port", "show", "All"], ["port", "list"], ["import", file],
             ["import", file, "--dry-run", "--remove-others"], ["diff", file],
-            ["export", "C:\\out.json"], ["status"], ["probe", url, "--prompt"], ["probe", "--port", "All"],
+            ["export", "C:\\out.json"], ["status"], ["probe", url, "--prompt"],
+            ["probe", "--port", "All"],
             ["port", "remove", "In"],
             ["policy", "list"], ["policy", "set", "ReceiveTimeout=60"], ["policy", "reset"],
             let_spooler_find(MONITOR, "All"), ["print", page, "--port", "All"],

@@ -44,10 +44,7 @@ void list(const Session& session) {
                          value.name + "=NUMBER\" mends it");
         }
     }
-    if (session.wantsJson()) return session.answer(rows);
-    if (session.output == "csv") return writeOut(csvText(kColumns, rows));
-    if (session.output == "names") return writeOut(namesText("name", rows));
-    writeOut(tableText(kColumns, rows, true));
+    session.list({kColumns, "name", "There are no values."}, std::move(rows));
 }
 
 std::string knownNames() {
