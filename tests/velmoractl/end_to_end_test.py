@@ -640,6 +640,15 @@ class StoppedSpooler(Tool):
         self.assertTrue(self.system_file("Velmora.dll"))
         self.assertFalse(os.path.exists(self.prefix.path("out.json")))
 
+    def test_a_new_system_stays_as_it_is(self):
+        # The first test by its name: nothing is installed yet.
+        _, refused, _, _ = self.batch(
+            stop_spooler(), tool("install", code=FAILED), start_spooler(),
+            Step("reg", "query", KEY, code=1))
+        self.assertIn("check that the spooler is running", refused.err)
+        self.assertFalse(self.system_file("Velmora.dll"))
+        self.assertFalse(self.system_file("Velmora.dat"))
+
     def test_an_unknown_computer_is_not_one_without_the_monitor(self):
         server, = self.batch(tool("port", "list", "--server", "no-such-host", code=FAILED))
         self.assertNotIn("install", server.err)
