@@ -166,6 +166,7 @@ TEST_F(KilledWriter, DamagesTheLastLineAtMost) {
             // nothing but the line feed was missing, the line before becomes whole by it.
             ASSERT_TRUE(append(lineOf(4)));
             const Documents later = documents(files);
+            ASSERT_FALSE(later.empty());
             const bool mended = later.front() == "3";
             EXPECT_EQ(later, mended ? (Documents{"3", "4"}) : Documents{"4"});
             EXPECT_LE(files.damaged(), 1u);
