@@ -15,6 +15,7 @@
 #include "bench/process_cost.h"
 #include "bench/report.h"
 #include "harness/peer.h"
+#include "ipp/job_template.h"
 #include "monitor/jobs/ipp_delivery.h"
 #include "monitor/jobs/multi_target_job.h"
 
@@ -70,7 +71,7 @@ class MeasuredMemory {
 
 std::unique_ptr<Delivery> connectOrStop(const DeliveryOrder& order,
                                         const ConnectionOptions& options) {
-    auto delivery = connectToPrinter(order, options);
+    auto delivery = connectToPrinter(order, JobTemplate(), options);
     if (delivery == nullptr || delivery->failed()) stop("a printer is not reached");
     return delivery;
 }
@@ -112,7 +113,7 @@ Cost printOurs(const std::string& url, int printers, const std::string& document
     target.url = url;
     const std::vector<PrintTarget> targets(static_cast<std::size_t>(printers), target);
     Cost cost = Cost::of(costOf([&] {
-        MultiTargetJob job(connect, targets, "Document", {}, packets.memory(), pace);
+        MultiTargetJob job(connect, targets, "Document", packets.memory(), pace);
         const auto bytes = std::as_bytes(std::span(document));
         for (std::size_t at = 0; at < bytes.size(); at += piece)
             job.write(bytes.subspan(at, std::min(piece, bytes.size() - at)));

@@ -13,6 +13,7 @@
 #include "bench/process_cost.h"
 #include "bench/report.h"
 #include "harness/peer.h"
+#include "ipp/job_template.h"
 #include "monitor/delivery_output.h"
 #include "monitor/jobs/ipp_delivery.h"
 #include "monitor/jobs/port_job.h"
@@ -43,11 +44,11 @@ void printOurs(const std::string& url, std::size_t printers, const std::string& 
     PortJob job({1, "Document", nullptr}, [](const JobInfo&) {});
     job.recordIn(newJobRecord(policy, "Port", 1, L"Document", targets));
     const Connect connect = [&options](const DeliveryOrder& order) {
-        auto delivery = connectToPrinter(order, options);
+        auto delivery = connectToPrinter(order, JobTemplate(), options);
         if (delivery == nullptr || delivery->failed()) stop("a printer is not reached");
         return delivery;
     };
-    if (!job.start(connect, targets, {}, AfterJob::close, pace)) stop("the job does not start");
+    if (!job.start(connect, targets, AfterJob::close, pace)) stop("the job does not start");
     auto left = std::as_bytes(std::span(document));
     while (!left.empty()) {
         const auto call = left.first(std::min(callSize, left.size()));
@@ -183,7 +184,7 @@ class Bench {
             const auto [prompt, steady] = compare(
                 3, [&] { printOurs(sink_.url(), 1, document, size); },
                 [&] { printOurs(sink_.url(), 1, document, size, Pace::steady); });
-            // Two pauses of a second that are no matter of the calls.
+            // Two pauses of a second that have nothing to do with the calls.
             report_.add({"WritePort calls of " + std::to_string(size) + " B, beside no policy",
                          "ms", prompt.wall * 1000, (steady.wall - 2) * 1000, 1});
         }

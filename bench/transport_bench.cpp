@@ -8,6 +8,7 @@
 
 #include "bench/report.h"
 #include "harness/peer.h"
+#include "harness/printing.h"
 #include "ipp/print_job.h"
 
 // A document through the connection in the spooler's pieces. Beside it a bare loop of the same
@@ -67,8 +68,7 @@ PrintTarget targetOf(const std::string& url) {
 /// A job of ours whose document is under way.
 class OurJob {
   public:
-    explicit OurJob(const std::string& url)
-        : connection_(SendPrintJob(targetOf(url), "Document", {})) {
+    explicit OurJob(const std::string& url) : connection_(testing::startJob(targetOf(url))) {
         if (!connection_ || connection_->lastError() != 0) stop("the job does not start");
     }
     void write(const std::string& data) {
@@ -147,7 +147,7 @@ Cost sendByCups(Peer& sink) {
 double wholeJob(const std::string& url) {
     const std::string document(10 * 1024, 'x');
     return seconds([&] {
-        const auto connection = SendPrintJob(targetOf(url), "Document", {});
+        const auto connection = testing::startJob(targetOf(url));
         if (!connection) stop("the small job does not start");
         for (std::size_t at = 0; at < document.size(); at += kPiece)
             connection->writeData(document.data() + at, kPiece);

@@ -17,6 +17,9 @@ enum NodeType : std::uint32_t { NODE_GROUP = 0, NODE_PRINTER = 1 };
 /// The id of the group "All groups", which holds all others.
 inline constexpr std::uint32_t kRootGroup = 1;
 
+/// The longest text of a record, in bytes: what is longer could be stored but not be read again.
+inline constexpr std::size_t kLongestDirectoryText = 1023;
+
 /// A record of the group tree. `type` is that of the object (a printer's is NODE_PRINTER) and
 /// stays; texts are in the ANSI code page and hold no zero byte.
 struct CGroupsDBNode {
@@ -108,11 +111,11 @@ class CGroupsDB {
     void UpdatePrinter(const CGroupsDBPrinter& printer);
     /// Whether `node` may be moved or copied into `target`: no child of that name there yet, and
     /// not into itself or anything below itself. A parent that does not exist, or that has been
-    /// passed before, ends the way up from the target.
+    /// passed before, ends the search upwards from the target.
     bool CanPlace(const CGroupsDBNode& node, std::uint32_t target) const;
     /// Copies a node and everything below it into `target` and returns the copy of the node. New
     /// ids go out breadth first. Meant for pairs that CanPlace accepts; what is copied is what
-    /// stood below the node at the call, so the copying of any other pair ends too.
+    /// was below the node at the call, so copying any other pair ends too.
     CGroupsDBNode* CopySubtree(const CGroupsDBNode& node, std::uint32_t target);
     /// Deletes a node and everything below it; the root is not protected.
     void DeleteNode(std::uint32_t id);

@@ -11,11 +11,11 @@
 // Integers are little-endian; a text is stored with its terminating zero.
 //
 // One area of 1024 bytes serves every query of a load. It starts zeroed, and a value that is
-// missing or longer leaves it as the query before left it: what such a value stands for is whatever
-// the area holds then. Administrators' directories depend on that, so a damaged record is read as
-// it always was. A password alone does not stay: what is missing behind it reads as empty.
+// missing or longer leaves it as the query before left it: such a value reads as whatever the area
+// holds then. Administrators' directories depend on that, so a damaged record is read as
+// it always was. A password alone does not stay: a value that is missing after it reads as empty.
 //
-// A save leaves the same keys and values as deleting everything and writing it anew would, and
+// A save leaves the same keys and values as deleting everything and writing it again would, and
 // writes no more than what differs.
 
 #include "directory/groups_store.h"
@@ -91,8 +91,10 @@ class ValueArea {
     }
 
   private:
-    std::array<std::byte, 1024> area_{};
-    std::array<std::byte, 1024> kept_{};
+    using Area = std::array<std::byte, kLongestDirectoryText + 1>;
+
+    Area area_{};
+    Area kept_{};
 };
 
 void readTarget(ValueArea& area, const RegistryKey& key, CGroupsDBPrinter& printer) {
@@ -200,8 +202,8 @@ class TableWriter {
   public:
     explicit TableWriter(const std::string& path) : path_(path), key_(RegistryKey::create(path)) {}
 
-    /// Removes what is no record of `isWanted`. When the table holds what cannot be told or taken
-    /// apart all of it goes, as it would have anyway.
+    /// Removes every key that `isWanted` does not want. If the table's keys cannot be told apart or
+    /// removed one by one, the whole table is removed, with the same result.
     template <class IsWanted>
     void removeOthers(IsWanted isWanted) {
         std::vector<std::string> others;
@@ -269,7 +271,7 @@ class TableWriter {
     RegistryValue value_;
 };
 
-/// A port's name as the path of its key. Behind "Printers\\" more backslashes say nothing, and at
+/// A port's name as the path of its key. After "Printers\\" further backslashes are ignored, but at
 /// the front of a path below an open key they are refused.
 std::string withoutLeadingBackslashes(const std::string& name) {
     return name.substr(std::min(name.find_first_not_of('\\'), name.size()));
@@ -288,8 +290,8 @@ bool haveKeysOfTheirOwn(const CGroupsDB::PortPrinters& printers) {
     return true;
 }
 
-/// Loads and saves of one process follow each other: nobody reads half a directory. Held while the
-/// registry is at work and for nothing else.
+/// Loads and saves of one process exclude each other, so that none reads half a directory. Held
+/// only during the registry calls.
 CriticalSection storeLock;
 
 }  // namespace

@@ -41,7 +41,7 @@ class RegistryGroupsStore : public GroupsStore {
     std::string rootName_;
 };
 
-/// The id that the subkey `name` stands for: a decimal number with atol's leniency (leading blanks,
+/// The id that the subkey's name means: a decimal number with atol's leniency (leading blanks,
 /// a sign, anything after the digits; 0 if there are none), read in 64 bits and cut to the
 /// low 32.
 std::uint32_t nodeIdOfKey(const char* name) noexcept;

@@ -13,7 +13,7 @@
 //       text  userName
 //       text  password: in clear
 //
-// An entry of any other type ends after its type and is no record, but its id counts as
+// An entry of any other type ends after its type and is not a record, but its id counts as
 // used. `nextId` does not travel: the reader moves it past every id that it meets.
 
 #include <optional>

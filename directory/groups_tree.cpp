@@ -1,6 +1,6 @@
 // Operations on the group tree. A stored tree may be damaged: parents that do not exist, a node
 // below itself. Every walk here therefore visits a node once and keeps its state on the heap, so it
-// ends, and at any depth; a sound tree does not notice.
+// ends, at any depth; an intact tree is not affected.
 
 #include <algorithm>
 #include <deque>
@@ -70,7 +70,7 @@ void addCircle(Counts& counts, Counted& start) {
         group->printers = printers;
 }
 
-/// The printers below groups, depth first. What was entered once has nothing new to give.
+/// The printers below groups, depth first. A group that was entered before adds nothing.
 class PrinterWalk {
   public:
     explicit PrinterWalk(const CGroupsDB::Nodes& nodes) : index_(nodes) {}
@@ -121,8 +121,8 @@ void SetNodeParent(CGroupsDBNode& node, std::uint32_t parent) {
 
 void CGroupsDB::enterNew(std::unique_ptr<CGroupsDBNode> node, const std::string& name,
                          std::uint32_t parent) {
-    // Ids start again at 0 behind 2^32 - 1, so the next one can be taken: a record that is there
-    // must not be lost to a new one.
+    // Ids start again at 0 after 2^32 - 1, so the next one can be taken: a new record must not
+    // replace one that exists.
     while (nodes_.contains(nextId_))
         ++nextId_;
     node->id = nextId_++;

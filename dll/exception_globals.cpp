@@ -61,7 +61,7 @@ ThreadGlobals* current() noexcept {
     ThreadGlobals* entry = find(thread);
     if (entry == nullptr) entry = take(thread);
     while (entry == nullptr) {
-        // 4,096 threads have thrown and live. An exception cannot do without, and one of them ends.
+        // 4,096 threads have thrown and live. An exception needs an entry, so the process ends.
         Sleep(1);
         entry = take(thread);
     }

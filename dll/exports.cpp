@@ -5,9 +5,9 @@
 #include "dll/spooler_tables.h"
 #include "monitor/enum_ports.h"
 #include "monitor/job_entries.h"
-#include "monitor/monitor_lock.h"
 #include "monitor/port_entries.h"
-#include "monitor/process_port_list.h"
+#include "monitor/port_list.h"
+#include "monitor/process_objects.h"
 #include "monitor/xcv_dispatcher.h"
 
 // The contract with the spooler, whole: four exports, four constant tables.

@@ -1,7 +1,7 @@
 #include <windows.h>
 
 #include "dll/exception_globals.h"
-#include "monitor/process_port_list.h"
+#include "monitor/process_objects.h"
 
 /// The loader's notices. Nothing of ours is started here; what was taken is given back, because
 /// the spooler and whoever shows its dialogs load and unload libraries as long as they live.

@@ -3,19 +3,18 @@
 #include <mutex>
 #include <string>
 
-#include "monitor/entry_guard.h"
-#include "monitor/monitor_lock.h"
-#include "monitor/process_port_list.h"
+#include "directory/groups_db.h"
+#include "directory/groups_store.h"
+#include "monitor/port_list.h"
+#include "monitor/process_objects.h"
 #include "platform/text.h"
-#include "port/directory_store.h"
+#include "port/entry_guard.h"
+#include "port/port_config.h"
+#include "port/settings.h"
 #include "ui/port_sheet.h"
 
 namespace velmora {
 namespace {
-
-Port* findPort(const std::string& name) {
-    return portList() == nullptr ? nullptr : portList()->find(name);
-}
 
 BOOL addPort(HWND window, const std::string& server) {
     RegistryGroupsStore store = directoryStore();
@@ -64,30 +63,30 @@ std::string text(const char* argument) {
 }  // namespace
 
 BOOL WINAPI addPortW(wchar_t* server, HWND window, wchar_t*) {
-    return guardedEntry(FALSE, [&] { return addPort(window, text(server)); });
+    return guardedEntry([&] { return addPort(window, text(server)); });
 }
 
 BOOL WINAPI configurePortW(wchar_t*, HWND window, wchar_t* port) {
-    return guardedEntry(FALSE, [&] { return configurePort(window, text(port)); });
+    return guardedEntry([&] { return configurePort(window, text(port)); });
 }
 
 BOOL WINAPI deletePortW(wchar_t*, HWND, wchar_t* port) {
-    return guardedEntry(FALSE, [&] { return deletePort(text(port)); });
+    return guardedEntry([&] { return deletePort(text(port)); });
 }
 
 BOOL WINAPI addPortA(char* server, HWND window, char*) {
     const std::lock_guard lock(monitorLock());
-    return guardedEntry(FALSE, [&] { return addPort(window, text(server)); });
+    return guardedEntry([&] { return addPort(window, text(server)); });
 }
 
 BOOL WINAPI configurePortA(char*, HWND window, char* port) {
     const std::lock_guard lock(monitorLock());
-    return guardedEntry(FALSE, [&] { return configurePort(window, text(port)); });
+    return guardedEntry([&] { return configurePort(window, text(port)); });
 }
 
 BOOL WINAPI deletePortA(char*, HWND, char* port) {
     const std::lock_guard lock(monitorLock());
-    return guardedEntry(FALSE, [&] { return deletePort(text(port)); });
+    return guardedEntry([&] { return deletePort(text(port)); });
 }
 
 }  // namespace velmora

@@ -3,8 +3,11 @@
 #include <array>
 #include <chrono>
 
+#include "directory/groups_db.h"
 #include "platform/text.h"
 #include "port/configuration_lock.h"
+#include "port/entry_guard.h"
+#include "port/port_config.h"
 #include "port/xcv_client.h"
 #include "ui/port_sheet.h"
 #include "ui/text_table.h"
@@ -28,32 +31,18 @@ std::string monitorArgument(const wchar_t* monitor) {
 /// works without it: the user must not be kept waiting for a program that hangs.
 constexpr std::chrono::seconds kLongestWait{5};
 
-/// The directory as nobody else is changing it just now.
+/// The directory, read while no other program is changing it.
 void fetchDirectory(XcvConnection& connection, CGroupsDB& directory) {
     const ConfigurationLock lock(kLongestWait);
     connection.getGroupsDB(directory);
 }
 
-/// Runs an entry's body. A failure of the channel becomes FALSE with its code as the last error,
-/// which closing the connection may have changed meanwhile.
-template <class Body>
-BOOL entry(Body&& body) noexcept {
-    try {
-        return body();
-    } catch (const XcvException& failure) {
-        SetLastError(failure.code());
-    } catch (...) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    }
-    return FALSE;
-}
-
 }  // namespace
 
 BOOL WINAPI addPortUi(const wchar_t* server, HWND window, const wchar_t* monitor, wchar_t**) {
-    return entry([&] {
+    return guardedEntry([&] {
         const std::string host = ansiArgument(server);
-        XcvConnection connection(spooler(), host, XcvConnection::Kind::Monitor,
+        XcvConnection connection(spooler(), host, XcvConnection::Kind::monitor,
                                  monitorArgument(monitor));
         const OpenDialogMark mark;
         CGroupsDB directory;
@@ -72,9 +61,9 @@ BOOL WINAPI addPortUi(const wchar_t* server, HWND window, const wchar_t* monitor
 }
 
 BOOL WINAPI configurePortUi(const wchar_t* server, HWND window, const wchar_t* port) {
-    return entry([&] {
+    return guardedEntry([&] {
         const std::string name = ansiArgument(port);
-        XcvConnection connection(spooler(), ansiArgument(server), XcvConnection::Kind::Port, name);
+        XcvConnection connection(spooler(), ansiArgument(server), XcvConnection::Kind::port, name);
         PortConfig config = connection.getConfigInfo(name);
         const OpenDialogMark mark;
         CGroupsDB directory;
@@ -89,9 +78,9 @@ BOOL WINAPI configurePortUi(const wchar_t* server, HWND window, const wchar_t* p
 }
 
 BOOL WINAPI deletePortUi(const wchar_t* server, HWND, const wchar_t* port) {
-    return entry([&] {
+    return guardedEntry([&] {
         const std::string name = ansiArgument(port);
-        XcvConnection connection(spooler(), ansiArgument(server), XcvConnection::Kind::Port, name);
+        XcvConnection connection(spooler(), ansiArgument(server), XcvConnection::Kind::port, name);
         const ConfigurationLock lock(kLongestWait);
         connection.deletePort(name);
         return TRUE;

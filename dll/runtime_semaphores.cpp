@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstdlib>
 
-// The C++ runtime makes semaphores for its own locks and closes some of them never: one more handle
+// The C++ runtime makes semaphores for its own locks and never closes some of them: one more handle
 // of the process with each load. The linker (--wrap, see CMakeLists.txt) hands the library's
 // pointers to these two functions to ours, which note what was made; what is left at the end of
 // unloading is closed. The library's own code makes its semaphores by CreateSemaphoreA.

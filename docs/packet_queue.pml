@@ -1,5 +1,5 @@
-/* The packet queue of a job for several printers (monitor/jobs/packet_queue.*, target_worker.*,
- * monitor/jobs/multi_target_job.*), as small as it can be while every interleaving still shows.
+/* The packet queue of a job for several printers (monitor/jobs/packet_queue.*, target_worker.*
+ * and multi_target_job.*), as small as it can be while every interleaving still shows.
  *
  * Stated and checked:
  *   - no packet is looked at, by a worker or by the writer, after it has been freed;
@@ -17,7 +17,7 @@
  *   EARLY_DECREMENT  the worker counts itself out of a packet before it has moved on
  *   SINGLE_PULSE     the job's end pulses once and then waits for ever
  *   NO_WALK_PAST     nobody counts for workers that are gone; only the bound on kept packets shows it
- *   WALK_FROM_HEAD   the writer walks on from the head, not from where the worker stood
+ *   WALK_FROM_HEAD   the writer walks on from the head, not from where the worker was
  */
 #ifndef WORKERS
 #define WORKERS 2
@@ -34,7 +34,7 @@ byte pending[PACKETS];
 bool freed[PACKETS];
 bool waiting[WORKERS];         /* on dataEvent */
 bool gone[WORKERS];
-byte position[WORKERS];        /* where a worker stood when it went */
+byte position[WORKERS];        /* where a worker was when it ended */
 bool threadEnded[WORKERS];
 bool jobEnded = false;
 byte lossesLeft = 2;

@@ -274,7 +274,7 @@ std::vector<RecordedBoxes::Message> RecordedBoxes::take() {
 }
 
 void PrintTo(const RecordedBoxes::Message& message, std::ostream* out) {
-    *out << '"' << message.text << '"' << (message.icon == MessageIcon::Error ? " (error)" : "");
+    *out << '"' << message.text << '"' << (message.icon == MessageIcon::error ? " (error)" : "");
 }
 
 }  // namespace velmora::testing

@@ -102,7 +102,7 @@ class RecordedBoxes : public MessageBoxes {
   public:
     struct Message {
         std::string text;
-        MessageIcon icon = MessageIcon::None;
+        MessageIcon icon = MessageIcon::none;
 
         bool operator==(const Message&) const = default;
     };

@@ -11,6 +11,7 @@
 #include "harness/dialog_driver.h"
 #include "harness/real_input.h"
 #include "platform/profile_file.h"
+#include "port/port_config.h"
 #include "ui/kit/combo_list.h"
 #include "ui/port_sheet.h"
 #include "ui/resources/resource_ids.h"

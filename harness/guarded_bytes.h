@@ -15,7 +15,7 @@
 
 namespace velmora::testing {
 
-/// A copy of some bytes that lies right before a page that cannot be read: a reader that goes one
+/// A copy of some bytes right before a page that cannot be read: a reader that goes one
 /// byte too far ends the program. The bytes before the copy are 0xFF.
 class GuardedBytes {
   public:

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "ipp/job_template.h"
+
 namespace velmora::testing {
 
 std::string testDocument(std::size_t size) {
@@ -38,10 +40,20 @@ bool sendDocument(IppConnection& connection, const std::string& document) {
     return connection.finish();
 }
 
+std::unique_ptr<IppConnection> startJob(const PrintTarget& target, const std::string& name,
+                                        const ConnectionOptions& options) {
+    return SendPrintJob(target, name, JobTemplate(), options);
+}
+
 bool printDocument(const PrintTarget& target, const std::string& document, const std::string& name,
                    const JobTemplate& values) {
     const auto connection = SendPrintJob(target, name, values, connectionOptions());
     return connection && connection->lastError() == 0 && sendDocument(*connection, document);
+}
+
+bool printDocument(const PrintTarget& target, const std::string& document,
+                   const std::string& name) {
+    return printDocument(target, document, name, JobTemplate());
 }
 
 }  // namespace velmora::testing

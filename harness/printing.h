@@ -20,8 +20,16 @@ ConnectionOptions& connectionOptions();
 /// accepted it.
 bool sendDocument(IppConnection& connection, const std::string& document);
 
+/// SendPrintJob with the template of a new port.
+std::unique_ptr<IppConnection> startJob(const PrintTarget& target,
+                                        const std::string& name = "Document",
+                                        const ConnectionOptions& options = {});
+
 /// A whole job; whether the printer accepted it.
+bool printDocument(const PrintTarget& target, const std::string& document, const std::string& name,
+                   const JobTemplate& values);
+/// The same with the template of a new port.
 bool printDocument(const PrintTarget& target, const std::string& document,
-                   const std::string& name = "Document", const JobTemplate& values = {});
+                   const std::string& name = "Document");
 
 }  // namespace velmora::testing

@@ -33,14 +33,8 @@ constexpr DWORD kRestartNeeded = 10;
 constexpr DWORD kLongestRun = 30 * 60 * 1000;
 
 using Text = std::wstring;
-using UniqueKernelHandle = UniqueHandle<KernelObjectTraits>;
-
-struct FileTraits {
-    using Type = HANDLE;
-    static Type empty() noexcept { return INVALID_HANDLE_VALUE; }
-    static void close(Type file) noexcept { CloseHandle(file); }
-};
-using UniqueFile = UniqueHandle<FileTraits>;
+using UniqueProcess = UniqueHandle<HANDLE, CloseHandle>;
+using UniquePipe = UniqueHandle<HANDLE, CloseHandle>;
 
 Text wide(const std::string& utf8) {
     const int size = static_cast<int>(utf8.size());
@@ -134,8 +128,8 @@ class Tool {
     std::optional<Ended> run(const Text& words) const {
         session_.log(L"velmoractl " + words);
         SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-        UniqueKernelHandle from;
-        UniqueKernelHandle to;
+        UniquePipe from;
+        UniquePipe to;
         if (!CreatePipe(from.put(), to.put(), &inherited, 0)) return std::nullopt;
         SetHandleInformation(from.get(), HANDLE_FLAG_INHERIT, 0);
         STARTUPINFOW startup{};
@@ -148,8 +142,8 @@ class Tool {
         if (!CreateProcessW(program_.c_str(), command.data(), nullptr, nullptr, TRUE,
                             CREATE_NO_WINDOW, nullptr, nullptr, &startup, &started))
             return std::nullopt;
-        const UniqueKernelHandle thread(started.hThread);
-        const UniqueKernelHandle process(started.hProcess);
+        const UniqueThread thread(started.hThread);
+        const UniqueProcess process(started.hProcess);
         to.reset();
         Ended ended{STILL_ACTIVE, logged(from.get())};
         if (WaitForSingleObject(process.get(), kLongestRun) != WAIT_OBJECT_0)

@@ -16,7 +16,7 @@ class IppAttributeNames {
     /// Exact and case-sensitive; -1 when the table lacks the name.
     static int indexOf(std::string_view name) noexcept;
 
-    /// "Unrecognized" for -1 and for any other number that is no index.
+    /// "Unrecognized" for -1 and for any other number that is not an index.
     static std::string_view nameOf(int index) noexcept;
 
     static constexpr std::span<const std::string_view, kCount> all() noexcept { return kNames; }

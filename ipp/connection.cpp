@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <optional>
@@ -15,6 +14,7 @@
 #include "ipp/chunk.h"
 #include "ipp/encoder.h"
 #include "platform/alarm.h"
+#include "platform/digits.h"
 
 namespace velmora {
 namespace {
@@ -82,7 +82,7 @@ std::optional<PrinterUrlParts> crackPrinterUrl(const std::string& url) {
     return parts;
 }
 
-void InternetTraits::close(Type handle) noexcept {
+void closeInternetHandle(void* handle) noexcept {
     InternetCloseHandle(handle);
 }
 
@@ -270,9 +270,9 @@ void IppConnection::setTimeOuts(void* handle) const noexcept {
     }
 }
 
-/// Makes a call that waits for the printer and knows no time-out of its own: closing the request
+/// Makes a call that waits for the printer and has no time-out of its own: closing the request
 /// from another thread ends it (InternetCloseHandle). A call that took that long has timed out
-/// whatever it says: a receive time-out in the headers is told by nothing else.
+/// whatever it says: nothing else reports a receive time-out in the headers.
 template <class Call>
 bool IppConnection::withinSeconds(std::uint32_t seconds, Call call) {
     if (seconds == 0) return call() || fail();
@@ -336,9 +336,9 @@ bool IppConnection::setBodyHeaders(bool chunked, std::size_t bodySize) {
     }
     // An earlier chunked send may have left its header on the request.
     if (!changeHeader("Transfer-Encoding:\r\n", HTTP_ADDREQ_FLAG_REPLACE)) return false;
-    char header[40];
-    std::snprintf(header, sizeof header, "Content-Length: %d\r\n", static_cast<int>(bodySize));
-    return changeHeader(header, HTTP_ADDREQ_FLAG_REPLACE);
+    std::string header = "Content-Length: ";
+    appendDigits(header, bodySize);
+    return changeHeader((header += "\r\n").c_str(), HTTP_ADDREQ_FLAG_REPLACE);
 }
 
 bool IppConnection::beginRequest(std::size_t totalSize) {

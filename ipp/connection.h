@@ -33,17 +33,13 @@ struct PrinterUrlParts {
 std::optional<PrinterUrlParts> crackPrinterUrl(const std::string& url);
 
 /// A WinInet handle. Of this room connection.cpp alone includes WinInet.
-struct InternetTraits {
-    using Type = void*;
-    static Type empty() noexcept { return nullptr; }
-    static void close(Type handle) noexcept;
-};
-using UniqueInternet = UniqueHandle<InternetTraits>;
+void closeInternetHandle(void* handle) noexcept;
+using UniqueInternet = UniqueHandle<void*, closeInternetHandle>;
 
 /// ERROR_INTERNET_FORCE_RETRY: the same message is to be sent again.
 inline constexpr std::uint32_t kSendAgain = 12032;
 
-/// How much of an answer's body is read. A printer that goes on and on must not hold a job.
+/// How much of an answer's body is read: a printer that never stops sending must not hold a job.
 inline constexpr std::size_t kLongestAnswer = 16 << 20;
 
 /// Carries IPP messages to one printer URL as HTTP/1.1 POST requests (RFC 2910, section 4), and
@@ -89,7 +85,7 @@ class IppConnection {
 
     /// The answer to a finished request. Null: lastError() is set when it could not be read; an
     /// HTTP status other than 200 stays in httpStatus(); else it was no complete IPP response. What
-    /// lies beyond kLongestAnswer bytes is left unread; those before decide.
+    /// comes after kLongestAnswer bytes is left unread; those before decide.
     UniqueIppMessage readResponse(const IppReadPolicy& policy = {});
 
     /// Reads the answer to a finished request; true if the printer accepted the job.

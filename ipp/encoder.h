@@ -13,7 +13,7 @@ namespace velmora {
 //
 //   version            2   as the message holds it
 //   operation or status 2  big-endian; the operation by the `written` column of its table
-//   request id         4   as it lies in memory
+//   request id         4   as it is in memory
 //   groups                 operation, unsupported, printer, job
 //   end tag            1   0x03
 //

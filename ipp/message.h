@@ -14,7 +14,7 @@
 
 namespace velmora {
 
-/// Two bytes, written and read as they stand.
+/// Two bytes, written and read as they are.
 struct IppVersion {
     std::uint8_t majorNumber = 0;
     std::uint8_t minorNumber = 0;
@@ -50,8 +50,8 @@ class IppMessage {
 
     IppVersion version;
     std::uint32_t operationOrStatus = 0;
-    /// Kept, written and read as its four bytes lie in memory: what a printer echoes is compared
-    /// with nothing but this, so its byte order never matters.
+    /// Kept, written and read as its four bytes are in memory: what a printer echoes is compared
+    /// only with this, so its byte order never matters.
     std::uint32_t requestId = 0;
 
   private:

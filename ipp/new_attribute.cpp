@@ -19,7 +19,7 @@ constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 // together elsewhere and copied costs more than its allocation, since the processor must wait for
 // the small stores before it can load them as a whole.
 
-/// As the attribute keeps it. What is no index stays none.
+/// As the attribute keeps it. A number that is not an index becomes -1.
 std::int16_t keptIndex(int nameIndex) noexcept {
     constexpr int kNone = static_cast<int>(IppAttributeNames::kCount);
     return static_cast<std::int16_t>(std::clamp(nameIndex, -2, kNone));

@@ -9,7 +9,7 @@
 namespace velmora {
 
 /// The pages of a job as its user types them: numbers and ranges with commas between, such as
-/// "1-3, 7, 10-12". Spaces may stand around every number, dash and comma, other blanks not; a
+/// "1-3, 7, 10-12". Spaces may be around every number, dash and comma, other blanks not; a
 /// comma may end the text.
 class PageRanges {
   public:
@@ -20,7 +20,7 @@ class PageRanges {
         bool operator==(const Range&) const = default;
     };
 
-    /// The text is malformed; there is no more to say.
+    /// The text is malformed.
     class ParseErrorException {};
 
     /// Throws ParseErrorException when the text is malformed or without any number, or when a

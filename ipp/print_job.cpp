@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "ipp/job_template.h"
 #include "ipp/page_ranges.h"
 #include "ipp/utf8.h"
 
@@ -123,7 +124,7 @@ bool sendProbe(IppConnection& connection, const PrintTarget& target, const IppMe
     return connection.lastError() == 0;
 }
 
-/// Only the status is looked at; the rest is read for the sake of the connection.
+/// Only the status matters; the rest is read so that the connection can be used again.
 void readProbeAnswer(IppConnection& connection) {
     if (!connection.readResponse() && connection.httpStatus() != kHttpOk)
         connection.discardAnswer();

@@ -4,10 +4,11 @@
 #include <string>
 
 #include "ipp/connection.h"
-#include "ipp/job_template.h"
 #include "platform/printer_address.h"
 
 namespace velmora {
+
+struct JobTemplate;
 
 /// A request with the operation attributes that every request of ours begins with: character set,
 /// language, printer-uri and requesting-user-name. Null when memory runs out.

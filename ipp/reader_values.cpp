@@ -3,7 +3,7 @@
 #include "ipp/big_endian.h"
 #include "ipp/reader.h"
 
-// The value fields of each kind; their layout stands beside encodeIppMessage's counterpart in
+// The value fields of each kind; their layout is documented with encodeIppMessage's counterpart in
 // encoder.cpp.
 
 namespace velmora {

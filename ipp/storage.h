@@ -5,7 +5,7 @@
 namespace velmora {
 
 /// Memory that grows by blocks and is released as a whole. Nothing in it has a destructor. Small
-/// messages take small blocks and large ones grow by a twenty-fourth, so little of it lies idle.
+/// messages take small blocks and large ones grow by a twenty-fourth, so little of it is unused.
 class IppStorage {
   public:
     IppStorage() noexcept : position_(first_), end_(first_ + sizeof first_) {}
@@ -23,7 +23,7 @@ class IppStorage {
         return place;
     }
 
-    /// The same for texts, which need no alignment and so lie apart, at the block's other end.
+    /// The same for texts, which need no alignment and so are kept apart, at the block's other end.
     char* allocateOctets(std::size_t size, std::size_t limit) noexcept {
         if (room() < size && !addBlock(size, limit)) return nullptr;
         end_ -= size;

@@ -75,7 +75,7 @@ std::uint8_t ippDelimiterTag(IppGroup group) noexcept;
 /// The group's index, or -1 when the tag selects none of ours.
 int ippGroupOfTag(std::uint8_t tag) noexcept;
 
-/// The row of a kind; null for a number that is no kind.
+/// The row of a kind; null for a number that is not a kind.
 inline const IppKindRow* ippRowOfKind(IppValueKind kind) noexcept {
     const std::size_t index = ippRowIndex(kind);
     return index < kIppKinds.size() && kIppKinds[index].kind == kind ? &kIppKinds[index] : nullptr;

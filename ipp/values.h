@@ -107,7 +107,7 @@ struct IppValue {
 
 struct IppAttribute {
     IppAttribute* next;
-    /// Attributes of one group with different instances stood in different occurrences of the
+    /// Attributes of one group with different instances were in different occurrences of the
     /// group, for example one job group a job. Requests use 0.
     std::uint32_t groupInstance;
     /// Index into IppAttributeNames. -1: the table lacks the name; the first value, a keyword, is

@@ -4,7 +4,7 @@
 
 #include <new>
 
-#include "monitor/delivery_events.h"
+#include "monitor/event_log.h"
 #include "platform/handle.h"
 #include "platform/library.h"
 #include "platform/own_identity.h"
@@ -15,13 +15,6 @@
 
 namespace velmora {
 namespace {
-
-struct FileTraits {
-    using Type = HANDLE;
-    static Type empty() noexcept { return INVALID_HANDLE_VALUE; }
-    static void close(Type file) noexcept { CloseHandle(file); }
-};
-using UniqueFile = UniqueHandle<FileTraits>;
 
 /// The longest wait for another process that writes to the record. It holds the lock for one line
 /// at a time.

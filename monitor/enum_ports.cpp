@@ -7,10 +7,11 @@
 #include <string>
 #include <string_view>
 
-#include "monitor/entry_guard.h"
-#include "monitor/monitor_lock.h"
-#include "monitor/process_port_list.h"
+#include "monitor/port_list.h"
+#include "monitor/process_objects.h"
 #include "platform/text.h"
+#include "port/entry_guard.h"
+#include "port/port_config.h"
 #include "port/settings.h"
 
 namespace velmora {
@@ -36,7 +37,7 @@ struct Generation<char> {
 
 /// The display name may be cut differently for the two passes, terminator included. The Xcv
 /// generation sizes for at most 256 characters and fills at most 128, so that a longer name leaves
-/// a gap below the strings; spoolers have always been told that size.
+/// a gap below the strings. Kept for compatibility: spoolers expect that size.
 struct DisplayNameLimits {
     std::size_t sizing = static_cast<std::size_t>(-1);
     std::size_t filling = static_cast<std::size_t>(-1);
@@ -44,8 +45,8 @@ struct DisplayNameLimits {
 
 constexpr DisplayNameLimits kXcvGenerationLimits{256, 128};
 
-/// Everything one enumeration reports, taken at one moment: both passes must speak of the same
-/// ports although others may be added or removed meanwhile.
+/// Everything one enumeration reports, taken at one moment: both passes must see the same ports
+/// although ports may be added or removed in between.
 template <class Char>
 struct Listing {
     std::size_t count = 0;
@@ -126,7 +127,7 @@ BOOL enumerate(DWORD level, BYTE* buffer, DWORD size, DWORD* needed, DWORD* retu
         SetLastError(ERROR_INVALID_LEVEL);
         return FALSE;
     }
-    return guardedEntry<BOOL>(FALSE, [&]() -> BOOL {
+    return guardedEntry([&]() -> BOOL {
         const Listing<Char> listing = takeListing<Char>(level);
         const std::size_t total = neededSize(listing, level, limits.sizing);
         if (needed != nullptr) *needed = static_cast<DWORD>(total);

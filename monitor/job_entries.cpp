@@ -1,4 +1,5 @@
 #include "monitor/job_entries.h"
+#include "monitor/process_objects.h"
 
 #include <memory>
 #include <mutex>
@@ -7,15 +8,17 @@
 #include <utility>
 #include <vector>
 
+#include "directory/groups_store.h"
 #include "monitor/delivery_output.h"
-#include "monitor/entry_guard.h"
 #include "monitor/jobs/ipp_delivery.h"
-#include "monitor/monitor_lock.h"
-#include "monitor/port.h"
+#include "monitor/jobs/port_job.h"
+#include "monitor/port_list.h"
 #include "platform/own_identity.h"
 #include "platform/text.h"
-#include "port/directory_store.h"
+#include "port/entry_guard.h"
 #include "port/policy_store.h"
+#include "port/port_config.h"
+#include "port/settings.h"
 #include "port/spooler.h"
 #include "port/targets.h"
 
@@ -49,7 +52,8 @@ std::wstring wide(const wchar_t* text) {
     return text;
 }
 
-/// The directory is read afresh, since other processes change it; and only for ports that use it.
+/// The directory is read for every job, since other processes change it; and only for ports that
+/// use it.
 std::vector<PrintTarget> currentTargets(const PortConfig& config) {
     if (config.singleTarget != 0) return targetsOf(config, CGroupsDB());
     // The directory belongs to the system and its administrators; whoever prints is neither.
@@ -89,15 +93,16 @@ bool startJob(Port& port, char* printerName, JobInfo info, const std::wstring& d
 
     const Policy policy = machinePolicy();
     giveUp(std::exchange(port.job, std::move(job)), policy);
-    // A copy: connecting takes long, and the port may be configured anew meanwhile.
+    // A copy: connecting takes long, and the port may be reconfigured in the meantime.
     const PortConfig config = *port.config();
-    const auto connect = [options = connectionOptions(policy)](const DeliveryOrder& order) {
-        return connectToPrinter(order, options);
+    const auto connect = [options = connectionOptions(policy),
+                          job = config.jobTemplate](const DeliveryOrder& order) {
+        return connectToPrinter(order, job, options);
     };
     const std::vector<PrintTarget> targets = currentTargets(config);
     port.job->recordIn(
         newJobRecord(policy, config.name, port.job->info().jobId, document, targets));
-    return port.job->start(connect, targets, config.jobTemplate,
+    return port.job->start(connect, targets,
                            policy.closeConnections != 0 ? AfterJob::close : AfterJob::leaveOpen,
                            policy.promptDelivery != 0 ? Pace::prompt : Pace::steady);
 }
@@ -107,7 +112,7 @@ BOOL startDocPort(HANDLE port, Char* printer, DWORD job, const BYTE* docInfo) {
     if (port == nullptr || docInfo == nullptr) return FALSE;
     const Char* const name = documentName(docInfo, printer);
     if (name == nullptr) return FALSE;
-    return guardedEntry<BOOL>(FALSE, [&]() -> BOOL {
+    return guardedEntry([&]() -> BOOL {
         std::string printerName = printer == nullptr ? std::string() : ansi(printer);
         return startJob(*static_cast<Port*>(port),
                         printer == nullptr ? nullptr : printerName.data(), {job, ansi(name)},
@@ -130,7 +135,7 @@ BOOL WINAPI writePort(HANDLE port, BYTE* buffer, DWORD size, DWORD* written) {
     if (size == 0) return TRUE;
     std::uint32_t accepted = 0;
     const BOOL result =
-        port != nullptr && buffer != nullptr && guardedEntry(false, [&] {
+        port != nullptr && buffer != nullptr && guardedEntry([&] {
             PortJob* const job = static_cast<Port*>(port)->job.get();
             return job != nullptr && job->write(std::as_bytes(std::span(buffer, size)), accepted);
         });

@@ -6,18 +6,18 @@
 #include <string>
 
 #include "monitor/delivery_output.h"
-#include "monitor/entry_guard.h"
-#include "monitor/monitor_lock.h"
-#include "monitor/process_port_list.h"
+#include "monitor/jobs/port_job.h"
+#include "monitor/port_list.h"
+#include "monitor/process_objects.h"
 #include "platform/text.h"
+#include "port/entry_guard.h"
 #include "port/policy_store.h"
 
 namespace velmora {
 namespace {
 
 BOOL openNamedPort(std::string_view name, HANDLE* handle) {
-    PortList* const list = portList();
-    Port* const port = list == nullptr ? nullptr : list->find(name);
+    Port* const port = findPort(name);
     if (port == nullptr) return FALSE;
     *handle = port;
     return TRUE;
@@ -27,7 +27,7 @@ BOOL openNamedPort(std::string_view name, HANDLE* handle) {
 
 BOOL WINAPI openPortW(wchar_t* name, HANDLE* port) {
     if (name == nullptr || port == nullptr) return FALSE;
-    return guardedEntry<BOOL>(FALSE, [&] { return openNamedPort(toAnsi(name), port); });
+    return guardedEntry([&] { return openNamedPort(toAnsi(name), port); });
 }
 
 BOOL WINAPI openPort2(HANDLE, wchar_t* name, HANDLE* port) {
@@ -41,7 +41,7 @@ BOOL WINAPI openPortExW(wchar_t* name, wchar_t*, HANDLE* port, void*) {
 BOOL WINAPI openPortA(char* name, HANDLE* port) {
     const std::lock_guard lock(monitorLock());
     if (name == nullptr || port == nullptr) return FALSE;
-    return guardedEntry<BOOL>(FALSE, [&] { return openNamedPort(name, port); });
+    return guardedEntry([&] { return openNamedPort(name, port); });
 }
 
 BOOL WINAPI closePort(HANDLE) {

@@ -4,9 +4,9 @@
 
 namespace velmora {
 
-// The entries that need nothing but the port list, or not even that. Where generations differ (what
-// ReadPort, SetPortTimeOuts and GetPrinterDataFromPort answer) the spoolers of each have always
-// been told so; the differences stay.
+// The entries that need only the port list, or not even that. The generations answer ReadPort,
+// SetPortTimeOuts and GetPrinterDataFromPort differently; kept for compatibility with the spoolers
+// of each.
 
 /// The port of that exact name: its address goes to `port`. An unknown name gives FALSE and sets no
 /// error code.

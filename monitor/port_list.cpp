@@ -1,8 +1,17 @@
 #include "monitor/port_list.h"
 
 #include <mutex>
+#include <utility>
+
+#include "monitor/jobs/port_job.h"
+#include "port/port_config.h"
 
 namespace velmora {
+
+Port::Port(PortConfigDomain& domain, PortConfig config)
+    : config_(domain, std::make_unique<const PortConfig>(std::move(config))) {}
+
+Port::~Port() = default;
 
 PortList::PortList(PortStore& store) : store_(store) {
     for (PortConfig& config : store_.load())
@@ -59,7 +68,7 @@ void PortList::update(Port& port, PortConfig config) {
     const PortConfig& stored = *next;  // no other writer can replace it before the lock is given up
     port.config_.replace(std::move(next));
     Port* before = nullptr;
-    // A port that another thread has removed meanwhile must not come back with the next load.
+    // A port that another thread has removed in the meantime must not come back with the next load.
     if (linkTo(port, before) != nullptr) store_.save(stored);
 }
 

@@ -4,15 +4,42 @@
 #include <cstddef>
 #include <iterator>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
-#include "monitor/port.h"
+#include "monitor/snapshot.h"
 #include "platform/mutex.h"
 
 namespace velmora {
 
-class PortList;
+class PortJob;
+struct PortConfig;
+
+using PortConfigDomain = SnapshotDomain<PortConfig>;
+
+/// One port of the list. Its address is the handle that the spooler holds, so a port is never freed
+/// while the monitor is loaded, not even after it has been removed from the list.
+class Port {
+  public:
+    Port(PortConfigDomain& domain, PortConfig config);
+    ~Port();
+    Port(const Port&) = delete;
+    Port& operator=(const Port&) = delete;
+
+    /// The current configuration, readable from any thread without a lock.
+    Snapshot<PortConfig>::View config() const noexcept { return config_.view(); }
+
+    /// The current job; null if there is none. The spooler calls the entries of one port one after
+    /// the other, so it belongs to whichever of its threads is in such an entry.
+    std::unique_ptr<PortJob> job;
+
+  private:
+    friend class PortList;
+
+    Snapshot<PortConfig> config_;
+    std::atomic<Port*> next_{nullptr};
+};
 
 /// Where ports are kept while the monitor is not loaded. No call reports a failure: a store that
 /// cannot be read gives no ports, and a write that fails leaves the list in memory as it is.
@@ -27,8 +54,8 @@ class PortStore {
 
 /// All ports of the monitor, in the order in which they were added. Reading (iteration, find) takes
 /// no lock and may go on while ports are added, updated and removed: links are published
-/// atomically, and a removed port keeps its own link, so that a reader standing on it walks on.
-/// Writers exclude one another.
+/// atomically, and a removed port keeps its own link, so that a reader that is at it goes on from
+/// there. Writers exclude one another.
 class PortList {
   public:
     /// Loads every port of `store`, which must outlive the list.
@@ -74,7 +101,7 @@ class PortList {
     /// still hold it as a handle. A port that is not in the list is left alone.
     void remove(Port& port);
 
-    /// Gives up the jobs in hand of all ports, removed ones included, without ending them.
+    /// Gives up the current jobs of all ports, removed ones included, without ending them.
     void abandonJobs() noexcept;
 
   private:

@@ -3,8 +3,9 @@
 #include <map>
 #include <optional>
 
+#include "directory/groups_store.h"
 #include "platform/registry.h"
-#include "port/directory_store.h"
+#include "port/port_config.h"
 #include "port/settings.h"
 
 namespace velmora {

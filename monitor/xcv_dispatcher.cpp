@@ -2,13 +2,16 @@
 
 #include <cstring>
 
-#include "monitor/entry_guard.h"
-#include "monitor/process_port_list.h"
+#include "directory/groups_store.h"
+#include "monitor/port_list.h"
+#include "monitor/process_objects.h"
 #include "platform/caller_memory.h"
 #include "platform/text.h"
-#include "port/directory_store.h"
+#include "port/entry_guard.h"
 #include "port/policy_store.h"
 #include "port/port_config.h"
+#include "port/settings.h"
+#include "port/xcv_client.h"
 
 namespace velmora {
 namespace {
@@ -73,14 +76,13 @@ DWORD addPort(const XcvCall& call) {
 DWORD deletePort(const XcvCall& call) {
     const auto name = wideInput(call);
     if (!name) return ERROR_INVALID_PARAMETER;
-    if (Port* port = portList() == nullptr ? nullptr : portList()->find(*name))
-        portList()->remove(*port);
+    if (Port* const port = findPort(*name)) portList()->remove(*port);
     return ERROR_SUCCESS;
 }
 
 DWORD getConfigInfo(const XcvCall& call) {
     const auto name = callerText(static_cast<const char*>(call.input), call.inputLimit);
-    Port* const port = name && portList() != nullptr ? portList()->find(*name) : nullptr;
+    Port* const port = name ? findPort(*name) : nullptr;
     if (port == nullptr) return ERROR_INVALID_PARAMETER;
     const PackedPortConfig record = pack(*port->config());
     if (!fits(call, record.size())) return tooSmall(call, record.size());
@@ -90,7 +92,7 @@ DWORD getConfigInfo(const XcvCall& call) {
 
 DWORD configPort(const XcvCall& call) {
     auto config = parsedInput(call, unpack);
-    Port* const port = config && portList() != nullptr ? portList()->find(config->name) : nullptr;
+    Port* const port = config ? findPort(config->name) : nullptr;
     if (port == nullptr) return ERROR_INVALID_PARAMETER;
     portList()->update(*port, std::move(*config));
     return ERROR_SUCCESS;
@@ -117,22 +119,23 @@ DWORD setGroupsDb(const XcvCall& call) {
 }
 
 struct Command {
-    const char* name;
+    const wchar_t* name;
     DWORD (*run)(const XcvCall&);
 };
 
 constexpr Command kCommands[] = {
-    {"MonitorUI", monitorUi},         {"AddPort", addPort},       {"DeletePort", deletePort},
-    {"GetConfigInfo", getConfigInfo}, {"ConfigPort", configPort}, {"GetGroupsDB", getGroupsDb},
-    {"SetGroupsDB", setGroupsDb},
+    {kMonitorUi, monitorUi},         {kAddPort, addPort},       {kDeletePort, deletePort},
+    {kGetConfigInfo, getConfigInfo}, {kConfigPort, configPort}, {kGetGroupsDb, getGroupsDb},
+    {kSetGroupsDb, setGroupsDb},
 };
 
-DWORD dispatch(const wchar_t* name, const XcvCall& call) {
-    const auto wide = callerText(name);
+DWORD dispatch(const wchar_t* address, const XcvCall& call) {
+    const auto wide = callerText(address);
     if (!wide) return ERROR_INVALID_PARAMETER;
-    const std::string ansi = toAnsi(*wide);
+    // Names are compared as the code page has them: callers of the ANSI days count on it.
+    const std::wstring name = toWide(toAnsi(*wide));
     for (const Command& command : kCommands)
-        if (ansi == command.name) return command.run(call);
+        if (name == command.name) return command.run(call);
     return ERROR_INVALID_PARAMETER;
 }
 
@@ -140,7 +143,7 @@ DWORD dispatch(const wchar_t* name, const XcvCall& call) {
 
 DWORD WINAPI xcvDataPort(HANDLE, const wchar_t* command, BYTE* input, DWORD inputSize, BYTE* output,
                          DWORD outputSize, DWORD* needed) {
-    return guardedEntry<DWORD>(ERROR_NOT_ENOUGH_MEMORY, [&] {
+    return guardedCall([&] {
         const bool bounded = inputSize != 0 && machinePolicy().statedSizes != 0;
         return dispatch(command, {.input = input,
                                   .statedSize = inputSize,

@@ -9,7 +9,7 @@
 namespace velmora {
 
 /// Runs a function in another thread once a time is over, unless it is stopped before: for calls
-/// that know no time-out. When no timer can be had it never rings. CreateTimerQueueTimer.
+/// without a time-out. It never rings if the timer cannot be created. CreateTimerQueueTimer.
 class Alarm {
   public:
     /// `ring` does not throw.

@@ -14,7 +14,7 @@ class AutoResetEvent {
   public:
     void set() {
         int state = state_.load(std::memory_order_relaxed);
-        // A signal that is there already stays the only one.
+        // An event that is signalled already stays so.
         while (!state_.compare_exchange_weak(state, state < kSignalled ? state + 1 : kSignalled,
                                              std::memory_order_release,
                                              std::memory_order_relaxed)) {

@@ -15,7 +15,7 @@ namespace velmora {
 // unsigned numbers, single bytes, and texts that end with one NUL.
 
 static_assert(std::endian::native == std::endian::little,
-              "formats are copied as they lie in memory");
+              "formats are copied as they are in memory");
 
 /// Reads from the front of a block. After the first read past the end every read yields an empty
 /// value and ok() is false: callers test once, at the end of a record.

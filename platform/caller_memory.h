@@ -18,15 +18,15 @@ class CallerMemory {
   public:
     static constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 
-    /// Nothing beyond `limit` bytes is looked at. `expected`: what the first look copies, if it is
-    /// there.
+    /// Nothing after `limit` bytes is read. `expected`: how many bytes the first copy takes if they
+    /// can be read.
     explicit CallerMemory(const void* address, std::size_t limit = kNoLimit,
                           std::size_t expected = 0) noexcept;
 
     /// What has been copied.
     std::span<const std::byte> bytes() const noexcept { return copy_; }
-    /// Copies on until there are `size` bytes and more of them if they are there: a reader that
-    /// asks for the next byte again and again copies each once. False if there are not so many.
+    /// Copies until there are `size` bytes, and further ahead if it can: a reader that asks for one
+    /// byte after the other copies each once. False if that many cannot be read.
     /// Throws std::bad_alloc.
     bool reach(std::size_t size);
 

@@ -6,15 +6,16 @@
 
 namespace velmora {
 
-/// Owns one Win32 handle and closes it in its destructor. Move-only.
-/// Traits: `Type`, `static Type empty()`, `static void close(Type)`.
-template <class Traits>
+/// What a handle variable without a handle holds, which is what the call that makes one returns if
+/// it fails.
+enum class NoHandle { null, invalid };
+
+/// Owns one handle of the platform and closes it in its destructor. Move-only.
+template <class T, auto Close, NoHandle kNone = NoHandle::null>
 class UniqueHandle {
   public:
-    using Type = typename Traits::Type;
-
     UniqueHandle() noexcept = default;
-    explicit UniqueHandle(Type handle) noexcept : handle_(handle) {}
+    explicit UniqueHandle(T handle) noexcept : handle_(handle) {}
     UniqueHandle(UniqueHandle&& other) noexcept : handle_(other.release()) {}
     UniqueHandle& operator=(UniqueHandle&& other) noexcept {
         reset(other.release());
@@ -22,48 +23,42 @@ class UniqueHandle {
     }
     ~UniqueHandle() { reset(); }
 
-    explicit operator bool() const noexcept { return handle_ != Traits::empty(); }
-    Type get() const noexcept { return handle_; }
+    explicit operator bool() const noexcept { return handle_ != none(); }
+    T get() const noexcept { return handle_; }
 
     /// For calls that return the handle through a pointer; closes what was held before.
-    Type* put() noexcept {
+    T* put() noexcept {
         reset();
         return &handle_;
     }
 
     /// Gives the handle up without closing it.
-    [[nodiscard]] Type release() noexcept { return std::exchange(handle_, Traits::empty()); }
+    [[nodiscard]] T release() noexcept { return std::exchange(handle_, none()); }
 
-    void reset(Type handle = Traits::empty()) noexcept {
-        const Type old = std::exchange(handle_, handle);
-        if (old != Traits::empty()) Traits::close(old);
+    void reset(T handle = none()) noexcept {
+        const T old = std::exchange(handle_, handle);
+        if (old != none()) Close(old);
     }
 
   private:
-    Type handle_ = Traits::empty();
+    static T none() noexcept {
+        if constexpr (kNone == NoHandle::invalid) return INVALID_HANDLE_VALUE;
+        return nullptr;
+    }
+
+    T handle_ = none();
 };
 
-struct RegKeyTraits {
-    using Type = HKEY;
-    static Type empty() noexcept { return nullptr; }
-    static void close(Type key) noexcept { RegCloseKey(key); }
-};
-using UniqueRegKey = UniqueHandle<RegKeyTraits>;
-
-struct ModuleTraits {
-    using Type = HMODULE;
-    static Type empty() noexcept { return nullptr; }
-    static void close(Type module) noexcept { FreeLibrary(module); }
-};
-using UniqueModule = UniqueHandle<ModuleTraits>;
-
-/// Events, threads and every other kernel object whose failed creation yields null.
-struct KernelObjectTraits {
-    using Type = HANDLE;
-    static Type empty() noexcept { return nullptr; }
-    static void close(Type handle) noexcept { CloseHandle(handle); }
-};
-using UniqueEvent = UniqueHandle<KernelObjectTraits>;
-using UniqueThread = UniqueHandle<KernelObjectTraits>;
+// The kinds that more than one room or file uses; a new one is a line here, or in the only file
+// that has it.
+using UniqueEvent = UniqueHandle<HANDLE, CloseHandle>;
+using UniqueMutex = UniqueHandle<HANDLE, CloseHandle>;
+using UniqueSemaphore = UniqueHandle<HANDLE, CloseHandle>;
+using UniqueThread = UniqueHandle<HANDLE, CloseHandle>;
+using UniqueToken = UniqueHandle<HANDLE, CloseHandle>;
+using UniqueFile = UniqueHandle<HANDLE, CloseHandle, NoHandle::invalid>;
+using UniqueLocalMemory = UniqueHandle<void*, LocalFree>;
+using UniqueModule = UniqueHandle<HMODULE, FreeLibrary>;
+using UniqueRegKey = UniqueHandle<HKEY, RegCloseKey>;
 
 }  // namespace velmora

@@ -7,8 +7,8 @@ OwnIdentity::OwnIdentity() noexcept {
     const DWORD error = GetLastError();
     // As the process, since the impersonated user need not be allowed to open the token.
     if (!OpenThreadToken(GetCurrentThread(), TOKEN_IMPERSONATE | TOKEN_QUERY, TRUE, token_.put())) {
-        // If it cannot be taken off the thread goes on as the user, and is refused what he is
-        // refused.
+        // If it cannot be removed the thread goes on as the user, with no more than the user's
+        // rights.
         if (!SetThreadToken(nullptr, nullptr)) token_.reset();
     }
     SetLastError(error);

@@ -5,7 +5,7 @@
 namespace velmora {
 
 /// While it lives the calling thread acts as the process does and not as the user whom it
-/// impersonates; the impersonation comes back at the end. The spooler calls a monitor in the name
+/// impersonates; the impersonation is restored at the end. The spooler calls a monitor in the name
 /// of whoever prints or configures, who may not read what belongs to the system.
 /// OpenThreadToken, SetThreadToken.
 class OwnIdentity {
@@ -16,7 +16,7 @@ class OwnIdentity {
     OwnIdentity& operator=(const OwnIdentity&) = delete;
 
   private:
-    UniqueHandle<KernelObjectTraits> token_;  ///< empty: the thread impersonates nobody
+    UniqueToken token_;  ///< empty: the thread impersonates nobody
 };
 
 }  // namespace velmora

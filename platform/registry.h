@@ -32,7 +32,7 @@ class RegistryValue {
     DWORD size_ = 0;
 };
 
-/// Changes when subkeys come, go or are made anew; not when something changes inside one.
+/// Changes when subkeys are added, removed or replaced; not when something changes inside one.
 struct RegistryStamp {
     std::uint64_t written = 0;
     std::uint32_t subkeys = 0;
@@ -46,7 +46,7 @@ class RegistryKey {
   public:
     RegistryKey() = default;
 
-    /// RegOpenKeyExA with KEY_READ; what it answered goes to `status` if that is given.
+    /// RegOpenKeyExA with KEY_READ; its result goes to `status` if that is given.
     static RegistryKey open(const std::string& path, LSTATUS* status = nullptr);
     /// RegCreateKeyA: opens the key, and makes it and its parents when they are missing.
     static RegistryKey create(const std::string& path);

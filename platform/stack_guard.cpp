@@ -1,5 +1,5 @@
-// The stack protector's guard value and its way out, in place of the compiler's libssp: that one
-// opens a cryptographic provider with every load, which loads further libraries from inside a
+// The stack protector's guard value and failure handler, in place of the compiler's libssp: that
+// one opens a cryptographic provider with every load, which loads further libraries from inside a
 // library's initialisation.
 #include <windows.h>
 
@@ -21,8 +21,8 @@ std::uintptr_t __stack_chk_guard = 0;
 
 namespace {
 
-/// Before every other code of the module, which is why the sources are those that need no other
-/// library; the compilers of the platform use the same ones.
+/// Runs before all other code of the module, so its sources of randomness are those that need no
+/// other library; the compilers of the platform use the same ones.
 [[gnu::constructor(101), gnu::no_stack_protector]] void chooseGuard() {
     FILETIME time{};
     GetSystemTimeAsFileTime(&time);

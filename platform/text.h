@@ -17,8 +17,8 @@ std::string toAnsi(std::wstring_view wide);
 std::string utf8FromWide(std::wstring_view wide);
 std::wstring wideFromUtf8(std::string_view utf8);
 
-/// The same for a text that must come back as it is: none if the code page lacks one of its
-/// characters, for which it would have a look-alike or the default character.
+/// The same for a text that must round-trip: none if the code page lacks one of its characters. No
+/// best-fit characters, no default character.
 std::optional<std::string> toAnsiExactly(std::wstring_view wide);
 
 }  // namespace velmora

@@ -11,8 +11,8 @@ namespace velmora {
 // tests that plant faults.
 
 enum class EventReset {
-    Manual,  ///< stays signalled until it is reset
-    Auto,    ///< a wait that it ends takes the signal
+    manual,     ///< stays signalled until it is reset
+    automatic,  ///< a wait that it ends takes the signal
 };
 
 /// An event, initially not signalled.

@@ -81,7 +81,7 @@ class Event::State {
     template <class Operation>
     void run(ThreadCall::Kind call, Operation operation) {
         if (!permitted({call, kind_})) return;
-        if (kind_ == EventReset::Auto) {
+        if (kind_ == EventReset::automatic) {
             operation(auto_);
         } else {
             operation(manual_);
@@ -95,26 +95,26 @@ class Event::State {
 };
 
 Event::Event(EventReset reset) {
-    if (!permitted({ThreadCall::MakeEvent, reset})) throw std::bad_alloc();
+    if (!permitted({ThreadCall::makeEvent, reset})) throw std::bad_alloc();
     state_ = std::make_unique<State>(reset);
 }
 
 Event::~Event() = default;
 
 void Event::set() {
-    state_->run(ThreadCall::Set, [](auto& event) { event.set(); });
+    state_->run(ThreadCall::set, [](auto& event) { event.set(); });
 }
 
 void Event::reset() {
-    state_->run(ThreadCall::Reset, [](auto& event) { event.reset(); });
+    state_->run(ThreadCall::reset, [](auto& event) { event.reset(); });
 }
 
 void Event::pulse() {
-    state_->run(ThreadCall::Pulse, [](auto& event) { event.pulse(); });
+    state_->run(ThreadCall::pulse, [](auto& event) { event.pulse(); });
 }
 
 void Event::wait() {
-    state_->run(ThreadCall::Wait, [](auto& event) { event.wait(); });
+    state_->run(ThreadCall::wait, [](auto& event) { event.wait(); });
 }
 
 class Thread::State {
@@ -154,14 +154,14 @@ Thread::Thread(std::unique_ptr<State> state) noexcept : state_(std::move(state))
 Thread::~Thread() = default;
 
 std::unique_ptr<Thread> Thread::start(std::function<void()> body) {
-    if (!permitted({ThreadCall::StartThread})) return nullptr;
+    if (!permitted({ThreadCall::startThread})) return nullptr;
     auto thread = std::make_unique<Thread>(std::make_unique<State>());
     if (!thread->state_->start(std::move(body))) return nullptr;
     return thread;
 }
 
 bool Thread::startDetached(std::function<void()> body) {
-    if (!permitted({ThreadCall::StartThread})) return false;
+    if (!permitted({ThreadCall::startThread})) return false;
     try {
         std::thread(std::move(body)).detach();
     } catch (const std::system_error&) {
@@ -171,7 +171,7 @@ bool Thread::startDetached(std::function<void()> body) {
 }
 
 bool Thread::waitForEnd(std::uint32_t milliseconds) {
-    if (!permitted({ThreadCall::WaitForEnd, EventReset::Manual, milliseconds})) return false;
+    if (!permitted({ThreadCall::waitForEnd, EventReset::manual, milliseconds})) return false;
     return state_->waitForEnd(milliseconds * stdThreads().millisecond);
 }
 

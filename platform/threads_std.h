@@ -10,10 +10,10 @@ namespace velmora {
 
 /// One call of threads.h.
 struct ThreadCall {
-    enum Kind { MakeEvent, Set, Reset, Pulse, Wait, StartThread, WaitForEnd };
+    enum Kind { makeEvent, set, reset, pulse, wait, startThread, waitForEnd };
 
     Kind kind;
-    EventReset event = EventReset::Manual;  ///< of calls of an event
+    EventReset event = EventReset::manual;  ///< of calls of an event
     std::uint32_t milliseconds = 0;         ///< of WaitForEnd
 };
 

@@ -30,8 +30,8 @@ class ManualResetEvent {
         signalled_ = false;
     }
     void pulse() {
-        // Without a waiter there is nobody to release. One that comes while this is looked at
-        // would have come too late for the pulse as well.
+        // Without a waiter there is nobody to release. A thread that begins to wait at this moment
+        // would have missed the pulse as well.
         if (waiters_ == 0 && !signalled_) return;
         PulseEvent(event_.get());
         signalled_ = false;
@@ -57,7 +57,7 @@ class Win32Semaphore {
     void wait() { WaitForSingleObject(semaphore_.get(), INFINITE); }
 
   private:
-    UniqueEvent semaphore_;
+    UniqueSemaphore semaphore_;
 };
 
 }  // namespace
@@ -88,7 +88,7 @@ class StateOf final : public Event::State {
 }  // namespace
 
 Event::Event(EventReset reset) {
-    if (reset == EventReset::Auto) {
+    if (reset == EventReset::automatic) {
         state_ = std::make_unique<StateOf<AutoResetEvent<Win32Semaphore>>>();
     } else {
         state_ = std::make_unique<StateOf<ManualResetEvent>>();

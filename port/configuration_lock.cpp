@@ -19,15 +19,14 @@ class SharedWithAdministrators {
                 nullptr)) {
             attributes_.lpSecurityDescriptor = nullptr;
         }
+        descriptor_.reset(attributes_.lpSecurityDescriptor);
     }
-    ~SharedWithAdministrators() { LocalFree(attributes_.lpSecurityDescriptor); }
-    SharedWithAdministrators(const SharedWithAdministrators&) = delete;
-    SharedWithAdministrators& operator=(const SharedWithAdministrators&) = delete;
 
     SECURITY_ATTRIBUTES* get() noexcept { return &attributes_; }
 
   private:
     SECURITY_ATTRIBUTES attributes_{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
+    UniqueLocalMemory descriptor_;
 };
 
 }  // namespace

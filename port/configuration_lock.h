@@ -26,7 +26,7 @@ class ConfigurationLock {
     bool held() const noexcept { return held_; }
 
   private:
-    UniqueEvent mutex_;
+    UniqueMutex mutex_;
     bool held_ = false;
 };
 

@@ -10,13 +10,6 @@
 namespace velmora {
 namespace {
 
-struct LocalMemoryTraits {
-    using Type = void*;
-    static Type empty() noexcept { return nullptr; }
-    static void close(Type memory) noexcept { LocalFree(memory); }
-};
-using UniqueLocalMemory = UniqueHandle<LocalMemoryTraits>;
-
 // Full access for administrators and the system, for what is in it too, and nothing inherited.
 constexpr char kRights[] = "D:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
 

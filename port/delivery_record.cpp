@@ -1,11 +1,10 @@
 #include "port/delivery_record.h"
 
 #include <array>
-#include <charconv>
 #include <chrono>
-#include <cstdio>
 
 #include "ipp/status_names.h"
+#include "platform/digits.h"
 
 namespace velmora {
 namespace {
@@ -27,16 +26,14 @@ class JsonLine {
 
     JsonLine& number(std::string_view key, std::uint64_t value) {
         name(key);
-        char digits[20];
-        line_.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+        appendDigits(line_, value);
         return *this;
     }
     /// A number given in thousandths.
     JsonLine& thousandths(std::string_view key, std::uint64_t value) {
         number(key, value / 1000);
-        char fraction[8];
-        std::snprintf(fraction, sizeof fraction, ".%03u", static_cast<unsigned>(value % 1000));
-        line_ += fraction;
+        line_ += '.';
+        appendDigits(line_, value % 1000, 3);
         return *this;
     }
     JsonLine& text(std::string_view key, std::string_view utf8) {
@@ -93,9 +90,8 @@ class JsonLine {
         if (code == '"' || code == '\\') {
             line_ += '\\';
         } else if (code < 0x20 || code == 0x7F) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(code));
-            line_ += escape;
+            line_ += "\\u";
+            appendDigits(line_, code, 4, 16);
             return;
         }
         line_ += bytes;
@@ -113,12 +109,18 @@ std::string utcTime(std::int64_t milliseconds) {
     const auto day = floor<days>(time);
     const year_month_day date(day);
     const hh_mm_ss clock(time - day);
-    char text[40];
-    std::snprintf(
-        text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ", static_cast<int>(date.year()),
-        static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-        static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-        static_cast<int>(clock.seconds().count()), static_cast<int>(clock.subseconds().count()));
+    std::string text;
+    const auto part = [&](std::uint64_t number, unsigned width, char after) {
+        appendDigits(text, number, width);
+        text += after;
+    };
+    part(static_cast<std::uint64_t>(static_cast<int>(date.year())), 4, '-');
+    part(static_cast<unsigned>(date.month()), 2, '-');
+    part(static_cast<unsigned>(date.day()), 2, 'T');
+    part(static_cast<std::uint64_t>(clock.hours().count()), 2, ':');
+    part(static_cast<std::uint64_t>(clock.minutes().count()), 2, ':');
+    part(static_cast<std::uint64_t>(clock.seconds().count()), 2, '.');
+    part(static_cast<std::uint64_t>(clock.subseconds().count()), 3, 'Z');
     return text;
 }
 
@@ -178,16 +180,6 @@ std::string deliveryLine(const DeliveryEntry& entry) {
         if (line.size() <= kLongestDeliveryLine) break;
     }
     return line;
-}
-
-std::string withoutUserInfo(std::string_view url) {
-    const std::size_t scheme = url.find("://");
-    const std::size_t begin = scheme == std::string_view::npos ? 0 : scheme + 3;
-    const std::size_t path = std::min(url.find_first_of("/?#", begin), url.size());
-    // The last "@" of the authority: a password may hold one that is not escaped.
-    const std::size_t at = url.substr(0, path).rfind('@');
-    if (at == std::string_view::npos || at < begin) return std::string(url);
-    return std::string(url.substr(0, begin)) + std::string(url.substr(at + 1));
 }
 
 std::string deliveryFileName(unsigned age) {

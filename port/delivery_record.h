@@ -73,9 +73,6 @@ inline constexpr std::size_t kLongestDeliveryLine = 4096;
 /// longer than kLongestDeliveryLine.
 std::string deliveryLine(const DeliveryEntry& entry);
 
-/// A printer's URL without the user and password that it may name (RFC 3986, 3.2.1).
-std::string withoutUserInfo(std::string_view url);
-
 /// The name of the file with the newest lines (0) or of an older one (1 to kOldDeliveryFiles).
 std::string deliveryFileName(unsigned age);
 inline constexpr unsigned kOldDeliveryFiles = 3;

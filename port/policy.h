@@ -46,7 +46,7 @@ struct PolicyValue {
 /// Every value, in the order in which tools and documents list them.
 std::span<const PolicyValue> policyValues() noexcept;
 
-/// The number that a registry value of `type` with these bytes stands for; none when it is not a
+/// The number that a registry value of `type` with these bytes means; none when it is not a
 /// REG_DWORD within the bounds, which counts as a missing value.
 std::optional<std::uint32_t> parsePolicyValue(const PolicyValue& value, std::uint32_t type,
                                               std::span<const std::byte> data) noexcept;

@@ -12,10 +12,6 @@
 namespace velmora {
 namespace {
 
-std::string policyKey(const std::string& monitorKey) {
-    return monitorKey + "\\Policy";
-}
-
 Policy readValues(const RegistryKey& key) {
     Policy policy;
     for (const PolicyValue& value : policyValues()) {
@@ -53,9 +49,13 @@ LastPolicy& lastPolicy() {
 
 }  // namespace
 
+std::string policyRegistryKey(const std::string& monitorKey) {
+    return monitorKey + "\\Policy";
+}
+
 Policy machinePolicy() noexcept {
     try {
-        const std::string path = policyKey(monitorRegistryKey());
+        const std::string path = policyRegistryKey(monitorRegistryKey());
         const OwnIdentity identity;
         LSTATUS status = ERROR_SUCCESS;
         const RegistryKey key = RegistryKey::open(path, &status);
@@ -73,24 +73,24 @@ Policy machinePolicy() noexcept {
 
 bool hasPolicy(const std::string& monitorKey) {
     LSTATUS status = ERROR_SUCCESS;
-    RegistryKey::open(policyKey(monitorKey), &status);
+    RegistryKey::open(policyRegistryKey(monitorKey), &status);
     return status != ERROR_FILE_NOT_FOUND && status != ERROR_PATH_NOT_FOUND;
 }
 
 Policy readPolicy(const std::string& monitorKey) {
-    const RegistryKey key = RegistryKey::open(policyKey(monitorKey));
+    const RegistryKey key = RegistryKey::open(policyRegistryKey(monitorKey));
     return key ? readValues(key) : Policy();
 }
 
 bool createPolicy(const std::string& monitorKey, const Policy& policy) {
-    const std::string path = policyKey(monitorKey);
+    const std::string path = policyRegistryKey(monitorKey);
     bool written = true;
     {
         const RegistryKey key = RegistryKey::create(path);
         for (const PolicyValue& value : policyValues())
             written = written && key.setNumber(value.name, policy.*value.field);
     }
-    // Half a policy would look like a whole one to whoever comes next.
+    // A policy with only some of its values would be taken for a complete one.
     if (!written) RegistryKey::deleteTree(path);
     return written;
 }

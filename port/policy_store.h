@@ -9,6 +9,9 @@ namespace velmora {
 // The machine's policy is kept below the monitor's key, key "Policy", one value each. `monitorKey`
 // is that key below HKEY_LOCAL_MACHINE, without a trailing backslash.
 
+/// "<monitor key>\\Policy".
+std::string policyRegistryKey(const std::string& monitorKey);
+
 /// The policy in force on this computer, read afresh as the process itself: the calling thread may
 /// impersonate a user who may not read it. A policy that is there and cannot be read is what it was
 /// when it was last read, or that of a new installation: a fault must not open what was closed.

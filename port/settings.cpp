@@ -1,5 +1,7 @@
 #include "port/settings.h"
 
+#include "directory/groups_store.h"
+
 namespace velmora {
 
 const ProfileFile& settingsFile() {
@@ -26,6 +28,10 @@ std::string monitorRegistryKey() {
 
 std::string monitorRegistryKey(const std::string& company) {
     return "Software\\" + company + "\\Ipp\\PortMonitor\\1.1";
+}
+
+RegistryGroupsStore directoryStore() {
+    return {monitorRegistryKey(), lookupText(settingsFile(), "PagePrinterGroups", "All groups")};
 }
 
 }  // namespace velmora

@@ -6,6 +6,8 @@
 
 namespace velmora {
 
+class RegistryGroupsStore;
+
 /// The settings file: "Velmora.dat" in the system directory. The path is computed once.
 const ProfileFile& settingsFile();
 
@@ -22,5 +24,9 @@ const std::string& appRegKey();
 /// company that the caller has read.
 std::string monitorRegistryKey();
 std::string monitorRegistryKey(const std::string& company);
+
+/// The machine's printer directory: beside the ports, below the monitor's registry key. Until a
+/// root group is stored it is called by the interface's text "All groups".
+RegistryGroupsStore directoryStore();
 
 }  // namespace velmora

@@ -3,13 +3,14 @@
 #include <array>
 #include <vector>
 
+#include "directory/groups_db.h"
 #include "platform/text.h"
+#include "port/port_config.h"
 
 namespace velmora {
 namespace {
 
 constexpr std::size_t kLongestName = 1024;
-constexpr std::size_t kRecordArea = 1024;
 
 std::wstring wideName(const std::string& name) {
     return toWide(name).substr(0, kLongestName);
@@ -26,7 +27,7 @@ XcvConnection::XcvConnection(const SpoolerFunctions& spooler, const std::string&
     : spooler_(spooler) {
     std::string printer = server;
     if (!printer.empty()) printer += '\\';
-    printer += kind == Kind::Monitor ? ",XcvMonitor " : ",XcvPort ";
+    printer += kind == Kind::monitor ? ",XcvMonitor " : ",XcvPort ";
     printer += name;
     PRINTER_DEFAULTSA defaults{nullptr, nullptr, SERVER_ACCESS_ADMINISTER};
     if (!spooler_.openPrinter(printer.data(), &handle_, &defaults))
@@ -66,35 +67,35 @@ void XcvConnection::sendName(const wchar_t* command, const std::wstring& wide) {
 }
 
 void XcvConnection::addPort(const std::string& name) {
-    sendName(L"AddPort", wideName(name));
+    sendName(kAddPort, wideName(name));
 }
 
 void XcvConnection::deletePort(const std::string& name) {
-    sendName(L"DeletePort", toWide(name));
+    sendName(kDeletePort, toWide(name));
 }
 
 void XcvConnection::configPort(const PortConfig& config) {
-    call(L"ConfigPort", pack(config), {});
+    call(kConfigPort, pack(config), {});
 }
 
 PortConfig XcvConnection::getConfigInfo(const std::string& name) {
     std::array<std::byte, kRecordArea> area{};
-    call(L"GetConfigInfo", std::as_bytes(std::span(name.c_str(), name.size() + 1)), area);
+    call(kGetConfigInfo, std::as_bytes(std::span(name.c_str(), name.size() + 1)), area);
     return unpack(area).value_or(PortConfig());
 }
 
 void XcvConnection::getGroupsDB(CGroupsDB& directory) {
     DWORD needed = 0;
-    call(L"GetGroupsDB", {}, {}, needed);
+    call(kGetGroupsDb, {}, {}, needed);
     std::vector<std::byte> payload(needed);
-    callOrThrow(L"GetGroupsDB", {}, payload);
+    callOrThrow(kGetGroupsDb, {}, payload);
     if (!directory.Deserialize(payload)) throw XcvException(ERROR_INVALID_DATA);
 }
 
 void XcvConnection::setGroupsDB(const CGroupsDB& directory) {
     std::vector<std::byte> payload(directory.GetSize());
     directory.Serialize(payload.data());
-    callOrThrow(L"SetGroupsDB", payload, {});
+    callOrThrow(kSetGroupsDb, payload, {});
 }
 
 }  // namespace velmora

@@ -2,14 +2,28 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <span>
 #include <string>
 
-#include "directory/groups_db.h"
-#include "port/port_config.h"
 #include "port/spooler.h"
 
 namespace velmora {
+
+class CGroupsDB;
+struct PortConfig;
+
+// The commands of the channel.
+inline constexpr wchar_t kMonitorUi[] = L"MonitorUI";
+inline constexpr wchar_t kAddPort[] = L"AddPort";
+inline constexpr wchar_t kDeletePort[] = L"DeletePort";
+inline constexpr wchar_t kGetConfigInfo[] = L"GetConfigInfo";
+inline constexpr wchar_t kConfigPort[] = L"ConfigPort";
+inline constexpr wchar_t kGetGroupsDb[] = L"GetGroupsDB";
+inline constexpr wchar_t kSetGroupsDb[] = L"SetGroupsDB";
+
+/// What the dialogs read a port's record into, in bytes. A larger one does not arrive.
+inline constexpr std::size_t kRecordArea = 1024;
 
 /// A call of the channel has failed, with the Win32 code that it gave.
 class XcvException {
@@ -27,7 +41,7 @@ class XcvException {
 /// arrive would empty the one that is there.
 class XcvConnection {
   public:
-    enum class Kind { Monitor, Port };
+    enum class Kind { monitor, port };
 
     /// Opens the channel to the monitor or port `name` with the right to administer. `server` may
     /// be empty: this machine. OpenPrinterA.
@@ -45,11 +59,11 @@ class XcvConnection {
     void addPort(const std::string& name);
     void deletePort(const std::string& name);
     void configPort(const PortConfig& config);
-    /// A record of more than 1024 bytes does not arrive; an empty one comes back instead.
+    /// Of a record that is larger than kRecordArea an empty one comes back.
     PortConfig getConfigInfo(const std::string& name);
 
     /// Replaces the contents of `directory`. Throws too when the monitor refuses, and when what it
-    /// sends is no directory (ERROR_INVALID_DATA).
+    /// sends is not a directory (ERROR_INVALID_DATA).
     void getGroupsDB(CGroupsDB& directory);
     /// Throws too when the monitor refuses.
     void setGroupsDB(const CGroupsDB& directory);

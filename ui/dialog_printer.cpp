@@ -8,18 +8,10 @@
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {
-namespace {
-
-/// The directory's store reads texts of up to 1,023 bytes; a longer one would be lost with the next
-/// load, so none can be typed.
-constexpr std::size_t kLongestText = 1023;
-
-}  // namespace
-
 void PrinterDialog::onInit() {
     for (const int id :
          {IDC_PRINTER_NAME, IDC_PRINTER_URL, IDC_PRINTER_USER_NAME, IDC_PRINTER_PASSWORD})
-        limitBytes(control(id), kLongestText);
+        limitBytes(control(id), kLongestDirectoryText);
     ModalDialog::onInit();
     texts_.TranslateWindow(window());
     applyAuthentication();

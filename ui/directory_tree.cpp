@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "directory/groups_db.h"
 #include "platform/library.h"
 #include "ui/group_tree_rules.h"
 #include "ui/kit/window.h"

@@ -3,11 +3,13 @@
 #include <cstdint>
 #include <map>
 
-#include "directory/groups_db.h"
 #include "ui/kit/tree_view.h"
 #include "ui/kit/user_objects.h"
 
 namespace velmora {
+
+class CGroupsDB;
+struct CGroupsDBNode;
 
 /// The pictures of groups and printers, for trees.
 class TreeIcons {

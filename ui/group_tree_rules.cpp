@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <set>
 
+#include "directory/groups_db.h"
+
 namespace velmora {
 
 GroupsPageButtons groupsPageButtons(const CGroupsDBNode* selected) {

@@ -5,9 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "directory/groups_db.h"
-
 namespace velmora {
+
+class CGroupsDB;
+struct CGroupsDBNode;
 
 // The rules of the printer groups page, without its windows.
 

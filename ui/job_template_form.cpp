@@ -5,6 +5,7 @@
 #include <iterator>
 #include <span>
 
+#include "ipp/job_template.h"
 #include "ipp/job_template_choices.h"
 
 namespace velmora {

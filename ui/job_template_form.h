@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
-#include "ipp/job_template.h"
-
 namespace velmora {
+
+struct JobTemplate;
 
 /// The job template as the controls of its page show it: texts, check marks and positions in the
 /// lists of job_template_choices.h. A position is -1 if nothing is selected, as for a value that

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "directory/groups_db.h"
 #include "ui/group_tree_rules.h"
 #include "ui/tree_rows.h"
 

@@ -4,9 +4,9 @@
 #include <optional>
 #include <vector>
 
-#include "directory/groups_db.h"
-
 namespace velmora {
+
+class CGroupsDB;
 
 /// The clipboard of one printer groups page: which node was cut or copied. Independent of the
 /// system's clipboard.

@@ -1,5 +1,6 @@
 #include "ui/page_printer_groups.h"
 
+#include "directory/groups_db.h"
 #include "platform/library.h"
 #include "ui/dialog_printer.h"
 #include "ui/group_tree_rules.h"

@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 
-#include "directory/groups_db.h"
 #include "ui/directory_tree.h"
 #include "ui/kit/property_page.h"
 #include "ui/kit/tree_drag.h"
@@ -13,6 +12,9 @@
 #include "ui/text_table.h"
 
 namespace velmora {
+
+class CGroupsDB;
+struct CGroupsDBNode;
 
 /// The page of both port sheets that edits the printer directory as a tree. Every edit is made in
 /// the directory at once; storing the directory is up to the caller.

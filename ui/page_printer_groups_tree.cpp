@@ -4,6 +4,7 @@
 
 #include <windowsx.h>
 
+#include "directory/groups_db.h"
 #include "platform/library.h"
 #include "ui/group_tree_rules.h"
 #include "ui/kit/user_objects.h"
@@ -20,9 +21,6 @@ constexpr UINT kReopenMilliseconds = 50;
 
 /// The size of a tree view's own label buffers, with the terminator.
 constexpr std::size_t kTreeLabel = 260;
-
-/// The directory's store reads names of up to this many bytes.
-constexpr std::size_t kLongestName = 1023;
 
 POINT pointOf(LPARAM position) {
     return {GET_X_LPARAM(position), GET_Y_LPARAM(position)};
@@ -61,7 +59,7 @@ LRESULT CPagePrinterGroups::beginLabelEdit(const NMTVDISPINFOA& info) {
     const CGroupsDBNode* node = tree_.node(info.item.hItem);
     if (refusedLabel_ || node == nullptr || tree_.isTopLevel(info.item.hItem) || !canRename(*node))
         return TRUE;
-    edit_.open(view().editBox(), node->name, kLongestName);
+    edit_.open(view().editBox(), node->name, kLongestDirectoryText);
     return FALSE;
 }
 

@@ -4,6 +4,7 @@
 
 #include "directory/child_index.h"
 #include "directory/groups_db.h"
+#include "port/port_config.h"
 #include "ui/printer_form.h"
 #include "ui/resources/resource_ids.h"
 

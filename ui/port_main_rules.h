@@ -8,16 +8,19 @@
 #include <unordered_map>
 #include <vector>
 
-#include "port/port_config.h"
+#include "platform/printer_address.h"
 #include "ui/kit/refusal.h"
 
 namespace velmora {
 
 class CGroupsDB;
+struct PortConfig;
 
 // The rules of the port main page, without its window.
 
-enum PortMode { kSinglePrinter = 0, kMultiRemote = 1 };
+// The modes, as the radio buttons number them.
+inline constexpr int kSinglePrinter = 0;
+inline constexpr int kMultiRemote = 1;
 
 /// What the page shows and edits, as its controls hold it.
 struct PortMainData {

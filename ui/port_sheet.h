@@ -1,23 +1,26 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
-#include "port/port_config.h"
 #include "port/spooler.h"
 #include "ui/kit/property_sheet.h"
-#include "ui/page_job_template.h"
-#include "ui/page_port_main.h"
-#include "ui/page_printer_groups.h"
 
 namespace velmora {
 
 class CGroupsDB;
+class CPageJobTemplate;
+class CPagePortMain;
+class CPagePrinterGroups;
 class MessageBoxes;
+struct PortConfig;
 
 /// The property sheet that edits a port. Pages change the printer directory while the sheet is
 /// open; saving it, and the record, is up to the caller.
 class PortSheet : public SheetWindow {
   public:
+    ~PortSheet() override;
+
     /// Runs the sheet modally. True: the user pressed OK, and `config` holds what was edited.
     /// False: `config` is as it was. Throws what a handler of a page has thrown.
     bool edit(PortConfig& config);
@@ -34,15 +37,15 @@ class PortSheet : public SheetWindow {
     /// Fills the pages before the sheet runs.
     virtual void showConfig(const PortConfig& config);
 
-    CPagePortMain& mainPage() noexcept { return main_; }
+    CPagePortMain& mainPage() noexcept { return *main_; }
 
   private:
     void storeConfig(PortConfig& config) const;
 
     CGroupsDB& directory_;
-    CPagePortMain main_;
-    CPageJobTemplate template_;
-    CPagePrinterGroups groups_;
+    std::unique_ptr<CPagePortMain> main_;
+    std::unique_ptr<CPageJobTemplate> template_;
+    std::unique_ptr<CPagePrinterGroups> groups_;
 };
 
 /// For a new port. It starts as a single printer with the default job template, whatever the record

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "directory/groups_db.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {
@@ -29,7 +30,7 @@ std::optional<Refusal> checkPrinterName(const std::string& name,
 std::optional<Refusal> checkPrinterUrl(const std::string& url, int control,
                                        const std::function<bool(const std::string&)>& isValid) {
     if (url.empty()) return Refusal{IDS_URL_MISSING, control};
-    if (!isValid(url)) return Refusal{IDS_URL_INVALID, control, MessageIcon::Error};
+    if (!isValid(url)) return Refusal{IDS_URL_INVALID, control, MessageIcon::error};
     return std::nullopt;
 }
 

@@ -6,10 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "directory/groups_db.h"
+#include "platform/printer_address.h"
 #include "ui/kit/refusal.h"
 
 namespace velmora {
+
+struct CGroupsDBPrinter;
 
 /// What the two printer dialogs edit.
 struct PrinterForm {

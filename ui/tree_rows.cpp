@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "directory/child_index.h"
+#include "directory/groups_db.h"
 
 namespace velmora {
 namespace {

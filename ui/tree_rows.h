@@ -4,9 +4,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "directory/groups_db.h"
-
 namespace velmora {
+
+class CGroupsDB;
+struct CGroupsDBNode;
 
 /// One item of the tree view.
 struct TreeRow {

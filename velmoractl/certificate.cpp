@@ -22,12 +22,7 @@ constexpr DWORD kIgnoreAll = SECURITY_FLAG_IGNORE_CERT_CN_INVALID |
                              SECURITY_FLAG_IGNORE_CERT_DATE_INVALID |
                              SECURITY_FLAG_IGNORE_UNKNOWN_CA | SECURITY_FLAG_IGNORE_REVOCATION;
 
-struct ChainTraits {
-    using Type = PCCERT_CHAIN_CONTEXT;
-    static Type empty() noexcept { return nullptr; }
-    static void close(Type chain) noexcept { CertFreeCertificateChain(chain); }
-};
-using UniqueChain = UniqueHandle<ChainTraits>;
+using UniqueChain = UniqueHandle<PCCERT_CHAIN_CONTEXT, CertFreeCertificateChain>;
 
 std::string nameOf(PCCERT_CONTEXT certificate, DWORD flags) {
     std::array<wchar_t, 256> area{};

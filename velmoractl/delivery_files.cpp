@@ -100,7 +100,8 @@ void DeliveryFiles::skip() {
 }
 
 void DeliveryFiles::read(const Take& take) {
-    // From the newest to the oldest: a file that moves on meanwhile is met twice and never missed.
+    // From the newest to the oldest: a file that is renamed in between is read twice and never
+    // missed.
     std::vector<Open> files;
     for (unsigned age = 0; age <= kOldDeliveryFiles; ++age) {
         Open one = open(age);

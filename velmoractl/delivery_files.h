@@ -13,7 +13,7 @@
 namespace velmora::ctl {
 
 /// The files of the record of deliveries in one directory, read while the monitor writes them: as
-/// lines in the order in which they were written, also when the files move on meanwhile.
+/// lines in the order in which they were written, also when the files are rotated in between.
 class DeliveryFiles {
   public:
     explicit DeliveryFiles(std::string directory) : directory_(std::move(directory)) {}
@@ -33,14 +33,8 @@ class DeliveryFiles {
     bool found() const noexcept { return found_; }
 
   private:
-    struct FileHandle {
-        using Type = HANDLE;
-        static Type empty() noexcept { return INVALID_HANDLE_VALUE; }
-        static void close(Type file) noexcept { CloseHandle(file); }
-    };
-    using File = UniqueHandle<FileHandle>;
     struct Open {
-        File file;
+        UniqueFile file;
         std::uint64_t id = 0;
     };
 

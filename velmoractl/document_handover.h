@@ -16,12 +16,7 @@
 
 namespace velmora::ctl {
 
-struct PrinterTraits {
-    using Type = HANDLE;
-    static Type empty() noexcept { return nullptr; }
-    static void close(Type printer) noexcept { ClosePrinter(printer); }
-};
-using UniquePrinter = UniqueHandle<PrinterTraits>;
+using UniquePrinter = UniqueHandle<HANDLE, ClosePrinter>;
 
 /// A document on its way to the spooler, in a thread of its own: whatever stands still there, a
 /// question for a password that nobody sees included, does not keep the caller.

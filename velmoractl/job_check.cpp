@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ipp/print_job.h"
+#include "velmoractl/text/ipp_text.h"
 
 namespace velmora::ctl {
 namespace {

@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "ipp/job_template.h"
 #include "velmoractl/printer_client.h"
-#include "velmoractl/text/ipp_text.h"
+
+namespace velmora {
+struct JobTemplate;
+}
 
 namespace velmora::ctl {
 

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <set>
 
+#include "directory/groups_db.h"
+#include "port/port_config.h"
 #include "port/spooler.h"
 #include "port/xcv_client.h"
 #include "velmoractl/setup/installed_settings.h"
@@ -15,17 +17,15 @@
 namespace velmora::ctl {
 namespace {
 
-// Larger than any record that the program or the dialogs make; the dialogs' own area is 1024 bytes.
-constexpr std::size_t kRecordArea = 64 * 1024;
+// Larger than any record that the program or the dialogs make.
+constexpr std::size_t kLargestRecord = 64 * 1024;
 
 // How long another command may take for one change before this one gives up.
 constexpr std::chrono::seconds kLongestWait{30};
-// An open dialog stays open; but one that is just being closed is worth a moment.
+// How long a dialog that is just being closed is waited for.
 constexpr DWORD kDialogPollMs = 200;
 constexpr int kDialogPolls = 10;
 constexpr int kAttempts = 3;
-// The registry's reader takes 1024 bytes a text, its zero included.
-constexpr std::size_t kLongestText = 1023;
 
 void check(DWORD status, const std::string& what) {
     if (status == ERROR_SUCCESS) return;
@@ -43,8 +43,9 @@ auto guarded(const std::string& what, Body&& body) {
 }
 
 void checkLength(const std::string& text, const std::string& what) {
-    if (text.size() <= kLongestText) return;
-    throw CommandError(ExitCode::usage, what, "a text is longer than 1023 bytes",
+    if (text.size() <= kLongestDirectoryText) return;
+    throw CommandError(ExitCode::usage, what,
+                       "a text is longer than " + std::to_string(kLongestDirectoryText) + " bytes",
                        "give a shorter one");
 }
 
@@ -68,7 +69,7 @@ std::span<const std::byte> bytesOf(const std::string& ansi) {
 
 struct MonitorChannel::Xcv {
     Xcv(const std::string& server, const std::string& monitor)
-        : connection(spooler(), server, XcvConnection::Kind::Monitor, monitor) {}
+        : connection(spooler(), server, XcvConnection::Kind::monitor, monitor) {}
 
     XcvConnection connection;
 };
@@ -164,8 +165,8 @@ std::unique_ptr<ConfigurationLock> MonitorChannel::lockDirectory(const std::stri
 PortConfig MonitorChannel::port(const std::string& name) {
     const std::string what = "port " + quotedAnsi(name);
     return guarded(what, [&] {
-        std::vector<std::byte> area(kRecordArea);
-        const DWORD status = xcv_->connection.call(L"GetConfigInfo", bytesOf(name), area);
+        std::vector<std::byte> area(kLargestRecord);
+        const DWORD status = xcv_->connection.call(kGetConfigInfo, bytesOf(name), area);
         if (status == ERROR_INVALID_PARAMETER) {
             const std::vector<std::string> names = portNames();
             const auto similar = std::ranges::find_if(names, [&](const std::string& other) {
@@ -215,7 +216,7 @@ void MonitorChannel::changePort(const PortConfig& config) {
     const std::string what = "storing port " + quotedAnsi(config.name);
     const auto held = lock(what);
     guarded(what, [&] {
-        check(xcv_->connection.call(L"ConfigPort", pack(config), {}), what);
+        check(xcv_->connection.call(kConfigPort, pack(config), {}), what);
         if (port(config.name) == config) return;
         throw CommandError(ExitCode::failed, what, "the monitor holds other settings",
                            "check that nobody else configures the port, and try again");
@@ -228,8 +229,8 @@ void MonitorChannel::removePort(const std::string& name) {
     guarded(what, [&] {
         xcv_->connection.deletePort(name);
         // The monitor's answer does not tell; it knows a removed port no longer.
-        std::vector<std::byte> area(kRecordArea);
-        const DWORD status = xcv_->connection.call(L"GetConfigInfo", bytesOf(name), area);
+        std::vector<std::byte> area(kLargestRecord);
+        const DWORD status = xcv_->connection.call(kGetConfigInfo, bytesOf(name), area);
         if (status == ERROR_INVALID_PARAMETER) return;
         throw CommandError(ExitCode::failed, what, "the monitor still has it",
                            "see \"port list\", and try again");
@@ -254,7 +255,7 @@ CGroupsDB MonitorChannel::changeDirectory(const std::string& what,
             change(wanted);
         } catch (const CommandError&) {
             if (attempt == 1) throw;
-            break;  // it clashes with what an attempt has left, or with another's change
+            break;  // it conflicts with what an attempt has left, or with another's change
         }
         if (wanted == before) return wanted;
         checkLengths(wanted, what);

@@ -5,11 +5,14 @@
 #include <string>
 #include <vector>
 
-#include "directory/groups_db.h"
 #include "port/configuration_lock.h"
-#include "port/port_config.h"
 #include "velmoractl/command_error.h"
 #include "velmoractl/verbs/session.h"
+
+namespace velmora {
+class CGroupsDB;
+struct PortConfig;
+}  // namespace velmora
 
 namespace velmora::ctl {
 

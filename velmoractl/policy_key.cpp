@@ -4,6 +4,8 @@
 #include <span>
 
 #include "platform/profile_file.h"
+#include "port/policy_store.h"
+#include "port/settings.h"
 #include "velmoractl/setup/installed_settings.h"
 #include "velmoractl/text/console.h"
 
@@ -19,13 +21,13 @@ std::string monitorKeyOf(const std::string& server) {
     const ProfileFile file(server + "\\admin$\\system32\\Velmora.dat");
     const std::string company = file.read("Strings", "AppRegKey");
     if (company.empty()) return installedKey();
-    return "Software\\" + company + "\\Ipp\\PortMonitor\\1.1";
+    return monitorRegistryKey(company);
 }
 
 }  // namespace
 
 PolicyKey::PolicyKey(const std::string& server)
-    : server_(server), path_(monitorKeyOf(server) + "\\Policy") {
+    : server_(server), path_(policyRegistryKey(monitorKeyOf(server))) {
     if (server.empty()) return;
     const LSTATUS error = RegConnectRegistryA(server.c_str(), HKEY_LOCAL_MACHINE, root_.put());
     if (error == ERROR_SUCCESS) return;

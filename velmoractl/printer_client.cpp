@@ -27,7 +27,7 @@ struct ErrorWords {
     const char* remedy;
 };
 
-// What the codes mean to somebody who has a printer in mind.
+// What the codes mean when a printer is asked.
 constexpr ErrorWords kErrorWords[] = {
     {ERROR_INVALID_HANDLE, "bad-url", "the URL cannot be used", "write it as ipp://HOST/PATH"},
     {ERROR_INTERNET_NAME_NOT_RESOLVED, "host-unknown", "the host name is unknown",

@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "directory/groups_store.h"
 #include "monitor/port_store.h"
 #include "platform/registry.h"
-#include "port/directory_store.h"
+#include "port/port_config.h"
 #include "port/settings.h"
 
 namespace velmora::testing {

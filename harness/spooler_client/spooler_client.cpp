@@ -33,12 +33,7 @@ constexpr char kEnvironment[] = "Windows x64";
 constexpr char kEnvironment[] = "Windows NT x86";
 #endif
 
-struct PrinterTraits {
-    using Type = HANDLE;
-    static Type empty() noexcept { return nullptr; }
-    static void close(Type printer) noexcept { ClosePrinter(printer); }
-};
-using UniquePrinter = velmora::UniqueHandle<PrinterTraits>;
+using UniquePrinter = velmora::UniqueHandle<HANDLE, ClosePrinter>;
 
 int fail(const char* what) {
     std::printf("%s failed, error %lu\n", what, GetLastError());

@@ -4,7 +4,7 @@
 
 namespace velmora::testing {
 
-/// A WinInet behind which every printer takes every request at once and answers "successful-ok".
+/// A WinInet whose printers all take every request at once and answer "successful-ok".
 /// For jobs of the built library, from any number of threads; its calls take no memory. URLs are
 /// cracked by the platform.
 /// Made before the library is loaded, by a program whose own folder holds `wininet_stand_in`, with

@@ -7,7 +7,6 @@
 #include <string>
 
 #include "ipp/chunk.h"
-#include "ipp/job_template.h"
 #include "platform/printer_address.h"
 #include "port/delivery_record.h"
 
@@ -25,11 +24,10 @@ enum class Pace {
     prompt,  ///< in pieces of 64 KiB; workers begin with what is there
 };
 
-/// What one printer is to be sent. Texts are in the ANSI code page.
+/// What one printer is to be sent; how, the Connect knows. Texts are in the ANSI code page.
 struct DeliveryOrder {
     PrintTarget target;
     std::string documentName;
-    JobTemplate jobTemplate;
     std::size_t position = 0;         ///< among the job's printers, from 1
     ConnectReport* report = nullptr;  ///< filled while connecting; may be null
 };
@@ -53,12 +51,12 @@ class Delivery {
     virtual bool accepted() = 0;
     /// Gives the connection up without closing it; the object is only destroyed afterwards.
     virtual void leaveOpen() noexcept = 0;
-    /// Why it stands as it does: the first error, or what the printer answered.
+    /// The first error, or what the printer answered.
     virtual DeliveryReason reason() const { return {}; }
 };
 
 /// Starts the delivery to one printer, which takes seconds; null if the connection could not be
-/// made. Called from several threads at once. All that a job knows of the network.
+/// made. Called from several threads at once. The only way from a job to the network.
 using Connect = std::function<std::unique_ptr<Delivery>(const DeliveryOrder& order)>;
 
 /// A document on its way to the printers of one job.

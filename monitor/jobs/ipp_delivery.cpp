@@ -67,9 +67,10 @@ DeliveryStep stepOf(JobStep step) noexcept {
 }  // namespace
 
 std::unique_ptr<Delivery> connectToPrinter(const DeliveryOrder& order,
+                                           const JobTemplate& jobTemplate,
                                            const ConnectionOptions& options) {
     JobStart start;
-    auto connection = SendPrintJob(order.target, order.documentName, order.jobTemplate, options,
+    auto connection = SendPrintJob(order.target, order.documentName, jobTemplate, options,
                                    order.report != nullptr ? &start : nullptr);
     if (order.report != nullptr) {
         order.report->userName = std::move(start.userName);

@@ -7,9 +7,12 @@
 
 namespace velmora {
 
-/// Delivery by a Print-Job request over connections with these options: what the monitor's jobs use
-/// as their Connect.
+struct JobTemplate;
+
+/// Delivery by a Print-Job request with these attributes, over connections with these options: what
+/// the monitor's jobs use as their Connect.
 std::unique_ptr<Delivery> connectToPrinter(const DeliveryOrder& order,
+                                           const JobTemplate& jobTemplate,
                                            const ConnectionOptions& options = {});
 
 }  // namespace velmora

@@ -4,6 +4,8 @@
 #include <mutex>
 #include <utility>
 
+#include "port/url_text.h"
+
 namespace velmora {
 namespace {
 
@@ -89,7 +91,7 @@ void JobRecord::setPrinters(const std::vector<std::string>& utf8Urls) {
         printers_.push_back(std::move(one));
     }
     if (!printers_.empty()) return;
-    // A job that reaches nobody is told of as well.
+    // A job that reaches no printer is reported as well.
     DeliveryEntry entry = job_;
     entry.time = clock_();
     entry.outcome = DeliveryOutcome::notReached;

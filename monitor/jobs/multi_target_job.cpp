@@ -15,12 +15,12 @@ constexpr std::uint32_t kPromptEndStepMilliseconds = 20;
 }  // namespace
 
 MultiTargetJob::MultiTargetJob(const Connect& connect, const std::vector<PrintTarget>& targets,
-                               const std::string& documentName, const JobTemplate& jobTemplate,
-                               const PacketMemory& memory, Pace pace)
+                               const std::string& documentName, const PacketMemory& memory,
+                               Pace pace)
     : pace_(pace), queue_(targets.size(), memory), workers_(targets.size()) {
     // Nothing below may throw: the workers that run already use the queue.
     for (std::size_t slot = 0; slot < targets.size(); ++slot) {
-        workers_[slot] = startWorker(slot, connect, targets[slot], documentName, jobTemplate);
+        workers_[slot] = startWorker(slot, connect, targets[slot], documentName);
         if (workers_[slot] == nullptr) queue_.abandonSlot(slot);
     }
 }
@@ -55,10 +55,9 @@ bool MultiTargetJob::end() {
 
 std::unique_ptr<TargetWorker> MultiTargetJob::startWorker(std::size_t slot, const Connect& connect,
                                                           const PrintTarget& target,
-                                                          const std::string& documentName,
-                                                          const JobTemplate& jobTemplate) try {
+                                                          const std::string& documentName) try {
     auto worker = std::make_unique<TargetWorker>(
-        queue_, slot, connect, DeliveryOrder{target, documentName, jobTemplate, slot + 1}, pace_);
+        queue_, slot, connect, DeliveryOrder{target, documentName, slot + 1}, pace_);
     if (!worker->start()) return nullptr;
     return worker;
 } catch (...) {

@@ -19,8 +19,8 @@ class MultiTargetJob final : public PrintJob {
     /// Starts the workers. One that cannot be started is left out. Throws std::bad_alloc when not
     /// even the queue can be made.
     MultiTargetJob(const Connect& connect, const std::vector<PrintTarget>& targets,
-                   const std::string& documentName, const JobTemplate& jobTemplate,
-                   const PacketMemory& memory = {}, Pace pace = Pace::steady);
+                   const std::string& documentName, const PacketMemory& memory = {},
+                   Pace pace = Pace::steady);
     /// Returns when every worker has ended.
     ~MultiTargetJob() override;
 
@@ -32,8 +32,7 @@ class MultiTargetJob final : public PrintJob {
   private:
     std::unique_ptr<TargetWorker> startWorker(std::size_t slot, const Connect& connect,
                                               const PrintTarget& target,
-                                              const std::string& documentName,
-                                              const JobTemplate& jobTemplate);
+                                              const std::string& documentName);
 
     const Pace pace_;
     PacketQueue queue_;

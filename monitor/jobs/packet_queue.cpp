@@ -49,7 +49,7 @@ bool PacketQueue::send(PacketPtr packet) {
     append(std::move(packet));
     dataEvent_.pulse();
     // The writer never waits for a reader: it sets the event itself before it waits. A slow printer
-    // thus costs memory, but does not hold up the others.
+    // costs memory, but does not delay the others.
     consumedEvent_.set();
     consumedEvent_.wait();
 

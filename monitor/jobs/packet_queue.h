@@ -85,7 +85,7 @@ class PacketQueue {
     struct Slot {
         /// Set last by the reader: the writer may walk on from `position`.
         std::atomic<bool> gone{false};
-        /// The packet that the reader stood on when it went; null: it had not begun.
+        /// The reader's packet when it ended; null if it had not begun.
         DataPacket* position = nullptr;
         /// The writer's: every packet up to the tail has been left in the reader's place.
         bool walkedPast = false;
@@ -103,14 +103,14 @@ class PacketQueue {
     std::uint32_t walkedPastSlots_ = 0;
     std::atomic<DataPacket*> head_{nullptr};
     DataPacket* tail_ = nullptr;
-    Event dataEvent_{EventReset::Manual};    ///< pulsed for new data
-    Event consumedEvent_{EventReset::Auto};  ///< set when a packet has been consumed
+    Event dataEvent_{EventReset::manual};         ///< pulsed for new data
+    Event consumedEvent_{EventReset::automatic};  ///< set when a packet has been consumed
     std::uint32_t nextSequence_ = 0;
     PacketPtr endPacket_;
 };
 
 /// One slot's way through the queue, in the reader's own thread. Destruction gives the slot up: the
-/// queue then no longer waits for it, wherever it stood.
+/// queue then no longer waits for it, wherever it was.
 class PacketQueue::Reader {
   public:
     Reader(PacketQueue& queue, std::size_t slot) noexcept : queue_(queue), slot_(slot) {}
@@ -118,7 +118,7 @@ class PacketQueue::Reader {
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
-    /// Waits for a pulse, even if there is data, and stands on the document's first packet.
+    /// Waits for a pulse, even if there is data, and moves to the document's first packet.
     const DataPacket& first();
     /// The same without a wait if there is data already.
     const DataPacket& firstAtHand();

@@ -24,16 +24,16 @@ PortJob::~PortJob() {
 }
 
 bool PortJob::start(const Connect& connectTo, const std::vector<PrintTarget>& targets,
-                    const JobTemplate& jobTemplate, AfterJob afterJob, Pace pace) {
+                    AfterJob afterJob, Pace pace) {
     pieceSize_ = pace == Pace::prompt ? kPromptPiece : kSteadyPiece;
     const Connect connect = record_ != nullptr ? record_->watch(connectTo) : connectTo;
     if (targets.empty()) return started_ = true;
     if (targets.size() == 1) {
         delivery_ = std::make_unique<SingleTargetJob>(
-            connect, DeliveryOrder{targets.front(), info_.documentName, jobTemplate, 1}, afterJob);
+            connect, DeliveryOrder{targets.front(), info_.documentName, 1}, afterJob);
     } else {
         delivery_ = std::make_unique<MultiTargetJob>(connect, targets, info_.documentName,
-                                                     jobTemplate, PacketMemory(), pace);
+                                                     PacketMemory(), pace);
     }
     return started_ = !delivery_->failed();
 }

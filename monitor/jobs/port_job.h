@@ -41,8 +41,7 @@ class PortJob {
     /// Starts the delivery to every target, once. False if the only one cannot be reached. Without
     /// a target the job is taken and its data refused.
     bool start(const Connect& connect, const std::vector<PrintTarget>& targets,
-               const JobTemplate& jobTemplate, AfterJob afterJob = AfterJob::leaveOpen,
-               Pace pace = Pace::steady);
+               AfterJob afterJob = AfterJob::leaveOpen, Pace pace = Pace::steady);
 
     /// The spooler will never end this job, which is about to be given up as it is.
     void abandon() noexcept;

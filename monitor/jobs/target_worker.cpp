@@ -5,7 +5,7 @@
 namespace velmora {
 namespace {
 
-/// A delivery that has failed gets nothing more, but its worker walks on through the queue, so that
+/// A delivery that has failed gets nothing more, but its worker goes on through the queue, so that
 /// the packets can be freed.
 void send(Delivery& delivery, const DataPacket& packet, Pace pace) {
     if (delivery.failed()) return;

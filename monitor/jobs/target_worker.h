@@ -11,7 +11,7 @@
 namespace velmora {
 
 /// Delivers the document of a queue to one printer, in a thread of its own. It keeps copies of all
-/// that it needs: the port may be configured anew while the job runs. What becomes of the delivery
+/// that it needs: the port may be reconfigured while the job runs. What becomes of the delivery
 /// is not reported: one printer that fails must not disturb the others.
 class TargetWorker {
   public:

@@ -1,4 +1,4 @@
-// A save leaves what deleting everything and writing it anew would leave, and writes no more than
+// A save leaves what deleting everything and writing it again would leave, and writes no more than
 // what differs.
 
 #include <windows.h>
@@ -125,7 +125,7 @@ TEST_F(GroupsSave, StoringOneOf500PortsWritesOneKey) {
     EXPECT_EQ(stored(), storedOnEmptyGround(directory));
 }
 
-/// Something that lies where a save writes, and what the directory is about to hold.
+/// What is already where a save writes, and what the directory is about to hold.
 struct GroundCase {
     const char* what;
     std::function<void()> lay;

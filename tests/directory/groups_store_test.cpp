@@ -392,7 +392,7 @@ TEST_F(GroupsRegistry, LargerDirectorySurvives) {
     EXPECT_EQ(again.nextId(), db.nextId());
 }
 
-/// Values that cannot be read stand for what the area of the queries holds. The area is filled in
+/// Values that cannot be read become what the area of the queries holds. The area is filled in
 /// the order "Parent", "Name", "Type", "URI", "User name", "Password".
 using UnreadableValue = GroupsRegistry;
 

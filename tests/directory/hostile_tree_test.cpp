@@ -253,7 +253,7 @@ TEST(IdZero, IsANodeLikeOthers) {
     EXPECT_TRUE(db.nodes().empty());
 }
 
-// What CanPlace would refuse must still end; each node that stood below the source is copied once.
+// What CanPlace would refuse must still end; each node that was below the source is copied once.
 TEST(CopyIntoItself, Ends) {
     CGroupsDB db;
     db.Insert(group(1, 0, "root"));

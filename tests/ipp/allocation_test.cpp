@@ -117,7 +117,7 @@ UniqueIppMessage buildRequestInStorage() {
     if (!message) return nullptr;
     for (const IppGroup group : {IppGroup::operation, IppGroup::job}) {
         for (int kind = 0; kind < kKinds; ++kind) {
-            // One that nobody wants after all is no loss.
+            // One that is not used after all may be lost.
             const UniqueIppAttribute dropped = newOfKind(kind, &message->storage());
             UniqueIppAttribute attribute = newOfKind(kind, &message->storage());
             if (!dropped || !addIppAttribute(*message, group, 0, std::move(attribute))) {

@@ -40,7 +40,7 @@ void PrintTo(const Outcome& outcome, std::ostream* out) {
 }
 
 Outcome runJob(const Peer& printer, const ConnectionOptions& options, std::size_t size = 5000) {
-    const auto connection = SendPrintJob(targetOf(printer.url()), "Document", {}, options);
+    const auto connection = testing::startJob(targetOf(printer.url()), "Document", options);
     if (!connection) return {};
     Outcome outcome{.started = true};
     outcome.accepted =

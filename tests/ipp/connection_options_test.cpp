@@ -6,6 +6,7 @@
 
 #include "harness/wininet/fake_wininet.h"
 #include "ipp/connection.h"
+#include "ipp/job_template.h"
 #include "ipp/print_job.h"
 #include "platform/handle.h"
 #include "tests/ipp/expected_requests.h"

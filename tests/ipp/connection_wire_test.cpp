@@ -5,6 +5,7 @@
 
 #include "harness/peer.h"
 #include "harness/printing.h"
+#include "ipp/job_template.h"
 #include "tests/ipp/expected_requests.h"
 
 namespace velmora {

@@ -251,7 +251,7 @@ TEST_F(Dialogs, WrongCredentialsAreAskedForUntilTheyAreRight) {
 TEST_F(Dialogs, CancelledPasswordDialogGivesTheJobUp) {
     Peer printer("http_sink --basic user:secret");
     const DialogUser user({{kPasswordTitle, IDCANCEL}});
-    EXPECT_FALSE(SendPrintJob(targetOf(printer.url()), "Document", {}));
+    EXPECT_FALSE(testing::startJob(targetOf(printer.url())));
     EXPECT_EQ(user.answered(), 1u);
     EXPECT_FALSE(printer.file("request-2.head")) << "nothing was sent after the refusal";
 }
@@ -262,7 +262,7 @@ TEST_F(Dialogs, PrinterThatIsNeverContentAsksUntilTheUserGivesUp) {
                            {kPasswordTitle, IDOK, "user", "2"},
                            {kPasswordTitle, IDOK, "user", "3"},
                            {kPasswordTitle, IDCANCEL}});
-    EXPECT_FALSE(SendPrintJob(targetOf(printer.url()), "Document", {}));
+    EXPECT_FALSE(testing::startJob(targetOf(printer.url())));
     EXPECT_EQ(user.answered(), 4u);
     EXPECT_FALSE(user.surprised());
 }
@@ -279,7 +279,7 @@ TEST_F(Dialogs, AcceptedCertificateLetsTheJobGoOn) {
 TEST_F(Dialogs, RefusedCertificateGivesTheJobUp) {
     Peer printer("http_sink --certificate self-signed");
     const DialogUser user({{kSecurityTitle, 2}});
-    EXPECT_FALSE(SendPrintJob(targetOf(printer.url()), "Document", {}));
+    EXPECT_FALSE(testing::startJob(targetOf(printer.url())));
     EXPECT_EQ(user.answered(), 1u);
     EXPECT_FALSE(printer.file("request-1.head"));
 }
@@ -287,7 +287,7 @@ TEST_F(Dialogs, RefusedCertificateGivesTheJobUp) {
 TEST_F(Dialogs, CertificateThatChangesAfterTheProbeFailsTheJob) {
     Peer printer("http_sink --certificate self-signed --then wrong-name");
     const DialogUser user({{kSecurityTitle, 1}});
-    const auto connection = SendPrintJob(targetOf(printer.url()), "Document", {});
+    const auto connection = testing::startJob(targetOf(printer.url()));
     ASSERT_TRUE(connection);
     EXPECT_EQ(connection->lastError(),
               static_cast<std::uint32_t>(ERROR_INTERNET_SEC_CERT_CN_INVALID));

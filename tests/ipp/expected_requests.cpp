@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "harness/wire.h"
+#include "ipp/job_template.h"
 
 namespace velmora::testing {
 namespace {

@@ -4,7 +4,9 @@
 #include <utility>
 #include <vector>
 
-#include "ipp/job_template.h"
+namespace velmora {
+struct JobTemplate;
+}
 
 namespace velmora::testing {
 

@@ -35,7 +35,7 @@ enum Outcome : unsigned {
 
 Outcome runJob(const std::string& url, const std::string& document) {
     const auto connection =
-        SendPrintJob(targetOf(url), "Document", {}, testing::connectionOptions());
+        testing::startJob(targetOf(url), "Document", testing::connectionOptions());
     if (!connection) return kNotStarted;
     if (connection->lastError() != 0) return kFailed;
     return testing::sendDocument(*connection, document) ? kAccepted : kFailed;

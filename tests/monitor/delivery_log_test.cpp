@@ -203,8 +203,8 @@ void runJobs(DeliveryLog& log) {
         record->setPrinters(std::vector<std::string>(kPrinters, "ipp://a"));
         PortJob job({1, "D", nullptr}, [](const JobInfo&) {});
         job.recordIn(record);
-        ASSERT_TRUE(job.start(printers.connect(), printers.targets(), {}, AfterJob::leaveOpen,
-                              Pace::prompt));
+        ASSERT_TRUE(
+            job.start(printers.connect(), printers.targets(), AfterJob::leaveOpen, Pace::prompt));
         std::uint32_t accepted = 0;
         ASSERT_TRUE(job.write(bytesOf("document"), accepted));
     }

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "monitor/delivery_events.h"
+#include "monitor/event_log.h"
 #include "platform/handle.h"
 
 namespace velmora {

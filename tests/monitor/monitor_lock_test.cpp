@@ -1,6 +1,7 @@
 // Which entries take the lock of the ANSI generation: each of its entries that look at ports, on
 // every way out, and no entry of another generation.
-#include "monitor/monitor_lock.h"
+#include "monitor/port_list.h"
+#include "port/port_config.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,7 @@
 #include "monitor/enum_ports.h"
 #include "monitor/job_entries.h"
 #include "monitor/port_entries.h"
-#include "monitor/process_port_list.h"
+#include "monitor/process_objects.h"
 
 namespace velmora {
 namespace {

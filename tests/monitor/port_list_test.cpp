@@ -1,4 +1,5 @@
 #include "monitor/port_list.h"
+#include "port/port_config.h"
 
 #include <gtest/gtest.h>
 

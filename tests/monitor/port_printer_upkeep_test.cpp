@@ -7,13 +7,15 @@
 
 #include <array>
 
+#include "directory/groups_store.h"
 #include "harness/clean_state.h"
 #include "harness/packed_record.h"
 #include "harness/registry_tool.h"
 #include "monitor/port_list.h"
 #include "monitor/port_store.h"
 #include "platform/registry.h"
-#include "port/directory_store.h"
+#include "port/port_config.h"
+#include "port/settings.h"
 
 namespace velmora {
 namespace {

@@ -39,9 +39,9 @@ class EventOfEitherKind : public testing::TestWithParam<EventReset> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Kinds, EventOfEitherKind,
-                         testing::Values(EventReset::Manual, EventReset::Auto),
+                         testing::Values(EventReset::manual, EventReset::automatic),
                          [](const auto& info) {
-                             return info.param == EventReset::Manual ? "Manual" : "Auto";
+                             return info.param == EventReset::manual ? "Manual" : "Auto";
                          });
 
 TEST_P(EventOfEitherKind, SetBeforeAWaitEndsItAtOnce) {
@@ -88,7 +88,7 @@ TEST_P(EventOfEitherKind, RepeatedPulsesReleaseEveryWaiter) {
 }
 
 TEST(AutoResetEvent, OneSignalEndsOneWait) {
-    Event event(EventReset::Auto);
+    Event event(EventReset::automatic);
     event.set();
     event.wait();
     Waiter waiter(event);
@@ -98,8 +98,8 @@ TEST(AutoResetEvent, OneSignalEndsOneWait) {
 }
 
 TEST(AutoResetEvent, HandsATurnToAndFroWithoutLosingIt) {
-    Event there(EventReset::Auto);
-    Event back(EventReset::Auto);
+    Event there(EventReset::automatic);
+    Event back(EventReset::automatic);
     int turns = 0;  // whoever has the turn counts
     constexpr int kRounds = 2000;
     std::jthread other([&] {
@@ -118,7 +118,7 @@ TEST(AutoResetEvent, HandsATurnToAndFroWithoutLosingIt) {
 }
 
 TEST(AutoResetEvent, EverySetOfOneSignalAtATimeReleasesOneOfManyWaiters) {
-    Event event(EventReset::Auto);
+    Event event(EventReset::automatic);
     std::vector<std::unique_ptr<Waiter>> waiters;
     for (int i = 0; i < 8; ++i)
         waiters.push_back(std::make_unique<Waiter>(event));

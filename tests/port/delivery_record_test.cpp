@@ -1,4 +1,5 @@
 #include "port/delivery_record.h"
+#include "port/url_text.h"
 
 #include <gtest/gtest.h>
 

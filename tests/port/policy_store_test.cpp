@@ -118,14 +118,14 @@ TEST_F(PolicyStore, TheCallersIdentityComesBack) {
     ASSERT_TRUE(createPolicy(kDefaultMonitorKey, installedPolicy()));
     ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
     EXPECT_EQ(machinePolicy(), installedPolicy());
-    UniqueHandle<KernelObjectTraits> token;
+    UniqueToken token;
     EXPECT_TRUE(OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.put()));
     RevertToSelf();
 }
 
 TEST_F(PolicyStore, WithoutAnImpersonationThereIsNoneAfterwards) {
     machinePolicy();
-    UniqueHandle<KernelObjectTraits> token;
+    UniqueToken token;
     EXPECT_FALSE(OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.put()));
 }
 

@@ -1,4 +1,6 @@
 #include "port/xcv_client.h"
+#include "directory/groups_db.h"
+#include "port/port_config.h"
 
 #include <gtest/gtest.h>
 
@@ -108,8 +110,8 @@ class XcvClient : public ::testing::Test {
     RecordingSpooler spooler;
 };
 
-constexpr auto kMonitor = XcvConnection::Kind::Monitor;
-constexpr auto kPort = XcvConnection::Kind::Port;
+constexpr auto kMonitor = XcvConnection::Kind::monitor;
+constexpr auto kPort = XcvConnection::Kind::port;
 
 TEST_F(XcvClient, OpensTheMonitorOrThePortToAdministerIt) {
     open("", kMonitor, "Port Monitor Name");

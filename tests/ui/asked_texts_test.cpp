@@ -7,7 +7,6 @@
 #include <sstream>
 
 #include "directory/groups_store.h"
-#include "port/directory_store.h"
 #include "port/settings.h"
 #include "tests/ui/groups_page_fixture.h"
 #include "ui/kit/window.h"

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "port/port_config.h"
 #include "tests/ui/port_sheet_fixture.h"
 #include "tests/ui/sent_messages.h"
 #include "ui/dialog_printer.h"

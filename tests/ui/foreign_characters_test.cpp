@@ -27,7 +27,7 @@ class ForeignCharacters : public GroupsPageTest {
             SCOPED_TRACE(id);
             typeWide(dialog, id, text);
             leave();
-            EXPECT_EQ(boxes.take(), (Messages{{kForeign, MessageIcon::None}}));
+            EXPECT_EQ(boxes.take(), (Messages{{kForeign, MessageIcon::none}}));
             EXPECT_TRUE(waitUntil([&] { return dialog.hasFocus(id); }));
             EXPECT_EQ(wideWindowText(dialog.control(id)), text) << "stays to be mended";
         }
@@ -105,7 +105,7 @@ TEST_F(ForeignCharacters, KeepTheEditorOfALabelOpen) {
         page.command(ID_GROUPS_RENAME);
         SetWindowTextW(page.tree.editor(), L"\u0413\u0440\u0443\u043F\u043F\u0430");
         PostMessageA(page.tree.editor(), WM_KEYDOWN, VK_RETURN, 1);
-        EXPECT_EQ(boxes.take(), (Messages{{kForeign, MessageIcon::None}}));
+        EXPECT_EQ(boxes.take(), (Messages{{kForeign, MessageIcon::none}}));
         EXPECT_TRUE(waitUntil([&] { return page.tree.editor() != nullptr; }));
         EXPECT_NE(named("A"), nullptr);
         page.tree.enterLabel("Group");

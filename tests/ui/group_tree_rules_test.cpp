@@ -7,6 +7,8 @@
 namespace velmora {
 namespace {
 
+using testing::SampleDirectory;
+
 TEST(GroupsPageButtons, FollowTheSelectedNode) {
     const SampleDirectory tree;
     EXPECT_EQ(groupsPageButtons(tree.root),

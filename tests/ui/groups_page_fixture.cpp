@@ -1,5 +1,7 @@
 #include "tests/ui/groups_page_fixture.h"
 
+#include "directory/groups_db.h"
+#include "port/port_config.h"
 #include "ui/group_tree_rules.h"
 
 namespace velmora::testing {
@@ -15,6 +17,11 @@ void addLines(const CGroupsDB& directory, std::uint32_t parent, std::size_t leve
 }
 
 }  // namespace
+
+void GroupsPageTest::SetUp() {
+    PortSheetTest::SetUp();
+    config = multiPort({1});
+}
 
 Lines GroupsPageTest::directoryLines() const {
     Lines lines;
@@ -37,7 +44,7 @@ std::string GroupsPageTest::onlyMessage() {
     const auto messages = boxes.take();
     EXPECT_EQ(messages.size(), 1u);
     if (messages.empty()) return {};
-    EXPECT_EQ(messages.front().icon, MessageIcon::None);
+    EXPECT_EQ(messages.front().icon, MessageIcon::none);
     return messages.front().text;
 }
 

@@ -4,6 +4,10 @@
 #include "tests/ui/port_sheet_fixture.h"
 #include "tests/ui/tree_driver.h"
 
+namespace velmora {
+struct CGroupsDBNode;
+}
+
 namespace velmora::testing {
 
 using Lines = std::vector<std::string>;
@@ -40,10 +44,7 @@ class GroupsPageTest : public PortSheetTest {
         TreeDriver tree;
     };
 
-    void SetUp() override {
-        PortSheetTest::SetUp();
-        config = multiPort({1});
-    }
+    void SetUp() override;
 
     /// Opens the page, lets `person` work, and cancels the sheet (the directory keeps the edits).
     void work(const std::function<void(const Page&)>& person) {

@@ -1,5 +1,7 @@
 // The printer groups page, operated with the keyboard and the mouse.
 
+#include "directory/groups_db.h"
+#include "port/port_config.h"
 #include "tests/ui/groups_page_fixture.h"
 #include "ui/kit/window.h"
 

@@ -1,5 +1,6 @@
 // The printer groups page, operated by messages.
 
+#include "directory/groups_db.h"
 #include "tests/ui/groups_page_fixture.h"
 #include "tests/ui/sent_messages.h"
 #include "ui/directory_tree.h"

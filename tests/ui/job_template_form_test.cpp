@@ -1,4 +1,5 @@
 #include "ui/job_template_form.h"
+#include "ipp/job_template.h"
 
 #include <gtest/gtest.h>
 

@@ -7,10 +7,12 @@
 
 #include "harness/real_input.h"
 #include "ipp/job_template_choices.h"
+#include "port/port_config.h"
 #include "tests/ui/port_sheet_fixture.h"
 #include "tests/ui/sent_messages.h"
 #include "ui/kit/fonts.h"
 #include "ui/kit/window.h"
+#include "ui/page_job_template.h"
 
 namespace velmora::testing {
 namespace {
@@ -85,7 +87,7 @@ class JobTemplatePage : public PortSheetTest {
         SCOPED_TRACE(text.substr(0, 20));
         page.type(field, text);
         sheet.chooseTab(0);
-        EXPECT_EQ(boxes.take(), (Messages{{message, MessageIcon::None}}));
+        EXPECT_EQ(boxes.take(), (Messages{{message, MessageIcon::none}}));
         EXPECT_TRUE(waitUntil([&] { return page.hasFocus(field); }));
         EXPECT_EQ(sheet.page().window(), page.window());
         page.type(field, "2");
@@ -409,7 +411,7 @@ TEST_F(JobTemplatePage, TranslatedItemsShowAndTheirKeywordsAreStored) {
         page.choose(IDC_JOB_SIDES, 2);
         page.type(IDC_JOB_PRIORITY, "0");
         sheet.ok();
-        EXPECT_EQ(boxes.take(), (Messages{{kRangeOfPriority, MessageIcon::None}}))
+        EXPECT_EQ(boxes.take(), (Messages{{kRangeOfPriority, MessageIcon::none}}))
             << "a broken translation falls back";
         page.type(IDC_JOB_PRIORITY, "1");
         sheet.ok();

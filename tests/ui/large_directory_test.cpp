@@ -12,6 +12,7 @@
 #include "directory/groups_db.h"
 #include "harness/clean_state.h"
 #include "harness/sheet_person.h"
+#include "port/port_config.h"
 #include "ui/port_sheet.h"
 
 namespace velmora::testing {

@@ -9,6 +9,8 @@
 namespace velmora {
 namespace {
 
+using testing::SampleDirectory;
+
 using Verdict = NodePlacement::Verdict;
 
 TEST(NodeClipboard, StartsEmptyAndIsClearedByClear) {

@@ -1,3 +1,9 @@
+#include <windows.h>
+
+#include <commctrl.h>
+
+#include "directory/groups_db.h"
+#include "port/port_config.h"
 #include "tests/ui/port_sheet_fixture.h"
 
 // The port main page, operated by control id.
@@ -7,11 +13,11 @@ namespace {
 
 using Messages = std::vector<RecordedBoxes::Message>;
 
-const Messages kNameMissing = {{"Please enter port name.", MessageIcon::None}};
+const Messages kNameMissing = {{"Please enter port name.", MessageIcon::none}};
 const Messages kNameUsed = {
-    {"Specified port name is already used. Select another one please.", MessageIcon::None}};
-const Messages kUrlMissing = {{"Please specify printer URI.", MessageIcon::None}};
-const Messages kUrlInvalid = {{"URL has invalid format", MessageIcon::Error}};
+    {"Specified port name is already used. Select another one please.", MessageIcon::none}};
+const Messages kUrlMissing = {{"Please specify printer URI.", MessageIcon::none}};
+const Messages kUrlInvalid = {{"URL has invalid format", MessageIcon::error}};
 
 class PortMainPage : public PortSheetTest {
   protected:

@@ -1,4 +1,5 @@
 #include "ui/port_main_rules.h"
+#include "port/port_config.h"
 
 #include <gtest/gtest.h>
 
@@ -82,7 +83,7 @@ TEST(PortMainRules, OnlyASinglePrinterNeedsAUrl) {
     EXPECT_EQ(asked, 0);
     data.printer.url = "x";
     EXPECT_EQ(checkTarget(data, refuseAll),
-              (Refusal{IDS_URL_INVALID, IDC_PORT_URL, MessageIcon::Error}));
+              (Refusal{IDS_URL_INVALID, IDC_PORT_URL, MessageIcon::error}));
     EXPECT_EQ(checkTarget(data, [](const std::string& url) { return url == "x"; }), std::nullopt);
     data.mode = kMultiRemote;
     EXPECT_EQ(checkTarget(data, refuseAll), std::nullopt);

@@ -2,6 +2,9 @@
 
 #include <cstring>
 
+#include "directory/groups_db.h"
+#include "port/port_config.h"
+
 namespace velmora::testing {
 
 CGroupsDB sampleDirectory() {
@@ -55,6 +58,18 @@ BOOL WINAPI StandInSpooler::enumPorts(char* server, DWORD level, BYTE* buffer, D
     *returned = static_cast<DWORD>(self.ports_.size());
     return TRUE;
 }
+
+struct PortSheetTest::Records {
+    CGroupsDB directory = sampleDirectory();
+    PortConfig config;
+};
+
+PortSheetTest::PortSheetTest()
+    : records_(std::make_unique<Records>()),
+      directory(records_->directory),
+      config(records_->config) {}
+
+PortSheetTest::~PortSheetTest() = default;
 
 bool PortSheetTest::run(PortSheet& sheet, const std::function<void(const SheetDriver&)>& person) {
     sheet.useMessageBoxes(boxes);

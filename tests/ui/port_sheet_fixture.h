@@ -2,16 +2,21 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "directory/groups_db.h"
 #include "harness/clean_state.h"
 #include "harness/dialog_driver.h"
-#include "port/port_config.h"
 #include "port/spooler.h"
 #include "ui/port_sheet.h"
 #include "ui/resources/resource_ids.h"
+
+namespace velmora {
+class CGroupsDB;
+struct PortConfig;
+}  // namespace velmora
 
 namespace velmora::testing {
 
@@ -39,14 +44,20 @@ class StandInSpooler {
 
 /// Shows a sheet on the test's thread and operates it from another.
 class PortSheetTest : public CleanStateTest {
+    struct Records;
+    std::unique_ptr<Records> records_;
+
   protected:
+    PortSheetTest();
+    ~PortSheetTest() override;
+
     /// A new port's sheet. Returns what the sheet returned; the record is in `config`.
     bool runNew(const std::function<void(const SheetDriver&)>& person);
     /// The sheet of the port `config`.
     bool runConfigure(const std::function<void(const SheetDriver&)>& person);
 
-    CGroupsDB directory = sampleDirectory();
-    PortConfig config;
+    CGroupsDB& directory;  ///< sampleDirectory() at first
+    PortConfig& config;
     RecordedBoxes boxes;
     StandInSpooler spooler{{"LPT1:", "Taken", "FILE:"}};
     std::string server;

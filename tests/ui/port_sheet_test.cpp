@@ -2,7 +2,10 @@
 #include <stdexcept>
 #include <thread>
 
+#include "directory/groups_db.h"
+#include "port/port_config.h"
 #include "tests/ui/port_sheet_fixture.h"
+#include "ui/kit/tree_view.h"
 
 // Behaviour that both port sheets share.
 

@@ -120,13 +120,13 @@ TEST_F(PrinterDialogs, RefusalsComeInOrderAndPutTheFocusThere) {
         EXPECT_TRUE(dialog.isOpen());
     };
     EXPECT_TRUE(runNew([&](const DialogDriver& dialog) {
-        refused(dialog, IDC_PRINTER_NAME, kNameMissing, MessageIcon::None);
+        refused(dialog, IDC_PRINTER_NAME, kNameMissing, MessageIcon::none);
         dialog.type(IDC_PRINTER_NAME, "Archive");
-        refused(dialog, IDC_PRINTER_NAME, kNameTaken, MessageIcon::None);
+        refused(dialog, IDC_PRINTER_NAME, kNameTaken, MessageIcon::none);
         dialog.type(IDC_PRINTER_NAME, "archive");
-        refused(dialog, IDC_PRINTER_URL, kUrlMissing, MessageIcon::None);
+        refused(dialog, IDC_PRINTER_URL, kUrlMissing, MessageIcon::none);
         dialog.type(IDC_PRINTER_URL, "http://" + std::string(200, 'h') + "/p");
-        refused(dialog, IDC_PRINTER_URL, kUrlInvalid, MessageIcon::Error);
+        refused(dialog, IDC_PRINTER_URL, kUrlInvalid, MessageIcon::error);
         dialog.type(IDC_PRINTER_URL, "https://h/p");
         dialog.clickWithoutWaiting(IDOK);
     }));
@@ -232,7 +232,7 @@ TEST_F(PrinterDialogs, MoreThanTheStoreReadsCannotBeTyped) {
         dialog.type(IDC_PRINTER_NAME, std::string(32000, 'n'));
         dialog.type(IDC_PRINTER_URL, std::string(32000, '/'));
         dialog.clickWithoutWaiting(IDOK);
-        EXPECT_EQ(boxes.take(), (Messages{{kUrlInvalid, MessageIcon::Error}}));
+        EXPECT_EQ(boxes.take(), (Messages{{kUrlInvalid, MessageIcon::error}}));
         dialog.clickWithoutWaiting(IDCANCEL);
     }));
 }

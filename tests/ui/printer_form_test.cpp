@@ -8,6 +8,8 @@
 namespace velmora {
 namespace {
 
+using testing::SampleDirectory;
+
 TEST(PrinterForm, TakesThePrintersValues) {
     const SampleDirectory tree;
     EXPECT_EQ(formOf(*tree.laser), (PrinterForm{"Laser", {"ipp://laser/p", 1, "user", "secret"}}));
@@ -37,7 +39,7 @@ TEST(PrinterUrl, IsRequiredAndAskedOfTheCracker) {
     EXPECT_EQ(checkPrinterUrl("", 7, [](const std::string&) { return true; }),
               (Refusal{IDS_URL_MISSING, 7}));
     EXPECT_EQ(checkPrinterUrl("x", 7, isX), std::nullopt);
-    EXPECT_EQ(checkPrinterUrl("y", 7, isX), (Refusal{IDS_URL_INVALID, 7, MessageIcon::Error}));
+    EXPECT_EQ(checkPrinterUrl("y", 7, isX), (Refusal{IDS_URL_INVALID, 7, MessageIcon::error}));
 }
 
 }  // namespace

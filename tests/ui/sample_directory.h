@@ -4,7 +4,7 @@
 
 #include "directory/groups_db.h"
 
-namespace velmora {
+namespace velmora::testing {
 
 /// A small tree:
 ///   All groups (1)
@@ -41,4 +41,4 @@ struct SampleDirectory {
     CGroupsDBPrinter* labels;
 };
 
-}  // namespace velmora
+}  // namespace velmora::testing

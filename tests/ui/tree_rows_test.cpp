@@ -7,6 +7,8 @@
 namespace velmora {
 namespace {
 
+using testing::SampleDirectory;
+
 /// "name<parent row's name" for every row.
 std::vector<std::string> described(const std::vector<TreeRow>& rows) {
     std::vector<std::string> texts;

@@ -9,6 +9,8 @@
 namespace velmora::ctl {
 namespace {
 
+using testing::latin1Codec;
+
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;

@@ -10,6 +10,8 @@
 namespace velmora::ctl {
 namespace {
 
+using testing::latin1Codec;
+
 std::vector<std::byte> payload(const CGroupsDB& directory) {
     std::vector<std::byte> bytes(directory.GetSize());
     directory.Serialize(bytes.data());

@@ -1,4 +1,5 @@
 #include "velmoractl/text/directory_paths.h"
+#include "directory/groups_db.h"
 
 #include <gtest/gtest.h>
 

@@ -2,11 +2,11 @@
 
 #include "velmoractl/text/configuration_file.h"
 
-namespace velmora::ctl {
+namespace velmora::testing {
 
 /// A code page that every system has: Latin-1.
-inline const TextCodec& latin1Codec() {
-    static const TextCodec codec{
+inline const ctl::TextCodec& latin1Codec() {
+    static const ctl::TextCodec codec{
         [](const std::string& stored) {
             std::string utf8;
             for (const char c : stored) {
@@ -29,4 +29,4 @@ inline const TextCodec& latin1Codec() {
     return codec;
 }
 
-}  // namespace velmora::ctl
+}  // namespace velmora::testing

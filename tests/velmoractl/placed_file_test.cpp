@@ -18,13 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct FileTraits {
-    using Type = HANDLE;
-    static Type empty() noexcept { return INVALID_HANDLE_VALUE; }
-    static void close(Type file) noexcept { CloseHandle(file); }
-};
-using UniqueFile = UniqueHandle<FileTraits>;
-
 /// A folder of this test's own, removed afterwards.
 class PlacedFileTest : public ::testing::Test {
   protected:

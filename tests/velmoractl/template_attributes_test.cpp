@@ -1,4 +1,5 @@
 #include "velmoractl/text/template_attributes.h"
+#include "ipp/job_template.h"
 
 #include <gtest/gtest.h>
 

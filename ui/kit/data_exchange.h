@@ -13,14 +13,14 @@ class DialogWindow;
 /// steps then do nothing, so the members that follow keep what they had.
 class DataExchange {
   public:
-    enum class Direction { ToControls, FromControls };
+    enum class Direction { toControls, fromControls };
 
     DataExchange(DialogWindow& dialog, Direction direction) noexcept
         : dialog_(dialog), direction_(direction) {}
 
     bool refused() const noexcept { return refused_; }
     /// Data are being saved and nothing has been refused yet: checks run only then.
-    bool checking() const noexcept { return direction_ == Direction::FromControls && !refused_; }
+    bool checking() const noexcept { return direction_ == Direction::fromControls && !refused_; }
 
     /// Refused if the control, unless it is disabled, holds a character that the code page lacks:
     /// a password with a look-alike or "?" in its place would fail for good. A disabled control
@@ -42,7 +42,7 @@ class DataExchange {
 
   private:
     void refuseText(int id, const std::string& message);
-    bool loading() const noexcept { return direction_ == Direction::ToControls; }
+    bool loading() const noexcept { return direction_ == Direction::toControls; }
 
     DialogWindow& dialog_;
     Direction direction_;

@@ -64,13 +64,13 @@ std::optional<LRESULT> DialogWindow::onMessage(UINT, WPARAM, LPARAM) {
 void DialogWindow::exchange(DataExchange&) {}
 
 bool DialogWindow::saveData() {
-    DataExchange data(*this, DataExchange::Direction::FromControls);
+    DataExchange data(*this, DataExchange::Direction::fromControls);
     exchange(data);
     return !data.refused();
 }
 
 void DialogWindow::showData() {
-    DataExchange data(*this, DataExchange::Direction::ToControls);
+    DataExchange data(*this, DataExchange::Direction::toControls);
     exchange(data);
 }
 

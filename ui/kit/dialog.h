@@ -48,7 +48,7 @@ class DialogWindow {
     /// From now on messages go to `boxes`, which must outlive this object.
     void useMessageBoxes(MessageBoxes& boxes) noexcept { boxes_ = &boxes; }
     /// Shows a message over the top-level window that this window belongs to.
-    void showMessage(const std::string& text, MessageIcon icon = MessageIcon::None) const;
+    void showMessage(const std::string& text, MessageIcon icon = MessageIcon::none) const;
     /// Shows the refusal's message and puts the focus into its control.
     void refuse(const Refusal& refusal) const;
 

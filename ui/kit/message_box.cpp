@@ -3,7 +3,7 @@
 namespace velmora {
 
 void PlatformMessageBoxes::show(HWND owner, const std::string& text, MessageIcon icon) {
-    const UINT style = MB_OK | (icon == MessageIcon::Error ? MB_ICONERROR : 0);
+    const UINT style = MB_OK | (icon == MessageIcon::error ? MB_ICONERROR : 0);
     MessageBoxA(owner, text.c_str(), title_().c_str(), style);
 }
 

@@ -31,7 +31,7 @@ std::string copyBeside(const std::string& source, const std::string& place, cons
     for (int number = 1; number < kNames; ++number) {
         std::string copy = place + kind + std::to_string(number);
         if (CopyFileA(source.c_str(), copy.c_str(), TRUE)) {
-            // A source that must not be written would make a copy that cannot be.
+            // A read-only source would make a read-only copy.
             SetFileAttributesA(copy.c_str(), FILE_ATTRIBUTE_NORMAL);
             return copy;
         }
@@ -45,15 +45,9 @@ std::string copyBeside(const std::string& source, const std::string& place, cons
     return {};
 }
 
-struct FileTraits {
-    using Type = HANDLE;
-    static Type empty() noexcept { return INVALID_HANDLE_VALUE; }
-    static void close(Type file) noexcept { CloseHandle(file); }
-};
-
 bool flush(const std::string& path) {
-    const UniqueHandle<FileTraits> file(CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ,
-                                                    nullptr, OPEN_EXISTING, 0, nullptr));
+    const UniqueFile file(CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, 0, nullptr));
     return file && FlushFileBuffers(file.get());
 }
 

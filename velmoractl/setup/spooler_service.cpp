@@ -15,12 +15,7 @@ constexpr char kSpooler[] = "Spooler";
 constexpr DWORD kMilliseconds = 60'000;
 constexpr DWORD kPause = 100;
 
-struct ServiceTraits {
-    using Type = SC_HANDLE;
-    static Type empty() noexcept { return nullptr; }
-    static void close(Type service) noexcept { CloseServiceHandle(service); }
-};
-using UniqueService = UniqueHandle<ServiceTraits>;
+using UniqueService = UniqueHandle<SC_HANDLE, CloseServiceHandle>;
 
 /// Lists of the system in one area: asks for the size first. Empty if there is nothing or it
 /// cannot be asked.

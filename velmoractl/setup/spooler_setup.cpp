@@ -15,7 +15,6 @@
 #include "platform/library.h"
 #include "platform/registry.h"
 #include "port/delivery_directory.h"
-#include "velmoractl/local_memory.h"
 #include "velmoractl/setup/placed_file.h"
 #include "velmoractl/text/console.h"
 

@@ -72,7 +72,7 @@ class Verb {
 
 class CommandLine {
   public:
-    /// `common`: the options of all verbs, as each verb's help tells of them.
+    /// `common`: the options of all verbs, as each verb's help lists them.
     CommandLine(const std::string& about, const std::string& footer, const std::string& common,
                 std::function<std::string()> version);
     ~CommandLine();

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -10,11 +9,10 @@
 
 #include "directory/groups_db.h"
 #include "port/port_config.h"
+#include "velmoractl/text/json.h"
 #include "velmoractl/text/text_codec.h"
 
 namespace velmora::ctl {
-
-using Json = nlohmann::ordered_json;
 
 /// Ports and printer directory as one file holds them. docs/fleet-setup.md describes the file.
 struct Configuration {

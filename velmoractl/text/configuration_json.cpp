@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "port/url_text.h"
 #include "velmoractl/text/template_attributes.h"
-#include "velmoractl/text/url_text.h"
 
 namespace velmora::ctl {
 namespace {

@@ -5,9 +5,9 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "port/url_text.h"
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
-#include "velmoractl/text/url_text.h"
 
 namespace velmora::ctl {
 namespace {

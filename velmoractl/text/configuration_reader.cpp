@@ -3,11 +3,11 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "port/url_text.h"
 #include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/text/template_attributes.h"
-#include "velmoractl/text/url_text.h"
 
 namespace velmora::ctl {
 namespace {

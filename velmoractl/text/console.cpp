@@ -5,8 +5,8 @@
 
 #include "platform/system_words.h"
 #include "platform/text.h"
+#include "port/url_text.h"
 #include "velmoractl/text/shown_text.h"
-#include "velmoractl/text/url_text.h"
 
 namespace velmora::ctl {
 namespace {

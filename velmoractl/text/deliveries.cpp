@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "velmoractl/text/json.h"
+
 namespace velmora::ctl {
 namespace {
 

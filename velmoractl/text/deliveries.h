@@ -8,8 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "velmoractl/text/configuration_file.h"
-
 namespace velmora::ctl {
 
 // The record of deliveries as the program shows it. Texts are UTF-8.

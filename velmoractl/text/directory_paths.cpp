@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <charconv>
 
+#include "directory/groups_db.h"
+
 namespace velmora::ctl {
 namespace {
 
-// Longer ones help nobody, and those of a long chain of groups would take the square of its length.
+// Longer ones help nobody, and those of a long chain of groups would take time in its square.
 constexpr std::size_t kLongestPath = 1024;
 
 CGroupsDBNode* findId(const CGroupsDB& directory, std::string_view digits) {

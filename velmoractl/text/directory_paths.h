@@ -7,7 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "directory/groups_db.h"
+namespace velmora {
+class CGroupsDB;
+struct CGroupsDBNode;
+}  // namespace velmora
 
 namespace velmora::ctl {
 

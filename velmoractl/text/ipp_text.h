@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "ipp/message.h"
-#include "velmoractl/text/configuration_file.h"
+#include "velmoractl/text/json.h"
 
 namespace velmora::ctl {
 

@@ -13,23 +13,15 @@
 #include <vector>
 
 #include "platform/handle.h"
-#include "velmoractl/local_memory.h"
 #include "velmoractl/text/console.h"
 
 namespace velmora::ctl {
 namespace {
 
-struct FileTraits {
-    using Type = HANDLE;
-    static Type empty() noexcept { return INVALID_HANDLE_VALUE; }
-    static void close(Type file) noexcept { CloseHandle(file); }
-};
-using UniqueFile = UniqueHandle<FileTraits>;
-
 /// The rights of a file that only its owner may use, "D:P(A;;FA;;;<the user>)"; null if the user
 /// cannot be determined.
 UniqueLocalMemory ownersRights() {
-    UniqueEvent token;
+    UniqueToken token;
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.put())) return {};
     alignas(TOKEN_USER) std::array<std::byte, 512> area{};
     DWORD size = 0;

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "velmoractl/text/configuration_file.h"
+#include "velmoractl/text/json.h"
 
 namespace velmora::ctl {
 

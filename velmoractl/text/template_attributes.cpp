@@ -6,6 +6,7 @@
 #include <limits>
 #include <optional>
 
+#include "ipp/job_template.h"
 #include "ipp/job_template_choices.h"
 #include "ipp/page_ranges.h"
 

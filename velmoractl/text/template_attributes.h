@@ -4,7 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include "ipp/job_template.h"
+namespace velmora {
+struct JobTemplate;
+}
 
 namespace velmora::ctl {
 

@@ -3,11 +3,14 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "directory/groups_db.h"
+#include "port/port_config.h"
+#include "port/url_text.h"
 #include "velmoractl/monitor_channel.h"
+#include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
-#include "velmoractl/text/url_text.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 

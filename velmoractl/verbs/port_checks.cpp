@@ -7,16 +7,18 @@
 
 #include <algorithm>
 
+#include "directory/groups_db.h"
 #include "ipp/printer_url.h"
+#include "port/port_config.h"
+#include "port/url_text.h"
+#include "port/xcv_client.h"
 #include "velmoractl/internet.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
-#include "velmoractl/text/url_text.h"
 
 namespace velmora::ctl {
 namespace {
-
-constexpr std::size_t kDialogArea = 1024;
 
 bool hasControlCharacter(const std::string& text) {
     return std::ranges::any_of(
@@ -118,10 +120,11 @@ void checkUrl(const std::string& url, const UrlRules& rules, const std::string& 
 
 void checkSize(const PortConfig& port, const std::string& what) {
     const std::size_t size = packedSize(port);
-    if (size <= kDialogArea) return;
+    if (size <= kRecordArea) return;
     throw CommandError(ExitCode::usage, what,
                        "the port's settings are " + std::to_string(size) +
-                           " bytes long, and the port dialog reads no more than 1024",
+                           " bytes long, and the port dialog reads no more than " +
+                           std::to_string(kRecordArea),
                        "use shorter texts, or put groups into one group above them");
 }
 

@@ -4,10 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "directory/groups_db.h"
-#include "port/port_config.h"
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/verbs/session.h"
+
+namespace velmora {
+class CGroupsDB;
+struct CGroupsDBGroup;
+struct PortConfig;
+}  // namespace velmora
 
 namespace velmora::ctl {
 

@@ -3,13 +3,15 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "port/port_config.h"
+#include "port/targets.h"
+#include "port/url_text.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/text/template_attributes.h"
-#include "velmoractl/text/url_text.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 
@@ -111,12 +113,8 @@ struct Reached {
 std::vector<Reached> reachedPrinters(const PortConfig& port, const CGroupsDB& directory,
                                      const DirectoryPaths& names) {
     if (port.singleTarget) return {{port.printer.url, ""}};
-    std::vector<CGroupsDBPrinter*> found;
-    for (const std::uint32_t id : port.targetIds)
-        directory.CollectPrinters(id, found);
     std::vector<Reached> printers;
-    printers.reserve(found.size());
-    for (const CGroupsDBPrinter* printer : found)
+    for (const CGroupsDBPrinter* printer : directoryPrintersOf(port, directory))
         printers.push_back({printer->address.url, names.pathOf(printer->id)});
     return printers;
 }

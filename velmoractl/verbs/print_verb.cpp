@@ -7,9 +7,12 @@
 #include <utility>
 #include <vector>
 
+#include "directory/groups_db.h"
 #include "port/delivery_record.h"
 #include "port/policy_store.h"
+#include "port/port_config.h"
 #include "port/targets.h"
+#include "port/url_text.h"
 #include "velmoractl/delivery_files.h"
 #include "velmoractl/document_handover.h"
 #include "velmoractl/monitor_channel.h"

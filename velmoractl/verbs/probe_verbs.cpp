@@ -2,8 +2,12 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "directory/groups_db.h"
+#include "ipp/job_template.h"
 #include "ipp/print_job.h"
+#include "port/port_config.h"
 #include "port/targets.h"
+#include "port/url_text.h"
 #include "velmoractl/internet.h"
 #include "velmoractl/job_check.h"
 #include "velmoractl/monitor_channel.h"
@@ -12,7 +16,6 @@
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/shown_text.h"
-#include "velmoractl/text/url_text.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "velmoractl/text/command_line.h"
-#include "velmoractl/text/configuration_file.h"
+#include "velmoractl/text/json.h"
 #include "velmoractl/text/table.h"
 
 namespace velmora::ctl {
@@ -20,7 +20,7 @@ struct Session {
     std::string monitor;  ///< the monitor's name with the spooler; empty: the settings file's
     std::string output;   ///< of a list: "table", "json", "csv" or "names"; empty: table
     std::function<void()> action;
-    /// Whether the standard output has its JSON answer: an error must not be a second one.
+    /// Whether the JSON answer has been written: an error must not be a second one.
     mutable bool answered = false;
 
     bool wantsJson() const { return json || output == "json"; }

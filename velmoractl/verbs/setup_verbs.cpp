@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "directory/groups_db.h"
 #include "platform/handle.h"
 #include "platform/registry.h"
 #include "port/delivery_directory.h"
@@ -43,12 +44,7 @@ constexpr char kSettings[] = "Velmora.dat";
 constexpr char kStrings[] = "Strings";
 constexpr char kNoPolicy[] = "none";
 
-struct FindTraits {
-    using Type = HANDLE;
-    static Type empty() noexcept { return INVALID_HANDLE_VALUE; }
-    static void close(Type search) noexcept { FindClose(search); }
-};
-using UniqueFind = UniqueHandle<FindTraits>;
+using UniqueFind = UniqueHandle<HANDLE, FindClose, NoHandle::invalid>;
 
 std::string programFolder() {
     std::vector<char> path(32768);
@@ -376,7 +372,7 @@ void install(const Session& session, const SetupOptions& options) {
     session.say("Next: velmoractl port add NAME --url URL");
 }
 
-/// "keep" or "remove"; asks when nobody has said it and somebody can.
+/// "keep" or "remove"; asks if the command line has neither and there is a console.
 std::string choosePorts(const SetupOptions& options, std::size_t count, const std::string& what) {
     if (!options.ports.empty()) return options.ports;
     if (count == 0) return "remove";

@@ -3,10 +3,13 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "directory/groups_db.h"
 #include "platform/profile_file.h"
+#include "port/port_config.h"
 #include "port/targets.h"
 #include "velmoractl/at_once.h"
 #include "velmoractl/delivery_files.h"
+#include "port/url_text.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/policy_key.h"
 #include "velmoractl/printer_client.h"
@@ -15,7 +18,6 @@
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/shown_text.h"
-#include "velmoractl/text/url_text.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {

@@ -243,7 +243,7 @@ class Import {
         directory.SetPortPrinter(pattern.name, pattern.address);
     }
 
-    /// Saving a port stores its printer as a pattern too; the file has the last word.
+    /// Saving a port stores its printer as a pattern too; what the file says wins.
     void takePatterns(CGroupsDB& directory) const {
         std::map<std::string, std::string> names;
         for (const auto& [name, pattern] : directory.portPrinters())

@@ -1,11 +1,13 @@
 #include "monitor/job_entries.h"
+#include "monitor/port_list.h"
+#include "port/port_config.h"
 
 #include <string>
 #include <vector>
 
 #include "harness/peer.h"
 #include "harness/printing.h"
-#include "monitor/process_port_list.h"
+#include "monitor/process_objects.h"
 #include "port/policy_store.h"
 #include "tests/monitor/jobs/job_test.h"
 

@@ -19,7 +19,7 @@
 #include "harness/process_resources.h"
 #include "harness/waiting.h"
 #include "monitor/enum_ports.h"
-#include "monitor/process_port_list.h"
+#include "monitor/process_objects.h"
 #include "port/policy_store.h"
 #include "tests/monitor/jobs/job_test.h"
 
@@ -160,7 +160,7 @@ TEST_F(JobLoad, JobsForOnePrinterLeaveTheirConnectionAndNothingElse) {
     const auto job = [&] { ASSERT_TRUE(printJob(port, document)); };
     // The same traffic without the monitor, its connections left open in the same way.
     const auto bare = [&] {
-        auto connection = SendPrintJob(targetOf(printer.url()), "Document", {});
+        auto connection = startJob(targetOf(printer.url()));
         ASSERT_TRUE(connection && sendDocument(*connection, document));
         static_cast<void>(connection.release());
     };

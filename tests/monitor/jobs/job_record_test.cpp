@@ -62,7 +62,7 @@ class JobRecordTest : public ::testing::Test {
             urls.push_back("ipp://u:p@printer/" + target.url);
         record->setPrinters(urls);
         job->recordIn(record);
-        return job->start(printers.connect(), printers.targets(), {}, AfterJob::leaveOpen, pace);
+        return job->start(printers.connect(), printers.targets(), AfterJob::leaveOpen, pace);
     }
     const DeliveryEntry& line(std::uint32_t target) const {
         for (const Line& one : lines)

@@ -1,9 +1,12 @@
 #include "tests/monitor/jobs/job_test.h"
 
+#include "directory/groups_store.h"
 #include "monitor/job_entries.h"
-#include "monitor/process_port_list.h"
+#include "monitor/port_list.h"
+#include "monitor/process_objects.h"
 #include "platform/text.h"
-#include "port/directory_store.h"
+#include "port/port_config.h"
+#include "port/settings.h"
 
 #include <winspool.h>
 

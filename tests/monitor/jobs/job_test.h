@@ -12,6 +12,10 @@
 #include "harness/winspool/fake_spooler.h"
 #include "monitor/port_list.h"
 
+namespace velmora {
+struct PortConfig;
+}
+
 namespace velmora::testing {
 
 /// The job entries of one generation of the spooler's contract.

@@ -31,7 +31,7 @@ void print(PrintJob& job, const std::vector<std::string>& pieces) {
 }
 
 void runJob(FakePrinters& printers, const std::vector<std::string>& pieces) {
-    MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {}, printers.packetMemory());
+    MultiTargetJob job(printers.connect(), printers.targets(), "Doc", printers.packetMemory());
     EXPECT_FALSE(job.failed());
     print(job, pieces);
 }
@@ -62,23 +62,19 @@ TEST_F(MultiTargetJobTest, EveryWorkerHasItsOwnCopyOfTheOrder) {
         auto targets = std::make_unique<std::vector<PrintTarget>>(printers.targets());
         (*targets)[1] = {"1", 1, "user", "secret"};
         auto name = std::make_unique<std::string>("Report of the year, long enough for the heap");
-        auto jobTemplate = std::make_unique<JobTemplate>();
-        jobTemplate->copies = 7;
-        Event go(EventReset::Manual);
+        Event go(EventReset::manual);
         for (std::size_t i = 0; i < 2; ++i) {
             printers.printer(i).beforeConnect = [&go] { go.wait(); };
         }
-        MultiTargetJob job(printers.connect(), *targets, *name, *jobTemplate);
+        MultiTargetJob job(printers.connect(), *targets, *name);
         targets.reset();
         name.reset();
-        jobTemplate.reset();
         go.set();
         print(job, {"x"});
     }
     EXPECT_EQ(printers.printer(1).order.target, (PrintTarget{"1", 1, "user", "secret"}));
     EXPECT_EQ(printers.printer(1).order.documentName,
               "Report of the year, long enough for the heap");
-    EXPECT_EQ(printers.printer(1).order.jobTemplate.copies, 7u);
 }
 
 TEST_F(MultiTargetJobTest, EmptyDocumentStillEndsEveryRequest) {
@@ -91,13 +87,13 @@ TEST_F(MultiTargetJobTest, EmptyDocumentStillEndsEveryRequest) {
 
 TEST_F(MultiTargetJobTest, PromptWorkerBeginsWithWhatIsThereWithoutAPulse) {
     FakePrinters printers(3);
-    Event go(EventReset::Manual);
+    Event go(EventReset::manual);
     for (std::size_t i = 0; i < 3; ++i)
         printers.printer(i).beforeConnect = [&go] { go.wait(); };
-    stdThreads().permit = [](const ThreadCall& call) { return call.kind != ThreadCall::Pulse; };
+    stdThreads().permit = [](const ThreadCall& call) { return call.kind != ThreadCall::pulse; };
     {
-        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {},
-                           printers.packetMemory(), Pace::prompt);
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", printers.packetMemory(),
+                           Pace::prompt);
         print(job, {"one ", "two"});
         go.set();
     }
@@ -109,8 +105,8 @@ TEST_F(MultiTargetJobTest, PromptWorkerBeginsWithWhatIsThereWithoutAPulse) {
 TEST_F(MultiTargetJobTest, PromptDocumentIsFramedOnceForAllPrinters) {
     FakePrinters printers(2);
     {
-        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {},
-                           printers.packetMemory(), Pace::prompt);
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", printers.packetMemory(),
+                           Pace::prompt);
         print(job, {"one ", "two"});
     }
     for (std::size_t i = 0; i < 2; ++i)
@@ -172,7 +168,7 @@ TEST_F(MultiTargetJobTest, PrinterWithoutAThreadIsLeftOut) {
     FakePrinters printers(3);
     std::size_t started = 0;
     stdThreads().permit = [&started](const ThreadCall& call) {
-        return call.kind != ThreadCall::StartThread || started++ != 1;
+        return call.kind != ThreadCall::startThread || started++ != 1;
     };
     runJob(printers, {"a", "b"});
     expectWholeDocument(printers.printer(0), "ab");
@@ -184,8 +180,7 @@ TEST_F(MultiTargetJobTest, PrinterWithoutAThreadIsLeftOut) {
 TEST_F(MultiTargetJobTest, DroppedWithoutAnEndItEndsTheDocumentItself) {
     FakePrinters printers(2);
     {
-        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {},
-                           printers.packetMemory());
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", printers.packetMemory());
         ASSERT_TRUE(job.write(bytesOf("a")));
     }
     expectWholeDocument(printers.printer(0), "a");
@@ -195,8 +190,7 @@ TEST_F(MultiTargetJobTest, DroppedWithoutAnEndItEndsTheDocumentItself) {
 TEST_F(MultiTargetJobTest, PieceWithoutMemoryIsRefusedAndTheJobStillEnds) {
     FakePrinters printers(2);
     {
-        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {},
-                           printers.packetMemory());
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", printers.packetMemory());
         ASSERT_TRUE(job.write(bytesOf("a")));
         printers.memory.allow(0);
         EXPECT_FALSE(job.write(bytesOf("b")));
@@ -208,11 +202,10 @@ TEST_F(MultiTargetJobTest, PieceWithoutMemoryIsRefusedAndTheJobStillEnds) {
 
 TEST_F(MultiTargetJobTest, WriterNeverWaitsForASlowPrinter) {
     FakePrinters printers(2);
-    Event go(EventReset::Manual);
+    Event go(EventReset::manual);
     printers.printer(1).beforeConnect = [&go] { go.wait(); };
     {
-        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {},
-                           printers.packetMemory());
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", printers.packetMemory());
         const std::string piece(1024, 'x');
         for (int i = 0; i < 200; ++i)
             ASSERT_TRUE(job.write(bytesOf(piece)));
@@ -229,7 +222,7 @@ TEST_F(MultiTargetJobTest, DeadPrinterDoesNotKeepTheDocumentInMemory) {
     FakePrinters printers(2);
     printers.printer(0).refuses = true;
     printers.printer(1).refuses = true;
-    MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {}, printers.packetMemory());
+    MultiTargetJob job(printers.connect(), printers.targets(), "Doc", printers.packetMemory());
     const std::string piece(1024, 'x');
     // Both workers end at some time; from then on nothing may be kept.
     while (printers.memory.liveBlocks() > 1 || printers.memory.allocations() < 100) {
@@ -249,14 +242,14 @@ TEST_F(MultiTargetJobTest, EndWaitsInStepsOfASecondAndPulsesBeforeEach) {
     int waits = 0;
     // Each worker is seen to end at the third look; pulses and looks come from this thread alone.
     stdThreads().permit = [&](const ThreadCall& call) {
-        if (call.kind == ThreadCall::Pulse) log.push_back("pulse");
-        if (call.kind != ThreadCall::WaitForEnd) return true;
+        if (call.kind == ThreadCall::pulse) log.push_back("pulse");
+        if (call.kind != ThreadCall::waitForEnd) return true;
         log.push_back("wait " + std::to_string(call.milliseconds));
         return ++waits % 3 == 0;
     };
     stdThreads().millisecond = std::chrono::seconds(1);
     {
-        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {});
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc");
         ASSERT_TRUE(job.end());
         log.clear();
     }

@@ -68,7 +68,7 @@ struct Surroundings {
     Surroundings() {
         stdThreads().millisecond = std::chrono::microseconds(1);
         stdThreads().permit = [this, pulses = 0](const ThreadCall& call) mutable {
-            return call.kind != ThreadCall::Pulse || !losePulses || ++pulses % 2 != 0;
+            return call.kind != ThreadCall::pulse || !losePulses || ++pulses % 2 != 0;
         };
     }
     ~Surroundings() {
@@ -98,8 +98,7 @@ TEST_P(MultiTargetStress, HealthyPrintersGetEveryByteAndEveryPacketIsFreedOnce) 
         const unsigned writerPace = round % 2 == 0 ? 0 : 200;
         std::string document;
         {
-            MultiTargetJob job(fakes.connect(), fakes.targets(), "Doc", {}, fakes.packetMemory(),
-                               pace);
+            MultiTargetJob job(fakes.connect(), fakes.targets(), "Doc", fakes.packetMemory(), pace);
             for (std::size_t i = 0; i < pieces; ++i) {
                 const std::string piece = std::to_string(i) + std::string(random() % 1000, 'p');
                 document += piece;

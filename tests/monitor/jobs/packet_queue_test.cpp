@@ -26,10 +26,10 @@ class PacketQueueTest : public ::testing::Test {
   protected:
     PacketQueueTest() {
         stdThreads().permit = [this](const ThreadCall& call) {
-            if (call.kind == ThreadCall::MakeEvent) return events;
+            if (call.kind == ThreadCall::makeEvent) return events;
             static constexpr const char* kCalls[] = {"make", "set", "reset", "pulse", "wait"};
             log.push_back(std::string(kCalls[call.kind]) +
-                          (call.event == EventReset::Manual ? " data" : " consumed"));
+                          (call.event == EventReset::manual ? " data" : " consumed"));
             return false;
         };
     }

@@ -20,7 +20,7 @@ class PortJobTest : public ::testing::Test {
   protected:
     PortJobTest() { reports.clear(); }
 
-    bool start() { return job->start(connect, printers.targets(), {}); }
+    bool start() { return job->start(connect, printers.targets()); }
 
     int handle = 0;
     FakePrinters printers{1};
@@ -43,7 +43,7 @@ TEST_F(PortJobTest, DataIsCutIntoPiecesOf1024Bytes) {
 
 TEST_F(PortJobTest, PromptJobHandsOnPiecesOf64KiBAndHoldsNothingBack) {
     ASSERT_TRUE(
-        job->start(printers.connect(), printers.targets(), {}, AfterJob::leaveOpen, Pace::prompt));
+        job->start(printers.connect(), printers.targets(), AfterJob::leaveOpen, Pace::prompt));
     for (const std::size_t size : {1u, 1025u, 65536u, 65537u}) {
         EXPECT_TRUE(job->write(bytesOf(std::string(size, 'x')), accepted));
         EXPECT_EQ(accepted, size);
@@ -74,7 +74,7 @@ TEST_F(PortJobTest, EndEndsTheDocumentAsksForTheAnswerAndReports) {
 }
 
 TEST_F(PortJobTest, TheConnectionIsClosedIfThatIsAskedFor) {
-    ASSERT_TRUE(job->start(printers.connect(), printers.targets(), {}, AfterJob::close));
+    ASSERT_TRUE(job->start(printers.connect(), printers.targets(), AfterJob::close));
     ASSERT_TRUE(job->write(bytesOf("x"), accepted));
     EXPECT_EQ(printers.printer(0).closed, 0u);
     job.reset();
@@ -124,7 +124,7 @@ TEST_F(PortJobTest, OnlyPrinterThatFailsAtOnceFailsTheStart) {
 // The spooler does not end a job whose start has failed.
 TEST_F(PortJobTest, ConnectionOfAJobThatCannotStartIsClosedAtOnceIfThatIsAskedFor) {
     printers.printer(0).failsAfter = 0;
-    EXPECT_FALSE(job->start(printers.connect(), printers.targets(), {}, AfterJob::close));
+    EXPECT_FALSE(job->start(printers.connect(), printers.targets(), AfterJob::close));
     EXPECT_FALSE(job->started());
     EXPECT_EQ(printers.printer(0).closed, 1u);
     EXPECT_FALSE(job->write(bytesOf("x"), accepted));
@@ -145,7 +145,7 @@ TEST_F(PortJobTest, JobThatIsAbandonedBeforeItStartedReportsInAnotherWay) {
 }
 
 TEST_F(PortJobTest, WithoutAPrinterTheJobIsTakenAndItsDataRefused) {
-    EXPECT_TRUE(job->start(printers.connect(), {}, {}));
+    EXPECT_TRUE(job->start(printers.connect(), {}));
     EXPECT_FALSE(job->write(bytesOf("x"), accepted));
     EXPECT_EQ(accepted, 0u);
     job.reset();
@@ -155,7 +155,7 @@ TEST_F(PortJobTest, WithoutAPrinterTheJobIsTakenAndItsDataRefused) {
 TEST_F(PortJobTest, SeveralPrintersEachGetTheDocumentAndAreClosed) {
     FakePrinters several(3);
     several.printer(1).refuses = true;
-    EXPECT_TRUE(job->start(several.connect(), several.targets(), {}));
+    EXPECT_TRUE(job->start(several.connect(), several.targets()));
     EXPECT_TRUE(job->write(bytesOf("document"), accepted));
     job.reset();
     for (const std::size_t i : {0, 2}) {

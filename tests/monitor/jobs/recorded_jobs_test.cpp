@@ -21,6 +21,7 @@
 #include "monitor/delivery_output.h"
 #include "monitor/job_entries.h"
 #include "port/delivery_directory.h"
+#include "port/port_config.h"
 #include "port/settings.h"
 #include "tests/monitor/jobs/job_test.h"
 

@@ -1,13 +1,13 @@
-#include "monitor/delivery_events.h"
+#include "monitor/event_log.h"
 
 #include <windows.h>
 
 #include <array>
-#include <cstdio>
 #include <vector>
 
 #include "events/delivery_events.h"
 #include "ipp/status_names.h"
+#include "platform/digits.h"
 #include "platform/handle.h"
 #include "platform/text.h"
 #include "port/delivery_directory.h"
@@ -15,12 +15,7 @@
 namespace velmora {
 namespace {
 
-struct EventSourceTraits {
-    using Type = HANDLE;
-    static Type empty() noexcept { return nullptr; }
-    static void close(Type source) noexcept { DeregisterEventSource(source); }
-};
-using UniqueEventSource = UniqueHandle<EventSourceTraits>;
+using UniqueEventSource = UniqueHandle<HANDLE, DeregisterEventSource>;
 
 struct EventKind {
     DWORD id;
@@ -51,11 +46,10 @@ std::string reasonInWords(const DeliveryEntry& entry) {
         append(text, "step " + std::string(keyword(reason.step)));
     if (reason.httpStatus != 0) append(text, "HTTP status " + std::to_string(reason.httpStatus));
     if (reason.ippStatus) {
-        char number[16];
-        std::snprintf(number, sizeof number, "0x%04x", static_cast<unsigned>(*reason.ippStatus));
+        std::string number = "0x";
+        appendDigits(number, *reason.ippStatus, 4, 16);
         const std::string_view name = ippStatusName(*reason.ippStatus);
-        append(text, "IPP status " + std::string(number) +
-                         (name.empty() ? "" : " (" + std::string(name) + ")"));
+        append(text, "IPP status " + number + (name.empty() ? "" : " (" + std::string(name) + ")"));
     }
     if (reason.error != 0) {
         append(text, "error " + std::to_string(reason.error) +

@@ -1,8 +1,8 @@
-#include "velmoractl/text/url_text.h"
+#include "port/url_text.h"
 
 #include <gtest/gtest.h>
 
-namespace velmora::ctl {
+namespace velmora {
 namespace {
 
 struct Case {
@@ -37,4 +37,4 @@ TEST(UrlText, OtherUrlsStayAsTheyAre) {
 }
 
 }  // namespace
-}  // namespace velmora::ctl
+}  // namespace velmora

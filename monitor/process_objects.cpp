@@ -1,8 +1,9 @@
-#include "monitor/process_port_list.h"
+#include "monitor/process_objects.h"
 
 #include <atomic>
 #include <memory>
 
+#include "monitor/port_list.h"
 #include "monitor/port_store.h"
 #include "port/policy_store.h"
 
@@ -42,12 +43,22 @@ PortList* portList() noexcept {
     return made == nullptr ? nullptr : &made->list;
 }
 
+Port* findPort(std::string_view name) noexcept {
+    PortList* const list = portList();
+    return list == nullptr ? nullptr : list->find(name);
+}
+
 void destroyPortLists() noexcept {
     for (MadeList* made = newest.exchange(nullptr); made != nullptr;) {
         const std::unique_ptr<MadeList> last(made);
         made = last->before;
         last->list.abandonJobs();
     }
+}
+
+CriticalSection& monitorLock() {
+    static CriticalSection lock;
+    return lock;
 }
 
 }  // namespace velmora
