@@ -14,6 +14,9 @@ TREE = {
     "ipp/reader.cpp": '#include "ipp/reader.h"\n',
     "ipp/reader.h": "#include <vector>\n",
     "ipp/CMakeLists.txt": "velmora_library(velmora_ipp_core\n    SOURCES\n        reader.cpp)\n",
+    "ipp/job_template.h": "#include <string>\n",
+    "directory/groups_db.h": "#include <string>\n",
+    "port/port_config.h": "#include <string>\n",
     "directory/tree.h": '#include "platform/text.h"\n',
     "port/record.h": '#include "directory/tree.h"\n#include "ipp/url.h"\n',
     "monitor/list.h": '#include "port/record.h"\n#include "platform/text.h"\n',
@@ -94,6 +97,18 @@ class CheckIncludes(unittest.TestCase):
     def test_two_headers_of_one_name_are_noticed(self):
         self.breaks({"harness/record.h": "#include <string>\n"},
                     "record.h is the name of several headers: harness/record.h, port/record.h")
+
+    def test_a_header_may_not_have_the_name_of_a_generated_one(self):
+        self.breaks({"monitor/events.h": "#include <string>\n",
+                     "dll/CMakeLists.txt": "add_custom_command(OUTPUT events/events.h)\n"},
+                    "events.h is the name of several headers: monitor/events.h, events/events.h")
+
+    def test_a_header_that_too_many_sources_see_is_noticed(self):
+        self.breaks({"ipp/reader.h": '#include "ipp/job_template.h"\n'},
+                    "ipp/job_template.h is seen by 3 of 5 sources, more than 21 of a hundred")
+
+    def test_a_header_that_is_not_there_has_not_been_counted(self):
+        self.breaks({"port/port_config.h": None}, "port/port_config.h: no such header")
 
     def test_an_include_may_be_generated_by_the_build(self):
         source = {"monitor/events.cpp": '#include "events/texts.h"\n'}
