@@ -605,7 +605,7 @@ class Verbs(WithPrinter):
         self.assertIn("Quarterly report", [job["name"] for job in active.json() + ended.json()])
         for refused in (used, others, uninstall):
             self.assertIn('"Queue"', refused.err)
-        self.assertIn("probe --port", failed.err)
+        self.assertIn("nothing has been sent", failed.err)
         self.assertEqual({"Office": True, "All": True, "Off": False},
                          {port["name"]: port["printers"][0]["answers"]
                           for port in off.json()["ports"]})
