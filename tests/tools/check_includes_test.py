@@ -23,6 +23,7 @@ TREE = {
     "ui/page.h": '#include <windows.h>\n\n#include "port/record.h"\n#include "ui/kit/rows.h"\n',
     "ui/kit/rows.h": '#include "platform/text.h"\n',
     "velmoractl/verbs.h": '#include "port/record.h"\n',
+    "installer/actions.cpp": '#include "platform/text.h"\n',
     "dll/exports.cpp": '#include "monitor/list.h"\n#include "ui/page.h"\n',
     "harness/peer.h": "#include <string>\n",
     "tests/contract/dll_test.cpp": '#include "harness/peer.h"\n',
@@ -30,6 +31,7 @@ TREE = {
     "fuzz/fuzz.cpp": '#include "ipp/reader.h"\n',
     "docs/architecture.md": "".join(f"    {edge}\n" for edge in (
         "dll --> monitor", "dll --> ui", "monitor --> port", "ui --> port", "velmoractl --> port",
+        "installer --> platform",
         "ui --> ui_kit", "ui_kit --> platform", "port --> ipp", "port --> directory", "ipp --> platform", "directory --> platform")),
 }
 
@@ -105,7 +107,7 @@ class CheckIncludes(unittest.TestCase):
 
     def test_a_header_that_too_many_sources_see_is_noticed(self):
         self.breaks({"ipp/reader.h": '#include "ipp/job_template.h"\n'},
-                    "ipp/job_template.h is seen by 3 of 5 sources, more than 21 of a hundred")
+                    "ipp/job_template.h is seen by 3 of 6 sources, more than 21 of a hundred")
 
     def test_a_header_that_is_not_there_has_not_been_counted(self):
         self.breaks({"port/port_config.h": None}, "port/port_config.h: no such header")
