@@ -8,6 +8,10 @@ namespace {
 
 /// A disk that hangs must not take the spooler's memory. A line's entry is about half a kilobyte.
 constexpr std::size_t kLongestQueue = 4096;
+/// What has gathered is written at the latest when it is so many lines.
+constexpr std::size_t kLongestGathering = kLongestQueue / 4;
+constexpr std::int64_t kGatheringMs = 1000;
+constexpr std::uint32_t kGatheringStepMs = 50;
 
 }  // namespace
 
@@ -30,6 +34,7 @@ void DeliveryLog::add(DeliveryEntry entry, bool startFailed,
 
 void DeliveryLog::flush() noexcept {
     const std::lock_guard lock(mutex_);
+    hurries_ = true;
     if (!used_) return;
     try {
         items_.push_back({std::nullopt, false, {}});
@@ -55,6 +60,10 @@ void DeliveryLog::wake() noexcept {
 }
 
 void DeliveryLog::finish() noexcept {
+    {
+        const std::lock_guard lock(mutex_);
+        hurries_ = true;
+    }
     writeAll();
     try {
         collect(repeats_.finish(), recordMiB_);
@@ -68,9 +77,11 @@ void DeliveryLog::run(void* log) noexcept {
     static_cast<DeliveryLog*>(log)->writeAll();
 }
 
-/// All that is there goes to the disk at once: opening the files costs more than a line.
 void DeliveryLog::writeAll() noexcept {
-    for (std::deque<Item> items = next(); !items.empty(); items = next()) {
+    for (;;) {
+        gather();
+        std::deque<Item> items = next();
+        if (items.empty()) return;
         for (Item& item : items) {
             try {
                 write(std::move(item));
@@ -80,13 +91,25 @@ void DeliveryLog::writeAll() noexcept {
             }
         }
         writeCollected();
+        lastWrite_ = output_.now();
     }
+}
+
+void DeliveryLog::gather() noexcept {
+    if (!lastWrite_) return;
+    while (gathering() && output_.now() - *lastWrite_ < kGatheringMs)
+        output_.sleep(kGatheringStepMs);
+}
+
+bool DeliveryLog::gathering() noexcept {
+    const std::lock_guard lock(mutex_);
+    return !hurries_ && !items_.empty() && items_.size() < kLongestGathering;
 }
 
 /// Empty, and no thread any more, if there is nothing left.
 std::deque<DeliveryLog::Item> DeliveryLog::next() noexcept {
     const std::lock_guard lock(mutex_);
-    if (items_.empty()) running_ = false;
+    if (items_.empty()) running_ = hurries_ = false;
     std::deque<Item> items;
     items.swap(items_);
     return items;

@@ -23,7 +23,7 @@ struct DeliveryLogSettings {
     bool on() const noexcept { return recordMiB != 0 || events != 0; }
 };
 
-/// What a delivery log writes to.
+/// What a delivery log writes to, and the time that passes meanwhile.
 class DeliveryOutput {
   public:
     virtual ~DeliveryOutput() = default;
@@ -33,11 +33,17 @@ class DeliveryOutput {
     virtual void report(const DeliveryEntry& entry, std::uint32_t leftOut) = 0;
     /// The system's words for an error code, in UTF-8.
     virtual std::string words(std::uint32_t error) = 0;
+    /// A clock that never goes back, in milliseconds.
+    virtual std::int64_t now() = 0;
+    /// Lets this thread sleep.
+    virtual void sleep(std::uint32_t milliseconds) = 0;
 };
 
 /// Takes what became of deliveries and writes it from a thread of its own, which exists only while
-/// there is something to write: no job waits for a disk. What cannot be written is counted and told
-/// by the next line that can.
+/// there is something to write: no job waits for a disk. A line is written at once if none was
+/// within the last second; the others gather until that is over, since starting a thread and
+/// opening files cost many times what a line does. What cannot be written is counted and told by
+/// the next line that can.
 class DeliveryLog {
   public:
     /// Starts a thread with the given body and does not wait for it; false if there is none.
@@ -52,7 +58,7 @@ class DeliveryLog {
     /// cannot start and will try again.
     void add(DeliveryEntry entry, bool startFailed, DeliveryLogSettings settings) noexcept;
 
-    /// Has the repeated starts told that have been counted so far.
+    /// Has what has gathered written, and the repeated starts told that have been counted so far.
     void flush() noexcept;
     /// Whether its thread has something to write.
     bool running() noexcept;
@@ -70,6 +76,8 @@ class DeliveryLog {
 
     static void run(void* log) noexcept;
     void writeAll() noexcept;
+    void gather() noexcept;
+    bool gathering() noexcept;
     std::deque<Item> next() noexcept;
     void wake() noexcept;
     void write(Item item);
@@ -85,8 +93,10 @@ class DeliveryLog {
     std::deque<Item> items_;
     bool running_ = false;
     bool used_ = false;
+    bool hurries_ = false;  ///< nothing gathers any more until all is written
     std::uint32_t lost_ = 0;
     // The writer's own.
+    std::optional<std::int64_t> lastWrite_;  ///< by the output's clock
     RepeatedStarts repeats_;
     EventLimiter events_;
     std::vector<DeliveryEntry> collected_;  ///< to be written at once

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <chrono>
 #include <new>
 
 #include "monitor/event_log.h"
@@ -142,6 +143,11 @@ class SystemOutput final : public DeliveryOutput {
         reportDeliveryEvent(entry, leftOut);
     }
     std::string words(std::uint32_t error) override { return utf8FromWide(systemWords(error)); }
+    std::int64_t now() override {
+        using std::chrono::steady_clock, std::chrono::milliseconds;
+        return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+    }
+    void sleep(std::uint32_t milliseconds) override { Sleep(milliseconds); }
 };
 
 bool startThread(void (*body)(void*), void* log) noexcept {

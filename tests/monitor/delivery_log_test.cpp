@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <new>
 #include <span>
@@ -38,11 +39,20 @@ class FakeOutput final : public DeliveryOutput {
         events.push_back(std::string(keyword(entry.outcome)) + " " + std::to_string(leftOut));
     }
     std::string words(std::uint32_t error) override { return "words " + std::to_string(error); }
+    std::int64_t now() override { return time; }
+    void sleep(std::uint32_t milliseconds) override {
+        ++sleeps;
+        time += milliseconds;
+        whileAsleep();
+    }
 
     bool full = false;
     bool throwsNext = false;
     std::size_t room = 1000000;  ///< lines that can be written
     std::size_t calls = 0;
+    std::int64_t time = 0;
+    std::size_t sleeps = 0;
+    std::function<void()> whileAsleep = [] {};
     std::vector<std::string> lines;
     std::vector<std::uint32_t> sizes;
     std::vector<std::string> events;
@@ -124,6 +134,67 @@ TEST_F(DeliveryLogTest, OneThreadWritesManyAndTheNextIsStartedWhenItIsNeeded) {
     EXPECT_EQ(held.size(), 1u);
     joinThreads();
     EXPECT_EQ(output.lines.size(), 11u);
+}
+
+TEST_F(DeliveryLogTest, TheFirstLineIsWrittenAtOnceAndOthersGatherForASecond) {
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    EXPECT_EQ(output.sleeps, 0u);
+    output.time += 300;
+    output.whileAsleep = [this] {
+        if (output.time == 650) log.add(entry(), false, kRecord);
+    };
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    EXPECT_EQ(output.time, 1000);
+    EXPECT_EQ(output.lines.size(), 3u);
+    EXPECT_EQ(output.calls, 2u);
+}
+
+TEST_F(DeliveryLogTest, ALineASecondLaterIsWrittenAtOnce) {
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    output.time += 1000;
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    EXPECT_EQ(output.sleeps, 0u);
+    EXPECT_EQ(output.calls, 2u);
+}
+
+TEST_F(DeliveryLogTest, ALongQueueIsNotLeftToGather) {
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    hold = true;
+    for (int i = 0; i < 1024; ++i)
+        log.add(entry(), false, kRecord);
+    joinThreads();
+    EXPECT_EQ(output.sleeps, 0u);
+    EXPECT_EQ(output.lines.size(), 1025u);
+}
+
+TEST_F(DeliveryLogTest, AFlushEndsTheGathering) {
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    output.whileAsleep = [this] { log.flush(); };
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    EXPECT_EQ(output.sleeps, 1u);
+    EXPECT_EQ(output.lines.size(), 2u);
+    // Later lines gather again.
+    output.whileAsleep = [] {};
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    EXPECT_EQ(output.sleeps, 1u + 20u);
+}
+
+TEST_F(DeliveryLogTest, TheEndOfTheLibraryDoesNotWaitForMore) {
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    noThread = true;
+    log.add(entry(), false, kRecord);
+    log.finish();
+    EXPECT_EQ(output.sleeps, 0u);
+    EXPECT_EQ(output.lines.size(), 2u);
 }
 
 TEST_F(DeliveryLogTest, LinesWaitForAThreadThatCannotBeStarted) {
