@@ -80,7 +80,7 @@ void DeliveryLog::run(void* log) noexcept {
 void DeliveryLog::writeAll() noexcept {
     for (;;) {
         gather();
-        std::deque<Item> items = next();
+        std::vector<Item> items = next();
         if (items.empty()) return;
         for (Item& item : items) {
             try {
@@ -107,10 +107,10 @@ bool DeliveryLog::gathering() noexcept {
 }
 
 /// Empty, and no thread any more, if there is nothing left.
-std::deque<DeliveryLog::Item> DeliveryLog::next() noexcept {
+std::vector<DeliveryLog::Item> DeliveryLog::next() noexcept {
     const std::lock_guard lock(mutex_);
     if (items_.empty()) running_ = hurries_ = false;
-    std::deque<Item> items;
+    std::vector<Item> items;  // which, unlike a deque, takes no memory while it is empty
     items.swap(items_);
     return items;
 }

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <span>
@@ -78,7 +77,7 @@ class DeliveryLog {
     void writeAll() noexcept;
     void gather() noexcept;
     bool gathering() noexcept;
-    std::deque<Item> next() noexcept;
+    std::vector<Item> next() noexcept;
     void wake() noexcept;
     void write(Item item);
     void collect(std::vector<DeliveryEntry> entries, std::uint32_t recordMiB);
@@ -90,7 +89,7 @@ class DeliveryLog {
     StartThread startThread_;
     Mutex mutex_;
     // With the mutex held.
-    std::deque<Item> items_;
+    std::vector<Item> items_;
     bool running_ = false;
     bool used_ = false;
     bool hurries_ = false;  ///< nothing gathers any more until all is written
