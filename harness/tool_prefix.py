@@ -132,7 +132,14 @@ class ToolPrefix(WinePrefix):
         self.install(os.path.join(self.programs, "velmora_shim.dll"))
 
     def wine(self, *words, stdin=b""):
-        process = self.run(words, TIMEOUT, input=stdin, capture_output=True)
+        def run():
+            return self.run(words, TIMEOUT, input=stdin, capture_output=True)
+
+        process = run()
+        # Wine sometimes ends a program before its first line, with this code and no word
+        # (wine-run); the tool never fails without one.
+        if process.returncode == 1 and not process.stdout and not process.stderr:
+            process = run()
         return Result(process.returncode, process.stdout, process.stderr)
 
     def tool(self, *words, stdin=b""):
