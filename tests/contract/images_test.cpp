@@ -14,12 +14,11 @@
 #include <iterator>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace velmora::testing {
 namespace {
-
-using std::string_literals::operator""s;
 
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -127,7 +126,8 @@ TEST_P(DeliveredImage, NamesNoFolderOfTheMachineThatBuiltIt) {
 // late or never to whoever waits for it.
 TEST_P(DeliveredImage, ProtectsItsStacks) {
     // mov ecx, 2 (FAST_FAIL_STACK_COOKIE_CHECK_FAILURE); int 0x29 (__fastfail)
-    const std::size_t wayOut = image_.bytes().find("\xB9\x02\0\0\0\xCD\x29"s);
+    constexpr std::string_view kWayOut("\xB9\x02\0\0\0\xCD\x29", 7);
+    const std::size_t wayOut = image_.bytes().find(kWayOut);
     ASSERT_NE(wayOut, std::string::npos);
     const auto sections = image_.sections();
     const auto code = std::ranges::find_if(sections, [&](const IMAGE_SECTION_HEADER& section) {
