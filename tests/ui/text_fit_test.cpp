@@ -1,6 +1,8 @@
 // Whether the delivered texts fit their controls, in the languages of the code page that the
 // program runs under.
 
+#include <windows.h>
+
 #include <commctrl.h>
 
 #include <algorithm>
