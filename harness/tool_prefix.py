@@ -132,18 +132,16 @@ class ToolPrefix(WinePrefix):
         self.install(os.path.join(self.programs, "velmora_shim.dll"))
 
     def wine(self, *words, stdin=b""):
-        def run():
-            return self.run(words, TIMEOUT, input=stdin, capture_output=True)
-
-        process = run()
-        # Wine sometimes ends a program before its first line, with this code and no word
-        # (wine-run); the tool never fails without one.
-        if process.returncode == 1 and not process.stdout and not process.stderr:
-            process = run()
+        process = self.run(words, TIMEOUT, input=stdin, capture_output=True)
         return Result(process.returncode, process.stdout, process.stderr)
 
     def tool(self, *words, stdin=b""):
-        return self.wine(DOWNLOAD + "\\velmoractl.exe", *words, stdin=stdin)
+        result = self.wine(DOWNLOAD + "\\velmoractl.exe", *words, stdin=stdin)
+        # Wine sometimes ends a program before its first line, with this code and no word
+        # (wine-run); the tool never fails without one.
+        if result.code == 1 and not result.out and not result.err:
+            result = self.wine(DOWNLOAD + "\\velmoractl.exe", *words, stdin=stdin)
+        return result
 
     def tool_with_small_files(self, *words):
         """The tool as on a full drive: what it writes ends after a kilobyte a file."""
