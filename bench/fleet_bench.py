@@ -15,9 +15,7 @@ import tempfile
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "harness"))
-from tool_prefix import DIFFERENT, DONE, ToolPrefix, tool, use_shim
-
-MONITOR = "Velmora IPP Port"
+from tool_prefix import DIFFERENT, DONE, MONITOR, NOBODY, ToolPrefix, fleet, tool, use_shim
 
 
 class Bench:
@@ -27,10 +25,9 @@ class Bench:
 
     def fleet(self, name, numbers):
         """A fleet file with a port for each number; what Windows calls it."""
-        ports = [{"name": f"Port {number}", "url": "ipp://127.0.0.1:1/ipp/print"}
-                 for number in numbers]
-        with open(self.prefix.path(name), "w", encoding="ascii") as file:
-            json.dump({"format": "velmora-configuration", "version": 1, "ports": ports}, file)
+        ports = [{"name": f"Port {number}", "url": NOBODY} for number in numbers]
+        with open(self.prefix.path(name), "wb") as file:
+            file.write(fleet(*ports))
         return "C:\\" + name
 
     def run(self, what, aim, *words, code=DONE):

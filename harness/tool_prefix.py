@@ -1,5 +1,6 @@
 """A Wine prefix with the files of a download in it, and the administration tool run there."""
 
+import argparse
 import json
 import os
 import pty
@@ -9,8 +10,11 @@ import shutil
 import signal
 import struct
 import subprocess
+import sys
+import tempfile
 import time
 import tty
+import unittest
 from fcntl import ioctl
 from termios import TIOCSWINSZ
 
@@ -20,11 +24,40 @@ from wine_prefix import ROOT, WinePrefix, peer_process
 DOWNLOAD = "C:\\download\\programs"
 PRINT = "HKLM\\System\\CurrentControlSet\\Control\\Print\\"
 MONITORS = PRINT + "Monitors\\"
+MONITOR = "Velmora IPP Port"
+KEY = "HKLM\\Software\\Velmora"
+DOCUMENT = b"%!PS\n" + b"% a page\n" * 2000 + b"showpage\n"
+NOBODY = "ipp://127.0.0.1:1/ipp/print"
 # Of one run of Wine, which may hold dozens of commands.
 TIMEOUT = 300
 
 DONE, FAILED, USAGE, NOT_FOUND, CONFLICT, DENIED, NOT_INSTALLED, PRINTER, CANCELLED = range(9)
 DIFFERENT, RESTART = 9, 10
+
+# What run_tests was started with: arch, built, tests, and `directory`, which it removes.
+options = argparse.Namespace()
+
+
+def run_tests(description, prefix):
+    """A test program's main function: its options, a directory for its prefixes, its tests."""
+    parser = argparse.ArgumentParser(description=description)
+    parser.add_argument("--arch", required=True)
+    parser.add_argument("--built", required=True)
+    parser.add_argument("tests", nargs="*")
+    parser.parse_args(namespace=options)
+    options.built = os.path.abspath(options.built)
+    peer_process.end_on_signal()
+    # Beside the Wine template: its files are shared by hard links.
+    with tempfile.TemporaryDirectory(prefix=prefix, dir=options.built,
+                                     ignore_cleanup_errors=True) as options.directory:
+        program = unittest.main(argv=[sys.argv[0], "-v", *options.tests], exit=False)
+    sys.exit(0 if program.result.wasSuccessful() else 1)
+
+
+def fleet(*ports, **more):
+    """The bytes of a fleet file."""
+    return json.dumps(dict({"format": "velmora-configuration", "version": 1,
+                            "ports": list(ports)}, **more)).encode()
 
 
 class Result:

@@ -4,8 +4,6 @@
     package_test.py --arch x86|x64 --built BUILD_DIRECTORY [TEST...]
 """
 
-import argparse
-import json
 import os
 import shutil
 import struct
@@ -18,20 +16,15 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 sys.path[:0] = [os.path.join(ROOT, "harness"), os.path.join(ROOT, "installer")]
 import make_msi
 from printer_peer import Printer
-from tool_prefix import (DONE, FAILED, MONITORS, Step, ToolPrefix, export_key,
-                         let_spooler_find, peer_process, set_value, start_spooler, stop_spooler)
+from tool_prefix import (DOCUMENT, DONE, FAILED, KEY, MONITOR, MONITORS, NOBODY, Step, ToolPrefix,
+                         export_key, fleet, let_spooler_find, options, peer_process, run_tests,
+                         set_value, start_spooler, stop_spooler)
 
-MONITOR = "Velmora IPP Port"
-KEY = "HKLM\\Software\\Velmora"
 UNINSTALL = "HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall"
 EPOCH = 1700000000
 FOLDER = "C:\\Program Files\\Velmora\\"
 REFUSED, RESTART_WANTED = 1603, 3010
-NOBODY = "ipp://127.0.0.1:1/ipp/print"
-DOCUMENT = b"%!PS\n" + b"% a page\n" * 2000 + b"showpage\n"
 
-options = None
-directory = None
 packages = {}
 
 
@@ -68,16 +61,11 @@ def package(version):
             data = read(ROOT, "ui", "languages", name)
             files["languages/" + name] = data
         files["Velmora.dat"] = files["languages/Velmora.dat"]
-        path = os.path.join(directory, f"velmora-{version}.msi")
+        path = os.path.join(options.directory, f"velmora-{version}.msi")
         make_msi.make(path, options.arch, version, files, read(programs, "velmora_setup.dll"),
                       ["de"], "docs/README.md", EPOCH)
         packages[version] = path
     return packages[version]
-
-
-def fleet(*ports):
-    return json.dumps({"format": "velmora-configuration", "version": 1,
-                       "ports": list(ports)}).encode()
 
 
 class Tables(unittest.TestCase):
@@ -175,7 +163,7 @@ class Packages(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        cls.place = tempfile.mkdtemp(dir=directory)
+        cls.place = tempfile.mkdtemp(dir=options.directory)
         cls.prefix = ToolPrefix(options.arch, options.built, cls.place)
         cls.addClassCleanup(cls.prefix.stop)
         shutil.rmtree(cls.prefix.path("download"))
@@ -417,21 +405,5 @@ class Refusals(Packages):
         self.assertNotIn("shim", key.out)
 
 
-def main():
-    global options, directory
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--arch", required=True)
-    parser.add_argument("--built", required=True)
-    parser.add_argument("tests", nargs="*")
-    options = parser.parse_args()
-    options.built = os.path.abspath(options.built)
-    peer_process.end_on_signal()
-    # Beside the Wine template: its files are shared by hard links.
-    with tempfile.TemporaryDirectory(prefix="msi-", dir=options.built,
-                                     ignore_cleanup_errors=True) as directory:
-        program = unittest.main(argv=[sys.argv[0], "-v", *options.tests], exit=False)
-    sys.exit(0 if program.result.wasSuccessful() else 1)
-
-
 if __name__ == "__main__":
-    main()
+    run_tests(__doc__, "msi-")

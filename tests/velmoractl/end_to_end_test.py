@@ -4,7 +4,6 @@
     end_to_end_test.py --arch x86|x64 --built BUILD_DIRECTORY [TEST...]
 """
 
-import argparse
 import concurrent.futures
 import contextlib
 import csv
@@ -28,20 +27,14 @@ import jsonschema
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "harness"))
 from printer_peer import Printer
-from tool_prefix import (CANCELLED, CONFLICT, DENIED, DIFFERENT, DONE, DOWNLOAD, FAILED, NOT_FOUND,
-                         NOT_INSTALLED, PRINT, PRINTER, RESTART, ROOT, USAGE, Step, ToolPrefix,
-                         break_channel, export_key, let_spooler_find, mend_channel, peer_process,
+from tool_prefix import (CANCELLED, CONFLICT, DENIED, DIFFERENT, DOCUMENT, DONE, DOWNLOAD, FAILED,
+                         KEY, MONITOR, NOBODY, NOT_FOUND, NOT_INSTALLED, PRINT, PRINTER, RESTART,
+                         ROOT, USAGE, Step, ToolPrefix, break_channel, export_key, fleet,
+                         let_spooler_find, mend_channel, options, peer_process, run_tests,
                          set_value, start_spooler, stop_spooler, tool, use_shim)
 
-MONITOR = "Velmora IPP Port"
 EVENT_SOURCE = "HKLM\\System\\CurrentControlSet\\Services\\EventLog\\Application\\Velmora"
-KEY = "HKLM\\Software\\Velmora"
-DOCUMENT = b"%!PS\n" + b"% a page\n" * 2000 + b"showpage\n"
-NOBODY = "ipp://127.0.0.1:1/ipp/print"
 CASE_RULE = "capital and small letters matter, but two names may not differ in them alone"
-
-options = None
-directory = None
 
 
 def tree(*nodes):
@@ -50,18 +43,12 @@ def tree(*nodes):
     return {"nodes": [root, *nodes]}
 
 
-def fleet(*ports, **more):
-    """The bytes of a fleet file."""
-    return json.dumps(dict({"format": "velmora-configuration", "version": 1,
-                            "ports": list(ports)}, **more)).encode()
-
-
 class Tool(unittest.TestCase):
     """A prefix of its own a class."""
 
     @classmethod
     def setUpClass(cls):
-        cls.place = tempfile.mkdtemp(dir=directory)
+        cls.place = tempfile.mkdtemp(dir=options.directory)
         cls.prefix = ToolPrefix(options.arch, options.built, cls.place)
         cls.addClassCleanup(cls.prefix.stop)
 
@@ -1825,21 +1812,5 @@ class Documentation(WithPrinter):
         self.batch(keep, tool("install"), use_shim(MONITOR), remove)
 
 
-def main():
-    global options, directory
-    parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--arch", required=True)
-    parser.add_argument("--built", required=True)
-    parser.add_argument("tests", nargs="*")
-    options = parser.parse_args()
-    options.built = os.path.abspath(options.built)
-    peer_process.end_on_signal()
-    # Beside the Wine template: its files are shared by hard links.
-    with tempfile.TemporaryDirectory(prefix="ctl-", dir=options.built,
-                                     ignore_cleanup_errors=True) as directory:
-        program = unittest.main(argv=[sys.argv[0], "-v", *options.tests], exit=False)
-    sys.exit(0 if program.result.wasSuccessful() else 1)
-
-
 if __name__ == "__main__":
-    main()
+    run_tests(__doc__, "ctl-")
