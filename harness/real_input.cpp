@@ -152,6 +152,14 @@ void RealInput::rightClickIntoABox(HWND control, POINT point) const {
     sendMouse(MOUSEEVENTF_RIGHTUP);
 }
 
+void RealInput::waitUntilTaken(HWND window) {
+    // A window is painted only when its thread finds no input waiting.
+    EXPECT_TRUE(waitUntil([&] { return IsWindowVisible(window) != FALSE; }));
+    InvalidateRect(window, nullptr, FALSE);
+    EXPECT_TRUE(waitUntil([&] { return GetUpdateRect(window, nullptr, FALSE) == FALSE; }))
+        << "the window does not paint itself";
+}
+
 void RealInput::doubleClick(HWND control, POINT point) const {
     moveTo(control, point);
     const auto twice = [] {

@@ -29,6 +29,9 @@ class RealInput {
     void rightClick(HWND control, POINT point) const;
     /// The same where the pressed button opens a message box, which keeps the release away.
     void rightClickIntoABox(HWND control, POINT point) const;
+    /// Waits until `window`'s thread has taken all input sent before. A message posted to the
+    /// window overtakes such input.
+    static void waitUntilTaken(HWND window);
     void doubleClick(HWND control, POINT point) const;
     /// Presses the button at `from`, moves by way of the middle to `to` and stays there.
     void dragTo(HWND control, POINT from, POINT to) const;

@@ -589,6 +589,8 @@ TEST_F(GroupsPageInput, ARightClickElsewhereBringsTheRefusalOfALabelInThePlatfor
               const DialogDriver box(GetLastActivePopup(window));
               EXPECT_EQ(box.text(0xFFFF), kNameExists);
               EXPECT_EQ(popupWindow(), nullptr);
+              // Closed earlier, the box would leave the release to the tree.
+              RealInput::waitUntilTaken(box.window());
               PostMessageA(box.window(), WM_COMMAND, IDOK, 0);
               box.waitUntilClosed();
               EXPECT_EQ(windowText(desk.tree.editor()), "a1");
