@@ -70,6 +70,7 @@ void addVerbs(Verb program, Session& session) {
     addStatusVerb(program, session);
     addPortVerbs(program, session);
     addDirectoryVerbs(program, session);
+    addPasswordVerb(program, session);
     addTransferVerbs(program, session);
     addProbeVerbs(program, session);
     addPrintVerb(program, session);

@@ -52,6 +52,21 @@ std::string suggestion(const CLI::App& app, const std::string& word) {
     return best.empty() ? "the verbs are " + all : "did you mean \"" + best + "\"?";
 }
 
+// CLI11 reads "[A,B]" as a list wherever there may be several words; so that it is one name, parse
+// puts a character in front of it that no command line holds.
+constexpr char kMark = '\x01';
+
+void markBrackets(std::vector<std::string>& words) {
+    for (std::string& word : words) {
+        if (word.starts_with('[') && word.ends_with(']')) word.insert(word.begin(), kMark);
+    }
+}
+
+std::string unmarked(std::string word) {
+    if (word.starts_with(kMark)) word.erase(0, 1);
+    return word;
+}
+
 }  // namespace
 
 bool Option::given() const {
@@ -75,22 +90,25 @@ Option& Option::under(const std::string& heading) {
 
 Option Verb::text(const std::string& name, std::string& value, const std::string& about,
                   const std::string& type) {
-    return Option(app_->add_option(name, value, about)->type_name(type));
+    return Option(app_->add_option(name, value, about)->type_name(type)->transform(unmarked));
 }
 
 Option Verb::texts(const std::string& name, std::vector<std::string>& values,
                    const std::string& about, const std::string& type) {
-    // Without extra arguments "[A,B]" is one name and no list.
     return Option(app_->add_option(name, values, about)
                       ->type_name(type)
                       ->expected(1)
                       ->allow_extra_args(false)
+                      ->transform(unmarked)
                       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll));
 }
 
 Option Verb::words(const std::string& name, std::vector<std::string>& values,
                    const std::string& about, const std::string& type) {
-    return Option(app_->add_option(name, values, about)->type_name(type)->expected(1, kMostWords));
+    return Option(app_->add_option(name, values, about)
+                      ->type_name(type)
+                      ->expected(1, kMostWords)
+                      ->transform(unmarked));
 }
 
 Option Verb::oneOf(const std::string& name, std::string& value, const std::string& about,
@@ -189,6 +207,7 @@ void CommandLine::checkVerbs(const std::vector<std::string>& words) const {
 
 std::optional<std::string> CommandLine::parse(std::vector<std::string> words) {
     checkVerbs(words);
+    markBrackets(words);
     std::ranges::reverse(words);  // CLI11 takes them from the end
     try {
         app_->parse(std::move(words));

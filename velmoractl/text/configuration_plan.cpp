@@ -213,8 +213,7 @@ class TreeMerge {
                 plan_.changes.push_back({Change::Kind::add, thing, path, {}});
                 continue;
             }
-            std::vector<Difference> list;
-            addDifferences(toJson(*old, true, codec_), toJson(node, true, codec_), list);
+            std::vector<Difference> list = differences(*old, node, codec_);
             if (!list.empty()) {
                 plan_.changes.push_back({Change::Kind::change, thing, path, std::move(list)});
             }
@@ -368,6 +367,13 @@ CGroupsDB copyOf(const CGroupsDB& directory) {
 }
 
 std::vector<Difference> differences(const PortConfig& before, const PortConfig& after,
+                                    const TextCodec& codec) {
+    std::vector<Difference> list;
+    addDifferences(toJson(before, true, codec), toJson(after, true, codec), list);
+    return list;
+}
+
+std::vector<Difference> differences(const CGroupsDBNode& before, const CGroupsDBNode& after,
                                     const TextCodec& codec) {
     std::vector<Difference> list;
     addDifferences(toJson(before, true, codec), toJson(after, true, codec), list);

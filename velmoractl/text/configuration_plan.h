@@ -21,7 +21,7 @@ std::string inWords(const Difference& difference);
 struct Change {
     enum class Kind { add, change, remove };
     Kind kind;
-    const char* thing;  ///< "port", "group", "printer" or "patterns"
+    const char* thing;  ///< "port", "group", "printer", "pattern", or "patterns" (all of them)
     std::string name;   ///< a port's name, a path, or empty
     std::vector<Difference> details;
 };
@@ -67,6 +67,10 @@ ConfigurationPlan planImport(Configuration& wanted, const std::vector<PortConfig
 
 /// What differs between two records of one port.
 std::vector<Difference> differences(const PortConfig& before, const PortConfig& after,
+                                    const TextCodec& codec);
+
+/// What differs between two nodes or two patterns; a pattern's number and place do not count.
+std::vector<Difference> differences(const CGroupsDBNode& before, const CGroupsDBNode& after,
                                     const TextCodec& codec);
 
 CGroupsDB copyOf(const CGroupsDB& directory);

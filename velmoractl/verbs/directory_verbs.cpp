@@ -7,10 +7,12 @@
 #include "port/port_config.h"
 #include "port/url_text.h"
 #include "velmoractl/monitor_channel.h"
-#include "velmoractl/text/configuration_file.h"
+#include "velmoractl/text/bulk_plan.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/verbs/bulk.h"
+#include "velmoractl/verbs/plan_run.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 
@@ -20,6 +22,9 @@ namespace {
 /// What a group or printer verb was told.
 struct NodeOptions {
     std::string node;
+    Selection selection;  ///< of "printer set"
+    std::vector<std::string> replacements;
+    bool dryRun = false;
     std::string to;
     std::string url;
     std::string name;
@@ -28,6 +33,7 @@ struct NodeOptions {
     Credentials credentials;
     Option urlOption;
     Option nameOption;
+    Option replaceOption;
 };
 
 /// "A/B/C" is the name C in the group A/B.
@@ -254,32 +260,99 @@ void removeNode(const Session& session, const NodeOptions& options, std::uint32_
     }
 }
 
+/// What "printer set" makes of a printer.
+class PrinterChange {
+  public:
+    PrinterChange(const NodeOptions& options, const std::string& what)
+        : options_(options),
+          credentials_(options.credentials),
+          replacements_(readUrlReplacements(options.replacements, systemCodec(), what)) {
+        if (options.urlOption.given()) checkUrl(options.url, options.rules, what);
+        // Asked for once, and before anybody else has to wait.
+        readPassword(credentials_, what);
+    }
+
+    void apply(CGroupsDB& directory, CGroupsDBPrinter& printer, const std::string& what) const {
+        if (options_.nameOption.given() && options_.name != printer.name) {
+            checkFreeName(directory, printer.parent, options_.name, printer.id, what);
+            printer.name = options_.name;
+        }
+        if (const auto url = replaced(printer.address.url, replacements_)) {
+            checkUrl(*url, options_.rules, what);
+            printer.address.url = *url;
+        }
+        if (options_.urlOption.given()) printer.address.url = options_.url;
+        applyCredentials(credentials_, printer.address.useAuthentication, printer.address.userName,
+                         printer.address.password, what);
+    }
+
+  private:
+    const NodeOptions& options_;
+    Credentials credentials_;
+    const std::vector<UrlReplacement> replacements_;
+};
+
+/// One printer that is named: the answer is the printer as it is now.
+void setOnePrinter(const Session& session, const NodeOptions& options) {
+    const std::string& path = options.selection.names.front();
+    const std::string what = "printer set " + quotedAnsi(path);
+    const PrinterChange change(options, what);
+    MonitorChannel channel(session);
+    std::uint32_t id = 0;
+    const CGroupsDB stored = channel.changeDirectory(what, [&](CGroupsDB& directory) {
+        auto& printer =
+            static_cast<CGroupsDBPrinter&>(requireNode(directory, path, NODE_PRINTER, what));
+        id = printer.id;
+        change.apply(directory, printer, what);
+    });
+    report(session, stored, id, " has been changed.");
+}
+
+/// All at once, since the directory is stored as a whole.
+void setPrinters(const Session& session, const NodeOptions& options) {
+    const std::string what = "printer set";
+    const PrinterChange change(options, what);
+    MonitorChannel channel(session);
+    const auto changeAll = [&](CGroupsDB& directory) {
+        for (const std::uint32_t id : selectedPrinters(directory, options.selection, what)) {
+            const std::string one = what + ", printer " + quotedAnsi(pathOf(directory, id));
+            change.apply(directory, *directory.FindPrinter(id), one);
+        }
+    };
+    ConfigurationPlan plan;
+    const auto planAll = [&](CGroupsDB& directory) {
+        const CGroupsDB before = copyOf(directory);
+        changeAll(directory);
+        plan.changes = directoryChanges(before, directory, systemCodec());
+    };
+    if (options.dryRun) {
+        CGroupsDB directory = channel.directory();
+        planAll(directory);
+    } else {
+        const auto lock = channel.lockDirectory(what);
+        CGroupsDB directory = channel.directory();
+        planAll(directory);
+        if (!plan.changes.empty()) channel.changeDirectory(what, changeAll);
+    }
+    reportPlan(session, plan, options.dryRun, "The printers are as they should be");
+}
+
 void setPrinter(const Session& session, const NodeOptions& options) {
-    const std::string what = "printer set " + quotedAnsi(options.node);
-    if (!options.urlOption.given() && !options.nameOption.given() && !options.credentials.given() &&
+    const std::string what = "printer set";
+    const Selection& selection = options.selection;
+    checkSelection(selection, "printer", what);
+    if (!options.urlOption.given() && !options.nameOption.given() &&
+        !options.replaceOption.given() && !options.credentials.given() &&
         !options.credentials.none) {
         throw CommandError(ExitCode::usage, what, "there is nothing to set",
                            "name what to change; see printer set --help");
     }
-    if (options.urlOption.given()) checkUrl(options.url, options.rules, what);
-    // Asked for once, and before anybody else has to wait.
-    Credentials credentials = options.credentials;
-    readPassword(credentials, what);
-    MonitorChannel channel(session);
-    std::uint32_t id = 0;
-    const CGroupsDB stored = channel.changeDirectory(what, [&](CGroupsDB& directory) {
-        auto& printer = static_cast<CGroupsDBPrinter&>(
-            requireNode(directory, options.node, NODE_PRINTER, what));
-        id = printer.id;
-        if (options.nameOption.given() && options.name != printer.name) {
-            checkFreeName(directory, printer.parent, options.name, printer.id, what);
-            printer.name = options.name;
-        }
-        if (options.urlOption.given()) printer.address.url = options.url;
-        applyCredentials(credentials, printer.address.useAuthentication, printer.address.userName,
-                         printer.address.password, what);
-    });
-    report(session, stored, id, " has been changed.");
+    const bool oneNamed = selection.names.size() == 1 && !selection.bulk();
+    if (options.nameOption.given() && !oneNamed) {
+        throw CommandError(ExitCode::usage, what, "--name is for one printer",
+                           "name one printer, or leave --name out");
+    }
+    oneNamed && !options.dryRun ? setOnePrinter(session, options) : setPrinters(session, options);
 }
 
 void showPrinter(const Session& session, const NodeOptions& options) {
@@ -378,15 +451,16 @@ void addPrinterVerbs(Verb group, Session& session) {
     addCredentialOptions(add, added->credentials);
 
     const auto changed = std::make_shared<NodeOptions>();
-    Verb set =
-        addNodeVerb(group, session,
-                    {"set", "change a printer; what is not named stays",
-                     "printer set \"First floor/Sales\" --url https://sales.example/ipp/print"},
-                    nullptr, NODE_PRINTER, changed,
-                    [](const Session& used, const NodeOptions& options, std::uint32_t) {
-                        setPrinter(used, options);
-                    });
+    Verb set = addVerb(group, session, "set", "change one printer or many; what is not named stays",
+                       "printer set \"First floor/Sales\" --url https://sales.example/ipp/print",
+                       [&session, changed] { setPrinter(session, *changed); });
+    set.words("paths", changed->selection.names, "names from the top down, as \"A/B\", or #NUMBER",
+              "PATHS");
+    addSelectionOptions(set, changed->selection, "printers", printerKeys());
+    addDryRun(set, changed->dryRun);
     changed->urlOption = set.text("--url", changed->url, "the printer's URL", "URL");
+    changed->replaceOption = addUrlReplace(set, changed->replacements);
+    changed->replaceOption.excludes(changed->urlOption);
     changed->nameOption = set.text("--name", changed->name, "a new name", "NAME");
     addUrlRules(set, changed->rules);
     addCredentialOptions(set, changed->credentials);

@@ -128,6 +128,11 @@ void checkSize(const PortConfig& port, const std::string& what) {
                        "use shorter texts, or put groups into one group above them");
 }
 
+std::string foldedName(std::string name) {
+    CharUpperBuffA(name.data(), static_cast<DWORD>(name.size()));
+    return name;
+}
+
 const char* nodeWord(std::uint32_t type) {
     return type == NODE_PRINTER ? "printer" : "group";
 }
@@ -158,17 +163,30 @@ const CGroupsDBGroup& requireGroup(const CGroupsDB& directory, const std::string
     return static_cast<const CGroupsDBGroup&>(requireNode(directory, path, NODE_GROUP, what));
 }
 
+namespace {
+
+/// Gives --password-stdin.
+Option addPasswords(Verb verb, Credentials& credentials) {
+    credentials.passwordOption =
+        verb.text("--password", credentials.password,
+                  "this password (others may see it in the list of processes)", "TEXT");
+    Option input = verb.flag("--password-stdin", credentials.passwordFromInput,
+                             "read the password from the keyboard or the standard input");
+    return input.excludes(credentials.passwordOption);
+}
+
+}  // namespace
+
+void addPasswordOptions(Verb verb, Credentials& credentials) {
+    addPasswords(verb, credentials);
+}
+
 void addCredentialOptions(Verb verb, Credentials& credentials) {
     credentials.userOption =
         verb.text("--user", credentials.user, "the printer asks for this user name", "NAME");
-    credentials.passwordOption =
-        verb.text("--password", credentials.password,
-                  "and this password (others may see it in the list of processes)", "TEXT");
-    Option input = verb.flag("--password-stdin", credentials.passwordFromInput,
-                             "read the password from the keyboard or the standard input");
+    const Option input = addPasswords(verb, credentials);
     Option none =
         verb.flag("--no-authentication", credentials.none, "the printer asks for no user name");
-    input.excludes(credentials.passwordOption);
     none.excludes(credentials.userOption).excludes(credentials.passwordOption).excludes(input);
 }
 

@@ -41,6 +41,9 @@ void checkNoUserInfo(const std::string& url, const std::string& what);
 /// but not be configured any more.
 void checkSize(const PortConfig& port, const std::string& what);
 
+/// A port name as Windows compares it.
+std::string foldedName(std::string name);
+
 /// "group" or "printer".
 const char* nodeWord(std::uint32_t type);
 
@@ -70,6 +73,8 @@ struct Credentials {
 };
 
 void addCredentialOptions(Verb verb, Credentials& credentials);
+/// --password and --password-stdin alone.
+void addPasswordOptions(Verb verb, Credentials& credentials);
 
 /// Asks for the password if --password-stdin was given; it is as if --password had been then.
 void readPassword(Credentials& credentials, const std::string& what);

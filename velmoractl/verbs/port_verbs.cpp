@@ -7,11 +7,13 @@
 #include "port/targets.h"
 #include "port/url_text.h"
 #include "velmoractl/monitor_channel.h"
-#include "velmoractl/text/configuration_plan.h"
+#include "velmoractl/text/bulk_plan.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/text/template_attributes.h"
+#include "velmoractl/verbs/bulk.h"
+#include "velmoractl/verbs/plan_run.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 
@@ -20,14 +22,19 @@ namespace {
 
 /// What "port add" and "port set" were told; kept until the whole command line has been read.
 struct PortOptions {
-    std::string name;
+    std::string name;  ///< of the port that is added, or copied
+    std::string copy;  ///< the copy's name
+    Selection selection;
+    bool dryRun = false;
     std::string url;
+    std::vector<std::string> replacements;
     std::vector<std::string> groups;
     Credentials credentials;
     std::map<std::string, std::string> attributes;
     UrlRules rules;
     bool forceValue = false;
     Option urlOption;
+    Option replaceOption;
     Option groupOption;
     std::vector<std::pair<std::string, Option>> attributeOptions;
 };
@@ -70,8 +77,22 @@ void applyTemplate(const PortOptions& options, JobTemplate& job, const std::stri
     }
 }
 
+/// The groups that were named. Read once, however many ports get them.
+std::vector<std::uint32_t> groupsOf(const PortOptions& options, MonitorChannel& channel,
+                                    const std::string& what) {
+    if (!options.groupOption.given()) return {};
+    const CGroupsDB directory = channel.directory();
+    std::vector<std::uint32_t> ids;
+    for (const std::string& group : options.groups) {
+        const std::uint32_t id = requireGroup(directory, group, what).id;
+        if (std::ranges::find(ids, id) == ids.end()) ids.push_back(id);
+    }
+    return ids;
+}
+
 void applyTargets(const PortOptions& options, const Credentials& credentials,
-                  MonitorChannel& channel, PortConfig& port, const std::string& what) {
+                  const std::vector<std::uint32_t>& groups, PortConfig& port,
+                  const std::string& what) {
     if (options.urlOption.given()) {
         checkUrl(options.url, options.rules, what);
         port.singleTarget = 1;
@@ -79,15 +100,8 @@ void applyTargets(const PortOptions& options, const Credentials& credentials,
         port.targetIds.clear();
     }
     if (options.groupOption.given()) {
-        const CGroupsDB directory = channel.directory();
         port.singleTarget = 0;
-        port.targetIds.clear();
-        for (const std::string& group : options.groups) {
-            const std::uint32_t id = requireGroup(directory, group, what).id;
-            if (std::ranges::find(port.targetIds, id) == port.targetIds.end()) {
-                port.targetIds.push_back(id);
-            }
-        }
+        port.targetIds = groups;
     }
     if (!port.singleTarget && credentials.given()) {
         throw CommandError(ExitCode::usage, what, "the port prints to groups",
@@ -171,7 +185,7 @@ void add(const Session& session, const PortOptions& options) {
     MonitorChannel channel(session);
     const auto lock = channel.lock(what);
     checkNameIsFree(channel, port.name, what);
-    applyTargets(options, credentials, channel, port, what);
+    applyTargets(options, credentials, groupsOf(options, channel, what), port, what);
     checkSize(port, what);
     channel.addPort(port);
     if (session.wantsJson()) session.answer(described(port, channel.directory()));
@@ -179,29 +193,61 @@ void add(const Session& session, const PortOptions& options) {
 }
 
 bool givesAnything(const PortOptions& options) {
-    return options.urlOption.given() || options.groupOption.given() ||
-           options.credentials.given() || options.credentials.none ||
+    return options.urlOption.given() || options.replaceOption.given() ||
+           options.groupOption.given() || options.credentials.given() || options.credentials.none ||
            std::ranges::any_of(options.attributeOptions,
                                [](const auto& one) { return one.second.given(); });
 }
 
-void set(const Session& session, const PortOptions& options) {
-    const std::string what = "port set " + quotedAnsi(options.name);
-    if (!givesAnything(options)) {
-        throw CommandError(ExitCode::usage, what, "there is nothing to set",
-                           "name what to change; see port set --help");
+/// What "port set" makes of a port.
+class PortChange {
+  public:
+    /// Checks all that can be checked without a port, and reads the password.
+    PortChange(const PortOptions& options, const std::string& what)
+        : options_(options),
+          credentials_(options.credentials),
+          replacements_(readUrlReplacements(options.replacements, systemCodec(), what)) {
+        JobTemplate trial;
+        applyTemplate(options, trial, what);
+        if (options.urlOption.given()) checkUrl(options.url, options.rules, what);
+        readPassword(credentials_, what);
     }
-    JobTemplate trial;
-    applyTemplate(options, trial, what);
-    Credentials credentials = options.credentials;
-    readPassword(credentials, what);
+
+    /// Once, before the first port.
+    void findGroups(MonitorChannel& channel, const std::string& what) {
+        groups_ = groupsOf(options_, channel, what);
+    }
+
+    PortConfig changed(PortConfig port, const std::string& what) const {
+        applyTemplate(options_, port.jobTemplate, what);
+        if (port.singleTarget) {
+            if (const auto url = replaced(port.printer.url, replacements_)) {
+                checkUrl(*url, options_.rules, what);
+                port.printer.url = *url;
+            }
+        }
+        applyTargets(options_, credentials_, groups_, port, what);
+        checkSize(port, what);
+        return port;
+    }
+
+  private:
+    const PortOptions& options_;
+    Credentials credentials_;
+    const std::vector<UrlReplacement> replacements_;
+    std::vector<std::uint32_t> groups_;
+};
+
+/// One port that is named: the answer is the port as it is now.
+void setOne(const Session& session, const PortOptions& options) {
+    const std::string& name = options.selection.names.front();
+    const std::string what = "port set " + quotedAnsi(name);
+    PortChange change(options, what);
     MonitorChannel channel(session);
     const auto lock = channel.lock(what);
-    const PortConfig before = channel.port(options.name);
-    PortConfig port = before;
-    applyTemplate(options, port.jobTemplate, what);
-    applyTargets(options, credentials, channel, port, what);
-    checkSize(port, what);
+    change.findGroups(channel, what);
+    const PortConfig before = channel.port(name);
+    const PortConfig port = change.changed(before, what);
     if (port != before) channel.changePort(port);
     if (session.wantsJson()) session.answer(described(port, channel.directory()));
     session.say(
@@ -209,6 +255,90 @@ void set(const Session& session, const PortOptions& options) {
         (port == before ? " is as it should be; nothing was changed." : " has been changed:"));
     for (const Difference& one : differences(before, port, systemCodec()))
         session.say("  " + inWords(one));
+}
+
+void setMany(const Session& session, const PortOptions& options) {
+    const std::string what = "port set";
+    PortChange change(options, what);
+    MonitorChannel channel(session);
+    const auto lock = options.dryRun ? nullptr : channel.lock(what);
+    change.findGroups(channel, what);
+    ConfigurationPlan plan;
+    for (const PortConfig& port : selectedPorts(channel, options.selection, what)) {
+        planPort(plan, port, change.changed(port, what + ", port " + quotedAnsi(port.name)),
+                 systemCodec());
+    }
+    if (!options.dryRun) carryOut(session, channel, plan, false, what, kRepeatCommand);
+    reportPlan(session, plan, options.dryRun, "The ports are as they should be");
+}
+
+void set(const Session& session, const PortOptions& options) {
+    const Selection& selection = options.selection;
+    checkSelection(selection, "port", "port set");
+    if (!givesAnything(options)) {
+        throw CommandError(ExitCode::usage, "port set", "there is nothing to set",
+                           "name what to change; see port set --help");
+    }
+    const bool one = selection.names.size() == 1 && !selection.bulk() && !options.dryRun;
+    one ? setOne(session, options) : setMany(session, options);
+}
+
+Change change(Change::Kind kind, const std::string& port) {
+    return {kind, "port", toUtf8(port), {}};
+}
+
+void copy(const Session& session, const PortOptions& options) {
+    const std::string what = "port copy " + quotedAnsi(options.name);
+    checkNewPortName(options.copy, what);
+    PortChange given(options, what);
+    MonitorChannel channel(session);
+    const auto lock = options.dryRun ? nullptr : channel.lock(what);
+    given.findGroups(channel, what);
+    PortConfig port = channel.port(options.name);
+    checkNameIsFree(channel, options.copy, what);
+    port.name = options.copy;
+    port = given.changed(std::move(port), what);
+    if (!options.dryRun) channel.addPort(port);
+    ConfigurationPlan plan;
+    plan.changes = {change(Change::Kind::add, port.name)};
+    reportPlan(session, plan, options.dryRun, "");
+}
+
+struct RenameOptions {
+    std::string name, to;
+    bool dryRun = false;
+};
+
+/// The monitor's channel has no renaming: a new port, and then the old one is removed, so that an
+/// error leaves at least one of them.
+void rename(const Session& session, const RenameOptions& options) {
+    const std::string what = "port rename " + quotedAnsi(options.name);
+    checkNewPortName(options.to, what);
+    MonitorChannel channel(session);
+    const auto lock = options.dryRun ? nullptr : channel.lock(what);
+    PortConfig port = channel.port(options.name);
+    ConfigurationPlan plan;
+    if (options.to != options.name) {
+        checkNameIsFree(channel, options.to, what);
+        checkUnused(session, options.name, what);
+        port.name = options.to;
+        checkSize(port, what);
+        plan.changes = {change(Change::Kind::add, options.to),
+                        change(Change::Kind::remove, options.name)};
+    }
+    if (!options.dryRun && !plan.changes.empty()) {
+        channel.addPort(port);
+        try {
+            channel.removePort(options.name);
+        } catch (const CommandError& error) {
+            throw CommandError(error.code(), what,
+                               error.why() + "; there is the port " + quotedAnsi(options.to) +
+                                   " now, and the old one too",
+                               error.remedy() + "; \"port remove\" takes the old one away",
+                               error.keyword());
+        }
+    }
+    reportPlan(session, plan, options.dryRun, "The port has that name");
 }
 
 std::string targetText(const PortConfig& port, const DirectoryPaths& names) {
@@ -272,13 +402,43 @@ void list(const Session& session) {
                  std::move(rows));
 }
 
-void remove(const Session& session, const std::string& name) {
+struct RemoveOptions {
+    std::vector<std::string> names;
+    bool dryRun = false;
+};
+
+void removeOne(const Session& session, const std::string& name) {
     MonitorChannel channel(session);
     channel.port(name);  // the monitor itself takes an unknown name for deleted
     checkUnused(session, name, "port remove " + quotedAnsi(name));
     channel.removePort(name);
     if (session.wantsJson()) session.answer({{"removed", toUtf8(name)}});
     session.say("Port " + quotedAnsi(name) + " has been removed.");
+}
+
+/// All or none, as far as it can be known before: nothing is removed if one is unknown or in use.
+void removeMany(const Session& session, const RemoveOptions& options) {
+    const std::string what = "port remove";
+    MonitorChannel channel(session);
+    const auto lock = options.dryRun ? nullptr : channel.lock(what);
+    ConfigurationPlan plan;
+    for (const std::string& name : options.names) {
+        if (std::ranges::find(plan.portsToRemove, name) != plan.portsToRemove.end()) continue;
+        channel.port(name);
+        plan.portsToRemove.push_back(name);
+        plan.changes.push_back(change(Change::Kind::remove, name));
+    }
+    checkUnused(session, plan.portsToRemove, what);
+    if (!options.dryRun) {
+        carryOut(session, channel, plan, false, what,
+                 "run the command again with the ports that are left to go on with them");
+    }
+    reportPlan(session, plan, options.dryRun, "");
+}
+
+void remove(const Session& session, const RemoveOptions& options) {
+    const bool one = options.names.size() == 1 && !options.dryRun;
+    one ? removeOne(session, options.names.front()) : removeMany(session, options);
 }
 
 Verb addNamed(Verb group, Session& session, const char* verb, const char* about,
@@ -302,16 +462,43 @@ void addPortVerbs(Verb app, Session& session) {
     addTargetOptions(addApp, *added);
 
     const auto changed = std::make_shared<PortOptions>();
-    Verb setApp = addNamed(group, session, "set", "change a port; what is not named stays",
-                           "port set Office --print-quality high --copies 2", changed->name,
-                           [&session, changed] { set(session, *changed); });
+    Verb setApp =
+        addVerb(group, session, "set", "change one port or many; what is not named stays",
+                "port set --match \"FL*\" --url-replace ipp://old.example=ipp://new.example",
+                [&session, changed] { set(session, *changed); });
+    setApp.words("names", changed->selection.names, "the ports' names", "NAMES");
+    addSelectionOptions(setApp, changed->selection, "ports", portKeys());
+    addDryRun(setApp, changed->dryRun);
     addTargetOptions(setApp, *changed);
+    changed->replaceOption = addUrlReplace(setApp, changed->replacements);
+    changed->replaceOption.excludes(changed->urlOption).excludes(changed->groupOption);
+
+    const auto copied = std::make_shared<PortOptions>();
+    Verb copyApp =
+        addNamed(group, session, "copy", "add a port like another one, with what is given changed",
+                 "port copy Office Lobby --url ipp://lobby.example/ipp/print", copied->name,
+                 [&session, copied] { copy(session, *copied); });
+    copyApp.text("new-name", copied->copy, "the new port's name", "NEW").required();
+    addDryRun(copyApp, copied->dryRun);
+    addTargetOptions(copyApp, *copied);
+
+    const auto renamed = std::make_shared<RenameOptions>();
+    Verb renameApp =
+        addNamed(group, session, "rename", "give a port that no printer uses another name",
+                 "port rename Office \"Office 1\"", renamed->name,
+                 [&session, renamed] { rename(session, *renamed); });
+    renameApp.text("new-name", renamed->to, "its new name", "NEW").required();
+    addDryRun(renameApp, renamed->dryRun);
 
     const auto name = std::make_shared<std::string>();
     addNamed(group, session, "show", "show a port", "port show Office --json", *name,
              [&session, name] { show(session, *name); });
-    addNamed(group, session, "remove", "remove a port", "port remove Office", *name,
-             [&session, name] { remove(session, *name); });
+    const auto removed = std::make_shared<RemoveOptions>();
+    Verb removeApp =
+        addVerb(group, session, "remove", "remove one port or several: all, or none",
+                "port remove Office Lobby", [&session, removed] { remove(session, *removed); });
+    removeApp.words("names", removed->names, "the ports' names", "NAMES").required();
+    addDryRun(removeApp, removed->dryRun);
     addOutputOption(addVerb(group, session, "list", "list the ports", "port list",
                             [&session] { list(session); }),
                     session);

@@ -57,5 +57,6 @@ void addProbeVerbs(Verb app, Session& session);
 void addPrintVerb(Verb app, Session& session);
 void addDeliveryVerbs(Verb app, Session& session);
 void addPolicyVerbs(Verb app, Session& session);
+void addPasswordVerb(Verb app, Session& session);
 
 }  // namespace velmora::ctl

@@ -6,9 +6,9 @@
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/console.h"
-#include "velmoractl/text/progress_bar.h"
 #include "velmoractl/text/safe_file.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/verbs/plan_run.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 
@@ -125,24 +125,18 @@ Removal removalOf(const TransferOptions& options, const Configuration& wanted,
     return removal;
 }
 
-/// A port name as Windows compares it.
-std::string folded(std::string name) {
-    CharUpperBuffA(name.data(), static_cast<DWORD>(name.size()));
-    return name;
-}
-
 void checkNewPorts(const ConfigurationPlan& plan, const MonitorChannel& channel,
                    const std::string& what) {
     if (plan.portsToAdd.empty()) return;
     std::map<std::string, MonitorChannel::SpoolerPort> taken;
     for (const MonitorChannel::SpoolerPort& port : channel.spoolerPorts())
-        taken.try_emplace(folded(port.name), port);
+        taken.try_emplace(foldedName(port.name), port);
     for (const std::string& removed : plan.portsToRemove)
-        taken.erase(folded(removed));
+        taken.erase(foldedName(removed));
     for (const PortConfig& port : plan.portsToAdd) {
         const std::string place = what + ", port " + quotedAnsi(port.name);
         checkNewPortName(port.name, place);
-        const auto found = taken.find(folded(port.name));
+        const auto found = taken.find(foldedName(port.name));
         if (found == taken.end()) continue;
         const MonitorChannel::SpoolerPort& other = found->second;
         const bool ours = other.monitor == channel.monitor();
@@ -183,160 +177,6 @@ void checkPlan(const Session& session, const ConfigurationPlan& plan, const Conf
         checkUnused(session, name, what);
 }
 
-/// Carries the plan out: first what ports may name, then the ports, then what no port names any
-/// more. Between two ports it may be ended; the same file then brings the rest.
-class Import {
-  public:
-    Import(const Session& session, MonitorChannel& channel, const ConfigurationPlan& plan,
-           bool hasDirectory, const std::string& what)
-        : channel_(channel),
-          plan_(plan),
-          hasDirectory_(hasDirectory),
-          what_(what),
-          total_(plan.portsToRemove.size() + plan.portsToAdd.size() + plan.portsToChange.size()),
-          bar_(total_, !session.quiet && !session.wantsJson()) {}
-
-    void run() {
-        const InterruptNote note;
-        if (hasDirectory_) {
-            guarded("the groups and printers may not be there", [&] {
-                channel_.changeDirectory(
-                    what_, [&](CGroupsDB& directory) { takeNodes(directory, plan_.grown); });
-            });
-        }
-        for (const std::string& name : plan_.portsToRemove)
-            step([&] { channel_.removePort(name); });
-        for (const PortConfig& port : plan_.portsToAdd)
-            step([&] { channel_.addPort(port); });
-        for (const PortConfig& port : plan_.portsToChange)
-            step([&] { channel_.changePort(port); });
-        bar_.end();
-        if (hasDirectory_) {
-            guarded("groups and printers that the file lacks may still be there", [&] {
-                channel_.changeDirectory(what_, [&](CGroupsDB& directory) {
-                    takeNodes(directory, plan_.pruned);
-                    takePatterns(directory);
-                });
-            });
-        }
-    }
-
-  private:
-    /// The nodes of `source` in the place of the directory's; its patterns stay.
-    static void takeNodes(CGroupsDB& directory, const CGroupsDB& source) {
-        CGroupsDB result = copyOf(source);
-        for (const auto& [name, pattern] : std::map(patternsOf(result)))
-            result.RemovePortPrinter(name);
-        for (const auto& [name, pattern] : patternsOf(directory))
-            setPattern(result, pattern);
-        directory = std::move(result);
-    }
-
-    static std::map<std::string, CGroupsDBPrinter> patternsOf(const CGroupsDB& directory) {
-        std::map<std::string, CGroupsDBPrinter> patterns;
-        for (const auto& [name, pattern] : directory.portPrinters())
-            patterns.emplace(name, *pattern);
-        return patterns;
-    }
-
-    static void setPattern(CGroupsDB& directory, const CGroupsDBPrinter& pattern) {
-        directory.SetPortPrinter(pattern.name, pattern.address);
-    }
-
-    /// Saving a port stores its printer as a pattern too; what the file says wins.
-    void takePatterns(CGroupsDB& directory) const {
-        std::map<std::string, std::string> names;
-        for (const auto& [name, pattern] : directory.portPrinters())
-            names[folded(name)] = name;
-        for (const CGroupsDBPrinter& pattern : plan_.patterns) {
-            const auto found = names.find(folded(pattern.name));
-            // The registry has one key for both.
-            if (found != names.end()) directory.RemovePortPrinter(found->second);
-            setPattern(directory, pattern);
-        }
-    }
-
-    std::string progress() const {
-        return std::to_string(done_) + " of " + std::to_string(total_) + " ports are done";
-    }
-
-    /// Runs a part of the import; an error in it says what is done, what is not, and how to go on.
-    template <class Body>
-    void guarded(const std::string& rest, Body&& body) {
-        try {
-            body();
-        } catch (const CommandError& error) {
-            bar_.end();
-            const bool named = error.subject() == what_;
-            throw CommandError(error.code(), named ? what_ : what_ + ", " + error.subject(),
-                               error.why() + "; " + progress() + (rest.empty() ? "" : ", " + rest),
-                               error.remedy() + "; then " + kGoOn, error.keyword());
-        }
-    }
-
-    template <class Body>
-    void step(Body&& body) {
-        if (InterruptNote::pressed()) {
-            bar_.end();
-            throw CommandError(ExitCode::cancelled, what_, "you have ended it; " + progress(),
-                               kGoOn);
-        }
-        guarded({}, body);
-        bar_.show(++done_);
-    }
-
-    static constexpr char kGoOn[] = "import the same file again to go on with the rest";
-
-    MonitorChannel& channel_;
-    const ConfigurationPlan& plan_;
-    const bool hasDirectory_;
-    const std::string what_;
-    const std::size_t total_;
-    std::size_t done_ = 0;
-    ProgressBar bar_;
-};
-
-Json described(const Change& change) {
-    Json details = Json::array();
-    for (const Difference& one : change.details)
-        details.push_back({{"key", one.key}, {"before", one.before}, {"after", one.after}});
-    return {{"action", keywordOf(change.kind)},
-            {"kind", change.thing},
-            {"name", change.name},
-            {"details", std::move(details)}};
-}
-
-/// The changes: in JSON beside the answer's flag of that name, or as lines.
-void list(const Session& session, const ConfigurationPlan& plan, const char* flag, bool value) {
-    if (session.wantsJson()) {
-        Json changes = Json::array();
-        for (const Change& change : plan.changes)
-            changes.push_back(described(change));
-        session.answer(
-            {{flag, value}, {"changes", std::move(changes)}, {"warnings", plan.warnings}});
-        return;
-    }
-    for (const Change& change : plan.changes) {
-        session.say(inWords(change));
-        for (const Difference& one : change.details)
-            session.say("    " + inWords(one));
-    }
-    if (plan.changes.empty()) session.say("Everything is as the file says; nothing to change.");
-}
-
-std::string countOf(const ConfigurationPlan& plan) {
-    return std::to_string(plan.changes.size()) +
-           (plan.changes.size() == 1 ? " change" : " changes");
-}
-
-void report(const Session& session, const ConfigurationPlan& plan, bool dryRun) {
-    list(session, plan, "dry-run", dryRun);
-    if (plan.changes.empty()) return;
-    const std::string count = countOf(plan);
-    session.say(dryRun ? count + " would be made; nothing has been changed."
-                       : count + (plan.changes.size() == 1 ? " has" : " have") + " been made.");
-}
-
 std::string fileWords(const TransferOptions& options) {
     return options.file == "-" ? "the standard input" : quotedPath(options.file);
 }
@@ -366,9 +206,10 @@ void importAll(const Session& session, const TransferOptions& options) {
         options.dryRun || !wanted.directory ? nullptr : channel.lockDirectory(what);
     const ConfigurationPlan plan = planned(session, channel, options, wanted, directory, what);
     if (!options.dryRun && !plan.changes.empty()) {
-        Import(session, channel, plan, wanted.directory.has_value(), what).run();
+        carryOut(session, channel, plan, wanted.directory.has_value(), what,
+                 "import the same file again to go on with the rest");
     }
-    report(session, plan, options.dryRun);
+    reportPlan(session, plan, options.dryRun, "Everything is as the file says");
 }
 
 void diff(const Session& session, const TransferOptions& options) {
@@ -377,7 +218,7 @@ void diff(const Session& session, const TransferOptions& options) {
     const CGroupsDB directory = channel.directory();
     Configuration wanted = readWanted(options, directory, what);
     const ConfigurationPlan plan = planned(session, channel, options, wanted, directory, what);
-    list(session, plan, "equal", plan.changes.empty());
+    listPlan(session, plan, "equal", plan.changes.empty(), "Everything is as the file says");
     if (plan.changes.empty()) return;
     throw CommandError(ExitCode::different, what,
                        "what is stored is not as the file says, " + countOf(plan),

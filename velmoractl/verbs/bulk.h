@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "velmoractl/text/selection.h"
+#include "velmoractl/verbs/session.h"
+
+namespace velmora::ctl {
+
+class MonitorChannel;
+
+// What verbs that change many things have in common.
+
+/// How to go on after a change of many that was ended midway.
+inline constexpr char kRepeatCommand[] = "run the same command again to go on with the rest";
+
+/// --all, --match and --where. `things`: "ports" or "printers", for the help.
+void addSelectionOptions(Verb verb, Selection& selection, const std::string& things,
+                         const std::vector<std::string>& keys);
+/// --url-replace.
+Option addUrlReplace(Verb verb, std::vector<std::string>& words);
+void addDryRun(Verb verb, bool& dryRun);
+
+/// Nothing is selected, or in two ways at once. `thing`: "port" or "printer".
+void checkSelection(const Selection& selection, const std::string& thing, const std::string& what);
+
+/// The ports that are meant, each once. ExitCode::notFound if one that is named is missing, or if
+/// none fits.
+std::vector<PortConfig> selectedPorts(MonitorChannel& channel, const Selection& selection,
+                                      const std::string& what);
+/// The ids of the printers that are meant; the same.
+std::vector<std::uint32_t> selectedPrinters(const CGroupsDB& directory, const Selection& selection,
+                                            const std::string& what);
+
+}  // namespace velmora::ctl

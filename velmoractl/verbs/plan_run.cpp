@@ -1,0 +1,180 @@
+#include "velmoractl/verbs/plan_run.h"
+
+#include <windows.h>
+
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "velmoractl/monitor_channel.h"
+#include "velmoractl/text/configuration_plan.h"
+#include "velmoractl/text/console.h"
+#include "velmoractl/text/progress_bar.h"
+#include "velmoractl/verbs/port_checks.h"
+#include "velmoractl/verbs/session.h"
+
+namespace velmora::ctl {
+namespace {
+
+/// First what ports may name, then the ports, then what no port names any
+/// more. Between two ports it may be ended; the same file then brings the rest.
+class PlanRun {
+  public:
+    PlanRun(const Session& session, MonitorChannel& channel, const ConfigurationPlan& plan,
+            bool hasDirectory, const std::string& what, const std::string& goOn)
+        : channel_(channel),
+          plan_(plan),
+          hasDirectory_(hasDirectory),
+          what_(what),
+          goOn_(goOn),
+          total_(plan.portsToRemove.size() + plan.portsToAdd.size() + plan.portsToChange.size()),
+          bar_(total_, !session.quiet && !session.wantsJson()) {}
+
+    void run() {
+        const InterruptNote note;
+        if (hasDirectory_) {
+            guarded("the groups and printers may not be there", [&] {
+                channel_.changeDirectory(
+                    what_, [&](CGroupsDB& directory) { takeNodes(directory, plan_.grown); });
+            });
+        }
+        for (const std::string& name : plan_.portsToRemove)
+            step([&] { channel_.removePort(name); });
+        for (const PortConfig& port : plan_.portsToAdd)
+            step([&] { channel_.addPort(port); });
+        for (const PortConfig& port : plan_.portsToChange)
+            step([&] { channel_.changePort(port); });
+        bar_.end();
+        if (hasDirectory_) {
+            guarded("groups and printers that the file lacks may still be there", [&] {
+                channel_.changeDirectory(what_, [&](CGroupsDB& directory) {
+                    takeNodes(directory, plan_.pruned);
+                    takePatterns(directory);
+                });
+            });
+        }
+    }
+
+  private:
+    /// The nodes of `source` in the place of the directory's; its patterns stay.
+    static void takeNodes(CGroupsDB& directory, const CGroupsDB& source) {
+        CGroupsDB result = copyOf(source);
+        for (const auto& [name, pattern] : std::map(patternsOf(result)))
+            result.RemovePortPrinter(name);
+        for (const auto& [name, pattern] : patternsOf(directory))
+            setPattern(result, pattern);
+        directory = std::move(result);
+    }
+
+    static std::map<std::string, CGroupsDBPrinter> patternsOf(const CGroupsDB& directory) {
+        std::map<std::string, CGroupsDBPrinter> patterns;
+        for (const auto& [name, pattern] : directory.portPrinters())
+            patterns.emplace(name, *pattern);
+        return patterns;
+    }
+
+    static void setPattern(CGroupsDB& directory, const CGroupsDBPrinter& pattern) {
+        directory.SetPortPrinter(pattern.name, pattern.address);
+    }
+
+    /// Saving a port stores its printer as a pattern too; what the file says wins.
+    void takePatterns(CGroupsDB& directory) const {
+        std::map<std::string, std::string> names;
+        for (const auto& [name, pattern] : directory.portPrinters())
+            names[foldedName(name)] = name;
+        for (const CGroupsDBPrinter& pattern : plan_.patterns) {
+            const auto found = names.find(foldedName(pattern.name));
+            // The registry has one key for both.
+            if (found != names.end()) directory.RemovePortPrinter(found->second);
+            setPattern(directory, pattern);
+        }
+    }
+
+    std::string progress() const {
+        return std::to_string(done_) + " of " + std::to_string(total_) + " ports are done";
+    }
+
+    /// Runs a part of the import; an error in it says what is done, what is not, and how to go on.
+    template <class Body>
+    void guarded(const std::string& rest, Body&& body) {
+        try {
+            body();
+        } catch (const CommandError& error) {
+            bar_.end();
+            const bool named = error.subject() == what_;
+            throw CommandError(error.code(), named ? what_ : what_ + ", " + error.subject(),
+                               error.why() + "; " + progress() + (rest.empty() ? "" : ", " + rest),
+                               error.remedy() + "; then " + goOn_, error.keyword());
+        }
+    }
+
+    template <class Body>
+    void step(Body&& body) {
+        if (InterruptNote::pressed()) {
+            bar_.end();
+            throw CommandError(ExitCode::cancelled, what_, "you have ended it; " + progress(),
+                               goOn_);
+        }
+        guarded({}, body);
+        bar_.show(++done_);
+    }
+
+    MonitorChannel& channel_;
+    const ConfigurationPlan& plan_;
+    const bool hasDirectory_;
+    const std::string what_;
+    const std::string goOn_;
+    const std::size_t total_;
+    std::size_t done_ = 0;
+    ProgressBar bar_;
+};
+
+Json described(const Change& change) {
+    Json details = Json::array();
+    for (const Difference& one : change.details)
+        details.push_back({{"key", one.key}, {"before", one.before}, {"after", one.after}});
+    return {{"action", keywordOf(change.kind)},
+            {"kind", change.thing},
+            {"name", change.name},
+            {"details", std::move(details)}};
+}
+
+}  // namespace
+
+void carryOut(const Session& session, MonitorChannel& channel, const ConfigurationPlan& plan,
+              bool hasDirectory, const std::string& what, const std::string& goOn) {
+    PlanRun(session, channel, plan, hasDirectory, what, goOn).run();
+}
+
+void listPlan(const Session& session, const ConfigurationPlan& plan, const char* flag, bool value,
+              const std::string& equal) {
+    if (session.wantsJson()) {
+        Json changes = Json::array();
+        for (const Change& change : plan.changes)
+            changes.push_back(described(change));
+        session.answer(
+            {{flag, value}, {"changes", std::move(changes)}, {"warnings", plan.warnings}});
+        return;
+    }
+    for (const Change& change : plan.changes) {
+        session.say(inWords(change));
+        for (const Difference& one : change.details)
+            session.say("    " + inWords(one));
+    }
+    if (plan.changes.empty()) session.say(equal + "; nothing to change.");
+}
+
+std::string countOf(const ConfigurationPlan& plan) {
+    return std::to_string(plan.changes.size()) +
+           (plan.changes.size() == 1 ? " change" : " changes");
+}
+
+void reportPlan(const Session& session, const ConfigurationPlan& plan, bool dryRun,
+                const std::string& equal) {
+    listPlan(session, plan, "dry-run", dryRun, equal);
+    if (plan.changes.empty()) return;
+    const std::string count = countOf(plan);
+    session.say(dryRun ? count + " would be made; nothing has been changed."
+                       : count + (plan.changes.size() == 1 ? " has" : " have") + " been made.");
+}
+
+}  // namespace velmora::ctl
