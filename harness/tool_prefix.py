@@ -126,6 +126,15 @@ def mend_channel():
     return Step("reg", "delete", _SHIM, "/f")
 
 
+def printer_driver(arch, name="Plain text"):
+    """Makes Wine's spooler list a printer driver; no file of it is ever loaded."""
+    environment = "Windows NT x86" if arch == "x86" else "Windows x64"
+    key = f"{PRINT}Environments\\{environment}\\Drivers\\Version-3\\{name}"
+    return [set_value(key, value, "wineps.drv")
+            for value in ("Driver", "Configuration File", "Data File")] + [
+                Step("reg", "add", key, "/v", "Version", "/t", "REG_DWORD", "/d", "3", "/f")]
+
+
 def export_key(key):
     """Result.raw: all values below the key, as the registry tool writes them."""
     return Step("reg", "export", key, "C:\\batch\\key.reg", "/y")

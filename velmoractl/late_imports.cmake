@@ -32,15 +32,22 @@ set(late_wininet_dll
 )
 set(late_winspool_drv
     AddMonitorA@12
+    AddPrinterA@12
     ClosePrinter@4
     DeleteMonitorA@12
+    DeletePrinter@4
     EndDocPrinter@4
     EnumJobsA@32
     EnumMonitorsA@24
+    EnumPrinterDriversA@28
     EnumPrintersA@28
+    GetDefaultPrinterA@8
     GetJobA@24
+    GetPrinterA@20
     OpenPrinterA@12
+    SetDefaultPrinterA@4
     SetJobA@20
+    SetPrinterA@16
     StartDocPrinterA@12
     WritePrinter@16
 )

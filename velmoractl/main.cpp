@@ -69,6 +69,7 @@ void addVerbs(Verb program, Session& session) {
     addSetupVerbs(program, session);
     addStatusVerb(program, session);
     addPortVerbs(program, session);
+    addQueueVerbs(program, session);
     addDirectoryVerbs(program, session);
     addPasswordVerb(program, session);
     addTransferVerbs(program, session);

@@ -30,8 +30,8 @@ from printer_peer import Printer
 from tool_prefix import (CANCELLED, CONFLICT, DENIED, DIFFERENT, DOCUMENT, DONE, DOWNLOAD, FAILED,
                          KEY, MONITOR, NOBODY, NOT_FOUND, NOT_INSTALLED, PRINT, PRINTER, RESTART,
                          ROOT, USAGE, Step, ToolPrefix, break_channel, export_key, fleet,
-                         let_spooler_find, mend_channel, options, peer_process, run_tests,
-                         set_value, start_spooler, stop_spooler, tool, use_shim)
+                         let_spooler_find, mend_channel, options, peer_process, printer_driver,
+                         run_tests, set_value, start_spooler, stop_spooler, tool, use_shim)
 
 EVENT_SOURCE = "HKLM\\System\\CurrentControlSet\\Services\\EventLog\\Application\\Velmora"
 CASE_RULE = "capital and small letters matter, but two names may not differ in them alone"
@@ -1263,7 +1263,9 @@ class Answers(WithPrinter):
             ["import", file, "--dry-run", "--remove-others"], ["diff", file],
             ["export", "C:\\out.json"], ["status"], ["probe", url, "--prompt"],
             ["probe", "--port", "All"],
-            ["port", "remove", "In"],
+            ["port", "remove", "In"], *printer_driver(options.arch), ["driver", "list"],
+            ["queue", "add", "Q", "--port", "Office", "--driver", "Plain text"],
+            ["queue", "set", "Q", "--share", "q"], ["queue", "list"], ["queue", "remove", "Q"],
             ["policy", "list"], ["policy", "set", "ReceiveTimeout=60"], ["policy", "reset"],
             let_spooler_find(MONITOR, "All"), ["print", page, "--port", "All"],
             # In this order: the printer may be ending the job just now.
@@ -1278,7 +1280,7 @@ class Answers(WithPrinter):
         checked = set()
         for word, result in zip(words, answers):
             verb = " ".join(word[:2]) if word[0] in ("port", "group", "printer", "policy",
-                                                         "password") \
+                                                         "password", "queue", "driver") \
                 else word[0]
             with self.subTest(words=word):
                 if word == ["deliveries", "--summary"]:
@@ -1408,6 +1410,79 @@ class Deliveries(WithPrinter):
         # Nothing is written unless all can be.
         self.assertNotIn("ReceiveTimeout", refused[-1].out)
         self.assertIn("EventLog", refused[0].err)
+
+
+class Queues(WithPrinter):
+    """Queues of the spooler, which itself refuses neither a missing port nor a taken name."""
+
+    def test_from_nothing_to_a_queue_that_prints(self):
+        page = self.write("page.ps", DOCUMENT)
+        (*_, drivers, added, shown, bare, listed, _, printed, used, changed, same, after, removed,
+         gone, _) = self.batch(
+            tool("install", "--quiet"), use_shim(MONITOR), *printer_driver(options.arch),
+            tool("driver", "list", "--json"),
+            tool("port", "add", "Office", "--url", self.printer.url, "--queue", "Office printer",
+                 "--driver", "Plain text", "--json"),
+            tool("queue", "list", "--json"),
+            tool("queue", "add", "Second", "--port", "Office", "--driver", "Plain text", "--share",
+                 "second", "--location", "Room 1", "--comment", "Blue", "--default", "--json"),
+            tool("queue", "list", "-o", "names"), let_spooler_find(MONITOR, "Office"),
+            tool("print", page, "--port", "Office"),
+            tool("port", "remove", "Office", code=CONFLICT),
+            tool("queue", "set", "Second", "--location", "Room 2", "--no-share"),
+            tool("queue", "set", "Second", "--location", "Room 2"),
+            tool("queue", "list", "--json"), tool("queue", "remove", "Office printer", "--json"),
+            tool("queue", "remove", "Second"), tool("port", "remove", "Office"))
+        self.assertEqual(["Plain text"], [driver["name"] for driver in drivers.json()])
+        self.assertEqual("Office printer", added.json()["queue"])
+        self.assertEqual([{"name": "Office printer", "port": "Office", "driver": "Plain text",
+                           "share": None, "location": "", "comment": "", "default": False,
+                           "jobs": 0}], shown.json())
+        self.assertEqual({"name": "Second", "port": "Office", "driver": "Plain text",
+                          "share": "second", "location": "Room 1", "comment": "Blue",
+                          "default": True, "jobs": 0}, bare.json())
+        self.assertEqual(["Office printer", "Second"], listed.out.splitlines())
+        self.assertIn("handed to port", printed.out)
+        self.assertEqual([DOCUMENT], self.printer.documents())
+        self.assertIn('"Office printer"', used.err)
+        self.assertEqual('Queue "Second" has been changed:\n  share: "second" -> none\n'
+                         '  location: "Room 1" -> "Room 2"\n', changed.out)
+        self.assertIn("nothing was changed", same.out)
+        self.assertEqual((None, "Room 2", "Blue"),
+                         tuple(after.json()[1][key] for key in ("share", "location", "comment")))
+        self.assertEqual({"removed": "Office printer"}, removed.json())
+        self.assertIn("has been removed", gone.out)
+        self.what_cannot_be_is_refused()
+
+    def what_cannot_be_is_refused(self):
+        add = ["queue", "add", "Taken", "--port", "Office", "--driver", "Plain text"]
+        cases = [(CONFLICT, add, "there is the queue"),
+                 (CONFLICT, [*add[:2], "TAKEN", *add[3:]], "there is the queue \"Taken\""),
+                 (NOT_FOUND, [*add[:2], "New", "--port", "Offic", *add[5:]], "no port \"Offic\""),
+                 (NOT_FOUND, [*add[:2], "New", "--port", "office", *add[5:]],
+                  "there is \"Office\""),
+                 (NOT_FOUND, [*add[:2], "New", *add[3:5], "--driver", "None"], "driver list"),
+                 (USAGE, [*add[:2], "a,b", *add[3:]], "a comma"),
+                 (USAGE, ["queue", "set", "Taken"], "nothing to set"),
+                 (NOT_FOUND, ["queue", "set", "taken", "--comment", "c"], "there is \"Taken\""),
+                 (NOT_FOUND, ["queue", "set", "Taken", "--port", "P"], "no port"),
+                 (NOT_FOUND, ["queue", "remove", "None"], "no queue"),
+                 (CONFLICT, ["port", "add", "P", "--url", NOBODY, "--queue", "Taken", "--driver",
+                             "Plain text"], "there is the queue"),
+                 (NOT_FOUND, ["port", "add", "P", "--url", NOBODY, "--queue", "Q", "--driver",
+                              "None"], "no driver"),
+                 (USAGE, ["port", "add", "P", "--url", NOBODY, "--queue", "Q"],
+                  "belong together")]
+        *_, before, before_ports = self.batch(
+            tool("port", "add", "Office", "--url", NOBODY), tool(*add),
+            tool("queue", "list", "--all", "-o", "csv"), tool("port", "list", "-o", "names"))
+        *results, after, after_ports = self.batch(
+            *(tool(*words, code=code) for code, words, _ in cases),
+            tool("queue", "list", "--all", "-o", "csv"), tool("port", "list", "-o", "names"))
+        for (_, words, text), result in zip(cases, results):
+            with self.subTest(words=words):
+                self.assertIn(text, result.err)
+        self.assertEqual((before.out, before_ports.out), (after.out, after_ports.out))
 
 
 class Record(WithPrinter):

@@ -20,11 +20,6 @@
 namespace velmora::ctl {
 namespace {
 
-bool hasControlCharacter(const std::string& text) {
-    return std::ranges::any_of(
-        text, [](char c) { return static_cast<std::uint8_t>(c) < 0x20 || c == 0x7F; });
-}
-
 /// Windows keeps a printer's ports as one text.
 bool namesPort(const std::string& ports, const std::string& port) {
     for (std::size_t begin = 0; begin <= ports.size();) {
@@ -61,6 +56,11 @@ std::string missingRemedy(const CGroupsDB& directory, const DirectoryPaths& name
 }
 
 }  // namespace
+
+bool hasControlCharacter(const std::string& text) {
+    return std::ranges::any_of(
+        text, [](char c) { return static_cast<std::uint8_t>(c) < 0x20 || c == 0x7F; });
+}
 
 void checkNewPortName(const std::string& name, const std::string& what) {
     std::string why;

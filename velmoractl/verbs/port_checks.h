@@ -20,6 +20,8 @@ namespace velmora::ctl {
 /// Longest name of a port, a group or a printer, in bytes: what the platform's lists show.
 inline constexpr std::size_t kLongestName = 255;
 
+bool hasControlCharacter(const std::string& text);
+
 /// What a new port's name may not be: empty, longer than the platform's lists show, or with a
 /// character that makes the name mean something else to Windows.
 void checkNewPortName(const std::string& name, const std::string& what);

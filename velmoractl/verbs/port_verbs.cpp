@@ -15,6 +15,7 @@
 #include "velmoractl/verbs/bulk.h"
 #include "velmoractl/verbs/plan_run.h"
 #include "velmoractl/verbs/port_checks.h"
+#include "velmoractl/verbs/queue_checks.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {
@@ -37,6 +38,11 @@ struct PortOptions {
     Option replaceOption;
     Option groupOption;
     std::vector<std::pair<std::string, Option>> attributeOptions;
+    // Of "port add" alone.
+    std::string queue;
+    std::string driver;
+    Option queueOption;
+    Option driverOption;
 };
 
 void addTargetOptions(Verb verb, PortOptions& options) {
@@ -169,6 +175,38 @@ void checkNameIsFree(const MonitorChannel& channel, const std::string& name,
     }
 }
 
+/// What the port is to get a queue of, checked before the port is added; empty if none.
+QueueDescription wantedQueue(const Session& session, const PortOptions& options,
+                             const std::string& what) {
+    QueueDescription queue;
+    if (!options.queueOption.given()) return queue;
+    checkQueueNameIsFree(spoolerQueues(session.server, what), options.queue, what);
+    queue.name = options.queue;
+    queue.port = options.name;
+    queue.driver = requireDriver(spoolerDrivers(session.server, what), options.driver, what);
+    return queue;
+}
+
+/// The queue of a port that has just been added. If it cannot be made, the port goes again.
+void addQueueOrUndo(const Session& session, const QueueDescription& queue, MonitorChannel& channel,
+                    const std::string& what) {
+    try {
+        addQueue(session.server, queue, what);
+    } catch (const CommandError& error) {
+        std::string rest = "the port was added before, and has been removed again";
+        try {
+            channel.removePort(queue.port);
+        } catch (const CommandError& second) {
+            rest =
+                "the port was added before, and could not be removed again (" + second.why() + ")";
+        }
+        throw CommandError(error.code(), what,
+                           "the queue " + quotedAnsi(queue.name) +
+                               " could not be made: " + error.why() + "; " + rest,
+                           error.remedy(), error.keyword());
+    }
+}
+
 void add(const Session& session, const PortOptions& options) {
     const std::string what = "port add " + quotedAnsi(options.name);
     checkNewPortName(options.name, what);
@@ -176,6 +214,11 @@ void add(const Session& session, const PortOptions& options) {
         throw CommandError(ExitCode::usage, what, "no target is given",
                            "give --url URL for one printer, or --group GROUP for many");
     }
+    if (options.queueOption.given() != options.driverOption.given()) {
+        throw CommandError(ExitCode::usage, what, "--queue and --driver belong together",
+                           "give both, or none of them");
+    }
+    if (options.queueOption.given()) checkNewQueueName(options.queue, what);
     PortConfig port;
     port.name = options.name;
     applyTemplate(options, port.jobTemplate, what);
@@ -187,9 +230,17 @@ void add(const Session& session, const PortOptions& options) {
     checkNameIsFree(channel, port.name, what);
     applyTargets(options, credentials, groupsOf(options, channel, what), port, what);
     checkSize(port, what);
+    const QueueDescription queue = wantedQueue(session, options, what);
     channel.addPort(port);
-    if (session.wantsJson()) session.answer(described(port, channel.directory()));
+    if (options.queueOption.given()) addQueueOrUndo(session, queue, channel, what);
+    if (session.wantsJson()) {
+        Json json = described(port, channel.directory());
+        if (options.queueOption.given()) json["queue"] = toUtf8(options.queue);
+        session.answer(json);
+    }
     session.say("Port " + quotedAnsi(port.name) + " has been added.");
+    if (options.queueOption.given())
+        session.say("Queue " + quotedAnsi(options.queue) + " prints to it.");
 }
 
 bool givesAnything(const PortOptions& options) {
@@ -460,6 +511,9 @@ void addPortVerbs(Verb app, Session& session) {
                            "--sides two-sided-long-edge",
                            added->name, [&session, added] { add(session, *added); });
     addTargetOptions(addApp, *added);
+    added->queueOption = addApp.text("--queue", added->queue, "add this queue for it too", "NAME");
+    added->driverOption =
+        addApp.text("--driver", added->driver, "the queue's printer driver", "DRIVER");
 
     const auto changed = std::make_shared<PortOptions>();
     Verb setApp =

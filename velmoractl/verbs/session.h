@@ -58,5 +58,6 @@ void addPrintVerb(Verb app, Session& session);
 void addDeliveryVerbs(Verb app, Session& session);
 void addPolicyVerbs(Verb app, Session& session);
 void addPasswordVerb(Verb app, Session& session);
+void addQueueVerbs(Verb app, Session& session);
 
 }  // namespace velmora::ctl
