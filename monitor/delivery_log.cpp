@@ -147,7 +147,7 @@ void DeliveryLog::writeCollected() noexcept {
     }
     const std::size_t written = appendCollected(lost);
     const std::size_t left = collected_.size() - written;
-    collected_.clear();
+    collected_ = {};  // a burst must not keep its memory
     const std::lock_guard lock(mutex_);
     lose(left + (written == 0 ? lost : 0));
 }

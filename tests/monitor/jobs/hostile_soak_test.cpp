@@ -97,7 +97,8 @@ TEST_F(HostileSoak, LeavesTheProcessAsItWas) {
                     static_cast<int>(last.slot - warm.slot));
         std::fflush(stdout);
     }
-    // The platform keeps some idle connections for the next requests.
+    // The platform keeps some idle connections for the next requests, and Wine's client 96 bytes of
+    // each request whose answer's headers do not come: bare calls leave them too.
     EXPECT_LE(last.handles, warm.handles + 2 * kThreads);
     EXPECT_LE(last.bytes, warm.bytes + (1 << 20));
     EXPECT_LE(last.slot, warm.slot + 2);
