@@ -250,12 +250,13 @@ class Life(Packages):
 
     def a_failed_upgrade_leaves_library_and_ports(self):
         """Windows brings the old program files back too; Wine's installer cannot."""
+        # Only the import looks at the address itself.
         bad = self.write("bad.json", fleet({"name": "New", "url": NOBODY},
-                                           {"name": "Two", "uri": NOBODY}))
+                                           {"name": "Two", "url": "ftp://nobody.example/"}))
         before, _, after = self.batch(
             export_key(KEY + "\\Ipp"), self.upgrade("1.0.0", f"FLEET={bad}", code=REFUSED),
             export_key(KEY + "\\Ipp"))
-        self.assertIn("uri", self.log(self.logs))
+        self.assertIn("the scheme \"ftp\" is not one of", self.log(self.logs))
         self.assertEqual(before.raw, after.raw)
         self.assertEqual(older(read(options.built, "bin", "Velmora.dll")), self.system_file())
         self.assertIn(b"Seiten", read(self.prefix.path("windows", "system32", "Velmora.dat")))
@@ -400,7 +401,18 @@ class Refusals(Packages):
         bad = self.write("bad.json", fleet({"name": "One", "url": NOBODY},
                                            {"name": "Two", "uri": NOBODY}))
         log = self.refused(f"FLEET={bad}", before=[self.shim])
-        self.assertIn("uri", log)
+        self.assertIn(f"Velmora: the file {bad}: port 2 has the unknown key \"uri\"", log)
+        # It was refused before the monitor was set up: what it would have replaced is untouched.
+        self.assertNotIn("velmoractl import", log)
+        key, _ = self.batch(Step("reg", "query", MONITORS + MONITOR),
+                            Step("reg", "delete", MONITORS + MONITOR, "/f"))
+        self.assertIn("shim", key.out)
+
+    def test_a_fleet_file_that_cannot_be_imported(self):
+        bad = self.write("worse.json", fleet({"name": "One", "url": NOBODY},
+                                             {"name": "Two", "url": "ftp://nobody.example/"}))
+        log = self.refused(f"FLEET={bad}", before=[self.shim])
+        self.assertIn("the scheme \"ftp\" is not one of", log)
         key, = self.batch(Step("reg", "query", MONITORS + MONITOR, code=FAILED))
         self.assertNotIn("shim", key.out)
 

@@ -91,6 +91,25 @@ std::string errorOf(const std::string& text) {
     return "no error";
 }
 
+TEST(ConfigurationFile, CanBeCheckedWhereNobodyKnowsTheGroupsOfItsPorts) {
+    const auto check = [](const std::string& body) {
+        checkConfiguration(R"({"format":"velmora-configuration","version":1,)" + body + "}",
+                           latin1Codec());
+    };
+    const std::string port =
+        R"("ports":[{"name":"B","mode":"multi-remote","groups":["Nowhere/Hall",4711]}])";
+    const std::string directory =
+        R"(,"directory":{"nodes":[{"id":1,"parent":0,"type":"group","name":"All groups"}]})";
+    EXPECT_NO_THROW(check(port));
+    EXPECT_NO_THROW(
+        check(R"("ports":[{"name":"B","mode":"multi-remote","groups":[1]}])" + directory));
+    EXPECT_THROW(check(port + directory), FileError)
+        << "the file's own directory is all there will be";
+    EXPECT_THROW(check(R"("ports":[{"name":"B","mode":"multi-remote","groups":[true]}])"),
+                 FileError);
+    EXPECT_THROW(check(R"("ports":[{"name":"B","uri":"ipp://b/"}])"), FileError);
+}
+
 struct BadFile {
     const char* body;
     const char* told;
