@@ -5,6 +5,7 @@
 """
 
 import os
+import re
 import shutil
 import struct
 import subprocess
@@ -31,6 +32,19 @@ packages = {}
 def read(*names):
     with open(os.path.join(*names), "rb") as file:
         return file.read()
+
+
+def document():
+    with open(os.path.join(ROOT, "docs", "deploy.md"), encoding="utf-8") as file:
+        return file.read()
+
+
+def documented(what):
+    """The words of the command of docs/deploy.md with `what` in it, without what this test adds to
+    every command."""
+    line, = [line for line in re.findall(r"msiexec (.*?)(?:`|$)", document(), re.MULTILINE)
+             if what in line and "%CD%" not in line]
+    return [word for word in line.split() if word != "/qn"]
 
 
 def older(library, version=(0, 9)):
@@ -93,6 +107,16 @@ class Tables(unittest.TestCase):
             self.assertEqual(["1.0.0.0", "1033"], versions[name])
         self.assertEqual(["", ""], versions["Velmora.dat"])
         self.assertEqual(["=-*PATH", "[~];[INSTALLDIR]"], self.table("Environment")["Path"][:2])
+
+    def test_the_document_tells_the_properties_and_codes_there_are(self):
+        rows = dict(re.findall(r"^\| `?(\w+)`? \| (.*) \|$", document(), re.MULTILINE))
+        codes = {int(name) for name in rows if name.isdigit()}
+        self.assertEqual({DONE, RESTART_WANTED, REFUSED}, codes)
+        told = {name for name in rows if name.isupper()}
+        self.assertEqual(set(make_msi.PROPERTIES), told)
+        # Those in commands for Intune, winget and others too.
+        self.assertEqual(set(), set(re.findall(r"\b([A-Z]{5,})=", document())) - told
+                         - {"REINSTALL", "REINSTALLMODE"})
 
     def test_the_start_menu_has_the_documentation(self):
         shortcut, = self.table("Shortcut").values()
@@ -236,7 +260,7 @@ class Life(Packages):
         with open(os.path.join(share, "fleet.json"), "wb") as file:
             file.write(fleet({"name": "Floor 1", "url": NOBODY}))
         _, _, ports, policy, path = self.batch(
-            self.shim, self.install("0.9.0", "LANGUAGE=de", "POLICY=none", "FLEET=\\\\server\\share\\fleet.json"),
+            self.shim, self.install("0.9.0", *documented("/i Velmora-x64.msi /qn")[2:]),
             self.tool("port", "list", "-o", "names"), self.tool("policy", "list", "--json"),
             Step("reg", "query", "HKLM\\System\\CurrentControlSet\\Control\\Session Manager\\"
                  "Environment", "/v", "PATH"))
@@ -306,7 +330,7 @@ class Life(Packages):
                 file.truncate(1000)
         product = make_msi.code("product", "1.0.0", options.arch)
         _, policy, ports = self.batch(
-            self.msiexec("/i", product, "REINSTALL=ALL", "REINSTALLMODE=amus"),
+            self.msiexec("/i", product, *documented("REINSTALL")[2:]),
             self.tool("policy", "list", "--json"), self.tool("port", "list", "-o", "names"))
         library = read(options.built, "bin", "Velmora.dll")
         self.assertEqual(library, self.system_file())
@@ -347,7 +371,9 @@ class Life(Packages):
 
     def removed_and_back(self):
         product = make_msi.code("product", "1.0.0", options.arch)
-        before, _ = self.batch(export_key(KEY + "\\Ipp"), self.msiexec("/x", product))
+        self.assertEqual(["/x", "Velmora-x64.msi"], documented("/x "))
+        before, _ = self.batch(export_key(KEY + "\\Ipp"),
+                               self.msiexec("/x", "C:\\packages\\velmora-1.0.0.msi"))
         self.assertEqual([], self.installed_versions())
         self.assertFalse(self.exists("windows", "system32", "Velmora.dll"))
         self.assertFalse(self.exists("Program Files", "Velmora"))
