@@ -122,6 +122,19 @@ class Tables(unittest.TestCase):
         shortcut, = self.table("Shortcut").values()
         self.assertEqual("[INSTALLDIR]docs\\README.md", shortcut[3])
 
+    def test_package_and_tool_show_the_products_icon(self):
+        icon = read(ROOT, "velmoractl", "velmora.ico")
+        self.assertEqual(["velmora.ico"], self.table("Property")["ARPPRODUCTICON"])
+        self.assertEqual(icon, subprocess.run(
+            ["msiinfo", "extract", package("1.0.0"), "Icon.velmora.ico"], check=True,
+            capture_output=True).stdout)
+        tool = read(options.built, "bin", "velmoractl.exe")
+        count, = struct.unpack_from("<H", icon, 4)
+        self.assertGreater(count, 2)
+        for entry in range(count):
+            size, offset = struct.unpack_from("<II", icon, 6 + 16 * entry + 8)
+            self.assertIn(icon[offset:offset + size], tool)
+
     def test_another_version_is_another_product_and_the_same_upgrade(self):
         codes = set()
         for version in ("0.9.0", "1.0.0"):
