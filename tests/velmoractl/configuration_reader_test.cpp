@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "harness/empty_directory.h"
 #include "tests/velmoractl/latin1_codec.h"
 #include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/directory_paths.h"
@@ -19,11 +20,7 @@ std::vector<std::byte> payload(const CGroupsDB& directory) {
 }
 
 CGroupsDB sampleDirectory() {
-    CGroupsDB directory;
-    auto root = std::make_unique<CGroupsDBGroup>();
-    root->id = kRootGroup;
-    root->name = "All groups";
-    directory.Insert(std::move(root));
+    CGroupsDB directory = testing::emptyDirectory();
     const std::uint32_t floor = directory.AddGroup("Caf\xE9 \"1\"", kRootGroup)->id;
     directory.AddPrinter("Sales", {"ipp://sales/", true, "", "pass\\word"}, floor);
     directory.AddPrinter("Open", {"https://open/", false, "left", "behind"}, floor);
