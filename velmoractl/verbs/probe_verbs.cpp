@@ -305,7 +305,7 @@ void jobs(const Session& session, const ProbeOptions& options) {
     constexpr Column kColumns[] = {
         {"id", "JOB"}, {"state", "STATE"}, {"user", "USER"}, {"kilobytes", "KB"}, {"name", "NAME"}};
     const std::string what = "jobs " + quotedUrl(options.url);
-    // Whatever answers may be asked; only what is stored must be as it should.
+    // Any URL may be probed; the rules for URLs are for what is stored.
     checkUrl(options.url, {.allowUnencrypted = true}, what);
     PrintTarget target{options.url, 0, "", ""};
     applyCredentials(options.credentials, target.useAuthentication, target.userName,
