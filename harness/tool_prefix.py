@@ -115,6 +115,27 @@ def start_spooler():
     return Step("reg", "delete", _OVERRIDES, "/v", "localspl", "/f")
 
 
+# Wine's spooler fails where there is no port at all.
+_LOCAL_PORTS = "Software\\Microsoft\\Windows NT\\CurrentVersion\\Ports"
+SERVERS = "HKLM\\Software\\Simulated servers\\"
+
+
+def server_print(server):
+    """The spooler's key of a simulated server."""
+    return f"{SERVERS}{server}\\System\\CurrentControlSet\\Control\\Print\\"
+
+
+def use_shim_on(server, monitor):
+    """use_shim on a simulated server."""
+    return set_value(server_print(server) + "Monitors\\" + monitor, "Driver", "velmora_shim.dll")
+
+
+def break_queues(error):
+    """Making a queue ends with this error, 0 for none; needs simulate_servers()."""
+    return Step("reg", "add", SERVERS[:-1], "/v", "AddPrinter", "/t", "REG_DWORD", "/d", str(error),
+                "/f")
+
+
 def break_channel(command, error, after=0, calls=0):
     """The monitor answers `error` to a command of its channel (0: says that it is done, and does
     nothing): in every program, `after` calls of it, and only to so many calls if `calls` is
@@ -172,6 +193,22 @@ class ToolPrefix(WinePrefix):
         for name in os.listdir(languages):
             shutil.copy(os.path.join(languages, name), self.path("download", "languages"))
         self.install(os.path.join(self.programs, "velmora_shim.dll"))
+
+    def simulate_servers(self, *names):
+        """Other computers for the tool (harness/simulated_servers), each with its shares; gives the
+        steps that make them. What they print with is what this computer has at that time."""
+        place = self.path("windows", "system32", "version.dll")
+        # A link: what is written into it would be in every prefix.
+        os.remove(place)
+        shutil.copy(os.path.join(self.programs, "simulated_servers.dll"), place)
+        steps = [Step("reg", "add", _OVERRIDES, "/v", "version", "/d", "native", "/f")]
+        for name in names:
+            shares = os.path.join(self.root, "dosdevices", "unc", name)
+            os.makedirs(shares, exist_ok=True)
+            os.symlink(self.path("windows"), os.path.join(shares, "admin$"))
+            steps += [Step("reg", "copy", "HKLM\\" + key, f"{SERVERS}{name}\\{key}", "/s", "/f")
+                      for key in (PRINT[5:-1], _LOCAL_PORTS)]
+        return steps
 
     def wine(self, *words, stdin=b""):
         process = self.run(words, TIMEOUT, input=stdin, capture_output=True)
