@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "directory/directory_records.h"
+#include "directory/groups_db.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {

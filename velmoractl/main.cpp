@@ -1,14 +1,20 @@
 // velmoractl: sets the monitor up and runs it from the command line. docs/command-line.md.
 #include <windows.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <new>
 #include <nlohmann/json.hpp>
 
 #include "platform/text.h"
+#include "velmoractl/server_runs.h"
 #include "velmoractl/setup/spooler_setup.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/safe_file.h"
+#include "velmoractl/text/server_list.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {
@@ -18,7 +24,9 @@ constexpr char kCommon[] =
     "Options of all verbs:\n"
     "  --json                      answer in JSON, errors too, for scripts\n"
     "  -q,--quiet                  say nothing but errors and warnings\n"
-    "  --server NAME               another computer's spooler (default: this computer's)\n"
+    "  --server NAME               another computer's spooler (default: this computer's); several\n"
+    "                              with commas, or @FILE with one a line\n"
+    "  --server-timeout SECONDS    of several: longest wait until one answers (default: 60)\n"
     "  --monitor NAME              the monitor's name with the spooler (default: the settings "
     "file's)\n"
     "  -h,--help                   this text\n";
@@ -36,6 +44,9 @@ constexpr char kFooter[] =
     "  velmoractl port add Office --url ipp://printer.example/ipp/print\n"
     "  velmoractl probe --port Office\n"
     "Every verb has its own --help with an example.";
+
+// How the runs for several servers are told that they are parts of a whole.
+constexpr char kPart[] = "--part";
 
 std::string ownVersion() {
     std::vector<char> path(32768);
@@ -62,7 +73,12 @@ std::vector<std::string> commandLine(int count, const wchar_t* const* wide) {
 void addVerbs(Verb program, Session& session) {
     program.flag("--json", session.json, "answer in JSON, errors too, for scripts");
     program.flag("-q,--quiet", session.quiet, "say nothing but errors and warnings");
-    program.text("--server", session.server, "another computer's spooler", "NAME");
+    program.text("--server", session.server,
+                 "another computer's spooler; several with commas, or @FILE with one a line",
+                 "NAME");
+    program.seconds("--server-timeout", session.serverTimeout, 1, 600,
+                    "of several servers: longest wait until one answers");
+    program.text(kPart, session.part, "of a run for one of several servers", "NUMBER").hidden();
     program.text("--monitor", session.monitor,
                  "the monitor's name with the spooler, when it differs from this computer's",
                  "NAME");
@@ -77,11 +93,7 @@ void addVerbs(Verb program, Session& session) {
     addPrintVerb(program, session);
     addDeliveryVerbs(program, session);
     addPolicyVerbs(program, session);
-}
-
-/// "NAME" and "\\NAME" mean the same computer.
-void completeServer(std::string& server) {
-    if (!server.empty() && !server.starts_with("\\\\")) server = "\\\\" + server;
+    addCompletionVerbs(program, session);
 }
 
 std::string oneLine(std::string text) {
@@ -117,13 +129,76 @@ bool asksForJson(int count, const wchar_t* const* words) {
     return false;
 }
 
-void carryOut(CommandLine& line, Session& session, int count, const wchar_t* const* words) {
-    if (const std::optional<std::string> help = line.parse(commandLine(count, words))) {
-        writeOut(toUtf8(*help));
-        return;
+/// The servers that were named; none or one: the command is this program's alone.
+std::vector<std::string> serversOf(const Session& session) {
+    if (!session.server.starts_with('@')) return serverNames(session.server);
+    const std::string what = "--server " + quotedAnsi(session.server);
+    std::vector<std::string> servers = serverNames(readWholeFile(session.server.substr(1), what));
+    if (servers.empty()) {
+        throw CommandError(ExitCode::usage, what, "the file names no server", "write one a line",
+                           "bad-file");
     }
-    completeServer(session.server);
+    return servers;
+}
+
+bool has(const std::vector<std::string>& words, const std::string& word) {
+    return std::ranges::find(words, word) != words.end();
+}
+
+/// What cannot be done for several servers at once.
+void checkForSeveral(const std::string& verb, const std::vector<std::string>& words) {
+    const auto refuse = [&](const std::string& why, const std::string& remedy) {
+        throw CommandError(ExitCode::usage, verb + " of several servers", why, remedy);
+    };
+    const bool named = std::ranges::any_of(
+        words, [](const std::string& word) { return word.find("{server}") != std::string::npos; });
+    if (verb == "export" && !named)
+        refuse("all would write the same file", "name a file a server: export fleet-{server}.json");
+    if (verb == "deliveries" && has(words, "--follow"))
+        refuse("there is no end to wait for", "follow one server at a time");
+}
+
+/// What each run is to find on its standard input.
+std::string inputForAll(const std::vector<std::string>& words, const std::string& verb) {
+    if (has(words, "--password-stdin")) {
+        Credentials credentials;
+        credentials.passwordFromInput = true;
+        readPassword(credentials, verb);
+        return credentials.password + "\n";
+    }
+    return has(words, "-") ? readWholeFile("-", verb) : std::string();
+}
+
+/// The same command for each server; the worst exit code.
+int runForAll(const CommandLine& line, const Session& session,
+              const std::vector<std::string>& servers, const std::vector<std::string>& words) {
+    const std::string verb = line.chosen();
+    checkForSeveral(verb, words);
+    const std::vector<ServerResult> results =
+        runForServers(servers, words, kPart, inputForAll(words, verb),
+                      std::chrono::seconds(session.serverTimeout));
+    if (session.wantsJson())
+        session.answer(combinedJson(results));
+    else
+        writeOut(combinedText(results, session.output, isConsole(STD_OUTPUT_HANDLE)));
+    writeError(combinedErrors(results));
+    ExitCode code = ExitCode::done;
+    for (const ServerResult& result : results)
+        code = worse(code, result.code);
+    return static_cast<int>(code);
+}
+
+int carryOut(CommandLine& line, Session& session, int count, const wchar_t* const* words) {
+    const std::vector<std::string> own = commandLine(count, words);
+    if (const std::optional<std::string> help = line.parse(own)) {
+        writeOut(toUtf8(*help));
+        return static_cast<int>(ExitCode::done);
+    }
+    const std::vector<std::string> servers = serversOf(session);
+    if (servers.size() > 1) return runForAll(line, session, servers, own);
+    session.server = servers.empty() ? std::string() : "\\\\" + servers.front();
     session.action();
+    return static_cast<int>(ExitCode::done);
 }
 
 int run(int count, const wchar_t* const* words) {
@@ -133,8 +208,7 @@ int run(int count, const wchar_t* const* words) {
     addVerbs(line.program(), session);
     try {
         try {
-            carryOut(line, session, count, words);
-            return static_cast<int>(ExitCode::done);
+            return carryOut(line, session, count, words);
         } catch (const CommandError&) {
             throw;
         } catch (const std::bad_alloc&) {

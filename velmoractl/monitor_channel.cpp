@@ -7,7 +7,6 @@
 #include "directory/groups_db.h"
 #include "port/port_config.h"
 #include "port/spooler.h"
-#include "port/targets.h"
 #include "port/xcv_client.h"
 #include "velmoractl/setup/installed_settings.h"
 #include "velmoractl/setup/spooler_setup.h"
@@ -95,6 +94,7 @@ MonitorChannel::MonitorChannel(const Session& session)
         }
         throw spoolerError(what, failure.code());
     }
+    session.noteServerAnswers();
 }
 
 MonitorChannel::~MonitorChannel() = default;
@@ -141,10 +141,6 @@ std::vector<PortConfig> MonitorChannel::ports() {
         if (seen.insert(name).second) result.push_back(port(name));
     }
     return result;
-}
-
-std::vector<PrintTarget> MonitorChannel::targets(const PortConfig& port) {
-    return targetsOf(port, directory());
 }
 
 std::unique_ptr<ConfigurationLock> MonitorChannel::lock(const std::string& what) const {

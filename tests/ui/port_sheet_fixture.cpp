@@ -3,13 +3,16 @@
 #include <cstring>
 
 #include "directory/groups_db.h"
-#include "harness/empty_directory.h"
 #include "port/port_config.h"
 
 namespace velmora::testing {
 
 CGroupsDB sampleDirectory() {
-    CGroupsDB directory = emptyDirectory();
+    CGroupsDB directory;
+    auto root = std::make_unique<CGroupsDBGroup>();
+    root->id = 1;
+    root->name = "All groups";
+    directory.Insert(std::move(root));
     directory.AddGroup("A", 1);
     directory.AddPrinter("a1", {"ipp://a1", false, "", ""}, 2);
     directory.AddPrinter("a2", {"ipp://a2", false, "", ""}, 2);

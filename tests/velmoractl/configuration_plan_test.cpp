@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "harness/empty_directory.h"
 #include "tests/velmoractl/latin1_codec.h"
 #include "velmoractl/text/directory_paths.h"
 
@@ -30,7 +29,11 @@ PortConfig port(const std::string& name, const std::string& password = "") {
 
 CGroupsDB directory(const std::string& printer, const std::string& url,
                     const std::string& password) {
-    CGroupsDB result = testing::emptyDirectory();
+    CGroupsDB result;
+    auto root = std::make_unique<CGroupsDBGroup>();
+    root->id = kRootGroup;
+    root->name = "All groups";
+    result.Insert(std::move(root));
     result.AddPrinter(printer, {url, true, "user", password}, kRootGroup);
     return result;
 }

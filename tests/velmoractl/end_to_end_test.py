@@ -29,7 +29,8 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."
 from printer_peer import Printer
 from tool_prefix import (CANCELLED, CONFLICT, DENIED, DIFFERENT, DOCUMENT, DONE, DOWNLOAD, FAILED,
                          KEY, MONITOR, NOBODY, NOT_FOUND, NOT_INSTALLED, PRINT, PRINTER, RESTART,
-                         ROOT, USAGE, Step, ToolPrefix, break_channel, export_key, fleet,
+                         ROOT, SERVERS, USAGE, Step, ToolPrefix, break_channel, break_queues,
+                         export_key, fleet,
                          let_spooler_find, mend_channel, options, peer_process, printer_driver,
                          run_tests, set_value, start_spooler, stop_spooler, tool, use_shim)
 
@@ -58,8 +59,11 @@ class Tool(unittest.TestCase):
             # One line: what failed, why, what to do.
             lines = [line for line in result.err.splitlines()
                      if not line.startswith("velmoractl: warning: ")]
-            self.assertEqual(1, len(lines), f"{words}: {result!r}")
-            self.assertRegex(lines[0], "^velmoractl: .*: .*; .*")
+            # Of several servers each that fails has its own.
+            most = 1 if "--server" not in words else len(lines)
+            self.assertIn(len(lines), range(1, most + 1), f"{words}: {result!r}")
+            for line in lines:
+                self.assertRegex(line, "^velmoractl: .*: .*; .*")
         return result
 
     def batch(self, *steps):
@@ -1266,7 +1270,8 @@ class Answers(WithPrinter):
             ["port", "remove", "In"], *printer_driver(options.arch), ["driver", "list"],
             ["queue", "add", "Q", "--port", "Office", "--driver", "Plain text"],
             ["queue", "set", "Q", "--share", "q"], ["queue", "list"], ["queue", "remove", "Q"],
-            ["policy", "list"], ["policy", "set", "ReceiveTimeout=60"], ["policy", "reset"],
+            ["completion", "bash"], ["policy", "list"],
+            ["policy", "set", "ReceiveTimeout=60"], ["policy", "reset"],
             let_spooler_find(MONITOR, "All"), ["print", page, "--port", "All"],
             # In this order: the printer may be ending the job just now.
             ["jobs", url], ["jobs", url, "--completed"], ["deliveries"],
@@ -1483,6 +1488,143 @@ class Queues(WithPrinter):
             with self.subTest(words=words):
                 self.assertIn(text, result.err)
         self.assertEqual((before.out, before_ports.out), (after.out, after_ports.out))
+
+
+class Servers(WithPrinter):
+    """One command for several servers, two of which are simulated and one is silent."""
+
+    def test_each_server_has_its_result_and_a_silent_one_costs_its_time(self):
+        self.batch(tool("install", "--quiet"), use_shim(MONITOR), *printer_driver(options.arch))
+        self.batch(*self.prefix.simulate_servers("NORTH", "SOUTH", "MUTE"),
+                   set_value(SERVERS + "MUTE", "Silent", "yes"))
+        names = self.write("servers.txt", b"# ours\r\nNORTH\r\n\\\\SOUTH\r\n")
+        file = self.write("fleet.json", fleet({"name": "Both", "url": self.printer.url}))
+        add = ["port", "add", "Hall", "--url", self.printer.url, "--password-stdin", "--user", "u"]
+        both = ["--server", "@" + names]
+        (added, again, one, table, data, lines, only, imported, drift, own, queue, queues, exported,
+         no_file, nobody) = self.batch(
+            tool(*add, *both, stdin=b"secret\r\n"), tool(*add, *both, code=CONFLICT, stdin=b"x\n"),
+            tool("port", "add", "South only", "--url", NOBODY, "--server", "SOUTH"),
+            tool("port", "list", *both), tool("port", "list", *both, "--json"),
+            tool("port", "list", *both, "-o", "csv"),
+            tool("port", "show", "South only", "--json", *both, code=NOT_FOUND),
+            tool("import", file, *both), tool("diff", file, "--remove-others", *both,
+                                              code=DIFFERENT),
+            tool("port", "list", "-o", "names"),
+            tool("queue", "add", "Printer", "--port", "Hall", "--driver", "Plain text", *both),
+            tool("queue", "list", *both, "-o", "names"),
+            tool("export", "C:\\{server}.json", *both, "--quiet"),
+            tool("export", "C:\\one.json", *both, code=USAGE),
+            tool("port", "list", "--server", "@C:\\none.txt", code=USAGE))
+        self.assertEqual('NORTH: Port "Hall" has been added.\nSOUTH: Port "Hall" has been added.\n',
+                         added.out)
+        self.assertIn("velmoractl: SOUTH: port add \"Hall\"", again.err)
+        self.assertEqual(3, len(table.out.splitlines()))
+        self.assertRegex(table.out, r"(?m)^NORTH +Hall +single-printer")
+        self.assertEqual(["NORTH", "SOUTH"], [part["server"] for part in data.json()])
+        self.assertEqual([["Hall"], ["Hall", "South only"]],
+                         [[port["name"] for port in part["answer"]] for part in data.json()])
+        self.assertEqual([("NORTH", "Hall"), ("SOUTH", "Hall"), ("SOUTH", "South only")],
+                         [(row["server"], row["name"])
+                          for row in csv.DictReader(io.StringIO(lines.out))])
+        north, south = only.json()
+        self.assertEqual((NOT_FOUND, "not-found", DONE, "South only"),
+                         (north["exit-code"], north["error"]["code"], south["exit-code"],
+                          south["answer"]["name"]))
+        self.assertIn('SOUTH: add port "Both"', imported.out)
+        self.assertIn('SOUTH: remove port "South only"', drift.out)
+        # What was done on the servers was not done here.
+        self.assertEqual("", own.out)
+        self.assertEqual("NORTH: Printer\nSOUTH: Printer\n", queues.out)
+        self.assertEqual(["Both", "Hall", "South only"],
+                         sorted(port["name"] for port in self.read_json("SOUTH.json")["ports"]))
+        self.assertEqual(2, len(self.read_json("NORTH.json")["ports"]))
+        self.a_silent_server_costs_its_time_alone()
+
+    def a_silent_server_costs_its_time_alone(self):
+        begin = time.monotonic()
+        words = ["port", "list", "--json", "--server", "MUTE,NORTH,no-such-host",
+                 "--server-timeout", "5"]
+        result = self.prefix.tool(*words)
+        self.assertEqual(FAILED, result.code, result)
+        # Calls of the silent one would stand still for ten minutes.
+        self.assertLess(time.monotonic() - begin, 300)
+        mute, north, nobody = result.json()
+        self.assertEqual(("time-out", FAILED), (mute["error"]["code"], mute["exit-code"]))
+        self.assertEqual((DONE, 2), (north["exit-code"], len(north["answer"])))
+        self.assertEqual(FAILED, nobody["exit-code"])
+        self.assertIn("velmoractl: MUTE: the spooler: it has not answered after 5 seconds; nothing "
+                      "has been changed there", result.err)
+        self.a_queue_that_cannot_be_made_takes_its_port_back()
+
+    def a_queue_that_cannot_be_made_takes_its_port_back(self):
+        words = ["port", "add", "Gone", "--url", NOBODY, "--queue", "Gone", "--driver",
+                 "Plain text"]
+        _, failed, ports, _, stuck, _, left, _ = self.batch(
+            break_queues(1796), tool(*words, code=FAILED), tool("port", "list", "-o", "names"),
+            break_channel("DeletePort", 0), tool(*words, code=FAILED), mend_channel(),
+            tool("port", "list", "-o", "names"), break_queues(0))
+        self.assertIn('the queue "Gone" could not be made', failed.err)
+        self.assertIn("the port was added before, and has been removed again", failed.err)
+        self.assertEqual("", ports.out)
+        self.assertIn("could not be removed again", stuck.err)
+        self.assertEqual("Gone\n", left.out)
+
+
+class Completion(Tool):
+    """What shells are told, and a bash that asks."""
+
+    def test_words_and_names_are_completed(self):
+        *_, verbs, options_, values, ports, groups, printers, none, script = self.batch(
+            tool("install", "--quiet"), use_shim(MONITOR),
+            tool("group", "add", "First floor"),
+            tool("printer", "add", "First floor/Left", "--url", NOBODY),
+            tool("port", "add", "Office", "--url", NOBODY),
+            tool("port", "add", "Hall 1", "--url", NOBODY),
+            tool("complete-words", "--", "port", "=s"),
+            tool("complete-words", "--", "port", "add", "New", "=--no"),
+            tool("complete-words", "--", "completion", "="),
+            tool("complete-words", "--", "--json", "port", "show", "=h"),
+            tool("complete-words", "--", "port", "add", "New", "--group", "="),
+            tool("complete-words", "--", "printer", "set", "=First floor/"),
+            tool("complete-words", "--", "port", "add", "=O"),
+            tool("completion", "bash"))
+        self.assertEqual("set\nshow\n", verbs.out)
+        self.assertEqual("--no-authentication\n", options_.out)
+        self.assertEqual("bash\npowershell\n", values.out)
+        self.assertEqual("Hall 1\n", ports.out)
+        self.assertEqual("First floor\n", groups.out)
+        self.assertEqual("First floor/Left\n", printers.out)
+        self.assertEqual("", none.out)
+        self.a_bash_completes(script.out)
+
+    def a_bash_completes(self, script):
+        # The shell runs the tool by its name: here a command that starts it under Wine.
+        folder = os.path.join(self.place, "bin")
+        os.makedirs(folder)
+        command = os.path.join(folder, "velmoractl")
+        with open(command, "w", encoding="utf-8") as file:
+            file.write("#!/bin/bash\n" + "".join(
+                f"export {name}={shlex.quote(value)}\n" for name, value in (
+                    ("VELMORA_WINE_PREFIX", self.prefix.root), ("LC_ALL", "C.UTF-8"))) +
+                       f"exec {shlex.join(self.prefix.command([DOWNLOAD + chr(92) + 'velmoractl.exe']))}"
+                       ' "$@"\n')
+        os.chmod(command, 0o755)
+        asked = []
+        for line in ("velmoractl port sh", "velmoractl port show Hall\\ ",
+                     "velmoractl port show \"Ha", "velmoractl port set Office --si"):
+            words = line.split(" ")
+            if "\\ " in line:
+                words = ["velmoractl", "port", "show", "Hall\\ "]
+            asked.append(f"COMP_WORDS=({' '.join(shlex.quote(word) for word in words)})\n"
+                         f"COMP_CWORD={len(words) - 1}\n"
+                         f"_velmoractl velmoractl {shlex.quote(words[-1])} x\n"
+                         "printf '%s|' \"${COMPREPLY[@]}\"; echo\n")
+        shell = subprocess.run(["bash", "-c", script + "\n".join(asked)], capture_output=True,
+                               env=dict(os.environ, PATH=folder + ":" + os.environ["PATH"]),
+                               timeout=240, check=True)
+        self.assertEqual(["show|", "Hall\\ 1|", "Hall 1|", "--sides|"],
+                         shell.stdout.decode().splitlines(), shell.stderr)
 
 
 class Record(WithPrinter):
@@ -1891,49 +2033,6 @@ class Documentation(WithPrinter):
         # Removal is listed twice, each time for an installed monitor.
         keep, remove = [step for step in installing if "uninstall" in step.words]
         self.batch(keep, tool("install"), use_shim(MONITOR), remove)
-
-    def snippets(self):
-        """The PowerShell of docs/deploy.md, and the commands in it as an administrator's loop would
-        run them: for the port "Office", and for a line of a CSV file."""
-        blocks = re.findall(r"^```powershell\n(.*?)^```", self.text("deploy.md"),
-                            re.MULTILINE | re.DOTALL)
-        self.assertTrue(blocks)
-        values = {"$_.name": "Csv", "$_.url": self.printer.url, "$_": "Office"}
-        commands = [[values.get(word, word) for word in words.split()] for block in blocks
-                    for words in re.findall(r"velmoractl ([^|)}\n]*)", block)]
-        return blocks, commands
-
-    def test_the_snippets_for_roll_outs_work(self):
-        blocks, commands = self.snippets()
-        content = fleet({"name": "Office", "url": self.printer.url})
-        file = self.write("fleet.json", content)
-        steps = [tool(*(file if word == "fleet.json" else word for word in words))
-                 for words in commands]
-        self.batch(tool("install", "--quiet"), use_shim(MONITOR), tool("import", file), *steps)
-        self.assertIn("velmoractl import \\\\server\\share\\fleet.json --quiet",
-                      self.text("deploy.md"), "the start-up script")
-
-    def test_the_snippets_name_what_the_answers_hold(self):
-        schema, shapes, _ = Answers.documented()
-        for block in self.snippets()[0]:
-            # Columns of a file of theirs.
-            if "Import-Csv" in block:
-                continue
-            with self.subTest(snippet=block):
-                asked = re.findall(r"\$(?:_|answer)\.'?([\w-]+)", block)
-                for names in re.findall(r"Format-Table ([\w, -]+)", block):
-                    asked += names.split(", ")
-                verbs = [verb for verb in shapes if f"velmoractl {verb} " in block]
-                known = set().union(*(self.properties(schema, shapes[verb]) for verb in verbs))
-                self.assertLessEqual(set(asked), known)
-
-    @staticmethod
-    def properties(schema, name):
-        shape = schema["$defs"][name]
-        while "properties" not in shape:
-            shape = (schema["$defs"][shape["$ref"].rsplit("/", 1)[1]] if "$ref" in shape
-                     else shape["items"])
-        return set(shape["properties"])
 
 
 if __name__ == "__main__":

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <iterator>
 #include <numeric>
 #include <sstream>
 #include <utility>
@@ -42,6 +43,7 @@ std::string suggestion(const CLI::App& app, const std::string& word) {
     std::string all;
     std::size_t nearest = kFarthest;
     for (const CLI::App* verb : app.get_subcommands({})) {
+        if (verb->get_group().empty()) continue;
         const std::string& name = verb->get_name();
         all += (all.empty() ? "" : ", ") + name;
         const std::size_t steps = name.starts_with(word) ? 1 : distance(name, word);
@@ -67,6 +69,45 @@ std::string unmarked(std::string word) {
     return word;
 }
 
+/// The option of that name, of the verb or of the whole program; null if there is none.
+const CLI::Option* optionOf(const CLI::App& app, const CLI::App& program, const std::string& word) {
+    const CLI::Option* const own = app.get_option_no_throw(word);
+    return own != nullptr ? own : program.get_option_no_throw(word);
+}
+
+bool takesValue(const CLI::Option& option) {
+    return option.get_expected_min() > 0;
+}
+
+std::vector<std::string> optionNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::Option* option :
+         app.get_options([](const CLI::Option* one) { return !one->get_group().empty(); })) {
+        for (const std::string& name : option->get_lnames())
+            names.push_back("--" + name);
+    }
+    return names;
+}
+
+/// The values of an option that takes one of a few, which its type tells; else none.
+std::vector<std::string> valuesOf(const CLI::Option& option) {
+    const std::string type = option.get_type_name();
+    std::vector<std::string> values;
+    if (type.find('|') == std::string::npos) return values;
+    for (std::size_t begin = 0; begin <= type.size();) {
+        const std::size_t end = std::min(type.find('|', begin), type.size());
+        values.push_back(type.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return values;
+}
+
+const CLI::App* visibleVerb(const CLI::App& app, const std::string& name) {
+    for (const CLI::App* verb : app.get_subcommands({}))
+        if (verb->get_name() == name && !verb->get_group().empty()) return verb;
+    return nullptr;
+}
+
 }  // namespace
 
 bool Option::given() const {
@@ -85,6 +126,11 @@ Option& Option::excludes(const Option& other) {
 
 Option& Option::under(const std::string& heading) {
     option_->group(heading);
+    return *this;
+}
+
+Option& Option::hidden() {
+    option_->group("");
     return *this;
 }
 
@@ -162,6 +208,53 @@ Verb Verb::verb(const std::string& name, const std::string& about, const std::st
     return {verb, common_};
 }
 
+void Verb::hide() {
+    app_->group("");
+}
+
+Completion Verb::completion(const std::vector<std::string>& words,
+                            const std::string& current) const {
+    const CLI::App* app = app_;
+    const CLI::Option* option = nullptr;  // whose value comes next
+    std::size_t positionals = 0;
+    Completion result;
+    for (const std::string& word : words) {
+        if (option != nullptr) {
+            option = nullptr;
+        } else if (word.starts_with('-')) {
+            option = optionOf(*app, *app_, word);
+            if (option != nullptr && !takesValue(*option)) option = nullptr;
+        } else if (const CLI::App* const verb = visibleVerb(*app, word)) {
+            app = verb;
+            result.verb += (result.verb.empty() ? "" : " ") + word;
+        } else {
+            ++positionals;
+        }
+    }
+    if (option == nullptr && current.starts_with('-')) {
+        result.words = optionNames(*app);
+        if (app != app_) std::ranges::copy(optionNames(*app_), std::back_inserter(result.words));
+        return result;
+    }
+    if (option == nullptr && !app->get_subcommands({}).empty()) {
+        for (const CLI::App* verb : app->get_subcommands({}))
+            if (!verb->get_group().empty()) result.words.push_back(verb->get_name());
+        return result;
+    }
+    if (option == nullptr) {
+        const auto all =
+            app->get_options([](const CLI::Option* one) { return one->get_positional(); });
+        if (all.empty()) return result;
+        // The last one may be repeated.
+        const std::size_t at = std::min(positionals, all.size() - 1);
+        if (at < positionals && all[at]->get_expected_max() <= 1) return result;
+        option = all[at];
+    }
+    result.words = valuesOf(*option);
+    result.option = option->get_positional() ? option->get_name(true) : option->get_name();
+    return result;
+}
+
 CommandLine::CommandLine(const std::string& about, const std::string& footer,
                          const std::string& common, std::function<std::string()> version)
     : common_(common), app_(std::make_unique<CLI::App>(about, kProgram)) {
@@ -220,6 +313,16 @@ std::optional<std::string> CommandLine::parse(std::vector<std::string> words) {
         throw CommandError(ExitCode::usage, "the command line", shown(toUtf8(error.what())),
                            "see velmoractl --help, or --help after the verb");
     }
+}
+
+std::string CommandLine::chosen() const {
+    std::string words;
+    const CLI::App* app = app_.get();
+    while (!app->get_subcommands().empty()) {
+        app = app->get_subcommands().front();
+        words += (words.empty() ? "" : " ") + app->get_name();
+    }
+    return words;
 }
 
 }  // namespace velmora::ctl

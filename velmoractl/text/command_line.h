@@ -28,9 +28,20 @@ class Option {
     Option& excludes(const Option& other);
     /// Puts it under its own heading in the help text.
     Option& under(const std::string& heading);
+    /// Leaves it out of the help text.
+    Option& hidden();
 
   private:
     CLI::Option* option_ = nullptr;
+};
+
+/// What may come next on a command line.
+struct Completion {
+    std::vector<std::string> words;  ///< verbs, options, or values of an option
+    // Else a name of something: the verb ("port set") and the option ("--port") or positional
+    // argument ("name") that it is for; empty if none.
+    std::string verb;
+    std::string option;
 };
 
 /// A verb, a group of verbs, or the whole program. A handle as well. The values that options are
@@ -65,6 +76,12 @@ class Verb {
     Verb verb(const std::string& name, const std::string& about, const std::string& example,
               std::function<void()> chosen);
 
+    /// Leaves it out of help texts and suggestions.
+    void hide();
+    /// What may follow these words of a command line that begins here; `current` is what is there
+    /// of the next one.
+    Completion completion(const std::vector<std::string>& words, const std::string& current) const;
+
   private:
     CLI::App* app_;
     const std::string* common_;
@@ -83,6 +100,8 @@ class CommandLine {
     /// Reads the words after the program's name. A text when help or the version was asked for.
     /// Throws CommandError.
     std::optional<std::string> parse(std::vector<std::string> words);
+    /// After parse(): the verb that was named, such as "port add".
+    std::string chosen() const;
 
   private:
     void checkVerbs(const std::vector<std::string>& words) const;

@@ -125,13 +125,11 @@ void readTemplate(const Reader& reader, JobTemplate& job, Configuration& result)
     }
 }
 
-/// `names`: null if there is no directory to look the group up in; its number is 0 then.
-std::uint32_t readGroup(const Reader& reader, const Json& value, const DirectoryPaths* names) {
+std::uint32_t readGroup(const Reader& reader, const Json& value, const DirectoryPaths& names) {
     const bool byNumber = value.is_number();
     const std::string path = byNumber ? "#" + std::to_string(reader.number(value, "groups"))
                                       : reader.stored(value, "groups");
-    if (names == nullptr) return 0;
-    const CGroupsDBNode* const node = names->find(path);
+    const CGroupsDBNode* const node = names.find(path);
     if (node == nullptr || node->type != NODE_GROUP) {
         reader.fail("names the group " + inQuotes(reader.codec().toUtf8(path)) +
                     ", which the printer directory lacks; " + std::string(kCaseRule));
@@ -139,7 +137,7 @@ std::uint32_t readGroup(const Reader& reader, const Json& value, const Directory
     return node->id;
 }
 
-PortConfig readPort(const Reader& reader, const DirectoryPaths* names, Configuration& result) {
+PortConfig readPort(const Reader& reader, const DirectoryPaths& names, Configuration& result) {
     reader.allow(
         {"name", "mode", "url", "authentication", "user", "password", "groups", "job-template"});
     PortConfig port;
@@ -299,8 +297,10 @@ std::string folded(std::string name) {
     return name;
 }
 
-/// `current`: null if there is none.
-Configuration readFile(const std::string& text, const CGroupsDB* current, const TextCodec& codec) {
+}  // namespace
+
+Configuration readConfiguration(const std::string& text, const CGroupsDB& current,
+                                const TextCodec& codec) {
     const Json json = parse(text);
     const Reader reader(json, "the file", codec);
     reader.allow({"format", "version", "ports", "directory"});
@@ -310,16 +310,15 @@ Configuration readFile(const std::string& text, const CGroupsDB* current, const 
     Configuration result;
     if (reader.has("directory"))
         result.directory = readDirectory(reader.child("directory"), result);
-    const CGroupsDB* const directory = result.directory ? &*result.directory : current;
+    const CGroupsDB& directory = result.directory ? *result.directory : current;
     result.hasPorts = reader.has("ports");
     if (result.hasPorts) {
-        std::optional<DirectoryPaths> names;
-        if (directory != nullptr) names.emplace(*directory);
+        const DirectoryPaths names(directory);
         std::set<std::string> taken;
         std::size_t index = 0;
         for (const Json& port : reader.list("ports")) {
             const Reader item = reader.item(port, "port", index++);
-            PortConfig config = readPort(item, names ? &*names : nullptr, result);
+            PortConfig config = readPort(item, names, result);
             if (!taken.insert(folded(config.name)).second) {
                 item.fail("has a name that an earlier one has; " + std::string(kCaseRule));
             }
@@ -327,17 +326,6 @@ Configuration readFile(const std::string& text, const CGroupsDB* current, const 
         }
     }
     return result;
-}
-
-}  // namespace
-
-Configuration readConfiguration(const std::string& text, const CGroupsDB& current,
-                                const TextCodec& codec) {
-    return readFile(text, &current, codec);
-}
-
-void checkConfiguration(const std::string& text, const TextCodec& codec) {
-    readFile(text, nullptr, codec);
 }
 
 }  // namespace velmora::ctl

@@ -19,7 +19,7 @@
 namespace velmora::ctl {
 namespace {
 
-/// The arguments of a group or printer verb.
+/// What a group or printer verb was told.
 struct NodeOptions {
     std::string node;
     Selection selection;  ///< of "printer set"

@@ -83,6 +83,7 @@ void set(const Session& session, const PolicyOptions& options) {
     for (const std::string& word : options.values)
         changes.push_back(parsed(word));
     PolicyKey key(session.server);
+    session.noteServerAnswers();
     for (const auto& [value, number] : changes) {
         key.write(*value, number);
         if (key.read(*value) != number) {
@@ -102,6 +103,7 @@ void set(const Session& session, const PolicyOptions& options) {
 
 void reset(const Session& session, const PolicyOptions& options) {
     PolicyKey key(session.server);
+    session.noteServerAnswers();
     key.remove();
     if (!options.none) {
         for (const PolicyValue& value : policyValues())

@@ -1,9 +1,6 @@
 #include "velmoractl/verbs/port_checks.h"
 
 #include <windows.h>
-// Not part of WIN32_LEAN_AND_MEAN's windows.h.
-#include <winspool.h>
-#undef AddPrinter
 
 #include <algorithm>
 
@@ -13,21 +10,22 @@
 #include "port/url_text.h"
 #include "port/xcv_client.h"
 #include "velmoractl/internet.h"
+#include "velmoractl/spooler_queues.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
+#include "velmoractl/text/queue_plan.h"
 #include "velmoractl/text/shown_text.h"
 
 namespace velmora::ctl {
 namespace {
 
-/// Windows keeps a printer's ports as one text.
-bool namesPort(const std::string& ports, const std::string& port) {
-    for (std::size_t begin = 0; begin <= ports.size();) {
-        const std::size_t end = std::min(ports.find(',', begin), ports.size());
-        if (ports.compare(begin, end - begin, port) == 0) return true;
-        begin = end + 1;
+std::vector<std::string> printersOf(const std::vector<Queue>& queues, const std::string& port) {
+    std::vector<std::string> names;
+    for (const Queue& queue : queues) {
+        const std::vector<std::string> ports = portsOfQueue(queue.description.port);
+        if (std::ranges::find(ports, port) != ports.end()) names.push_back(queue.description.name);
     }
-    return false;
+    return names;
 }
 
 /// What the path would name if capital and small letters were alike; null if nothing.
@@ -226,35 +224,17 @@ void applyCredentials(const Credentials& given, std::uint8_t& authentication, st
 }
 
 std::vector<std::string> printersOfPort(const Session& session, const std::string& port) {
-    // On another computer only the spooler itself can tell.
-    if (!session.server.empty()) return {};
-    constexpr DWORD kLevel = 5;
-    DWORD needed = 0;
-    DWORD count = 0;
-    std::vector<BYTE> area;
-    while (!EnumPrintersA(PRINTER_ENUM_LOCAL, nullptr, kLevel, area.data(),
-                          static_cast<DWORD>(area.size()), &needed, &count)) {
-        const DWORD error = GetLastError();
-        if (error != ERROR_INSUFFICIENT_BUFFER || needed <= area.size()) {
-            throw spoolerError("asking the spooler for its printers", error);
-        }
-        area.resize(needed);
-    }
-    const auto* const info = reinterpret_cast<const PRINTER_INFO_5A*>(area.data());
-    std::vector<std::string> names;
-    for (DWORD i = 0; i < count; ++i) {
-        const bool complete = info[i].pPortName != nullptr && info[i].pPrinterName != nullptr;
-        if (complete && namesPort(info[i].pPortName, port)) names.push_back(info[i].pPrinterName);
-    }
-    return names;
+    return printersOf(spoolerQueues(session.server, "port " + quotedAnsi(port)), port);
 }
 
 void checkUnused(const Session& session, const std::vector<std::string>& ports,
                  const std::string& what) {
+    if (ports.empty()) return;
+    const std::vector<Queue> queues = spoolerQueues(session.server, what);
     std::string found;
     std::size_t count = 0;
     for (const std::string& port : ports) {
-        for (const std::string& printer : printersOfPort(session, port)) {
+        for (const std::string& printer : printersOf(queues, port)) {
             found += count++ == 0 ? "the printer " : ", ";
             found += quotedAnsi(printer) + " prints to the port " + quotedAnsi(port);
         }

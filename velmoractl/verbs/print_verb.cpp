@@ -7,9 +7,11 @@
 #include <utility>
 #include <vector>
 
+#include "directory/groups_db.h"
 #include "port/delivery_record.h"
 #include "port/policy_store.h"
 #include "port/port_config.h"
+#include "port/targets.h"
 #include "port/url_text.h"
 #include "velmoractl/delivery_files.h"
 #include "velmoractl/document_handover.h"
@@ -69,13 +71,13 @@ CommandError cancelled(const std::string& what, const std::string& why) {
 /// The record from now on; none if there is no way to know what becomes of a job.
 std::unique_ptr<DeliveryFiles> recordFromNow(const Session& session) {
     const std::string cannotKnow = "what becomes of the job cannot be known: ";
-    if (!recordIsOn("")) {
+    if (!recordIsOn(session.server)) {
         session.warn(cannotKnow +
                      "the record of deliveries is off; \"policy set DeliveryRecord=20\" turns it "
                      "on");
         return nullptr;
     }
-    auto record = std::make_unique<DeliveryFiles>(deliveryDirectoryOf(""));
+    auto record = std::make_unique<DeliveryFiles>(deliveryDirectoryOf(session.server));
     try {
         record->skip();
         return record;
@@ -86,12 +88,18 @@ std::unique_ptr<DeliveryFiles> recordFromNow(const Session& session) {
 }
 
 /// A queue that prints to the port, or the port itself when there is none: a port can be tried
-/// before a printer is made for it.
+/// before a printer is made for it. Another computer's spooler opens no port.
 std::pair<UniquePrinter, DocumentHandover::To> openPrinter(const Session& session,
                                                            const std::string& port,
                                                            const std::string& what) {
     const std::vector<std::string> queues = printersOfPort(session, port);
+    if (queues.empty() && !session.server.empty()) {
+        throw CommandError(ExitCode::notFound, what,
+                           "no queue of " + quotedAnsi(session.server) + " prints to the port",
+                           "add one with \"queue add\", or run the command on that computer");
+    }
     std::string name = queues.empty() ? port + ", Port" : queues.front();
+    if (!session.server.empty()) name = session.server + "\\" + name;
     UniquePrinter printer;
     if (!OpenPrinterA(name.data(), printer.put(), nullptr))
         throw spoolerError(what, GetLastError());
@@ -113,7 +121,7 @@ class Printing {
         }
         MonitorChannel channel(session_);
         const PortConfig port = channel.port(options_.port);
-        targets_ = channel.targets(port);
+        targets_ = targetsOf(port, channel.directory());
         if (!options_.noCheck)
             checkBeforePrinting(session_, targets_, port.jobTemplate, options_.limit(), what_);
         title_ = options_.title.empty() ? baseName(options_.file) : options_.title;
@@ -433,11 +441,6 @@ class Printing {
 };
 
 void print(const Session& session, const PrintOptions& options) {
-    if (!session.server.empty()) {
-        throw CommandError(ExitCode::usage, "print " + quotedPath(options.file),
-                           "it works on this computer only",
-                           "run it on " + quotedAnsi(session.server));
-    }
     Printing(session, options).run();
 }
 

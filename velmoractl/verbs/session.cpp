@@ -2,7 +2,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "velmoractl/server_runs.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/server_list.h"
 
 namespace velmora::ctl {
 
@@ -14,6 +16,10 @@ void Session::warn(const std::string& utf8) const {
     writeError("velmoractl: warning: " + utf8 + "\n");
 }
 
+void Session::noteServerAnswers() const {
+    noteAnswer(part);
+}
+
 void Session::answer(const Json& value) const {
     answered = true;
     // ASCII only: what a printer or a stored name holds must not reach a terminal as it is.
@@ -23,6 +29,7 @@ void Session::answer(const Json& value) const {
 void Session::list(const List& form, Json rows) const {
     sortRows(rows, form.nameKey);
     if (wantsJson()) return answer(rows);
+    if (!part.empty()) return writeOut(listForWhole(form.columns, form.nameKey, form.empty, rows));
     if (output == "csv") return writeOut(csvText(form.columns, rows));
     if (output == "names") return writeOut(namesText(form.nameKey, rows));
     if (rows.empty()) return say(form.empty);

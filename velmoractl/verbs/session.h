@@ -16,7 +16,9 @@ namespace velmora::ctl {
 struct Session {
     bool json = false;
     bool quiet = false;
-    std::string server;   ///< "\\NAME", or empty for this computer
+    std::string server;           ///< "\\NAME", or empty for this computer
+    unsigned serverTimeout = 60;  ///< seconds; of several servers
+    std::string part;     ///< of a run for one of several servers: see noteAnswer(); else empty
     std::string monitor;  ///< the monitor's name with the spooler; empty: the settings file's
     std::string output;   ///< of a list: "table", "json", "csv" or "names"; empty: table
     std::function<void()> action;
@@ -29,6 +31,8 @@ struct Session {
     void say(const std::string& utf8) const;
     /// A warning goes to the error output, also in quiet mode.
     void warn(const std::string& utf8) const;
+    /// That the server has answered: what comes now may take its time.
+    void noteServerAnswers() const;
     /// The answer for scripts.
     void answer(const Json& json) const;
 
@@ -59,5 +63,6 @@ void addDeliveryVerbs(Verb app, Session& session);
 void addPolicyVerbs(Verb app, Session& session);
 void addPasswordVerb(Verb app, Session& session);
 void addQueueVerbs(Verb app, Session& session);
+void addCompletionVerbs(Verb app, Session& session);
 
 }  // namespace velmora::ctl
