@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bench/report.h"
+#include "directory/groups_db.h"
 #include "directory/groups_store.h"
 
 // The printer directory, which every task loads whole and every change saves whole: beside the bare

@@ -9,6 +9,7 @@
 
 #include "bench/report.h"
 #include "directory/groups_db.h"
+#include "harness/empty_directory.h"
 #include "ui/dialog_printer.h"
 #include "ui/directory_tree.h"
 
@@ -21,11 +22,7 @@ constexpr double kMilliseconds = 1000;
 
 /// 100 groups of 99 printers each below the root.
 CGroupsDB largeDirectory() {
-    CGroupsDB directory;
-    auto root = std::make_unique<CGroupsDBGroup>();
-    root->id = 1;
-    root->name = "All groups";
-    directory.Insert(std::move(root));
+    CGroupsDB directory = testing::emptyDirectory();
     while (directory.nodes().size() < kNodes) {
         const std::uint32_t group =
             directory.AddGroup("Group " + std::to_string(directory.nextId()), 1)->id;

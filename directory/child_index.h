@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "directory/groups_db.h"
+#include "directory/directory_records.h"
 
 namespace velmora {
 
@@ -15,7 +15,7 @@ namespace velmora {
 /// where a scan of the whole tree for every group would make the time grow with the square.
 class ChildIndex {
   public:
-    explicit ChildIndex(const CGroupsDB::Nodes& nodes) {
+    explicit ChildIndex(const DirectoryNodes& nodes) {
         entries_.reserve(nodes.size());
         for (const auto& [id, node] : nodes)
             entries_.push_back({node->parent, id, node.get()});
@@ -43,6 +43,6 @@ class ChildIndex {
 
 /// How many printers CGroupsDB::CollectPrinters finds below each group, by the group's id. One
 /// pass, whatever the depth, for callers that ask for all groups.
-std::unordered_map<std::uint32_t, std::size_t> printerCounts(const CGroupsDB::Nodes& nodes);
+std::unordered_map<std::uint32_t, std::size_t> printerCounts(const DirectoryNodes& nodes);
 
 }  // namespace velmora

@@ -19,6 +19,7 @@
 // writes no more than what differs.
 
 #include "directory/groups_store.h"
+#include "directory/groups_db.h"
 
 #include <algorithm>
 #include <array>
@@ -279,7 +280,7 @@ std::string withoutLeadingBackslashes(const std::string& name) {
 
 /// Whether every port's printer has a key of its own: no name is a path, and no two are one to the
 /// registry, which folds case.
-bool haveKeysOfTheirOwn(const CGroupsDB::PortPrinters& printers) {
+bool haveKeysOfTheirOwn(const PortPrinters& printers) {
     std::set<std::string> folded;
     for (const auto& [name, printer] : printers) {
         std::string upper = name;
@@ -340,7 +341,7 @@ void RegistryGroupsStore::save(const CGroupsDB& directory) {
     savePortPrinters(directory.portPrinters());
 }
 
-void RegistryGroupsStore::savePortPrinters(const CGroupsDB::PortPrinters& records) {
+void RegistryGroupsStore::savePortPrinters(const PortPrinters& records) {
     if (records.empty()) {
         RegistryKey::deleteTree(printersKey_);
         return;

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "directory/groups_db.h"
+#include "directory/directory_records.h"
 #include "platform/registry.h"
 
 namespace velmora {
@@ -34,7 +34,7 @@ class RegistryGroupsStore : public GroupsStore {
     std::optional<Stamp> stamp() const;
 
   private:
-    void savePortPrinters(const CGroupsDB::PortPrinters& records);
+    void savePortPrinters(const PortPrinters& records);
 
     std::string groupsKey_;
     std::string printersKey_;

@@ -27,7 +27,7 @@ struct Counted {
 using Counts = std::unordered_map<std::uint32_t, Counted>;
 
 /// Every group's children, without what is below them.
-Counts countChildren(const CGroupsDB::Nodes& nodes) {
+Counts countChildren(const DirectoryNodes& nodes) {
     Counts counts;
     counts.reserve(nodes.size());
     for (const auto& [id, node] : nodes)
@@ -73,7 +73,7 @@ void addCircle(Counts& counts, Counted& start) {
 /// The printers below groups, depth first. A group that was entered before adds nothing.
 class PrinterWalk {
   public:
-    explicit PrinterWalk(const CGroupsDB::Nodes& nodes) : index_(nodes) {}
+    explicit PrinterWalk(const DirectoryNodes& nodes) : index_(nodes) {}
 
     void enter(std::uint32_t group) {
         if (!entered_.insert(group).second) return;
@@ -103,7 +103,7 @@ class PrinterWalk {
 
 }  // namespace
 
-std::unordered_map<std::uint32_t, std::size_t> printerCounts(const CGroupsDB::Nodes& nodes) {
+std::unordered_map<std::uint32_t, std::size_t> printerCounts(const DirectoryNodes& nodes) {
     Counts counts = countChildren(nodes);
     addFromBelow(counts);
     for (auto& [id, group] : counts)

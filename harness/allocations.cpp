@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
 
-// The test bed's watchdog thread allocates too when it starts.
+// The watchdog thread of harness/main.cpp allocates too when it starts.
 std::atomic<std::size_t> allocations = 0;
 std::atomic<std::size_t> bytes = 0;
 std::atomic<std::size_t> live = 0;

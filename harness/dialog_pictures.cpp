@@ -9,6 +9,7 @@
 
 #include "directory/groups_db.h"
 #include "harness/dialog_driver.h"
+#include "harness/empty_directory.h"
 #include "harness/real_input.h"
 #include "platform/profile_file.h"
 #include "port/port_config.h"
@@ -72,11 +73,7 @@ void savePicture(HWND window, const std::string& name) {
 }
 
 CGroupsDB sampleDirectory() {
-    CGroupsDB directory;
-    auto root = std::make_unique<CGroupsDBGroup>();
-    root->id = 1;
-    root->name = "All groups";
-    directory.Insert(std::move(root));
+    CGroupsDB directory = testing::emptyDirectory();
     const auto floor = directory.AddGroup("First floor", 1)->id;
     const auto office = directory.AddGroup("Accounting", floor)->id;
     directory.AddPrinter("Laser 1", {"ipp://laser1/ipp", false, "", ""}, floor);

@@ -6,7 +6,7 @@
 
 namespace velmora::testing {
 
-constexpr DWORD kPatience = 20000;  ///< milliseconds
+constexpr DWORD kPatience = 60000;  ///< milliseconds
 
 /// Polls until `condition` holds; false after the time limit.
 inline bool waitUntil(const std::function<bool()>& condition) {

@@ -15,6 +15,8 @@
 #include <vector>
 
 #include "platform/handle.h"
+#include "velmoractl/text/configuration_file.h"
+#include "velmoractl/text/console.h"
 
 namespace velmora {
 namespace {
@@ -211,6 +213,30 @@ bool listed(const Text& words, const Text& word) {
     return (L"," + words + L",").find(L"," + word + L",") != Text::npos;
 }
 
+/// Why the fleet file cannot be imported, as far as the file alone shows it.
+std::optional<Text> badFleet(const Text& path) {
+    const UniqueFile file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    std::string text;
+    std::array<char, 1 << 16> piece{};
+    DWORD size = 0;
+    BOOL read = FALSE;
+    while (file &&
+           (read = ReadFile(file.get(), piece.data(), static_cast<DWORD>(piece.size()), &size,
+                            nullptr)) &&
+           size > 0)
+        text.append(piece.data(), size);
+    if (!read)
+        return L"the file " + path + L" cannot be read (error " + std::to_wstring(GetLastError()) +
+               L")";
+    try {
+        ctl::checkConfiguration(text, ctl::systemCodec());
+    } catch (const ctl::FileError& error) {
+        return L"the file " + path + L": " + wide(error.what());
+    }
+    return std::nullopt;
+}
+
 /// Everything that can be said before the first change.
 UINT checkInstall(const Session& session) {
     const Text language = session.property(L"LANGUAGE");
@@ -222,11 +248,7 @@ UINT checkInstall(const Session& session) {
         return session.fail(L"POLICY is none or standard, and not " + policy);
     const Text fleet = session.property(L"FLEET");
     if (!fleet.empty()) {
-        const UniqueFile file(CreateFileW(fleet.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-        if (!file)
-            return session.fail(L"the file " + fleet + L" cannot be read (error " +
-                                std::to_wstring(GetLastError()) + L")");
+        if (const auto why = badFleet(fleet)) return session.fail(*why);
     }
     const std::uint64_t needed =
         std::wcstoull(session.property(L"VELMORABYTES").c_str(), nullptr, 10);

@@ -15,6 +15,8 @@ NAMESPACE = uuid.UUID("c2a9a0f4-30f5-4f0c-9f33-9a3bb1d2a8f0")
 PROPERTIES = ("LANGUAGE", "POLICY", "RESTARTSPOOLER", "FLEET", "REMOVECONFIGURATION")
 # The files whose versions Windows compares; all others have none.
 VERSIONED = ("velmoractl.exe", "Velmora.dll")
+# In the list of installed programs.
+ICON = ("velmoractl", "velmora.ico")
 # Sequences that wixl sets otherwise, whatever is written. An upgrade removes the old files within
 # the transaction, before the new ones come.
 SEQUENCES = (("RemoveExistingProducts", 1550),)
@@ -152,6 +154,10 @@ def make(path, arch, version, files, actions, languages, first_page, epoch):
             digest.update(f"{name} {len(data)} ".encode() + data)
         write(os.path.join(place, "velmora_setup.dll"), actions, epoch)
         digest.update(actions)
+        with open(os.path.join(ROOT, *ICON), "rb") as file:
+            icon = file.read()
+        write(os.path.join(place, ICON[-1]), icon, epoch)
+        digest.update(icon)
         with open(os.path.join(ROOT, "installer", "velmora.wxs"), encoding="utf-8") as file:
             source = file.read()
         digest.update(source.encode())

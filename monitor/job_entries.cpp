@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "directory/groups_db.h"
 #include "directory/groups_store.h"
 #include "monitor/delivery_output.h"
 #include "monitor/jobs/ipp_delivery.h"

@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 
+#include "directory/groups_db.h"
 #include "directory/groups_store.h"
 #include "platform/registry.h"
 #include "port/port_config.h"

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "directory/groups_db.h"
 #include "directory/groups_store.h"
 #include "monitor/port_list.h"
 #include "monitor/process_objects.h"

@@ -58,7 +58,7 @@ void PrinterDialog::applyAuthentication() const noexcept {
         enable(id, needed);
 }
 
-void addPatterns(const ReportList& list, const CGroupsDB::PortPrinters& patterns) {
+void addPatterns(const ReportList& list, const PortPrinters& patterns) {
     const RedrawPause pause(list.control());
     list.reserve(patterns.size());
     for (const auto& [name, printer] : patterns) {
@@ -68,7 +68,7 @@ void addPatterns(const ReportList& list, const CGroupsDB::PortPrinters& patterns
 }
 
 CDialogNewPrinter::CDialogNewPrinter(std::vector<std::string> takenNames,
-                                     const CGroupsDB::PortPrinters& patterns)
+                                     const PortPrinters& patterns)
     : PrinterDialog(IDD_NEW_PRINTER, "DialogNewPrinter", {}, std::move(takenNames)),
       patterns_(patterns) {}
 

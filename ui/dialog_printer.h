@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "directory/groups_db.h"
+#include "directory/directory_records.h"
 #include "ui/interface_host.h"
 #include "ui/kit/dialog.h"
 #include "ui/kit/report_list.h"
@@ -47,13 +47,13 @@ class PrinterDialog : public ModalDialog {
 };
 
 /// Adds a row of name and URL for each pattern, in their order; the row's data is the pattern.
-void addPatterns(const ReportList& list, const CGroupsDB::PortPrinters& patterns);
+void addPatterns(const ReportList& list, const PortPrinters& patterns);
 
 /// Creates a printer; its values can be copied from a port's printer.
 class CDialogNewPrinter : public PrinterDialog {
   public:
     /// `patterns`, which the list shows in their order, must outlive the dialog.
-    CDialogNewPrinter(std::vector<std::string> takenNames, const CGroupsDB::PortPrinters& patterns);
+    CDialogNewPrinter(std::vector<std::string> takenNames, const PortPrinters& patterns);
 
   protected:
     void onInit() override;
@@ -64,7 +64,7 @@ class CDialogNewPrinter : public PrinterDialog {
   private:
     void copySelectedPattern();
 
-    const CGroupsDB::PortPrinters& patterns_;
+    const PortPrinters& patterns_;
 };
 
 /// Edits an existing printer.

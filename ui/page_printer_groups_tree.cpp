@@ -4,7 +4,7 @@
 
 #include <windowsx.h>
 
-#include "directory/groups_db.h"
+#include "directory/directory_records.h"
 #include "platform/library.h"
 #include "ui/group_tree_rules.h"
 #include "ui/kit/user_objects.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "directory/groups_db.h"
+#include "directory/directory_records.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {

@@ -7,6 +7,7 @@
 #include "directory/groups_db.h"
 #include "port/port_config.h"
 #include "port/spooler.h"
+#include "port/targets.h"
 #include "port/xcv_client.h"
 #include "velmoractl/setup/installed_settings.h"
 #include "velmoractl/setup/spooler_setup.h"
@@ -141,6 +142,10 @@ std::vector<PortConfig> MonitorChannel::ports() {
         if (seen.insert(name).second) result.push_back(port(name));
     }
     return result;
+}
+
+std::vector<PrintTarget> MonitorChannel::targets(const PortConfig& port) {
+    return targetsOf(port, directory());
 }
 
 std::unique_ptr<ConfigurationLock> MonitorChannel::lock(const std::string& what) const {

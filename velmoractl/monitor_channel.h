@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/printer_address.h"
 #include "port/configuration_lock.h"
 #include "velmoractl/command_error.h"
 #include "velmoractl/verbs/session.h"
@@ -44,6 +45,8 @@ class MonitorChannel {
     std::vector<PortConfig> ports();
     /// ExitCode::notFound when the monitor has no such port.
     PortConfig port(const std::string& name);
+    /// The printers that the port reaches as the directory is now.
+    std::vector<PrintTarget> targets(const PortConfig& port);
 
     /// Keeps other commands on this computer from changing ports and directory. Waits a while, then
     /// fails with ExitCode::conflict. The functions below take it themselves.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "directory/groups_db.h"
 #include "directory/groups_store.h"
 #include "monitor/port_store.h"
 #include "platform/registry.h"

@@ -4,6 +4,7 @@
 
 #include <winspool.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <string>
@@ -24,7 +25,7 @@ constexpr int kWarmUp = 100;
 // A slot, a handle or two kilobytes that each round leaves behind are far beyond the bounds below.
 constexpr int kRounds = 1000;
 
-/// VELMORA_LOAD_ROUNDS in place of `usual`.
+/// VELMORA_LOAD_ROUNDS in place of `usual` (tools/soak-loads).
 int roundsOr(int usual) {
     const char* const text = std::getenv("VELMORA_LOAD_ROUNDS");
     return text == nullptr ? usual : std::atoi(text);
@@ -76,9 +77,11 @@ class LoadUnload : public CleanStateTest {
         EXPECT_LE(after.slot, before.slot + 8);
         EXPECT_LE(after.handles, before.handles + 64);
         EXPECT_LE(after.bytes, before.bytes + (1 << 20));
-        RecordProperty("slots", static_cast<int>(after.slot - before.slot));
-        RecordProperty("handles", static_cast<int>(after.handles - before.handles));
-        RecordProperty("bytes", static_cast<int>(after.bytes - before.bytes));
+        std::printf("%s, %d rounds: %+d TLS slots, %+d handles, %+d KiB\n",
+                    ::testing::UnitTest::GetInstance()->current_test_info()->name(), rounds,
+                    static_cast<int>(after.slot - before.slot),
+                    static_cast<int>(after.handles - before.handles),
+                    static_cast<int>(after.bytes - before.bytes) / 1024);
         ASSERT_EQ(GetModuleHandleA("Velmora.dll"), nullptr);
     }
 };

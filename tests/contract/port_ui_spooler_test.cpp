@@ -5,7 +5,9 @@
 
 #include "harness/clean_state.h"
 #include "harness/dialog_driver.h"
+#include "harness/monitor_keys.h"
 #include "harness/packed_record.h"
+#include "harness/port_dialog.h"
 #include "ui/resources/resource_ids.h"
 
 // The whole way: an administrator's call to the platform's spooler, which asks the monitor for its
@@ -13,11 +15,6 @@
 
 namespace velmora::testing {
 namespace {
-
-const std::string kMonitor = "Velmora";
-const std::string kMonitorKey = "System\\CurrentControlSet\\Control\\Print\\Monitors\\" + kMonitor;
-const std::string kPortsKey = kDefaultMonitorKey + "\\Ports";
-const std::string kGroupsKey = kDefaultMonitorKey + "\\Printer groups";
 
 class PortUiThroughSpooler : public CleanStateTest {
   protected:
@@ -48,18 +45,12 @@ class PortUiThroughSpooler : public CleanStateTest {
     BOOL run(const std::function<BOOL()>& call,
              const std::function<void(const SheetDriver&)>& person) {
         BOOL result = FALSE;
-        drive(
+        atPortDialog(
             [&] {
                 result = call();
                 lastError_ = GetLastError();
             },
-            [&] {
-                const SheetDriver sheet(waitForDialog("Configure Port Monitor").window());
-                if (!sheet.sheet()) return;
-                EXPECT_TRUE(waitUntil([&] { return static_cast<bool>(sheet.page()); }));
-                person(sheet);
-                sheet.waitUntilClosed();
-            });
+            person);
         return result;
     }
 

@@ -5,7 +5,9 @@
 #include "harness/built_dll.h"
 #include "harness/clean_state.h"
 #include "harness/dialog_driver.h"
+#include "harness/monitor_keys.h"
 #include "harness/packed_record.h"
+#include "harness/port_dialog.h"
 #include "harness/winspool/fake_spooler.h"
 #include "ui/resources/resource_ids.h"
 
@@ -22,9 +24,6 @@ using PortDialogA = BOOL(WINAPI*)(char*, HWND, const char*);
 using Block = std::vector<std::byte>;
 using Calls = std::vector<std::string>;
 
-const std::string kPortsKey = kDefaultMonitorKey + "\\Ports";
-const std::string kGroupsKey = kDefaultMonitorKey + "\\Printer groups";
-const std::string kPrintersKey = kDefaultMonitorKey + "\\Printers";
 constexpr DWORD kUntouched = 0xDEAD;
 
 Block singleRecord(const std::string& name, const std::string& url) {
@@ -66,19 +65,13 @@ class PortUi : public CleanStateTest {
     /// Runs `entry` with `person` at its sheet; last error in `lastError`.
     BOOL run(const std::function<BOOL()>& entry, const Person& person) {
         BOOL result = FALSE;
-        drive(
+        atPortDialog(
             [&] {
                 SetLastError(kUntouched);
                 result = entry();
                 lastError = GetLastError();
             },
-            [&] {
-                const SheetDriver sheet(waitForDialog("Configure Port Monitor").window());
-                if (!sheet.sheet()) return;
-                EXPECT_TRUE(waitUntil([&] { return static_cast<bool>(sheet.page()); }));
-                person(sheet);
-                sheet.waitUntilClosed();
-            });
+            person);
         return result;
     }
     /// Runs `entry`, which shows nothing.

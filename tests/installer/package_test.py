@@ -5,6 +5,7 @@
 """
 
 import os
+import re
 import shutil
 import struct
 import subprocess
@@ -31,6 +32,19 @@ packages = {}
 def read(*names):
     with open(os.path.join(*names), "rb") as file:
         return file.read()
+
+
+def document():
+    with open(os.path.join(ROOT, "docs", "deploy.md"), encoding="utf-8") as file:
+        return file.read()
+
+
+def documented(what):
+    """The words of the command of docs/deploy.md with `what` in it, without what this test adds to
+    every command."""
+    line, = [line for line in re.findall(r"msiexec (.*?)(?:`|$)", document(), re.MULTILINE)
+             if what in line and "%CD%" not in line]
+    return [word for word in line.split() if word != "/qn"]
 
 
 def older(library, version=(0, 9)):
@@ -94,9 +108,32 @@ class Tables(unittest.TestCase):
         self.assertEqual(["", ""], versions["Velmora.dat"])
         self.assertEqual(["=-*PATH", "[~];[INSTALLDIR]"], self.table("Environment")["Path"][:2])
 
+    def test_the_document_tells_the_properties_and_codes_there_are(self):
+        rows = dict(re.findall(r"^\| `?(\w+)`? \| (.*) \|$", document(), re.MULTILINE))
+        codes = {int(name) for name in rows if name.isdigit()}
+        self.assertEqual({DONE, RESTART_WANTED, REFUSED}, codes)
+        told = {name for name in rows if name.isupper()}
+        self.assertEqual(set(make_msi.PROPERTIES), told)
+        # Those in commands for Intune, winget and others too.
+        self.assertEqual(set(), set(re.findall(r"\b([A-Z]{5,})=", document())) - told
+                         - {"REINSTALL", "REINSTALLMODE"})
+
     def test_the_start_menu_has_the_documentation(self):
         shortcut, = self.table("Shortcut").values()
         self.assertEqual("[INSTALLDIR]docs\\README.md", shortcut[3])
+
+    def test_package_and_tool_show_the_products_icon(self):
+        icon = read(ROOT, "velmoractl", "velmora.ico")
+        self.assertEqual(["velmora.ico"], self.table("Property")["ARPPRODUCTICON"])
+        self.assertEqual(icon, subprocess.run(
+            ["msiinfo", "extract", package("1.0.0"), "Icon.velmora.ico"], check=True,
+            capture_output=True).stdout)
+        tool = read(options.built, "bin", "velmoractl.exe")
+        count, = struct.unpack_from("<H", icon, 4)
+        self.assertGreater(count, 2)
+        for entry in range(count):
+            size, offset = struct.unpack_from("<II", icon, 6 + 16 * entry + 8)
+            self.assertIn(icon[offset:offset + size], tool)
 
     def test_another_version_is_another_product_and_the_same_upgrade(self):
         codes = set()
@@ -236,7 +273,7 @@ class Life(Packages):
         with open(os.path.join(share, "fleet.json"), "wb") as file:
             file.write(fleet({"name": "Floor 1", "url": NOBODY}))
         _, _, ports, policy, path = self.batch(
-            self.shim, self.install("0.9.0", "LANGUAGE=de", "POLICY=none", "FLEET=\\\\server\\share\\fleet.json"),
+            self.shim, self.install("0.9.0", *documented("/i Velmora-x64.msi /qn")[2:]),
             self.tool("port", "list", "-o", "names"), self.tool("policy", "list", "--json"),
             Step("reg", "query", "HKLM\\System\\CurrentControlSet\\Control\\Session Manager\\"
                  "Environment", "/v", "PATH"))
@@ -250,12 +287,13 @@ class Life(Packages):
 
     def a_failed_upgrade_leaves_library_and_ports(self):
         """Windows brings the old program files back too; Wine's installer cannot."""
+        # Only the import looks at the address itself.
         bad = self.write("bad.json", fleet({"name": "New", "url": NOBODY},
-                                           {"name": "Two", "uri": NOBODY}))
+                                           {"name": "Two", "url": "ftp://nobody.example/"}))
         before, _, after = self.batch(
             export_key(KEY + "\\Ipp"), self.upgrade("1.0.0", f"FLEET={bad}", code=REFUSED),
             export_key(KEY + "\\Ipp"))
-        self.assertIn("uri", self.log(self.logs))
+        self.assertIn("the scheme \"ftp\" is not one of", self.log(self.logs))
         self.assertEqual(before.raw, after.raw)
         self.assertEqual(older(read(options.built, "bin", "Velmora.dll")), self.system_file())
         self.assertIn(b"Seiten", read(self.prefix.path("windows", "system32", "Velmora.dat")))
@@ -305,7 +343,7 @@ class Life(Packages):
                 file.truncate(1000)
         product = make_msi.code("product", "1.0.0", options.arch)
         _, policy, ports = self.batch(
-            self.msiexec("/i", product, "REINSTALL=ALL", "REINSTALLMODE=amus"),
+            self.msiexec("/i", product, *documented("REINSTALL")[2:]),
             self.tool("policy", "list", "--json"), self.tool("port", "list", "-o", "names"))
         library = read(options.built, "bin", "Velmora.dll")
         self.assertEqual(library, self.system_file())
@@ -346,7 +384,9 @@ class Life(Packages):
 
     def removed_and_back(self):
         product = make_msi.code("product", "1.0.0", options.arch)
-        before, _ = self.batch(export_key(KEY + "\\Ipp"), self.msiexec("/x", product))
+        self.assertEqual(["/x", "Velmora-x64.msi"], documented("/x "))
+        before, _ = self.batch(export_key(KEY + "\\Ipp"),
+                               self.msiexec("/x", "C:\\packages\\velmora-1.0.0.msi"))
         self.assertEqual([], self.installed_versions())
         self.assertFalse(self.exists("windows", "system32", "Velmora.dll"))
         self.assertFalse(self.exists("Program Files", "Velmora"))
@@ -400,7 +440,18 @@ class Refusals(Packages):
         bad = self.write("bad.json", fleet({"name": "One", "url": NOBODY},
                                            {"name": "Two", "uri": NOBODY}))
         log = self.refused(f"FLEET={bad}", before=[self.shim])
-        self.assertIn("uri", log)
+        self.assertIn(f"Velmora: the file {bad}: port 2 has the unknown key \"uri\"", log)
+        # It was refused before the monitor was set up: what it would have replaced is untouched.
+        self.assertNotIn("velmoractl import", log)
+        key, _ = self.batch(Step("reg", "query", MONITORS + MONITOR),
+                            Step("reg", "delete", MONITORS + MONITOR, "/f"))
+        self.assertIn("shim", key.out)
+
+    def test_a_fleet_file_that_cannot_be_imported(self):
+        bad = self.write("worse.json", fleet({"name": "One", "url": NOBODY},
+                                             {"name": "Two", "url": "ftp://nobody.example/"}))
+        log = self.refused(f"FLEET={bad}", before=[self.shim])
+        self.assertIn("the scheme \"ftp\" is not one of", log)
         key, = self.batch(Step("reg", "query", MONITORS + MONITOR, code=FAILED))
         self.assertNotIn("shim", key.out)
 

@@ -7,6 +7,7 @@
 
 #include <array>
 
+#include "directory/groups_db.h"
 #include "directory/groups_store.h"
 #include "harness/clean_state.h"
 #include "harness/packed_record.h"

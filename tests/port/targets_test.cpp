@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "directory/groups_db.h"
+#include "harness/empty_directory.h"
 #include "port/port_config.h"
 
 namespace velmora {
@@ -16,11 +17,7 @@ namespace {
 // 1 "All groups": 2 "Floor": 4 "P4", 5 "Room": 6 "P6" (with credentials); 3 "Hall": 7 "P7"; 8
 // empty.
 CGroupsDB floorPlan() {
-    CGroupsDB directory;
-    auto root = std::make_unique<CGroupsDBGroup>();
-    root->id = 1;
-    root->name = "All groups";
-    directory.Insert(std::move(root));
+    CGroupsDB directory = testing::emptyDirectory();
     directory.AddGroup("Floor", 1);
     directory.AddGroup("Hall", 1);
     directory.AddPrinter("P4", {"ipp://four/p", false, "", ""}, 2);

@@ -32,6 +32,20 @@ def run(*words, **options):
     return subprocess.run(words, capture_output=True, text=True, timeout=200, check=False, **options)
 
 
+def wrong_in(document):
+    """What the schemas of CycloneDX find wrong."""
+    schemas = {}
+    for name in ("bom-1.5", "spdx", "jsf-0.82"):
+        name += ".SNAPSHOT.schema.json"
+        with open(os.path.join(ROOT, "tests", "tools", "cyclonedx", name), encoding="utf-8") as file:
+            schemas[name] = json.load(file)
+    bom = schemas["bom-1.5.SNAPSHOT.schema.json"]
+    store = {"http://cyclonedx.org/schema/" + name: schema for name, schema in schemas.items()}
+    resolver = jsonschema.RefResolver.from_schema(bom, store=store)
+    return [error.message for error in
+            jsonschema.Draft7Validator(bom, resolver=resolver).iter_errors(document)]
+
+
 def setUpModule():
     global place
     place = tempfile.mkdtemp()
@@ -104,7 +118,7 @@ class Dist(Made):
         for name in [*PROGRAMS, "x86/Velmora.dat", "x64/Velmora.dat", "languages/Velmora.de.dat",
                      "docs/README.html", "docs/install.html", "docs/images/new-port.png",
                      "docs/site/index.js", "LICENSE.txt", "THIRD-PARTY.txt", "CHANGELOG.md",
-                     "UNSIGNED.txt", "velmora.spdx.json"]:
+                     "UNSIGNED.txt", "velmora.cdx.json"]:
             self.assertIn(name, files)
         self.assert_sums(files.pop("SHA256SUMS.txt"), files)
         # What the licences ask for: their own words.
@@ -139,30 +153,37 @@ class Dist(Made):
 
     def test_what_is_in_the_programs_is_told(self):
         made = self.make()
-        name, = [name for name in made if name.endswith(".spdx.json")]
+        name, = [name for name in made if name.endswith(".cdx.json")]
         document = json.loads(made[name])
-        with open(os.path.join(ROOT, "tests", "tools", "spdx-2.3.schema.json"),
-                  encoding="ascii") as file:
-            jsonschema.validate(document, json.load(file))
-        packages = {one["name"]: one for one in document["packages"]}
-        self.assertEqual({"Velmora", "CLI11", "nlohmann-json", "gcc-runtime-win32",
-                          "gcc-runtime-posix", "mingw-w64-runtime", "winpthreads", "lunr"},
-                         set(packages))
-        for one in packages.values():
-            self.assertRegex(one["versionInfo"], r"^\d+\.")
-        self.assertIn("GCC-exception-3.1", packages["gcc-runtime-win32"]["licenseDeclared"])
+        self.assertEqual([], wrong_in(document))
+        parts = {one["bom-ref"]: one for one in document["components"]}
+        self.assertEqual({"CLI11", "nlohmann-json", "gcc-runtime-win32", "gcc-runtime-posix",
+                          "mingw-w64-runtime", "winpthreads", "lunr"},
+                         {name for name, one in parts.items() if one["type"] == "library"})
+        for one in parts.values():
+            self.assertRegex(one["version"], r"^\d+\.")
+        self.assertIn("GCC-exception-3.1", json.dumps(parts["gcc-runtime-win32"]["licenses"]))
         # The hashes are those of the programs, and each relation is between things that are there.
-        files = {one["fileName"][2:]: one for one in document["files"]}
         for program in PROGRAMS:
             with open(os.path.join(self.built, *program.replace("/", "/bin/").split("/")),
                       "rb") as file:
                 digest = hashlib.sha256(file.read()).hexdigest()
-            self.assertIn({"algorithm": "SHA256", "checksumValue": digest},
-                          files[program]["checksums"])
-        known = {one["SPDXID"] for one in document["packages"] + document["files"]}
-        known.add(document["SPDXID"])
-        for relation in document["relationships"]:
-            self.assertLessEqual({relation["spdxElementId"], relation["relatedSpdxElement"]}, known)
+            self.assertIn({"alg": "SHA-256", "content": digest}, parts[program]["hashes"])
+        known = {*parts, document["metadata"]["component"]["bom-ref"]}
+        needed = {one["ref"]: set(one["dependsOn"]) for one in document["dependencies"]}
+        self.assertLessEqual(set(needed), known)
+        self.assertLessEqual(set().union(*needed.values()), known)
+        self.assertIn("CLI11", needed["x64/velmoractl.exe"])
+        self.assertNotIn("CLI11", needed["x64/Velmora.dll"])
+
+    def test_what_is_wrong_in_a_bill_of_materials_is_found(self):
+        made = self.make()
+        name, = [name for name in made if name.endswith(".cdx.json")]
+        for old, new in (('"ZPL-2.1"', '"Zope"'), ('"SHA-256"', '"SHA256"'), ('"library"', '"lib"'),
+                         ('"bomFormat"', '"format"')):
+            self.assertIn(old.encode(), made[name])
+            self.assertNotEqual([], wrong_in(json.loads(made[name].replace(old.encode(),
+                                                                           new.encode()))), new)
 
     def test_the_manifest_names_the_packages(self):
         made = self.make("--url", "https://downloads.example/velmora")
@@ -233,6 +254,36 @@ class Signatures(Made):
                     file.seek(-1, os.SEEK_CUR)
                     file.write(bytes([byte[0] ^ 1]))
                 self.assertNotEqual(0, self.verify(path).returncode)
+
+    def token(self):
+        """A token with the key in it, and its PIN; the module finds it by the environment."""
+        folder = tempfile.mkdtemp(dir=place)
+        os.mkdir(os.path.join(folder, "tokens"))
+        with open(os.path.join(folder, "softhsm2.conf"), "w", encoding="ascii") as file:
+            file.write(f"directories.tokendir = {folder}/tokens\nobjectstore.backend = file\n")
+        environment = dict(os.environ, SOFTHSM2_CONF=file.name)
+        self.openssl("pkcs8", "-topk8", "-nocrypt", "-in", "code.key", "-out", "code.p8")
+        for words in (["--init-token", "--free", "--label", "velmora", "--so-pin", "5678"],
+                      ["--import", self.key("code.p8"), "--token", "velmora", "--label", "code",
+                       "--id", "01"]):
+            done = run("softhsm2-util", *words, "--pin", PASSWORD, env=environment)
+            self.assertEqual(0, done.returncode, done.stderr)
+        return environment
+
+    def test_a_token_signs_and_wants_its_pin(self):
+        environment = self.token()
+        words = ["--sign-with-token", "/usr/lib/softhsm/libsofthsm2.so", self.key("code.pem"),
+                 "pkcs11:token=velmora;object=code", "--password-file"]
+        signed = self.dist(*words, self.key("password"), env=environment)
+        self.assertEqual(0, signed.returncode, signed.stderr)
+        for path in self.signed_files():
+            with self.subTest(file=os.path.basename(path)):
+                self.assertEqual(0, self.verify(path).returncode)
+        with open(self.key("wrong"), "w", encoding="ascii") as file:
+            file.write("another\n")
+        refused = self.dist(*words, self.key("wrong"), env=environment)
+        self.assertNotEqual(0, refused.returncode)
+        self.assertRegex(refused.stderr, "^dist: signing .* failed")
 
     def test_the_same_key_gives_the_same_bytes(self):
         self.assertEqual(self.make(*self.signing()), self.make(*self.signing()))

@@ -6,6 +6,7 @@
 #include <set>
 #include <sstream>
 
+#include "directory/groups_db.h"
 #include "directory/groups_store.h"
 #include "port/settings.h"
 #include "tests/ui/groups_page_fixture.h"

@@ -133,9 +133,9 @@ class PrinterDialogOrder : public CleanStateTest {
 };
 
 TEST_F(PrinterDialogOrder, TabVisitsTheNewPrinterDialog) {
-    CGroupsDB directory;
-    directory.SetPortPrinter("P", {"ipp://p", 1, "u", "p"});
-    CDialogNewPrinter dialog({}, directory.portPrinters());
+    PortPrinters patterns;
+    patterns["P"] = std::make_unique<CGroupsDBPrinter>();
+    CDialogNewPrinter dialog({}, patterns);
     run(dialog, "New Printer Properties", [](const DialogDriver& opened) {
         opened.type(IDC_PRINTER_NAME, "n");
         opened.type(IDC_PRINTER_URL, "ipp://p");

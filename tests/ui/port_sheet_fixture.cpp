@@ -3,16 +3,13 @@
 #include <cstring>
 
 #include "directory/groups_db.h"
+#include "harness/empty_directory.h"
 #include "port/port_config.h"
 
 namespace velmora::testing {
 
 CGroupsDB sampleDirectory() {
-    CGroupsDB directory;
-    auto root = std::make_unique<CGroupsDBGroup>();
-    root->id = 1;
-    root->name = "All groups";
-    directory.Insert(std::move(root));
+    CGroupsDB directory = emptyDirectory();
     directory.AddGroup("A", 1);
     directory.AddPrinter("a1", {"ipp://a1", false, "", ""}, 2);
     directory.AddPrinter("a2", {"ipp://a2", false, "", ""}, 2);

@@ -2,6 +2,8 @@
 
 #include <commctrl.h>
 
+#include <memory>
+
 #include "harness/clean_state.h"
 #include "harness/dialog_driver.h"
 #include "harness/real_input.h"
@@ -57,7 +59,7 @@ class PrinterDialogs : public CleanStateTest {
     }
 
     bool runNew(const std::function<void(const DialogDriver&)>& person) {
-        CDialogNewPrinter dialog(taken, directory.portPrinters());
+        CDialogNewPrinter dialog(taken, patterns);
         const bool accepted = run(dialog, "New Printer Properties", person);
         result = dialog.form();
         return accepted;
@@ -70,7 +72,14 @@ class PrinterDialogs : public CleanStateTest {
         return accepted;
     }
 
-    CGroupsDB directory;
+    void addPattern(const std::string& name, const PrinterAddress& address) {
+        auto printer = std::make_unique<CGroupsDBPrinter>();
+        printer->name = name;
+        printer->address = address;
+        patterns[name] = std::move(printer);
+    }
+
+    PortPrinters patterns;
     std::vector<std::string> taken{"Archive", "Scanner"};
     PrinterForm start{"Laser", {"ipp://laser/p", true, "user", "secret"}};
     PrinterForm result;
@@ -134,8 +143,8 @@ TEST_F(PrinterDialogs, RefusalsComeInOrderAndPutTheFocusThere) {
 }
 
 TEST_F(PrinterDialogs, PatternsAreThePrintersOfPortsInTheirOrder) {
-    directory.SetPortPrinter("b port", {"ipp://b", true, "ub", "pb"});
-    directory.SetPortPrinter("a port", {"ipp://a", false, "", ""});
+    addPattern("b port", {"ipp://b", true, "ub", "pb"});
+    addPattern("a port", {"ipp://a", false, "", ""});
     EXPECT_FALSE(runNew([&](const DialogDriver& dialog) {
         const HWND list = dialog.control(IDC_PRINTER_PATTERNS);
         ASSERT_EQ(dialog.rows(IDC_PRINTER_PATTERNS), 2);
@@ -153,8 +162,8 @@ TEST_F(PrinterDialogs, PatternsAreThePrintersOfPortsInTheirOrder) {
 }
 
 TEST_F(PrinterDialogs, TheButtonCopiesTheSelectedPatternAndNothingWithoutOne) {
-    directory.SetPortPrinter("a port", {"ipp://a", false, "", ""});
-    directory.SetPortPrinter("b port", {"ipp://b", true, "ub", "pb"});
+    addPattern("a port", {"ipp://a", false, "", ""});
+    addPattern("b port", {"ipp://b", true, "ub", "pb"});
     EXPECT_FALSE(runNew([&](const DialogDriver& dialog) {
         dialog.type(IDC_PRINTER_NAME, "mine");
         dialog.click(IDC_PRINTER_COPY_PATTERN);
@@ -172,7 +181,7 @@ TEST_F(PrinterDialogs, TheButtonCopiesTheSelectedPatternAndNothingWithoutOne) {
 }
 
 TEST_F(PrinterDialogs, ADoubleClickOnARowCopiesIt) {
-    directory.SetPortPrinter("a port", {"ipp://a", false, "", ""});
+    addPattern("a port", {"ipp://a", false, "", ""});
     EXPECT_FALSE(runNew([&](const DialogDriver& dialog) {
         const HWND list = dialog.control(IDC_PRINTER_PATTERNS);
         RECT row{};
@@ -187,7 +196,7 @@ TEST_F(PrinterDialogs, ADoubleClickOnARowCopiesIt) {
 
 TEST_F(PrinterDialogs, TenThousandPatternsAreShownInOneDrawing) {
     for (int i = 0; i < 10000; ++i)
-        directory.SetPortPrinter("port " + std::to_string(100000 + i), {"ipp://p", 0, "", ""});
+        addPattern("port " + std::to_string(100000 + i), {"ipp://p", 0, "", ""});
     EXPECT_FALSE(runNew([&](const DialogDriver& dialog) {
         EXPECT_EQ(dialog.rows(IDC_PRINTER_PATTERNS), 10000);
         EXPECT_EQ(dialog.cell(IDC_PRINTER_PATTERNS, 9999, 0), "port 109999");

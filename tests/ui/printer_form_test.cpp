@@ -2,17 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/ui/sample_directory.h"
+#include "directory/directory_records.h"
 #include "ui/resources/resource_ids.h"
 
 namespace velmora {
 namespace {
 
-using testing::SampleDirectory;
-
 TEST(PrinterForm, TakesThePrintersValues) {
-    const SampleDirectory tree;
-    EXPECT_EQ(formOf(*tree.laser), (PrinterForm{"Laser", {"ipp://laser/p", 1, "user", "secret"}}));
+    CGroupsDBPrinter printer;
+    printer.name = "Laser";
+    printer.address = {"ipp://laser/p", 1, "user", "secret"};
+    EXPECT_EQ(formOf(printer), (PrinterForm{"Laser", {"ipp://laser/p", 1, "user", "secret"}}));
 }
 
 TEST(PrinterForm, KeepsCredentialsOnlyWithAuthentication) {

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <memory>
-
 #include "directory/groups_db.h"
+#include "harness/empty_directory.h"
 
 namespace velmora::testing {
 
@@ -15,12 +14,7 @@ namespace velmora::testing {
 ///     Workshop (6)
 ///       Labels (7, printer)
 struct SampleDirectory {
-    SampleDirectory() {
-        auto top = std::make_unique<CGroupsDBGroup>();
-        top->id = 1;
-        top->name = "All groups";
-        root = top.get();
-        directory.Insert(std::move(top));
+    SampleDirectory() : root(directory.FindNode(kRootGroup)) {
         office = directory.AddGroup("Office", root->id);
         laser =
             directory.AddPrinter("Laser", {"ipp://laser/p", true, "user", "secret"}, office->id);
@@ -31,7 +25,7 @@ struct SampleDirectory {
         labels = directory.AddPrinter("Labels", {"https://labels/p", false, "", ""}, workshop->id);
     }
 
-    CGroupsDB directory;
+    CGroupsDB directory = emptyDirectory();
     CGroupsDBNode* root;
     CGroupsDBNode* office;
     CGroupsDBPrinter* laser;

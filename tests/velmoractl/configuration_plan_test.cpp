@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "harness/empty_directory.h"
 #include "tests/velmoractl/latin1_codec.h"
 #include "velmoractl/text/directory_paths.h"
 
@@ -29,11 +30,7 @@ PortConfig port(const std::string& name, const std::string& password = "") {
 
 CGroupsDB directory(const std::string& printer, const std::string& url,
                     const std::string& password) {
-    CGroupsDB result;
-    auto root = std::make_unique<CGroupsDBGroup>();
-    root->id = kRootGroup;
-    root->name = "All groups";
-    result.Insert(std::move(root));
+    CGroupsDB result = testing::emptyDirectory();
     result.AddPrinter(printer, {url, true, "user", password}, kRootGroup);
     return result;
 }

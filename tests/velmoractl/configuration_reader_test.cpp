@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "harness/empty_directory.h"
 #include "tests/velmoractl/latin1_codec.h"
 #include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/directory_paths.h"
@@ -19,11 +20,7 @@ std::vector<std::byte> payload(const CGroupsDB& directory) {
 }
 
 CGroupsDB sampleDirectory() {
-    CGroupsDB directory;
-    auto root = std::make_unique<CGroupsDBGroup>();
-    root->id = kRootGroup;
-    root->name = "All groups";
-    directory.Insert(std::move(root));
+    CGroupsDB directory = testing::emptyDirectory();
     const std::uint32_t floor = directory.AddGroup("Caf\xE9 \"1\"", kRootGroup)->id;
     directory.AddPrinter("Sales", {"ipp://sales/", true, "", "pass\\word"}, floor);
     directory.AddPrinter("Open", {"https://open/", false, "left", "behind"}, floor);
@@ -89,6 +86,25 @@ std::string errorOf(const std::string& text) {
         return error.what();
     }
     return "no error";
+}
+
+TEST(ConfigurationFile, CanBeCheckedWhereNobodyKnowsTheGroupsOfItsPorts) {
+    const auto check = [](const std::string& body) {
+        checkConfiguration(R"({"format":"velmora-configuration","version":1,)" + body + "}",
+                           latin1Codec());
+    };
+    const std::string port =
+        R"("ports":[{"name":"B","mode":"multi-remote","groups":["Nowhere/Hall",4711]}])";
+    const std::string directory =
+        R"(,"directory":{"nodes":[{"id":1,"parent":0,"type":"group","name":"All groups"}]})";
+    EXPECT_NO_THROW(check(port));
+    EXPECT_NO_THROW(
+        check(R"("ports":[{"name":"B","mode":"multi-remote","groups":[1]}])" + directory));
+    EXPECT_THROW(check(port + directory), FileError)
+        << "the file's own directory is all there will be";
+    EXPECT_THROW(check(R"("ports":[{"name":"B","mode":"multi-remote","groups":[true]}])"),
+                 FileError);
+    EXPECT_THROW(check(R"("ports":[{"name":"B","uri":"ipp://b/"}])"), FileError);
 }
 
 struct BadFile {

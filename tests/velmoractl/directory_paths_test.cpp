@@ -1,5 +1,6 @@
 #include "velmoractl/text/directory_paths.h"
 #include "directory/groups_db.h"
+#include "harness/empty_directory.h"
 
 #include <gtest/gtest.h>
 
@@ -9,10 +10,6 @@ namespace {
 class PathsOfNodes : public ::testing::Test {
   protected:
     PathsOfNodes() {
-        auto root = std::make_unique<CGroupsDBGroup>();
-        root->id = kRootGroup;
-        root->name = "All groups";
-        directory_.Insert(std::move(root));
         floor_ = directory_.AddGroup("First floor", kRootGroup)->id;
         wing_ = directory_.AddGroup("Left", floor_)->id;
         sales_ = directory_.AddPrinter("Sales", {"ipp://p/", false, "", ""}, wing_)->id;
@@ -24,7 +21,7 @@ class PathsOfNodes : public ::testing::Test {
         return node == nullptr ? 0 : node->id;
     }
 
-    CGroupsDB directory_;
+    CGroupsDB directory_ = testing::emptyDirectory();
     std::uint32_t floor_, wing_, sales_, slash_;
 };
 

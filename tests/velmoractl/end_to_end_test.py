@@ -2034,6 +2034,49 @@ class Documentation(WithPrinter):
         keep, remove = [step for step in installing if "uninstall" in step.words]
         self.batch(keep, tool("install"), use_shim(MONITOR), remove)
 
+    def snippets(self):
+        """The PowerShell of docs/deploy.md, and the commands in it as an administrator's loop would
+        run them: for the port "Office", and for a line of a CSV file."""
+        blocks = re.findall(r"^```powershell\n(.*?)^```", self.text("deploy.md"),
+                            re.MULTILINE | re.DOTALL)
+        self.assertTrue(blocks)
+        values = {"$_.name": "Csv", "$_.url": self.printer.url, "$_": "Office"}
+        commands = [[values.get(word, word) for word in words.split()] for block in blocks
+                    for words in re.findall(r"velmoractl ([^|)}\n]*)", block)]
+        return blocks, commands
+
+    def test_the_snippets_for_roll_outs_work(self):
+        blocks, commands = self.snippets()
+        content = fleet({"name": "Office", "url": self.printer.url})
+        file = self.write("fleet.json", content)
+        steps = [tool(*(file if word == "fleet.json" else word for word in words))
+                 for words in commands]
+        self.batch(tool("install", "--quiet"), use_shim(MONITOR), tool("import", file), *steps)
+        self.assertIn("velmoractl import \\\\server\\share\\fleet.json --quiet",
+                      self.text("deploy.md"), "the start-up script")
+
+    def test_the_snippets_name_what_the_answers_hold(self):
+        schema, shapes, _ = Answers.documented()
+        for block in self.snippets()[0]:
+            # Columns of a file of theirs.
+            if "Import-Csv" in block:
+                continue
+            with self.subTest(snippet=block):
+                asked = re.findall(r"\$(?:_|answer)\.'?([\w-]+)", block)
+                for names in re.findall(r"Format-Table ([\w, -]+)", block):
+                    asked += names.split(", ")
+                verbs = [verb for verb in shapes if f"velmoractl {verb} " in block]
+                known = set().union(*(self.properties(schema, shapes[verb]) for verb in verbs))
+                self.assertLessEqual(set(asked), known)
+
+    @staticmethod
+    def properties(schema, name):
+        shape = schema["$defs"][name]
+        while "properties" not in shape:
+            shape = (schema["$defs"][shape["$ref"].rsplit("/", 1)[1]] if "$ref" in shape
+                     else shape["items"])
+        return set(shape["properties"])
+
 
 if __name__ == "__main__":
     run_tests(__doc__, "ctl-")

@@ -6,6 +6,8 @@
 
 #include "harness/clean_state.h"
 #include "harness/dialog_driver.h"
+#include "harness/monitor_keys.h"
+#include "harness/port_dialog.h"
 #include "harness/waiting.h"
 #include "platform/handle.h"
 #include "port/configuration_lock.h"
@@ -15,11 +17,6 @@
 
 namespace velmora::testing {
 namespace {
-
-const std::string kMonitor = "Velmora";
-const std::string kMonitorKey = "System\\CurrentControlSet\\Control\\Print\\Monitors\\" + kMonitor;
-const std::string kPortsKey = kDefaultMonitorKey + "\\Ports";
-const std::string kGroupsKey = kDefaultMonitorKey + "\\Printer groups";
 
 constexpr DWORD kDone = 0;
 constexpr DWORD kConflict = 4;
@@ -92,14 +89,7 @@ class ToolBesideTheDialog : public CleanStateTest {
     /// Opens the port's dialog; `person` has it.
     static void openDialog(const std::function<void(const SheetDriver&)>& person) {
         std::string port = "Office";
-        drive([&] { EXPECT_TRUE(ConfigurePortA(nullptr, nullptr, port.data())); },
-              [&] {
-                  const SheetDriver sheet(waitForDialog("Configure Port Monitor").window());
-                  if (!sheet.sheet()) return;
-                  EXPECT_TRUE(waitUntil([&] { return static_cast<bool>(sheet.page()); }));
-                  person(sheet);
-                  sheet.waitUntilClosed();
-              });
+        atPortDialog([&] { EXPECT_TRUE(ConfigurePortA(nullptr, nullptr, port.data())); }, person);
     }
 
     std::string said_;

@@ -47,4 +47,8 @@ Json toJson(const std::vector<PortConfig>& ports, const CGroupsDB& directory, bo
 Configuration readConfiguration(const std::string& text, const CGroupsDB& current,
                                 const TextCodec& codec);
 
+/// Finds what is wrong in the file itself, without a monitor: if it has no directory, the groups of
+/// its ports are not looked up. Throws FileError.
+void checkConfiguration(const std::string& text, const TextCodec& codec);
+
 }  // namespace velmora::ctl

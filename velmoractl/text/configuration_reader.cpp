@@ -125,11 +125,13 @@ void readTemplate(const Reader& reader, JobTemplate& job, Configuration& result)
     }
 }
 
-std::uint32_t readGroup(const Reader& reader, const Json& value, const DirectoryPaths& names) {
+/// `names`: null if there is no directory to look the group up in; its number is 0 then.
+std::uint32_t readGroup(const Reader& reader, const Json& value, const DirectoryPaths* names) {
     const bool byNumber = value.is_number();
     const std::string path = byNumber ? "#" + std::to_string(reader.number(value, "groups"))
                                       : reader.stored(value, "groups");
-    const CGroupsDBNode* const node = names.find(path);
+    if (names == nullptr) return 0;
+    const CGroupsDBNode* const node = names->find(path);
     if (node == nullptr || node->type != NODE_GROUP) {
         reader.fail("names the group " + inQuotes(reader.codec().toUtf8(path)) +
                     ", which the printer directory lacks; " + std::string(kCaseRule));
@@ -137,7 +139,7 @@ std::uint32_t readGroup(const Reader& reader, const Json& value, const Directory
     return node->id;
 }
 
-PortConfig readPort(const Reader& reader, const DirectoryPaths& names, Configuration& result) {
+PortConfig readPort(const Reader& reader, const DirectoryPaths* names, Configuration& result) {
     reader.allow(
         {"name", "mode", "url", "authentication", "user", "password", "groups", "job-template"});
     PortConfig port;
@@ -297,10 +299,8 @@ std::string folded(std::string name) {
     return name;
 }
 
-}  // namespace
-
-Configuration readConfiguration(const std::string& text, const CGroupsDB& current,
-                                const TextCodec& codec) {
+/// `current`: null if there is none.
+Configuration readFile(const std::string& text, const CGroupsDB* current, const TextCodec& codec) {
     const Json json = parse(text);
     const Reader reader(json, "the file", codec);
     reader.allow({"format", "version", "ports", "directory"});
@@ -310,15 +310,16 @@ Configuration readConfiguration(const std::string& text, const CGroupsDB& curren
     Configuration result;
     if (reader.has("directory"))
         result.directory = readDirectory(reader.child("directory"), result);
-    const CGroupsDB& directory = result.directory ? *result.directory : current;
+    const CGroupsDB* const directory = result.directory ? &*result.directory : current;
     result.hasPorts = reader.has("ports");
     if (result.hasPorts) {
-        const DirectoryPaths names(directory);
+        std::optional<DirectoryPaths> names;
+        if (directory != nullptr) names.emplace(*directory);
         std::set<std::string> taken;
         std::size_t index = 0;
         for (const Json& port : reader.list("ports")) {
             const Reader item = reader.item(port, "port", index++);
-            PortConfig config = readPort(item, names, result);
+            PortConfig config = readPort(item, names ? &*names : nullptr, result);
             if (!taken.insert(folded(config.name)).second) {
                 item.fail("has a name that an earlier one has; " + std::string(kCaseRule));
             }
@@ -326,6 +327,17 @@ Configuration readConfiguration(const std::string& text, const CGroupsDB& curren
         }
     }
     return result;
+}
+
+}  // namespace
+
+Configuration readConfiguration(const std::string& text, const CGroupsDB& current,
+                                const TextCodec& codec) {
+    return readFile(text, &current, codec);
+}
+
+void checkConfiguration(const std::string& text, const TextCodec& codec) {
+    readFile(text, nullptr, codec);
 }
 
 }  // namespace velmora::ctl

@@ -19,7 +19,7 @@
 namespace velmora::ctl {
 namespace {
 
-/// What a group or printer verb was told.
+/// The arguments of a group or printer verb.
 struct NodeOptions {
     std::string node;
     Selection selection;  ///< of "printer set"

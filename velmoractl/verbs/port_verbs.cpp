@@ -21,7 +21,7 @@
 namespace velmora::ctl {
 namespace {
 
-/// What "port add" and "port set" were told; kept until the whole command line has been read.
+/// The arguments of "port add" and "port set"; kept until the whole command line has been read.
 struct PortOptions {
     std::string name;  ///< of the port that is added, or copied
     std::string copy;  ///< the copy's name

@@ -32,8 +32,8 @@ Verdict ask(const PrintTarget& target, const JobTemplate& job, std::chrono::seco
     Verdict verdict;
     const PrinterClient client(target, limit);
     const PrinterAnswer printer = client.askAttributes();
-    // The printer's answer to the first question is for the words alone, but one that is not
-    // reached is asked no second time.
+    // The first answer is only used in messages, but a printer that is not reached is not asked
+    // again.
     verdict.problem = problemOf(printer);
     if (verdict.problem && isSilence(*verdict.problem)) return verdict;
     const IppMessage nothing;

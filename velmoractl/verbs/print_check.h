@@ -4,9 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "ipp/job_template.h"
 #include "platform/printer_address.h"
 #include "velmoractl/verbs/session.h"
+
+namespace velmora {
+struct JobTemplate;
+}
 
 namespace velmora::ctl {
 

@@ -7,11 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "directory/groups_db.h"
 #include "port/delivery_record.h"
 #include "port/policy_store.h"
 #include "port/port_config.h"
-#include "port/targets.h"
 #include "port/url_text.h"
 #include "velmoractl/delivery_files.h"
 #include "velmoractl/document_handover.h"
@@ -121,7 +119,7 @@ class Printing {
         }
         MonitorChannel channel(session_);
         const PortConfig port = channel.port(options_.port);
-        targets_ = targetsOf(port, channel.directory());
+        targets_ = channel.targets(port);
         if (!options_.noCheck)
             checkBeforePrinting(session_, targets_, port.jobTemplate, options_.limit(), what_);
         title_ = options_.title.empty() ? baseName(options_.file) : options_.title;

@@ -2,11 +2,9 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "directory/groups_db.h"
 #include "ipp/job_template.h"
 #include "ipp/print_job.h"
 #include "port/port_config.h"
-#include "port/targets.h"
 #include "port/url_text.h"
 #include "velmoractl/internet.h"
 #include "velmoractl/job_check.h"
@@ -275,7 +273,7 @@ Targets probedTargets(const Session& session, const ProbeOptions& options,
     MonitorChannel channel(session);
     const PortConfig port = channel.port(options.port);
     targets.job = port.jobTemplate;
-    targets.printers = targetsOf(port, channel.directory());
+    targets.printers = channel.targets(port);
     if (targets.printers.empty()) {
         throw CommandError(ExitCode::notFound, what, "the port's groups hold no printers",
                            "add some with \"printer add GROUP/NAME --url URL\"");
@@ -307,7 +305,7 @@ void jobs(const Session& session, const ProbeOptions& options) {
     constexpr Column kColumns[] = {
         {"id", "JOB"}, {"state", "STATE"}, {"user", "USER"}, {"kilobytes", "KB"}, {"name", "NAME"}};
     const std::string what = "jobs " + quotedUrl(options.url);
-    // Whatever answers may be asked; only what is stored must be as it should.
+    // Any URL may be probed; the rules for URLs are for what is stored.
     checkUrl(options.url, {.allowUnencrypted = true}, what);
     PrintTarget target{options.url, 0, "", ""};
     applyCredentials(options.credentials, target.useAuthentication, target.userName,

@@ -73,7 +73,7 @@ std::array<std::string, 3> settingsFolders(const std::string& from) {
     return {from, from + "\\languages", from + "\\..\\languages"};
 }
 
-/// The codes of the languages that there are files of, "de, fr".
+/// The codes of the languages for which there are files, "de, fr".
 std::string languagesBeside(const std::string& from) {
     std::vector<std::string> codes;
     for (const std::string& folder : settingsFolders(from)) {

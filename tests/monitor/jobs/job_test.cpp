@@ -1,5 +1,6 @@
 #include "tests/monitor/jobs/job_test.h"
 
+#include "directory/groups_db.h"
 #include "directory/groups_store.h"
 #include "monitor/job_entries.h"
 #include "monitor/port_list.h"

@@ -1,0 +1,75 @@
+// A job throws nothing on its ordinary path: an exception needs memory, which may have run out, and
+// each worker would throw on a fresh thread, for which the runtime then makes what it keeps of one.
+// The program is linked so that every throw in it comes by here.
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "harness/peer.h"
+#include "harness/printing.h"
+#include "monitor/delivery_output.h"
+#include "port/policy_store.h"
+#include "port/port_config.h"
+#include "tests/monitor/jobs/job_test.h"
+
+namespace {
+
+std::atomic<int> throws{0};
+
+}  // namespace
+
+extern "C" {
+
+[[noreturn]] void __real___cxa_throw(void* exception, void* type, void* destructor);
+
+[[noreturn]] void __wrap___cxa_throw(void* exception, void* type, void* destructor) {
+    ++throws;
+    __real___cxa_throw(exception, type, destructor);
+}
+
+}  // extern "C"
+
+namespace velmora::testing {
+namespace {
+
+class NoThrow : public JobTest {
+  protected:
+    /// With page ranges as most jobs have them, as a user types them, and wrong ones.
+    void expectJobsToThrowNothing() {
+        Peer printer("http_sink");
+        for (const char* pages : {"", "1-3, 7", "5-2", "all"}) {
+            PortConfig one;
+            one.name = std::string("One ") + pages;
+            one.singleTarget = 1;
+            one.printer.url = printer.url();
+            one.jobTemplate.pageRanges = pages;
+            const HANDLE single = addPort(one);
+            const int before = throws;
+            EXPECT_TRUE(printJob(single, testDocument(5000)));
+            EXPECT_EQ(throws, before) << "one printer, pages \"" << pages << '"';
+        }
+        const HANDLE several = multiPort({printer.url(), printer.url(), printer.url()});
+        const int before = throws;
+        EXPECT_TRUE(printJob(several, testDocument(5000)));
+        flushDeliveryLog();
+        EXPECT_EQ(throws, before) << "three printers";
+    }
+};
+
+TEST_F(NoThrow, ThrowsAreCounted) {
+    const int before = throws;
+    EXPECT_THROW(throw std::string(), std::string);
+    EXPECT_EQ(throws, before + 1);
+}
+
+TEST_F(NoThrow, JobsWithoutAPolicy) {
+    expectJobsToThrowNothing();
+}
+
+TEST_F(NoThrow, JobsWithTheInstalledPolicy) {
+    ASSERT_TRUE(createPolicy(kDefaultMonitorKey, installedPolicy()));
+    expectJobsToThrowNothing();
+}
+
+}  // namespace
+}  // namespace velmora::testing
