@@ -20,15 +20,16 @@ namespace {
 
 constexpr std::uint32_t kHttpOk = 200;
 
-struct ErrorWords {
-    std::uint32_t error;
+/// What is said of an error or status.
+struct CodeWords {
+    std::uint32_t code;
     const char* keyword;
     const char* words;
     const char* remedy;
 };
 
 // What the codes mean when a printer is asked.
-constexpr ErrorWords kErrorWords[] = {
+constexpr CodeWords kErrorWords[] = {
     {ERROR_INVALID_HANDLE, "bad-url", "the URL cannot be used", "write it as ipp://HOST/PATH"},
     {ERROR_INTERNET_NAME_NOT_RESOLVED, "host-unknown", "the host name is unknown",
      "check the name in the URL, and the name service"},
@@ -54,13 +55,7 @@ constexpr ErrorWords kErrorWords[] = {
      "check that the port speaks https"},
 };
 
-struct HttpWords {
-    std::uint32_t status;
-    const char* keyword;
-    const char* words;
-    const char* remedy;
-};
-constexpr HttpWords kHttpWords[] = {
+constexpr CodeWords kHttpWords[] = {
     {401, "authentication-required",
      "it asks for a user name and a password, or refuses those it was given",
      "set them with \"port set NAME --user USER --password-stdin\""},
@@ -175,8 +170,8 @@ std::optional<PrinterProblem> problemOf(const PrinterAnswer& answer) {
                               "check that it is on and not busy, or give more time with --timeout"};
     }
     if (answer.error != 0) {
-        for (const ErrorWords& one : kErrorWords) {
-            if (one.error != answer.error) continue;
+        for (const CodeWords& one : kErrorWords) {
+            if (one.code != answer.error) continue;
             return PrinterProblem{
                 one.keyword,
                 std::string(one.words) + " (error " + std::to_string(answer.error) + ")",
@@ -190,8 +185,8 @@ std::optional<PrinterProblem> problemOf(const PrinterAnswer& answer) {
     }
     if (answer.httpStatus != kHttpOk) {
         const std::string status = "HTTP status " + std::to_string(answer.httpStatus);
-        for (const HttpWords& one : kHttpWords) {
-            if (one.status != answer.httpStatus) continue;
+        for (const CodeWords& one : kHttpWords) {
+            if (one.code != answer.httpStatus) continue;
             return PrinterProblem{one.keyword, std::string(one.words) + " (" + status + ")",
                                   one.remedy};
         }

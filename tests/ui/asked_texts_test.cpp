@@ -149,10 +149,8 @@ class AskedTexts : public GroupsPageTest {
         properties.clickWithoutWaiting(IDCANCEL);
         properties.waitUntilClosed();
     }
-};
 
-TEST_F(AskedTexts, AreThoseOfTheDeliveredFile) {
-    EXPECT_FALSE(runNew([&](const SheetDriver& sheet) {
+    void provokeAll(const SheetDriver& sheet) {
         provokeMainPage(sheet);
         provokeJobTemplatePage(sheet);
         const Page page(sheet, sheet.openPage(2));
@@ -160,7 +158,11 @@ TEST_F(AskedTexts, AreThoseOfTheDeliveredFile) {
         provokeDepth(page);
         provokePrinterDialogs(page);
         sheet.cancel();
-    }));
+    }
+};
+
+TEST_F(AskedTexts, AreThoseOfTheDeliveredFile) {
+    EXPECT_FALSE(runNew([&](const SheetDriver& sheet) { provokeAll(sheet); }));
     // What the monitor asks for: its names, and the root of a directory that is read.
     monitorDisplayName();
     RegistryGroupsStore store = directoryStore();
@@ -179,13 +181,7 @@ TEST_F(AskedTexts, AreNotWrittenOnceTheDeliveredFileIsInPlace) {
         EXPECT_EQ(sheet.tabText(0), "Port");
         EXPECT_EQ(sheet.tabText(1), "Job Template");
         EXPECT_EQ(sheet.tabText(2), "Printer Groups");
-        provokeMainPage(sheet);
-        provokeJobTemplatePage(sheet);
-        const Page page(sheet, sheet.openPage(2));
-        provokeGroupsPage(page);
-        provokeDepth(page);
-        provokePrinterDialogs(page);
-        sheet.cancel();
+        provokeAll(sheet);
     }));
     EXPECT_EQ(readSettingsFile(), delivered());
     EXPECT_EQ(names(1), (Lines{"A", "B", "deep", "New Group"}));

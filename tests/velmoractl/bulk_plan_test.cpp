@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "harness/empty_directory.h"
 #include "tests/velmoractl/latin1_codec.h"
 #include "velmoractl/command_error.h"
 #include "velmoractl/text/directory_paths.h"
@@ -29,10 +30,7 @@ PortConfig port(const std::string& name, const std::string& url, const std::stri
 
 /// Group "FL1" (2) with the printer "Sales" (3), and the printer "FL lobby" (4) in the root.
 CGroupsDB directory() {
-    CGroupsDB result;
-    auto root = std::make_unique<CGroupsDBGroup>();
-    root->id = kRootGroup;
-    result.Insert(std::move(root));
+    CGroupsDB result = testing::emptyDirectory();
     result.AddGroup("FL1", kRootGroup);
     result.AddPrinter("Sales", {"ipp://old.example/1", true, "print", "old"}, 2);
     result.AddPrinter("FL lobby", {"ipp://other.example/2", false, "", ""}, kRootGroup);
