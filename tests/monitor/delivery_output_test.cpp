@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <aclapi.h>
+
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -12,6 +15,7 @@
 
 #include "monitor/event_log.h"
 #include "platform/handle.h"
+#include "port/delivery_directory.h"
 
 namespace velmora {
 namespace {
@@ -149,6 +153,44 @@ TEST_F(RecordFiles, SeveralWritersLoseNothing) {
             EXPECT_EQ(all.find(line, at + 1), std::string::npos) << line;
         }
     }
+}
+
+/// Whether the rights to a directory have an entry for everybody.
+bool namesEverybody(const std::string& path) {
+    std::array<BYTE, SECURITY_MAX_SID_SIZE> everybody{};
+    DWORD size = static_cast<DWORD>(everybody.size());
+    EXPECT_TRUE(CreateWellKnownSid(WinWorldSid, nullptr, everybody.data(), &size));
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR rights = nullptr;
+    EXPECT_EQ(
+        GetNamedSecurityInfoA(std::string(path).data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                              nullptr, nullptr, &list, nullptr, &rights),
+        static_cast<DWORD>(ERROR_SUCCESS));
+    const UniqueLocalMemory owner(rights);
+    if (list == nullptr) return true;  // no list at all: everybody may do everything
+    for (WORD i = 0; i < list->AceCount; ++i) {
+        void* entry = nullptr;
+        // Entries that allow and entries that deny have the same shape.
+        if (GetAce(list, i, &entry) &&
+            EqualSid(&static_cast<ACCESS_ALLOWED_ACE*>(entry)->SidStart, everybody.data())) {
+            return true;
+        }
+    }
+    return false;
+}
+
+TEST(RecordDirectory, IsNotForEverybody) {
+    const std::string record = deliveryDirectory();
+    fs::remove_all(record);
+    ASSERT_EQ(makeDeliveryDirectory(), 0u);
+    EXPECT_FALSE(namesEverybody(record));
+    fs::remove_all(record);
+    // Where nobody says otherwise, everybody may read here.
+    ASSERT_TRUE(CreateDirectoryA(record.c_str(), nullptr));
+    EXPECT_TRUE(namesEverybody(record));
+    EXPECT_EQ(makeDeliveryDirectory(), 0u);
+    EXPECT_TRUE(namesEverybody(record)) << "a directory that is there keeps its rights";
+    fs::remove_all(record);
 }
 
 TEST(DeliveryReasonInWords, TellsAllThatIsKnown) {
