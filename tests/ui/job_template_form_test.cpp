@@ -104,6 +104,8 @@ TEST(JobTemplateForm, EveryListItemComesBackAsItIs) {
         record.printQuality = quality, roundTrip(record);
     for (const std::uint32_t orientation : {3, 4, 5, 6})
         record.orientationRequested = orientation, roundTrip(record);
+    for (const std::uint8_t fidelity : {1, 0})
+        record.ippAttributeFidelity = fidelity, roundTrip(record);
 }
 
 TEST(JobTemplateForm, SelectedItemsAreStoredAsTheirValues) {

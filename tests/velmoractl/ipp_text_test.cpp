@@ -36,6 +36,13 @@ TEST(IppText, AttributesOfUnknownNamesAreFound) {
                 ElementsAre("upper", "lower"));
 }
 
+TEST(IppText, TheFirstNameOfTheTableIsAName) {
+    ASSERT_EQ(ippName("attributes-charset"), 0);
+    const char* const charset[] = {"utf-8"};
+    const UniqueIppAttribute attribute = newKeywordAttribute(0, charset);
+    EXPECT_EQ(attributeName(*attribute), "attributes-charset");
+}
+
 TEST(IppText, AnAttributeIsLookedForInItsGroupAndInstance) {
     const UniqueIppMessage answer = message();
     EXPECT_EQ(valueOf(*answer, IppGroup::job, "job-id", 1), "7");

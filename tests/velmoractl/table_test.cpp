@@ -22,6 +22,12 @@ TEST(Table, ColumnsAreAsWideAsTheirLongestValue) {
     EXPECT_EQ(tableText(kColumns, rows(), false), "b      2   x, y,z\nA \"q\"  10\n");
 }
 
+TEST(Table, ColumnsCountCharactersNotBytes) {
+    const Json table = {{{"name", "B\xC3\xBCro"}, {"id", 1}, {"urls", ""}},
+                        {{"name", "\xE6\x9D\xB1"}, {"id", 2}, {"urls", ""}}};
+    EXPECT_EQ(tableText(kColumns, table, false), "B\xC3\xBCro  1\n\xE6\x9D\xB1     2\n");
+}
+
 TEST(Table, CsvQuotesWhatSeparates) {
     EXPECT_EQ(csvText(kColumns, rows()),
               "name,id,urls\r\nb,2,\"x;y,z\"\r\n\"A \"\"q\"\"\",10,\r\n");
