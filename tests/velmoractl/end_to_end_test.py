@@ -1664,13 +1664,14 @@ class Record(WithPrinter):
         os.makedirs(directory_, exist_ok=True)
         with open(os.path.join(directory_, "deliveries.jsonl"), "ab") as file:
             file.write(b'{"time":"2026-11-22T03:27:41.123Z","port":"Far","printer":"ipp://far/",'
-                       b'"outcome":"accepted"}\n')
+                       b'"outcome":"accepted"}\n{"time":"2026-11-22T03:27:41.456Z","port":"Fa\n')
         far, own, nobody = self.batch(
             tool("deliveries", "--json", "--port", "Far", "--server", "%COMPUTERNAME%"),
             tool("deliveries", "--json", "--port", "Far"),
             tool("deliveries", "--json", "--port", "Far", "--server", "nobody.invalid", code=FAILED))
         self.assertEqual("ipp://far/", json.loads(far.out)["printer"])
         self.assertEqual(far.out, own.out)
+        self.assertIn("1 damaged line of the record has been left out", own.err)
         self.assertIn("nobody.invalid", nobody.err)
         # Nothing but the share was needed: without it the same command finds nothing to read.
         os.remove(share)
@@ -1792,6 +1793,23 @@ class Printing(WithPrinter):
         self.assertIn("policy set DeliveryRecord=20", printed.err)
         self.assertFalse(asked.json()["recorded"])
         self.assertEqual([], asked.json()["copies"])
+
+    def test_a_copy_without_a_line_is_under_way(self):
+        """The monitor cannot write: a file is where the record's directory should be."""
+        self.batch(*self.port("Unwritten", self.printer.url))
+        record = self.prefix.path("windows", "system32", "spool", "Velmora")
+        os.rename(record, record + ".aside")
+        with open(record, "wb"):
+            pass
+        # Long enough for the document to be handed over: nothing may stand still for longer.
+        asked, = self.batch(tool("print", "C:\\page.ps", "--port", "Unwritten", "--wait", "8",
+                                 "--json", code=PRINTER))
+        os.remove(record)
+        os.rename(record + ".aside", record)
+        copy, = asked.json()["copies"]
+        self.assertEqual((self.printer.url, 1, "under-way"),
+                         (copy["printer"], copy["target"], copy["outcome"]))
+        self.assertIn("0 of 1 copy has been accepted", asked.err)
 
     def test_every_copy_is_told_of(self):
         steps = [tool("group", "add", "Both"),

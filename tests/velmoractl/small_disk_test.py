@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Places a file on a full disk: a tmpfs of 256 KiB, for which this needs root (sudo is used if it
+"""Writes files to a full disk: a tmpfs of 256 KiB, for which this needs root (sudo is used if it
 is not root already).
 
     small_disk_test.py WORDS...    what runs small_disk_check; gets the disk's folder as last word

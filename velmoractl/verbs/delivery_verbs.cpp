@@ -125,9 +125,11 @@ void showSummary(const Session& session, const std::vector<DeliveryLine>& lines)
 }
 
 void warnOfDamage(const Session& session, const DeliveryFiles& files, std::uint32_t& told) {
-    if (files.damaged() == told) return;
-    session.warn(std::to_string(files.damaged() - told) +
-                 " damaged lines of the record have been left out");
+    const std::uint32_t found = files.damaged() - told;
+    if (found == 0) return;
+    session.warn(std::to_string(found) + (found == 1
+                                              ? " damaged line of the record has been left out"
+                                              : " damaged lines of the record have been left out"));
     told = files.damaged();
 }
 
