@@ -108,6 +108,8 @@ InstantPrinters::InstantPrinters() {
     // By its path: whatever imports wininet.dll afterwards gets this one. Never freed.
     if (LoadLibraryA(standInPath().c_str()) == nullptr)
         throw std::runtime_error("the stand-in for wininet.dll does not load");
+    openedHandles = 0;
+    endedRequests = 0;
     platform_ = winInetFunctions();
     winInetFunctions() = {internetOpen,
                           platform_.internetCrackUrl,

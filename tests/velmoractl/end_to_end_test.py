@@ -7,6 +7,7 @@
 import concurrent.futures
 import contextlib
 import csv
+import glob
 import io
 import json
 import os
@@ -1655,10 +1656,43 @@ class Record(WithPrinter):
         self.assertEqual("", trace("Alive", 1, DONE))
         self.assertIn('L"Report of Alive"', trace("Alive", 2, DONE))
 
-    def test_another_computers_record_is_read_through_its_share(self):
-        name, = self.batch(Step("cmd", "/c", "echo %COMPUTERNAME%"))
-        share = os.path.join(self.prefix.root, "dosdevices", "unc", name.out.strip(), "admin$")
+    def computer(self):
+        """The name of this computer, and where Wine looks for the administrators' share of it."""
+        result, = self.batch(Step("cmd", "/c", "echo %COMPUTERNAME%"))
+        name = result.out.strip()
+        share = os.path.join(self.prefix.root, "dosdevices", "unc", name, "admin$")
         os.makedirs(os.path.dirname(share), exist_ok=True)
+        return name, share
+
+    def test_another_computers_policy_is_changed_there(self):
+        """The other computer is this one, with the settings file of another company."""
+        name, share = self.computer()
+        os.makedirs(os.path.join(share, "system32"))
+        self.addCleanup(shutil.rmtree, share)
+        with open(os.path.join(share, "system32", "Velmora.dat"), "wb") as file:
+            file.write(b"[Strings]\r\nAppRegKey=Elsewhere\r\n")
+        there = ("--server", name)
+        read = Step("reg", "query", "HKLM\\Software\\Elsewhere\\Ipp\\PortMonitor\\1.1\\Policy")
+        before, fresh, _, changed, stored, _, reset, _, gone, own, nobody = self.batch(
+            tool("policy", "--json"), tool("policy", "--json", *there),
+            tool("policy", "set", "DeliveryRecord=7", *there), tool("policy", "--json", *there),
+            read, tool("policy", "reset", *there), tool("policy", "--json", *there),
+            tool("policy", "reset", "--none", *there), tool("policy", "--json", *there),
+            tool("policy", "--json"),
+            tool("policy", "set", "DeliveryRecord=7", "--server", "nobody.invalid", code=FAILED))
+
+        def values(result, field="in-force"):
+            return {value["name"]: value[field] for value in result.json()}
+        self.assertEqual(values(fresh, "missing"), values(fresh))
+        self.assertEqual(dict(values(fresh), DeliveryRecord=7), values(changed))
+        self.assertRegex(stored.out, "DeliveryRecord +REG_DWORD +0x7")
+        self.assertEqual(values(reset, "installed"), values(reset))
+        self.assertEqual(fresh.out, gone.out)
+        self.assertEqual(before.out, own.out)
+        self.assertIn("nobody.invalid", nobody.err)
+
+    def test_another_computers_record_is_read_through_its_share(self):
+        name, share = self.computer()
         os.symlink(self.prefix.path("windows"), share)
         directory_ = self.prefix.path("windows", "system32", "spool", "Velmora")
         os.makedirs(directory_, exist_ok=True)
@@ -1675,8 +1709,7 @@ class Record(WithPrinter):
         self.assertIn("nobody.invalid", nobody.err)
         # Nothing but the share was needed: without it the same command finds nothing to read.
         os.remove(share)
-        gone = self.prefix.tool("deliveries", "--json", "--port", "Far", "--server",
-                                name.out.strip())
+        gone = self.prefix.tool("deliveries", "--json", "--port", "Far", "--server", name)
         self.assertEqual("", gone.out)
 
     def test_a_rotation_while_following_loses_no_line(self):
@@ -1776,12 +1809,19 @@ class Printing(WithPrinter):
 
     def test_a_question_that_nobody_sees_is_bounded_and_said(self):
         guarded = self.peer("http_sink", "--basic", "nobody:knows")
-        *_, waited = self.batch(
-            *self.port("Asking", guarded.url),
-            tool("print", "C:\\page.ps", "--port", "Asking", "--no-check", "--wait", "3",
-                 code=PRINTER))
-        self.assertIn("nothing has moved for 3 seconds", waited.err)
-        self.assertIn("a question about a password or a certificate", waited.err)
+        untrusted = self.peer("http_sink", "--certificate", "self-signed")
+        told, *waited = self.batch(
+            *self.port("Asking", guarded.url), *self.port("Untrusted", untrusted.url),
+            tool("print", "C:\\page.ps", "--port", "Untrusted", "--json", code=PRINTER),
+            *(tool("print", "C:\\page.ps", "--port", port, "--no-check", "--wait", "3",
+                   code=PRINTER) for port in ("Asking", "Untrusted")))[4:]
+        self.assertEqual("certificate-untrusted", told.json()["error"]["code"])
+        self.assertIn("nothing has been sent", told.json()["error"]["message"])
+        for result in waited:
+            self.assertIn("nothing has moved for 3 seconds", result.err)
+            self.assertIn("a question about a password or a certificate", result.err)
+        # Nothing was said to a printer that nobody has vouched for.
+        self.assertEqual([], glob.glob(os.path.join(untrusted.directory, "request-*")))
 
     def test_without_a_record_it_cannot_know(self):
         *_, printed, asked, _ = self.batch(
