@@ -196,7 +196,8 @@ class ToolPrefix(WinePrefix):
 
     def simulate_servers(self, *names):
         """Other computers for the tool (harness/simulated_servers), each with its shares; gives the
-        steps that make them. What they print with is what this computer has at that time."""
+        steps that make them. What they have, monitor and policy included, is what this computer
+        has at that time: the monitor must be installed."""
         place = self.path("windows", "system32", "version.dll")
         # A link: what is written into it would be in every prefix.
         os.remove(place)
@@ -207,7 +208,7 @@ class ToolPrefix(WinePrefix):
             os.makedirs(shares, exist_ok=True)
             os.symlink(self.path("windows"), os.path.join(shares, "admin$"))
             steps += [Step("reg", "copy", "HKLM\\" + key, f"{SERVERS}{name}\\{key}", "/s", "/f")
-                      for key in (PRINT[5:-1], _LOCAL_PORTS)]
+                      for key in (PRINT[5:-1], _LOCAL_PORTS, KEY[5:])]
         return steps
 
     def wine(self, *words, stdin=b""):

@@ -1335,8 +1335,12 @@ class Answers(WithPrinter):
         for result in results[len(cases):]:
             self.validate("probe", result.json())
             self.assertFalse(result.json()[0]["ready"])
-        status, = self.batch(tool("status", "--json", code=NOT_INSTALLED))
+        status, servers = self.batch(
+            tool("status", "--json", code=NOT_INSTALLED),
+            tool("port", "list", "--json", "--server", "%COMPUTERNAME%,no-such-host", code=FAILED))
         self.validate("status", status.json())
+        self.validate("servers", servers.json())
+        self.assertEqual([NOT_INSTALLED, FAILED], [one["exit-code"] for one in servers.json()])
 
 
 class Deliveries(WithPrinter):
