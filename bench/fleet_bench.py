@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The tool with fleet files of many ports, in a Wine prefix of its own.
 
-    fleet_bench.py BUILD_DIRECTORY [--json FILE]
+    fleet_bench.py BUILD_DIRECTORY [--probes] [--json FILE]
 
 BUILD_DIRECTORY is that of the preset x86. Each row is the wall time of a whole command for 500 or
 5,000 ports, the start of Wine included, beside the seconds that an administrator is to wait at most.
@@ -15,7 +15,9 @@ import tempfile
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "harness"))
-from tool_prefix import DIFFERENT, DONE, MONITOR, NOBODY, ToolPrefix, fleet, tool, use_shim
+from printer_peer import Printer
+from tool_prefix import (DIFFERENT, DONE, MONITOR, NOBODY, PRINTER, ToolPrefix, fleet, peak_memory,
+                         tool, use_shim)
 
 
 class Bench:
@@ -23,9 +25,12 @@ class Bench:
         self.prefix = prefix
         self.rows = []
 
-    def fleet(self, name, numbers):
+    def fleet(self, name, numbers, url=NOBODY):
         """A fleet file with a port for each number; what Windows calls it."""
-        ports = [{"name": f"Port {number}", "url": NOBODY} for number in numbers]
+        return self.write(name, [{"name": f"Port {number}", "url": url.format(number)}
+                                 for number in numbers])
+
+    def write(self, name, ports):
         with open(self.prefix.path(name), "wb") as file:
             file.write(fleet(*ports))
         return "C:\\" + name
@@ -36,10 +41,19 @@ class Bench:
         seconds = time.monotonic() - begin
         if result.code != code:
             sys.exit(f"fleet_bench: {words}: {result!r}")
-        self.rows.append({"name": what, "unit": "s", "value": seconds, "peer": aim,
-                          "ratio": seconds / aim, "aim": 1, "ok": seconds <= aim})
-        print(f"{what:<56} {seconds:>12.4g} {aim:>12} s      {seconds / aim:>8.3f} <=1      "
-              f"{'' if seconds <= aim else 'missed'}", flush=True)
+        self.row(what, "s", seconds, aim)
+
+    def row(self, what, unit, value, aim):
+        self.rows.append({"name": what, "unit": unit, "value": value, "peer": aim,
+                          "ratio": value / aim, "aim": 1, "ok": value <= aim})
+        print(f"{what:<56} {value:>12.4g} {aim:>12} {unit:<6} {value / aim:>8.3f} <=1      "
+              f"{'' if value <= aim else 'missed'}", flush=True)
+
+    def probe(self, what, aim, *words, code):
+        """The time of a probe, and the most memory that the tool had meanwhile."""
+        with peak_memory(self.prefix) as peak:
+            self.run(what, aim, "probe", *words, code=code)
+        self.row("  memory of the tool meanwhile, beside its aim", "MiB", peak() / 1024, 100)
 
     def measure(self):
         self.prefix.batch([tool("install", "--quiet"), use_shim(MONITOR)])
@@ -54,10 +68,27 @@ class Bench:
         self.run("diff that finds 500 of 6,000 ports, beside its aim", 5, "diff", "--remove-others",
                  self.fleet("less.json", range(500, 6000)), code=DIFFERENT)
 
+    def measure_probes(self, printers):
+        """500 printers of one light program, and 500 dead ones: half of them refuse the connection,
+        half never answer."""
+        base = printers.url.removesuffix("/ready")
+        answering = self.fleet("answering.json", range(500), base + "/ready/{}")
+        numbers = range(250)
+        closed = [{"name": f"Closed {n}", "url": f"ipp://127.0.0.1:1/{n}"} for n in numbers]
+        silent = [{"name": f"Silent {n}", "url": f"{base}/silent/{n}"} for n in numbers]
+        dead = self.write("dead.json", closed + silent)
+        self.run("500 ports instead of the others", 50, "import", "--remove-others", answering)
+        self.probe("probe --all of 500 printers, beside its aim", 30, "--all", code=DONE)
+        self.probe("probe of 500 dead printers, beside its aim", 90, "--file", dead,
+                   code=PRINTER)
+        self.probe("probe of 500 silent printers, beside its aim", 90, "--file",
+                   self.fleet("silent.json", range(500), base + "/silent/{}"), code=PRINTER)
+
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("built")
+    parser.add_argument("--probes", action="store_true", help="measure probes alone")
     parser.add_argument("--json", help="rows are appended here, one object a line")
     options = parser.parse_args()
     built = os.path.abspath(options.built)
@@ -65,7 +96,15 @@ def main():
         prefix = ToolPrefix("x86", built, place)
         try:
             bench = Bench(prefix)
-            bench.measure()
+            if options.probes:
+                prefix.batch([tool("install", "--quiet"), use_shim(MONITOR)])
+            else:
+                bench.measure()
+            printers = Printer(os.path.join(place, "crowd"), "printer_crowd")
+            try:
+                bench.measure_probes(printers)
+            finally:
+                printers.stop()
         finally:
             prefix.stop()
     if options.json:

@@ -1,6 +1,7 @@
 """A Wine prefix with the files of a download in it, and the administration tool run there."""
 
 import argparse
+import contextlib
 import json
 import os
 import pty
@@ -12,6 +13,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import tty
 import unittest
@@ -174,6 +176,48 @@ def _program(pid, name):
             if name.encode() in file.read():
                 return _program(child, name) or child
     return None
+
+
+def _programs_of(prefix, name):
+    """The processes in the prefix that run a program of that name."""
+    found = []
+    for pid in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            with open(f"/proc/{pid}/environ", "rb") as file:
+                ours = f"WINEPREFIX={prefix.root}".encode() in file.read().split(b"\0")
+            with open(f"/proc/{pid}/cmdline", "rb") as file:
+                program = file.read().split(b"\0")[0]
+        except OSError:  # it has ended, or is somebody else's
+            continue
+        if ours and program.endswith(name.encode()):
+            found.append(pid)
+    return found
+
+
+@contextlib.contextmanager
+def peak_memory(prefix):
+    """Gives a function that tells, in KiB, the most memory that the tool has had in there."""
+    peak = 0
+    over = threading.Event()
+
+    def watch():
+        nonlocal peak
+        while not over.wait(0.2):
+            for pid in _programs_of(prefix, "velmoractl.exe"):
+                try:
+                    with open(f"/proc/{pid}/status", encoding="ascii") as file:
+                        peak = max([peak] + [int(size) for size in
+                                             re.findall(r"^VmHWM:\s+(\d+)", file.read(), re.M)])
+                except OSError:
+                    pass
+
+    watcher = threading.Thread(target=watch)
+    watcher.start()
+    try:
+        yield lambda: peak
+    finally:
+        over.set()
+        watcher.join()
 
 
 class ToolPrefix(WinePrefix):

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <thread>
@@ -8,14 +9,17 @@
 
 namespace velmora::ctl {
 
-/// Calls `body` with 0 to `count` - 1, sixteen at a time: questions to printers are mostly waiting.
-/// What it throws ends the program.
-inline void atOnce(std::size_t count, const std::function<void(std::size_t)>& body) {
-    constexpr std::size_t kAtOnce = 16;
-    for (std::size_t begin = 0; begin < count; begin += kAtOnce) {
-        std::vector<std::jthread> threads;
-        for (std::size_t i = begin; i < std::min(begin + kAtOnce, count); ++i)
-            threads.emplace_back([&body, i] { body(i); });
+/// Calls `body` with 0 to `count` - 1, `width` at a time: questions to printers are mostly waiting.
+/// The next one begins as soon as one has ended. What it throws ends the program.
+inline void atOnce(std::size_t count, const std::function<void(std::size_t)>& body,
+                   std::size_t width = 16) {
+    std::atomic<std::size_t> next{0};
+    std::vector<std::jthread> threads;
+    for (std::size_t i = 0; i < std::min(width, count); ++i) {
+        threads.emplace_back([&] {
+            for (std::size_t one = next++; one < count; one = next++)
+                body(one);
+        });
     }
 }
 

@@ -4,6 +4,7 @@
 #include <wininet.h>
 
 #include <array>
+#include <cmath>
 #include <memory>
 
 #include "ipp/connection.h"
@@ -37,6 +38,18 @@ std::string dateOf(const FILETIME& time) {
     char text[32];
     std::snprintf(text, sizeof text, "%04u-%02u-%02u", parts.wYear, parts.wMonth, parts.wDay);
     return text;
+}
+
+std::int64_t ticksOf(const FILETIME& time) {
+    return static_cast<std::int64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
+
+std::int64_t daysUntil(const FILETIME& time) {
+    constexpr double kTicksOfDay = 24.0 * 3600 * 10'000'000;
+    FILETIME now{};
+    GetSystemTimeAsFileTime(&now);
+    return static_cast<std::int64_t>(
+        std::floor(static_cast<double>(ticksOf(time) - ticksOf(now)) / kTicksOfDay));
 }
 
 /// One policy run with some failures forgiven; what is left is a failure of another kind.
@@ -109,6 +122,7 @@ CertificateReport inspect(const UrlReading& url) {
     }
     report.validFrom = dateOf(certificate->pCertInfo->NotBefore);
     report.validUntil = dateOf(certificate->pCertInfo->NotAfter);
+    report.daysLeft = daysUntil(certificate->pCertInfo->NotAfter);
     addProblems(found, certificate, url.host, report);
     return report;
 }

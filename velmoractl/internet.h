@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,7 @@ UrlReading readUrl(const std::string& url);
 struct CertificateReport {
     bool known = false;  ///< the certificate could be looked at
     std::string subject, issuer, validFrom, validUntil;
+    std::int64_t daysLeft = 0;          ///< whole days until it ends; negative: it has ended
     std::vector<std::string> chain;     ///< subjects, from the server's own up to the root
     std::vector<std::string> problems;  ///< in words; empty: the chain is trusted for this host
 };

@@ -35,20 +35,6 @@ void addUnsupported(const IppMessage& answer, const IppMessage& printer, JobChec
 
 }  // namespace
 
-const char* keywordOf(JobCheck::Outcome outcome) {
-    switch (outcome) {
-        case JobCheck::Outcome::accepted:
-            return "accepted";
-        case JobCheck::Outcome::refused:
-            return "refused";
-        case JobCheck::Outcome::unknown:
-            return "unknown";
-        case JobCheck::Outcome::failed:
-            return "failed";
-    }
-    return "";
-}
-
 JobCheck checkJob(const PrinterClient& client, const JobTemplate& job, const IppMessage& printer) {
     JobCheck check;
     const std::vector<std::string> operations =

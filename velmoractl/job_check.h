@@ -34,7 +34,19 @@ struct JobCheck {
     std::optional<PrinterProblem> problem;  ///< of a job that is refused or failed
     std::vector<RefusedAttribute> attributes;
 };
-const char* keywordOf(JobCheck::Outcome outcome);
+inline const char* keywordOf(JobCheck::Outcome outcome) {
+    switch (outcome) {
+        case JobCheck::Outcome::accepted:
+            return "accepted";
+        case JobCheck::Outcome::refused:
+            return "refused";
+        case JobCheck::Outcome::unknown:
+            return "unknown";
+        case JobCheck::Outcome::failed:
+            return "failed";
+    }
+    return "";
+}
 
 /// `printer`: the printer's attributes, for what it offers instead.
 JobCheck checkJob(const PrinterClient& client, const JobTemplate& job, const IppMessage& printer);

@@ -109,7 +109,7 @@ PrinterAnswer exchange(const PrintTarget& target, const IppMessage& request,
 
 }  // namespace
 
-bool runBounded(std::function<void()> body, std::chrono::seconds limit) {
+bool runBounded(std::function<void()> body, std::chrono::milliseconds limit) {
     struct State {
         std::mutex mutex;
         std::condition_variable changed;
@@ -148,6 +148,7 @@ PrinterAnswer PrinterClient::ask(const std::shared_ptr<IppMessage>& request,
         answer->error = ERROR_NOT_ENOUGH_MEMORY;
         return *answer;
     }
+    if (limit_ == kNoLimit) return exchange(target_, *request, options);
     // Without a policy the transport has no time limit; a printer that never answers keeps the
     // thread.
     const bool ended =

@@ -22,21 +22,29 @@ struct PrinterAnswer {
 
 /// Sends requests by the monitor's own transport, without its dialogs, and reads the answers
 /// leniently: what a printer says beyond what printing needs is shown too. Each question, also to
-/// a printer that never answers, ends after `limit`.
+/// a printer that never answers, ends after `limit`; without one when the connection's own
+/// time-outs end it.
 class PrinterClient {
   public:
-    PrinterClient(PrintTarget target, std::chrono::seconds limit)
-        : target_(std::move(target)), limit_(limit) {}
+    static constexpr std::chrono::milliseconds kNoLimit{0};
+
+    PrinterClient(PrintTarget target, std::chrono::milliseconds limit,
+                  const ConnectionOptions& options = {})
+        : target_(std::move(target)), limit_(limit), options_(options) {}
 
     const PrintTarget& target() const { return target_; }
+    PrinterAnswer ask(const std::shared_ptr<IppMessage>& request) const {
+        return ask(request, options_);
+    }
     PrinterAnswer ask(const std::shared_ptr<IppMessage>& request,
-                      const ConnectionOptions& options = {}) const;
+                      const ConnectionOptions& options) const;
     /// Get-Printer-Attributes.
     PrinterAnswer askAttributes() const;
 
   private:
     PrintTarget target_;
-    std::chrono::seconds limit_;
+    std::chrono::milliseconds limit_;
+    ConnectionOptions options_;
 };
 
 /// Why a printer cannot be used, with what to do about it. UTF-8, safe to show.
@@ -51,6 +59,6 @@ std::optional<PrinterProblem> problemOf(const PrinterAnswer& answer);
 
 /// Runs `body` in a thread of its own and waits for it; false when it has not ended in time. It is
 /// then left running, so it must own everything it uses. What it throws is thrown here.
-bool runBounded(std::function<void()> body, std::chrono::seconds limit);
+bool runBounded(std::function<void()> body, std::chrono::milliseconds limit);
 
 }  // namespace velmora::ctl

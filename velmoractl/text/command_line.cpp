@@ -170,11 +170,16 @@ Option Verb::oneOf(const std::string& name, std::string& value, const std::strin
 
 Option Verb::seconds(const std::string& name, unsigned& value, unsigned lowest, unsigned highest,
                      const std::string& about) {
+    return number(name, value, lowest, highest, about, "SECONDS");
+}
+
+Option Verb::number(const std::string& name, unsigned& value, unsigned lowest, unsigned highest,
+                    const std::string& about, const std::string& type) {
     const std::string range = " (" + std::to_string(lowest) + " to " + std::to_string(highest) +
                               ", default: " + std::to_string(value) + ")";
     return Option(app_->add_option(name, value, about + range)
                       ->check(CLI::Range(lowest, highest).description(""))
-                      ->type_name("SECONDS"));
+                      ->type_name(type));
 }
 
 Option Verb::flag(const std::string& name, bool& value, const std::string& about) {

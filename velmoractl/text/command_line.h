@@ -64,6 +64,8 @@ class Verb {
                  const std::vector<std::string>& allowed);
     Option seconds(const std::string& name, unsigned& value, unsigned lowest, unsigned highest,
                    const std::string& about);
+    Option number(const std::string& name, unsigned& value, unsigned lowest, unsigned highest,
+                  const std::string& about, const std::string& type);
     Option flag(const std::string& name, bool& value, const std::string& about);
     /// An option whose value may be left out; `value` is `fallback` then.
     Option optional(const std::string& name, std::string& value, const std::string& fallback,

@@ -32,6 +32,18 @@ std::size_t width(const std::string& utf8) {
         std::ranges::count_if(utf8, [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
+std::string joined(const std::vector<std::string>& cells, std::span<const std::size_t> widths) {
+    std::string line;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        line += cells[i];
+        const std::size_t wide = std::max(widths[i], width(cells[i]));
+        if (i + 1 < cells.size()) line.append(wide - width(cells[i]) + 2, ' ');
+    }
+    while (line.ends_with(' '))
+        line.pop_back();
+    return line + "\n";
+}
+
 std::string csvField(const std::string& text) {
     if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
     std::string field = "\"";
@@ -69,17 +81,19 @@ std::string tableText(std::span<const Column> columns, const Json& rows, bool he
             widths[i] = std::max(widths[i], width(line[i]));
     }
     std::string text;
-    for (const auto& line : lines) {
-        std::string one;
-        for (std::size_t i = 0; i < line.size(); ++i) {
-            one += line[i];
-            if (i + 1 < line.size()) one += std::string(widths[i] - width(line[i]) + 2, ' ');
-        }
-        while (one.ends_with(' '))
-            one.pop_back();
-        text += one + "\n";
-    }
+    for (const auto& line : lines)
+        text += joined(line, widths);
     return text;
+}
+
+std::string tableLine(std::span<const Column> columns, const Json& row,
+                      std::span<const std::size_t> widths) {
+    std::vector<std::string> cells;
+    for (const Column& column : columns) {
+        cells.push_back(row.empty() ? std::string(column.heading)
+                                    : shown(plainText(at(row, column.key), ", ")));
+    }
+    return joined(cells, widths);
 }
 
 std::string csvText(std::span<const Column> columns, const Json& rows) {

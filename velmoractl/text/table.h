@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <string>
 #include <string_view>
@@ -18,6 +19,10 @@ struct Column {
 
 /// Columns of equal width, safe to show.
 std::string tableText(std::span<const Column> columns, const Json& rows, bool headings);
+/// One line of such a table whose other rows are not known yet: a text that is wider than its
+/// column moves the rest of its line. An empty row gives the headings.
+std::string tableLine(std::span<const Column> columns, const Json& row,
+                      std::span<const std::size_t> widths);
 /// RFC 4180, the keys in the first line. A list's values have ";" between them.
 std::string csvText(std::span<const Column> columns, const Json& rows);
 /// One value of `key` a line, safe to show.

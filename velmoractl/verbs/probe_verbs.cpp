@@ -12,24 +12,21 @@
 #include "velmoractl/printer_client.h"
 #include "velmoractl/printer_jobs.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/fleet_report.h"
 #include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/verbs/fleet_probe.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {
 namespace {
 
-struct ProbeOptions {
+struct JobsOptions {
     std::string url;
-    std::string port;
     Credentials credentials;
     unsigned timeout = 30;
-    bool all = false;
-    bool allowUnknown = false;
-    bool prompt = false;
-
-    std::chrono::seconds limit() const { return std::chrono::seconds(timeout); }
+    bool completed = false;
 };
 
 /// What is shown of a printer, in this order.
@@ -65,11 +62,11 @@ class Probe {
   public:
     Probe(const Session& session, PrintTarget target, JobTemplate job, const ProbeOptions& options)
         : session_(session),
-          limit_(options.limit()),
+          limit_(options.timeout),
           allowUnknown_(options.allowUnknown),
           prompt_(options.prompt),
           job_(std::move(job)),
-          client_(std::move(target), options.limit()),
+          client_(std::move(target), limit_),
           url_(readUrl(client_.target().url)) {}
 
     Json run() {
@@ -115,7 +112,10 @@ class Probe {
             return;
         }
         say("Certificate: for \"" + certificate.subject + "\" by \"" + certificate.issuer +
-            "\", valid from " + certificate.validFrom + " until " + certificate.validUntil);
+            "\", valid from " + certificate.validFrom + " until " + certificate.validUntil +
+            (certificate.daysLeft < 0
+                 ? ""
+                 : ", " + std::to_string(certificate.daysLeft) + " days left"));
         std::string chain;
         for (const std::string& name : certificate.chain)
             chain += (chain.empty() ? "" : " < ") + ('"' + name + '"');
@@ -123,10 +123,7 @@ class Probe {
         for (const std::string& problem : certificate.problems)
             say("  problem: " + problem);
         if (certificate.problems.empty()) say("  trusted");
-        json_["certificate"] = {
-            {"subject", certificate.subject},      {"issuer", certificate.issuer},
-            {"valid-from", certificate.validFrom}, {"valid-until", certificate.validUntil},
-            {"chain", certificate.chain},          {"problems", certificate.problems}};
+        json_["certificate"] = toJson(certificate);
     }
 
     /// With something answering there, one of the usual paths may be the printer's.
@@ -258,20 +255,17 @@ struct Targets {
 Targets probedTargets(const Session& session, const ProbeOptions& options,
                       const std::string& what) {
     Targets targets;
-    if (options.url.empty() == options.port.empty()) {
-        throw CommandError(ExitCode::usage, what, "it needs a URL or a port",
-                           "give one of them: probe URL, or probe --port NAME");
-    }
-    if (!options.url.empty()) {
-        checkNoUserInfo(options.url, what);
-        PrintTarget target{options.url, 0, "", ""};
+    if (!options.urls.empty()) {
+        const std::string& url = options.urls.front();
+        checkNoUserInfo(url, what);
+        PrintTarget target{url, 0, "", ""};
         applyCredentials(options.credentials, target.useAuthentication, target.userName,
                          target.password, what);
         targets.printers.push_back(std::move(target));
         return targets;
     }
     MonitorChannel channel(session);
-    const PortConfig port = channel.port(options.port);
+    const PortConfig port = channel.port(options.ports.front());
     targets.job = port.jobTemplate;
     targets.printers = channel.targets(port);
     if (targets.printers.empty()) {
@@ -281,9 +275,27 @@ Targets probedTargets(const Session& session, const ProbeOptions& options,
     return targets;
 }
 
+/// Whether one list of many printers is asked for, and not all about one.
+bool isFleet(const Session& session, const ProbeOptions& options) {
+    return options.all || !options.groups.empty() || !options.file.empty() ||
+           options.urls.size() + options.ports.size() > 1 ||
+           (!session.output.empty() && session.output != "json");
+}
+
 void probe(const Session& session, const ProbeOptions& options) {
-    const std::string what =
-        "probe " + (options.port.empty() ? quotedUrl(options.url) : quotedAnsi(options.port));
+    if (isFleet(session, options)) {
+        if (options.prompt) {
+            throw CommandError(ExitCode::usage, "probe", "--prompt is about one URL or one port",
+                               "probe that printer alone");
+        }
+        return probeFleet(session, options, "probe");
+    }
+    if (options.urls.empty() && options.ports.empty()) {
+        throw CommandError(ExitCode::usage, "probe", "it needs a URL or a port",
+                           "give probe URL..., --port NAME, --group GROUP, --file FLEET or --all");
+    }
+    const std::string what = "probe " + (options.ports.empty() ? quotedUrl(options.urls.front())
+                                                               : quotedAnsi(options.ports.front()));
     const Targets targets = probedTargets(session, options, what);
     Json all = Json::array();
     bool ready = true;
@@ -301,7 +313,7 @@ void probe(const Session& session, const ProbeOptions& options) {
     }
 }
 
-void jobs(const Session& session, const ProbeOptions& options) {
+void jobs(const Session& session, const JobsOptions& options) {
     constexpr Column kColumns[] = {
         {"id", "JOB"}, {"state", "STATE"}, {"user", "USER"}, {"kilobytes", "KB"}, {"name", "NAME"}};
     const std::string what = "jobs " + quotedUrl(options.url);
@@ -310,8 +322,8 @@ void jobs(const Session& session, const ProbeOptions& options) {
     PrintTarget target{options.url, 0, "", ""};
     applyCredentials(options.credentials, target.useAuthentication, target.userName,
                      target.password, what);
-    const PrinterClient client(target, options.limit());
-    const PrinterAnswer answer = client.ask(jobsRequest(target, options.all));
+    const PrinterClient client(target, std::chrono::seconds(options.timeout));
+    const PrinterAnswer answer = client.ask(jobsRequest(target, options.completed));
     if (const std::optional<PrinterProblem> problem = problemOf(answer)) {
         throw CommandError(ExitCode::printerProblem, what, problem->words, problem->remedy,
                            problem->keyword);
@@ -341,34 +353,44 @@ void jobs(const Session& session, const ProbeOptions& options) {
     session.list({kColumns, "id", "The printer has no such jobs."}, std::move(rows));
 }
 
-void addCommonOptions(Verb verb, ProbeOptions& options) {
-    addCredentialOptions(verb, options.credentials);
-    verb.seconds("--timeout", options.timeout, 1, 600, "longest wait for each answer, in seconds");
-}
-
 }  // namespace
 
 void addProbeVerbs(Verb app, Session& session) {
     const auto probed = std::make_shared<ProbeOptions>();
-    Verb verb = addVerb(app, session, "probe", "what a job would meet at a printer",
-                        "probe ipp://printer.example/ipp/print\n  velmoractl probe --port Office",
+    Verb verb = addVerb(app, session, "probe", "what a job would meet at a printer, or at many",
+                        "probe ipp://printer.example/ipp/print\n  velmoractl probe --port Office"
+                        "\n  velmoractl probe --all",
                         [&session, probed] { probe(session, *probed); });
-    verb.text("url", probed->url, "the printer's URL", "URL");
-    verb.text("--port", probed->port, "the printers of this port, with its job template", "NAME");
+    verb.words("url", probed->urls, "the printers' URLs; several of them give one list", "URL");
+    verb.texts("--port", probed->ports,
+               "the printers of this port, with its job template; may be repeated", "NAME");
+    verb.texts("--group", probed->groups,
+               "the printers below this group, with the templates of their ports; may be repeated",
+               "GROUP");
+    Option all = verb.flag("--all", probed->all, "the printers of all ports and of the directory");
+    verb.text("--file", probed->file, "the printers of a fleet file", "FLEET").excludes(all);
     verb.flag("--allow-unknown", probed->allowUnknown,
               "a printer that cannot say whether it would take a job counts as ready");
     verb.flag("--prompt", probed->prompt,
               "also try whether the printer takes a body without a pause (policy PromptDelivery)");
-    addCommonOptions(verb, *probed);
+    verb.number("--days", probed->days, 0, 3650,
+                "of many printers, name the certificates that end within so many days", "DAYS");
+    addOutputOption(verb, session);
+    addCredentialOptions(verb, probed->credentials);
+    probed->timeoutOption =
+        verb.seconds("--timeout", probed->timeout, 1, 600,
+                     "longest wait for each answer, in seconds; of many printers for each printer, "
+                     "10 if not given");
 
-    const auto asked = std::make_shared<ProbeOptions>();
+    const auto asked = std::make_shared<JobsOptions>();
     Verb list = addVerb(app, session, "jobs", "list a printer's jobs",
                         "jobs ipp://printer.example/ipp/print --completed",
                         [&session, asked] { jobs(session, *asked); });
     list.text("url", asked->url, "the printer's URL", "URL").required();
-    list.flag("--completed", asked->all, "the jobs that have ended (default: the others)");
+    list.flag("--completed", asked->completed, "the jobs that have ended (default: the others)");
     addOutputOption(list, session);
-    addCommonOptions(list, *asked);
+    addCredentialOptions(list, asked->credentials);
+    list.seconds("--timeout", asked->timeout, 1, 600, "longest wait for each answer, in seconds");
 }
 
 }  // namespace velmora::ctl

@@ -1,0 +1,200 @@
+#include "velmoractl/text/fleet_report.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "latin1_codec.h"
+
+namespace velmora::ctl {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::IsEmpty;
+
+using State = FleetResult::State;
+using Outcome = JobCheck::Outcome;
+
+void add(IppMessage& message, const char* name, std::vector<const char*> values) {
+    const int index = IppAttributeNames::indexOf(name);
+    if (index < 0) values.insert(values.begin(), name);
+    addIppAttribute(message, IppGroup::printer, 0, newKeywordAttribute(index, values));
+}
+
+PrintTarget printerAt(const std::string& url) {
+    return {url, 0, "", ""};
+}
+
+JobTemplate copies(std::uint32_t count) {
+    JobTemplate job;
+    job.copies = count;
+    return job;
+}
+
+JobCheck outcome(Outcome which, const std::string& keyword = {}) {
+    JobCheck check;
+    check.outcome = which;
+    check.words = keyword;
+    if (!keyword.empty()) check.problem = PrinterProblem{keyword, keyword, "do something"};
+    return check;
+}
+
+FleetResult resultWith(std::vector<JobCheck> checks) {
+    FleetResult result;
+    result.url = "ipp://p/";
+    for (JobCheck& one : checks)
+        result.checks.push_back({{"Port " + std::to_string(result.checks.size())}, one});
+    return result;
+}
+
+TEST(FleetReport, APrinterIsAskedOnceForEachTemplateOfItsPorts) {
+    FleetList list;
+    list.add(printerAt("ipp://a/"), copies(1), "One");
+    list.add(printerAt("ipp://b/"), copies(1), "One");
+    list.add(printerAt("ipp://a/"), copies(1), "Two");
+    list.add(printerAt("ipp://a/"), copies(2), "Three");
+    list.add(printerAt("ipp://a/"), copies(1), "Two");
+    const std::vector<FleetPrinter> printers = list.printers();
+    ASSERT_EQ(printers.size(), 2u);
+    ASSERT_EQ(printers[0].uses.size(), 2u);
+    EXPECT_THAT(printers[0].uses[0].ports, ElementsAre("One", "Two"));
+    EXPECT_THAT(printers[0].uses[1].ports, ElementsAre("Three"));
+    EXPECT_EQ(printers[0].uses[1].job.copies, 2u);
+}
+
+TEST(FleetReport, APrinterWithoutAPortIsAskedAboutANewPortsTemplate) {
+    FleetList list;
+    list.add(printerAt("ipp://a/"));
+    list.add(printerAt("ipp://b/"));
+    list.add(printerAt("ipp://b/"), copies(3), "Port");
+    const std::vector<FleetPrinter> printers = list.printers();
+    ASSERT_EQ(printers.size(), 2u);
+    ASSERT_EQ(printers[0].uses.size(), 1u);
+    EXPECT_EQ(printers[0].uses[0].job, JobTemplate());
+    EXPECT_THAT(printers[0].uses[0].ports, IsEmpty());
+    ASSERT_EQ(printers[1].uses.size(), 1u);
+    EXPECT_EQ(printers[1].uses[0].job.copies, 3u);
+}
+
+TEST(FleetReport, AnotherUserMakesAnotherPrinterUnlessNoneIsUsed) {
+    FleetList list;
+    list.add({"ipp://a/", 1, "u", "p"});
+    list.add({"ipp://a/", 1, "u", "q"});
+    list.add({"ipp://a/", 0, "u", "q"});
+    list.add({"ipp://a/", 0, "", ""});
+    EXPECT_EQ(list.printers().size(), 3u);
+}
+
+TEST(FleetReport, TheWorstAnswerDecides) {
+    EXPECT_EQ(resultWith({outcome(Outcome::accepted)}).state(), State::ready);
+    EXPECT_EQ(resultWith({outcome(Outcome::accepted), outcome(Outcome::unknown)}).state(),
+              State::unknown);
+    EXPECT_EQ(resultWith({outcome(Outcome::refused), outcome(Outcome::unknown)}).state(),
+              State::refused);
+    EXPECT_EQ(resultWith({outcome(Outcome::failed, "time-out"), outcome(Outcome::refused)}).state(),
+              State::unreachable);
+    EXPECT_EQ(resultWith({outcome(Outcome::failed, "authentication-required")}).state(),
+              State::refused);
+    FleetResult closed = resultWith({outcome(Outcome::accepted)});
+    closed.accepting = false;
+    EXPECT_EQ(closed.state(), State::refused);
+    FleetResult silent;
+    silent.problem = PrinterProblem{"no-connection", "nothing answers", "check"};
+    EXPECT_EQ(silent.state(), State::unreachable);
+    silent.problem->keyword = "wrong-path";
+    EXPECT_EQ(silent.state(), State::refused);
+}
+
+TEST(FleetReport, WhatIsNotKnownIsReadyOnRequestAlone) {
+    FleetResult result = resultWith({outcome(Outcome::unknown)});
+    EXPECT_FALSE(isReady(result, false));
+    EXPECT_TRUE(isReady(result, true));
+    result.accepting = false;
+    EXPECT_FALSE(isReady(result, true));
+    EXPECT_FALSE(isReady(resultWith({outcome(Outcome::refused)}), true));
+}
+
+TEST(FleetReport, SuppliesComeFromTheMarkers) {
+    const UniqueIppMessage printer = newIppMessage();
+    add(*printer, "marker-names", {"Black", "Cyan", "Waste", "Drum"});
+    add(*printer, "marker-levels", {"12", "-3", "90", "101"});
+    add(*printer, "marker-types", {"toner", "toner", "waste-toner", "opc"});
+    EXPECT_THAT(suppliesOf(*printer),
+                ElementsAre(Supply{"Black", 12}, Supply{"Cyan", {}}, Supply{"Drum", {}}));
+}
+
+TEST(FleetReport, OrFromPrinterSupply) {
+    const UniqueIppMessage printer = newIppMessage();
+    add(*printer, "printer-supply",
+        {"index=1;class=receptacleThatIsFilled;type=wasteToner;level=25;colorantname=none;",
+         "index=2;class=supplyThatIsConsumed;type=toner;maxcapacity=200;level=50;colorantname="
+         "black;",
+         "index=3;type=staples;maxcapacity=-2;level=-3;colorantname=none;", "nonsense", ""});
+    EXPECT_THAT(suppliesOf(*printer), ElementsAre(Supply{"black", 25}, Supply{"staples", {}}));
+}
+
+TEST(FleetReport, AlertsAreWhatThePrinterComplainsAbout) {
+    const UniqueIppMessage printer = newIppMessage();
+    add(*printer, "printer-state-reasons", {"none"});
+    EXPECT_THAT(alertsOf(*printer), IsEmpty());
+    add(*printer, "printer-alert-description", {"Paper jam", "Paper jam"});
+    EXPECT_THAT(alertsOf(*printer), ElementsAre("Paper jam"));
+}
+
+TEST(FleetReport, ARowNamesWhatIsRefusedAndWhatIsOffered) {
+    JobCheck check = outcome(Outcome::refused, "printer-refuses");
+    check.attributes = {{"media", {"A4"}, {"iso_a4_210x297mm", "na_letter_8.5x11in"}}};
+    FleetResult result = resultWith({check});
+    result.ports = {"A", "B", "C", "D"};
+    result.supplies = {{"black", 40}, {"cyan", 7}, {"drum", {}}};
+    result.certificate.known = true;
+    result.certificate.daysLeft = 12;
+    const Json row = toRow(result, 3, velmora::testing::latin1Codec());
+    EXPECT_EQ(row["state"], "refused");
+    EXPECT_EQ(row["ports"], "A, B, C and 1 more");
+    EXPECT_EQ(row["supply"], "cyan 7 %");
+    EXPECT_EQ(row["certificate-days"], 12);
+    EXPECT_EQ(row["details"],
+              "media A4 is refused, it offers iso_a4_210x297mm, na_letter_8.5x11in");
+}
+
+TEST(FleetReport, SeveralTemplatesAreToldApartByTheirPorts) {
+    JobCheck ignored = outcome(Outcome::accepted);
+    ignored.attributes = {{"sides", {"tumble"}, {}}};
+    const FleetResult result =
+        resultWith({ignored, outcome(Outcome::failed, "time-out"), outcome(Outcome::accepted)});
+    EXPECT_EQ(toRow(result, 3, velmora::testing::latin1Codec())["details"],
+              "Port 0: sides tumble is ignored; Port 1: time-out");
+}
+
+TEST(FleetReport, AnUnreachablePrinterTellsNothingAboutItself) {
+    FleetResult result;
+    result.url = "ipp://user:secret@p/";
+    result.problem = PrinterProblem{"time-out", "it is silent", "wait"};
+    const Json json = toJson(result, false, velmora::testing::latin1Codec());
+    EXPECT_EQ(json["url"], "ipp://user:***@p/");
+    EXPECT_EQ(json["ready"], false);
+    EXPECT_EQ(json["problem"]["code"], "time-out");
+    EXPECT_TRUE(json["accepting-jobs"].is_null());
+    EXPECT_FALSE(json.contains("certificate"));
+    EXPECT_EQ(toRow(result, 3, velmora::testing::latin1Codec())["details"], "it is silent; wait");
+}
+
+TEST(FleetReport, LinesThatComeOneByOneAreAligned) {
+    const std::vector<FleetPrinter> printers = {{printerAt("ipp://a/"), {{{}, {"One"}}}},
+                                                {printerAt("ipp://longer/"), {{{}, {"Two"}}}}};
+    const std::vector<std::size_t> widths =
+        fleetWidths(printers, 3, velmora::testing::latin1Codec());
+    FleetResult result = resultWith({outcome(Outcome::accepted)});
+    const std::string heading = tableLine(fleetColumns(), Json::object(), widths);
+    const std::string line =
+        tableLine(fleetColumns(), toRow(result, 3, velmora::testing::latin1Codec()), widths);
+    EXPECT_EQ(heading.find("STATE"), std::string("ipp://longer/").size() + 2);
+    EXPECT_EQ(line.find("ready"), heading.find("STATE"));
+    EXPECT_THAT(line, EndsWith("\n"));
+}
+
+}  // namespace
+}  // namespace velmora::ctl

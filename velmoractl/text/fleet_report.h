@@ -1,0 +1,115 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <span>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "ipp/job_template.h"
+#include "ipp/message.h"
+#include "platform/printer_address.h"
+#include "velmoractl/internet.h"
+#include "velmoractl/job_check.h"
+#include "velmoractl/printer_client.h"
+#include "velmoractl/text/table.h"
+#include "velmoractl/text/text_codec.h"
+
+namespace velmora::ctl {
+
+/// A job template that a printer is asked about, and the ports that send it.
+struct TemplateUse {
+    JobTemplate job;
+    std::vector<std::string> ports;  ///< in the ANSI code page; none: a new port's template
+};
+
+/// One printer of a fleet.
+struct FleetPrinter {
+    PrintTarget target;
+    std::vector<TemplateUse> uses;  ///< at least one; no template twice
+};
+
+/// Printers, each once however many ports print to it. The same URL with another user is another
+/// printer: it may answer otherwise.
+class FleetList {
+  public:
+    /// A port that prints to the printer.
+    void add(const PrintTarget& target, const JobTemplate& job, const std::string& port);
+    /// A printer that may have no port: if it has none, a new port's template is asked about.
+    void add(const PrintTarget& target);
+
+    /// In the order in which they came.
+    std::vector<FleetPrinter> printers() const;
+
+  private:
+    FleetPrinter& enter(const PrintTarget& target);
+
+    using Key = std::tuple<std::string, bool, std::string, std::string>;
+    std::map<Key, std::size_t> places_;
+    std::vector<FleetPrinter> printers_;
+};
+
+/// Toner, ink or another supply.
+struct Supply {
+    std::string name;  ///< as the printer wrote it
+    std::optional<std::int64_t> percent;
+
+    bool operator==(const Supply&) const = default;
+};
+
+/// The supplies that the printer tells of: marker-levels (PWG 5100.9), or if there are none
+/// printer-supply (PWG 5100.13).
+std::vector<Supply> suppliesOf(const IppMessage& printer);
+
+/// What the printer complains about: its printer-state-reasons but "none", and the texts of
+/// printer-alert-description, as the printer wrote them.
+std::vector<std::string> alertsOf(const IppMessage& printer);
+
+/// What was found out about one printer.
+struct FleetResult {
+    enum class State { ready, unknown, refused, unreachable };
+
+    struct Check {
+        std::vector<std::string> ports;  ///< in the ANSI code page
+        JobCheck check;
+    };
+
+    std::string url;
+    std::vector<std::string> ports;         ///< in the ANSI code page
+    std::optional<PrinterProblem> problem;  ///< why the printer did not tell about itself
+    std::string name;                       ///< printer-name
+    std::string printerState;               ///< keyword of printer-state
+    bool accepting = true;
+    std::vector<Check> checks;
+    std::vector<Supply> supplies;
+    std::vector<std::string> alerts;
+    CertificateReport certificate;
+
+    State state() const;
+};
+const char* keywordOf(FleetResult::State state);
+
+/// Takes over what the printer's attributes tell, but for the checks.
+void takeAttributes(const IppMessage& printer, FleetResult& result);
+
+/// Ready, or not known where that counts as ready.
+bool isReady(const FleetResult& result, bool allowUnknown);
+
+Json toJson(const CertificateReport& certificate);
+/// As docs/json.md describes a printer of a fleet.
+Json toJson(const FleetResult& result, bool allowUnknown, const TextCodec& codec);
+
+/// The list's columns.
+std::span<const Column> fleetColumns();
+/// The same as one row of the list; `mostPorts`: how many ports are named at most.
+Json toRow(const FleetResult& result, std::size_t mostPorts, const TextCodec& codec);
+
+/// Widths that suit the rows of these printers before any has answered.
+std::vector<std::size_t> fleetWidths(const std::vector<FleetPrinter>& printers,
+                                     std::size_t mostPorts, const TextCodec& codec);
+
+}  // namespace velmora::ctl
