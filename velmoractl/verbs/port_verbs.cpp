@@ -15,6 +15,7 @@
 #include "velmoractl/verbs/bulk.h"
 #include "velmoractl/verbs/plan_run.h"
 #include "velmoractl/verbs/port_checks.h"
+#include "velmoractl/verbs/port_fit.h"
 #include "velmoractl/verbs/queue_checks.h"
 #include "velmoractl/verbs/session.h"
 
@@ -34,6 +35,7 @@ struct PortOptions {
     std::map<std::string, std::string> attributes;
     UrlRules rules;
     bool forceValue = false;
+    FitOptions fit;
     Option urlOption;
     Option replaceOption;
     Option groupOption;
@@ -226,6 +228,15 @@ void add(const Session& session, const PortOptions& options) {
     Credentials credentials = options.credentials;
     readPassword(credentials, what);
     MonitorChannel channel(session);
+    FitOutcome fit;
+    if (options.fit.fit) {
+        // Before the lock: other commands do not wait for printers.
+        PortConfig trial = port;
+        applyTargets(options, credentials, groupsOf(options, channel, what), trial, what);
+        fit = fitToPrinters(targetsOf(trial, channel.directory()), port.jobTemplate, options.fit,
+                            what);
+        if (!fit.taken) throw notFitted(fit, options.fit, what);
+    }
     const auto lock = channel.lock(what);
     checkNameIsFree(channel, port.name, what);
     applyTargets(options, credentials, groupsOf(options, channel, what), port, what);
@@ -238,7 +249,9 @@ void add(const Session& session, const PortOptions& options) {
         if (options.queueOption.given()) json["queue"] = toUtf8(options.queue);
         session.answer(json);
     }
-    session.say("Port " + quotedAnsi(port.name) + " has been added.");
+    session.say("Port " + quotedAnsi(port.name) + " has been added" +
+                (fit.replaced.empty() ? "." : ", fitted to the printer:"));
+    sayFit(session, fit);
     if (options.queueOption.given())
         session.say("Queue " + quotedAnsi(options.queue) + " prints to it.");
 }
@@ -514,6 +527,9 @@ void addPortVerbs(Verb app, Session& session) {
     added->queueOption = addApp.text("--queue", added->queue, "add this queue for it too", "NAME");
     added->driverOption =
         addApp.text("--driver", added->driver, "the queue's printer driver", "DRIVER");
+    addApp.flag("--fit", added->fit.fit,
+                "replace what the printer refuses of the job template, as \"port fit\" does");
+    addApp.flag("--allow-loss", added->fit.allowLoss, "with --fit: also what changes the pages");
 
     const auto changed = std::make_shared<PortOptions>();
     Verb setApp =
@@ -543,6 +559,8 @@ void addPortVerbs(Verb app, Session& session) {
                  [&session, renamed] { rename(session, *renamed); });
     renameApp.text("new-name", renamed->to, "its new name", "NEW").required();
     addDryRun(renameApp, renamed->dryRun);
+
+    addFitVerb(group, session);
 
     const auto name = std::make_shared<std::string>();
     addNamed(group, session, "show", "show a port", "port show Office --json", *name,
