@@ -90,6 +90,7 @@ void addVerbs(Verb program, Session& session) {
     addPasswordVerb(program, session);
     addTransferVerbs(program, session);
     addProbeVerbs(program, session);
+    addJobVerbs(program, session);
     addPrintVerb(program, session);
     addDeliveryVerbs(program, session);
     addPolicyVerbs(program, session);

@@ -37,6 +37,39 @@ std::shared_ptr<IppMessage> jobsRequest(const PrintTarget& target, bool complete
     return request;
 }
 
+std::shared_ptr<IppMessage> jobRequest(IppOperation operation, const PrintTarget& target,
+                                       std::uint32_t id) {
+    std::shared_ptr<IppMessage> request = newPrinterRequest(operation, target);
+    if (request) {
+        addIppAttribute(*request, IppGroup::operation, 0,
+                        newIntegerAttribute(ippName("job-id"), static_cast<std::int32_t>(id)));
+    }
+    return request;
+}
+
+std::vector<ListedJob> jobsOf(const IppMessage& answer) {
+    // One group instance a job.
+    std::set<std::uint32_t> instances;
+    for (const IppAttribute* one = answer.group(IppGroup::job).head; one != nullptr;
+         one = one->next) {
+        instances.insert(one->groupInstance);
+    }
+    std::vector<ListedJob> jobs;
+    for (const std::uint32_t instance : instances) {
+        const auto value = [&](const char* name) {
+            return valueOf(answer, IppGroup::job, name, instance);
+        };
+        const auto number = [&](const char* name) -> std::optional<std::int64_t> {
+            return numberOf(value(name));
+        };
+        jobs.push_back({number("job-id"), value("job-name"), value("job-originating-user-name"),
+                        enumKeyword("job-state", value("job-state")), number("job-state"),
+                        valuesOf(answer, IppGroup::job, "job-state-reasons", instance),
+                        number("job-k-octets")});
+    }
+    return jobs;
+}
+
 std::optional<PrinterProblem> PrinterJob::find(const std::string& name, const std::string& user) {
     // One that ends between the two questions is in the second answer.
     for (const bool completed : {false, true}) {
@@ -63,13 +96,8 @@ std::optional<PrinterProblem> PrinterJob::find(const std::string& name, const st
 }
 
 std::optional<PrinterProblem> PrinterJob::ask() {
-    std::shared_ptr<IppMessage> request =
-        newPrinterRequest(IppOperation::getJobAttributes, target());
-    if (request) {
-        addIppAttribute(*request, IppGroup::operation, 0,
-                        newIntegerAttribute(ippName("job-id"), static_cast<std::int32_t>(*id_)));
-    }
-    const PrinterAnswer answer = client_.ask(request, options_);
+    const PrinterAnswer answer =
+        client_.ask(jobRequest(IppOperation::getJobAttributes, target(), *id_), options_);
     if (answer.message && (answer.message->operationOrStatus & 0xFFFF) == kStatusNotFound &&
         !state_.empty()) {
         state_ = kForgotten;

@@ -16,6 +16,24 @@ namespace velmora::ctl {
 /// Get-Jobs: the jobs that have ended, or the others. Null when memory runs out.
 std::shared_ptr<IppMessage> jobsRequest(const PrintTarget& target, bool completed);
 
+/// Get-Job-Attributes, Cancel-Job or another request about one job. Null when memory runs out.
+std::shared_ptr<IppMessage> jobRequest(IppOperation operation, const PrintTarget& target,
+                                       std::uint32_t id);
+
+/// A job as a printer's answer tells of it; texts as the printer wrote them.
+struct ListedJob {
+    std::optional<std::int64_t> id;
+    std::string name;
+    std::string user;
+    std::string state;  ///< keyword
+    std::optional<std::int64_t> stateNumber;
+    std::vector<std::string> reasons;
+    std::optional<std::int64_t> kilobytes;
+
+    bool ended() const { return stateNumber.value_or(0) >= 7; }  // RFC 2911, 4.3.7
+};
+std::vector<ListedJob> jobsOf(const IppMessage& answer);
+
 /// A job at the printer that has accepted it, asked for again and again.
 class PrinterJob {
   public:

@@ -2,7 +2,7 @@
 """A real IPP printer for tests and demonstrations: ippeveprinter with a private D-Bus, on a free
 loopback port, with the attributes that our default job template needs (media "A4" among them).
 
-    ippeve_printer.py --directory DIR [--command PROGRAM] [--media NAME] [-- COMMAND...]
+    ippeve_printer.py --directory DIR [--command PROGRAM] [--media NAME] [--modest] [-- COMMAND...]
 
 Documents stay in DIR as <number>-<job name>.dat; DIR/printer.log is the printer's own log. Data without
 a document-format is taken whatever it is.
@@ -42,6 +42,12 @@ ATTR boolean page-ranges-supported true
 """
 
 
+# What a printer without duplex unit, which knows media by their self-describing names, has instead.
+MODEST = (('"A4","Letter","iso_', '"iso_'), ('media-default "A4"', 'media-default "iso_a4_210x297mm"'),
+          ('media-ready "A4","Letter"', 'media-ready "iso_a4_210x297mm"'),
+          ('"one-sided","two-sided-long-edge","two-sided-short-edge"', '"one-sided"'))
+
+
 def start_bus():
     """(process, address) of a message bus of our own: the printer insists on a system bus."""
     bus = peer_process.start(
@@ -50,12 +56,16 @@ def start_bus():
     return bus, bus.stdout.readline().strip()
 
 
-def start_printer(directory, command, media, bus_address):
+def start_printer(directory, command, media, modest, bus_address):
     """(process, port); None when the printer does not start."""
     attributes = os.path.join(directory, "attributes.conf")
     with open(attributes, "w", encoding="ascii") as file:
         extra = f',"{media}"' if media else ""
-        file.write(ATTRIBUTES.replace('"na_letter_8.5x11in"', '"na_letter_8.5x11in"' + extra))
+        text = ATTRIBUTES.replace('"na_letter_8.5x11in"', '"na_letter_8.5x11in"' + extra)
+        for before, after in MODEST if modest else ():
+            assert before in text, before
+            text = text.replace(before, after)
+        file.write(text)
     environment = dict(os.environ, DBUS_SYSTEM_BUS_ADDRESS=bus_address)
     for _ in range(5):
         port = peer_process.free_port()
@@ -75,6 +85,8 @@ def main():
     parser.add_argument("--directory", required=True, help="where documents and the log are kept")
     parser.add_argument("--command", default="/bin/true", help="the printer's print command")
     parser.add_argument("--media", help="a medium that it takes beside the usual ones")
+    parser.add_argument("--modest", action="store_true",
+                        help="one-sided, and no media by their older names")
     parser.add_argument("run", nargs="*", help="a command to run while the printer is there")
     options = parser.parse_args()
     peer_process.end_on_signal()
@@ -82,7 +94,7 @@ def main():
     os.makedirs(directory, exist_ok=True)
     bus, address = start_bus()
     try:
-        started = start_printer(directory, options.command, options.media, address)
+        started = start_printer(directory, options.command, options.media, options.modest, address)
         if started is None:
             peer_process.fail("ippeveprinter does not start, see " + directory + "/printer.log")
         printer, port = started

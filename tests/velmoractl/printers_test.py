@@ -4,28 +4,37 @@
     printers_test.py --arch x86|x64 --built BUILD_DIRECTORY [TEST...]
 """
 
+import concurrent.futures
 import csv
+import http.client
 import io
 import os
+import signal
 import sys
+import time
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "harness"))
+HARNESS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "harness")
+sys.path[:0] = [HARNESS, os.path.join(HARNESS, "peers")]
+import raw_http
 from end_to_end_test import Answers, Tool
 from printer_peer import Printer
-from tool_prefix import (DONE, MONITOR, NOBODY, NOT_FOUND, PRINTER, USAGE, fleet, run_tests, tool,
+from tool_prefix import (CONFLICT, DONE, MONITOR, NOBODY, NOT_FOUND, PRINTER, USAGE, fleet, run_tests, tool,
                          use_shim)
 
-# Their own tests are run by the other program.
-validate = Answers.validate
-documented = Answers.documented
+# Its tests are run by the other program.
+documented, validate = Answers.documented, Answers.validate
 del Answers
 
 
-class FleetProbe(Tool):
-    """One list of many printers."""
+class Checked(Tool):
+    """Answers can be compared with the documented shapes."""
 
     documented = staticmethod(documented)
     validate = validate
+
+
+class FleetProbe(Checked):
+    """One list of many printers."""
 
     @classmethod
     def setUpClass(cls):
@@ -74,13 +83,12 @@ class FleetProbe(Tool):
     def test_what_is_asked_can_be_chosen(self):
         file = self.write("fleet.json", fleet({"name": "P", "url": self.ready},
                                               {"name": "Q", "url": self.base + "/ready/2"}))
-        table, comma, group, ports, urls, names, quiet, *_ = self.batch(
-            tool("probe", "--all", code=PRINTER), tool("probe", "--all", "-o", "csv", code=PRINTER),
-            tool("probe", "--group", "Floor", "--json", code=PRINTER),
+        table, group, ports, urls, names, *_ = self.batch(
+            tool("probe", "--all", code=PRINTER),
+            tool("probe", "--group", "Floor", "-o", "csv", code=PRINTER),
             tool("probe", "--port", "Good", "--port", "Bad", "-o", "names", code=PRINTER),
             tool("probe", self.ready, self.base + "/ready/3", "--json"),
             tool("probe", "--file", file, "-o", "names"),
-            tool("probe", "--all", "--quiet", code=PRINTER),
             tool("probe", "--group", "Flor", code=NOT_FOUND),
             tool("probe", "--port", "Good", "--port", "god", code=NOT_FOUND),
             tool("probe", "--all", "--file", file, code=USAGE),
@@ -92,24 +100,160 @@ class FleetProbe(Tool):
                                    "Bad: media A4 is refused, it offers iso_a4_210x297mm, ")
         self.assertEqual("3 printers: 1 ready, 1 refused, 1 unreachable", lines[3])
         self.assertIn("2 of 3 printers are not ready", table.err)
-        rows = list(csv.DictReader(io.StringIO(comma.out)))
-        self.assertEqual(["unreachable", "ready", "refused"], [row["state"] for row in rows])
-        self.assertEqual([NOBODY, self.ready], [one["url"] for one in group.json()])
-        self.assertEqual(["All", "Same"], group.json()[1]["ports"])
+        rows = list(csv.DictReader(io.StringIO(group.out)))
+        self.assertEqual([(NOBODY, "unreachable", "All, Same"), (self.ready, "ready", "All, Same")],
+                         [(row["url"], row["state"], row["ports"]) for row in rows])
         self.assertEqual([self.refuses], ports.out.split())
         self.assertEqual([(True, []), (True, [])],
                          [(one["ready"], one["ports"]) for one in urls.json()])
-        self.assertEqual([self.ready, self.base + "/ready/2"], names.out.split()[:2])
-        self.assertEqual("", quiet.out)
+        self.assertEqual([self.ready, self.base + "/ready/2"], names.out.split())
 
     def test_results_come_as_they_are_known(self):
-        # It sorts before the other, and comes after it.
+        # As long as the silent one is waited for, the other is shown.
         silent = self.base.replace("localhost", "127.0.0.1") + "/silent/1"
-        code, shown = self.prefix.tool_on_terminal(
-            ["probe", silent, self.ready, "--timeout", "3"], lambda: False, b"")
-        self.assertEqual(PRINTER, code, shown)
-        self.assertRegex(shown, "(?s)PRINTER.*/ready/1 .*ready.*/silent/1 .*unreachable.*in time"
-                                ".*2 printers: 1 ready, 1 unreachable")
+        _, shown = self.prefix.tool_on_terminal(
+            ["probe", silent, self.ready, "--timeout", "600"], b"toner-low-warning", signal.SIGINT)
+        self.assertRegex(shown, "PRINTER +STATE +PORTS")
+        self.assertNotIn("silent/1", shown)
+
+
+class Fit(Checked):
+    """A job template brought to what a printer offers."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.printer = Printer(os.path.join(cls.place, "printer"), "ippeve_printer", "--modest")
+        cls.addClassCleanup(cls.printer.stop)
+        assert cls.printer.url
+
+    def test_a_template_is_fitted_and_proved(self):
+        url = self.printer.url
+        results = self.batch(
+            tool("install"), use_shim(MONITOR), tool("port", "add", "Old", "--url", url),
+            tool("port", "add", "Duplex", "--url", url, "--sides", "two-sided-long-edge"),
+            tool("port", "add", "Off", "--url", NOBODY),
+            tool("port", "fit", "Old", "--dry-run"), tool("port", "show", "Old", "--json"),
+            tool("port", "fit", "Old", "--json"), tool("port", "show", "Old", "--json"),
+            tool("probe", "--port", "Old"), tool("port", "fit", "Old"),
+            tool("port", "fit", "Duplex", code=PRINTER), tool("port", "show", "Duplex", "--json"),
+            tool("port", "fit", "Duplex", "Off", "--allow-loss", "--json", code=PRINTER),
+            tool("port", "add", "New", "--url", url, "--fit"),
+            tool("port", "add", "Bad", "--url", url, "--sides", "two-sided-long-edge", "--fit",
+                 code=PRINTER),
+            tool("port", "show", "Bad", code=NOT_FOUND))
+        (_, _, _, _, _, dry, before, fitted, after, _, again, lossy, duplex, forced, added, bad,
+         _) = results
+        change = 'media: "A4" -> "iso_a4_210x297mm"'
+        self.assertIn(change, dry.out)
+        self.assertEqual("A4", before.json()["job-template"]["media"])
+        self.validate("port-fit", fitted.json())
+        self.assertEqual([{"attribute": "media", "before": "A4", "after": "iso_a4_210x297mm",
+                           "loss": False}], fitted.json()[0]["replaced"])
+        self.assertEqual(dict(before.json()["job-template"], media="iso_a4_210x297mm"),
+                         after.json()["job-template"])
+        self.assertIn("fits already", again.out)
+        self.assertIn('sides: "two-sided-long-edge" stays; the nearest is "one-sided", with a loss',
+                      lossy.out)
+        self.assertIn("--allow-loss", lossy.err)
+        self.assertEqual(("A4", "two-sided-long-edge"),
+                         (duplex.json()["job-template"]["media"],
+                          duplex.json()["job-template"]["sides"]))
+        self.validate("port-fit", forced.json())
+        self.assertEqual([(True, True, None), (False, False, "no-connection")],
+                         [(port["fits"], port["changed"], port.get("problem", {}).get("code"))
+                          for port in forced.json()])
+        self.assertIn(change, added.out)
+        self.assertIn("sides", bad.err)
+
+
+class Jobs(Checked):
+    """Jobs at a printer."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        command = os.path.join(cls.place, "slow")
+        cls.gate = os.path.join(cls.place, "gate")
+        with open(command, "w", encoding="ascii") as file:
+            file.write(f"#!/bin/sh\nwhile [ ! -e '{cls.gate}' ]; do sleep 0.1; done\n")
+        os.chmod(command, 0o700)
+        cls.printer = Printer(os.path.join(cls.place, "printer"), "ippeve_printer", "--command",
+                              command)
+        cls.addClassCleanup(cls.printer.stop)
+        cls.addClassCleanup(cls.open_gate)
+        assert cls.printer.url
+
+    @classmethod
+    def open_gate(cls):
+        """Lets the printer end its job."""
+        open(cls.gate, "w", encoding="ascii").close()
+
+    def ask(self, operation, *attributes, document=b""):
+        url = self.printer.url
+        first = [(0x47, b"attributes-charset", b"utf-8"),
+                 (0x48, b"attributes-natural-language", b"en"), (0x45, b"printer-uri", url.encode())]
+        body = (b"\x01\x01" + operation.to_bytes(2, "big") + b"\x00\x00\x00\x01\x01" +
+                b"".join(raw_http.attribute(*one) for one in [*first, *attributes]) + b"\x03" +
+                document)
+        port = int(url.split(":")[2].split("/")[0])
+        connection = http.client.HTTPConnection("localhost", port, timeout=60)
+        try:
+            connection.request("POST", "/ipp/print", body, {"Content-Type": "application/ipp"})
+            answer = connection.getresponse().read()
+        finally:
+            connection.close()
+        self.assertEqual(b"\x00\x00", answer[2:4], answer)
+        return answer
+
+    def send_job(self, name):
+        """The number of a job that the printer has taken."""
+        answer = self.ask(2, (0x42, b"requesting-user-name", b"somebody"),
+                          (0x42, b"job-name", name), document=b"page" * 1000)
+        at = answer.index(b"job-id") + len(b"job-id") + 2
+        return int.from_bytes(answer[at:at + 4], "big")
+
+    def wait_for_cancel(self, job):
+        limit = time.monotonic() + 120
+        while b"processing-to-stop-point" not in self.ask(
+                9, (0x21, b"job-id", job.to_bytes(4, "big"))):
+            self.assertLess(time.monotonic(), limit)
+            time.sleep(0.1)
+
+    def test_jobs_are_listed_and_cancelled(self):
+        url = self.printer.url
+        job = self.send_job(b"Two")
+        *_, mine, both = self.batch(
+            tool("install"), use_shim(MONITOR), tool("group", "add", "G"),
+            tool("printer", "add", "G/P", "--url", url),
+            tool("printer", "add", "G/Off", "--url", NOBODY),
+            tool("port", "add", "One", "--url", url), tool("port", "add", "Both", "--group", "G"),
+            tool("jobs", "--port", "One", "--json"), tool("jobs", "--port", "Both", code=PRINTER))
+        self.validate("jobs", mine.json())
+        self.assertEqual([(url, job, "Two", "somebody")], [
+            tuple(one[key] for key in ("url", "id", "name", "user")) for one in mine.json()])
+        self.assertRegex(both.out, f"{url} +{job} .*Two\n")
+        self.assertIn("1 of 2 printers could not be asked", both.err)
+        with concurrent.futures.ThreadPoolExecutor(1) as pool:
+            run = pool.submit(
+                self.batch, tool("job", "cancel", url, str(job), "--json", "--timeout", "120"),
+                tool("job", "cancel", url, str(job), code=CONFLICT),
+                tool("job", "cancel", url, "4711", code=NOT_FOUND),
+                tool("jobs", url, "--completed", "--json"),
+                tool("jobs", url, "--port", "One", code=USAGE),
+                tool("job", "cancel", url, "0", code=USAGE),
+                tool("job", "cancel", NOBODY, "1", "--json", code=PRINTER))
+            self.wait_for_cancel(job)
+            self.open_gate()
+            cancelled, gone, unknown, ended, _, _, dead = run.result()
+        self.validate("job-cancel", cancelled.json())
+        self.assertEqual((job, "canceled", 7), tuple(
+            cancelled.json()[key] for key in ("id", "state", "state-number")))
+        self.assertIn("has ended already: canceled", gone.err)
+        self.assertIn("has no such job", unknown.err)
+        self.assertEqual([(job, "canceled")],
+                         [(one["id"], one["state"]) for one in ended.json()])
+        self.validate("error", dead.json())
 
 
 if __name__ == "__main__":

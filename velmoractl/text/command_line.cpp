@@ -175,9 +175,10 @@ Option Verb::seconds(const std::string& name, unsigned& value, unsigned lowest, 
 
 Option Verb::number(const std::string& name, unsigned& value, unsigned lowest, unsigned highest,
                     const std::string& about, const std::string& type) {
-    const std::string range = " (" + std::to_string(lowest) + " to " + std::to_string(highest) +
-                              ", default: " + std::to_string(value) + ")";
-    return Option(app_->add_option(name, value, about + range)
+    std::string range = " (" + std::to_string(lowest) + " to " + std::to_string(highest);
+    // A value that must be given begins outside.
+    if (value >= lowest) range += ", default: " + std::to_string(value);
+    return Option(app_->add_option(name, value, about + range + ")")
                       ->check(CLI::Range(lowest, highest).description(""))
                       ->type_name(type));
 }

@@ -27,11 +27,22 @@ constexpr std::size_t kMostPorts = 3;     // named in a row on a terminal
 struct Stock {
     std::vector<PortConfig> ports;
     CGroupsDB directory;
+    /// Those of the directory that count; none: all.
+    std::optional<std::set<std::string>> urls;
 };
 
 Stock storedStock(const Session& session) {
     MonitorChannel channel(session);
-    return {channel.ports(), channel.directory()};
+    return {channel.ports(), channel.directory(), {}};
+}
+
+std::vector<const CGroupsDBPrinter*> printersIn(const CGroupsDB& directory) {
+    std::vector<const CGroupsDBPrinter*> printers;
+    for (const auto& [id, node] : directory.nodes()) {
+        if (node->type == NODE_PRINTER)
+            printers.push_back(static_cast<const CGroupsDBPrinter*>(node.get()));
+    }
+    return printers;
 }
 
 /// A fleet file as it would be after its import; where the monitor is not there, as it is.
@@ -45,11 +56,17 @@ Stock stockOfFile(const Session& session, const std::string& file, const std::st
     try {
         Configuration wanted =
             readConfiguration(readWholeFile(file, what), stored.directory, systemCodec());
+        // What is stored and not in the file is not asked.
+        std::set<std::string> urls;
+        if (wanted.directory) {
+            for (const CGroupsDBPrinter* printer : printersIn(*wanted.directory))
+                urls.insert(printer->address.url);
+        }
         ConfigurationPlan plan =
             planImport(wanted, stored.ports, stored.directory, {}, systemCodec());
         for (const std::string& warning : plan.warnings)
             session.warn(warning);
-        return {std::move(wanted.ports), std::move(plan.grown)};
+        return {std::move(wanted.ports), std::move(plan.grown), std::move(urls)};
     } catch (const FileError& error) {
         throw CommandError(ExitCode::usage, what, error.what(), "correct the file", "bad-file");
     }
@@ -60,13 +77,11 @@ void addPort(FleetList& list, const PortConfig& port, const CGroupsDB& directory
         list.add(target, port.jobTemplate, port.name);
 }
 
-void addEverything(FleetList& list, const Stock& stock, bool directoryToo) {
+void addEverything(FleetList& list, const Stock& stock) {
     for (const PortConfig& port : stock.ports)
         addPort(list, port, stock.directory);
-    if (!directoryToo) return;
-    for (const auto& [id, node] : stock.directory.nodes()) {
-        if (node->type == NODE_PRINTER)
-            list.add(static_cast<const CGroupsDBPrinter&>(*node).address);
+    for (const CGroupsDBPrinter* printer : printersIn(stock.directory)) {
+        if (!stock.urls || stock.urls->contains(printer->address.url)) list.add(printer->address);
     }
 }
 
@@ -109,10 +124,10 @@ std::vector<FleetPrinter> chosenPrinters(const Session& session, const ProbeOpti
                                          const std::string& what) {
     FleetList list;
     if (!options.file.empty()) {
-        addEverything(list, stockOfFile(session, options.file, what), true);
+        addEverything(list, stockOfFile(session, options.file, what));
     } else if (options.all || !options.ports.empty() || !options.groups.empty()) {
         const Stock stock = storedStock(session);
-        if (options.all) addEverything(list, stock, true);
+        if (options.all) addEverything(list, stock);
         for (const std::string& name : options.ports) {
             const auto port = std::ranges::find(stock.ports, name, &PortConfig::name);
             if (port == stock.ports.end()) {

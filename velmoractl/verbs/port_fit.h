@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/printer_address.h"
+#include "velmoractl/command_error.h"
 #include "velmoractl/text/template_fit.h"
 #include "velmoractl/verbs/session.h"
 

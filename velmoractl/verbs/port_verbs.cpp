@@ -233,8 +233,7 @@ void add(const Session& session, const PortOptions& options) {
         // Before the lock: other commands do not wait for printers.
         PortConfig trial = port;
         applyTargets(options, credentials, groupsOf(options, channel, what), trial, what);
-        fit = fitToPrinters(targetsOf(trial, channel.directory()), port.jobTemplate, options.fit,
-                            what);
+        fit = fitToPrinters(channel.targets(trial), port.jobTemplate, options.fit, what);
         if (!fit.taken) throw notFitted(fit, options.fit, what);
     }
     const auto lock = channel.lock(what);

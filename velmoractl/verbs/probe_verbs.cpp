@@ -1,6 +1,5 @@
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <set>
 
 #include "ipp/job_template.h"
 #include "ipp/print_job.h"
@@ -10,7 +9,6 @@
 #include "velmoractl/job_check.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/printer_client.h"
-#include "velmoractl/printer_jobs.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/fleet_report.h"
 #include "velmoractl/text/ipp_text.h"
@@ -21,13 +19,6 @@
 
 namespace velmora::ctl {
 namespace {
-
-struct JobsOptions {
-    std::string url;
-    Credentials credentials;
-    unsigned timeout = 30;
-    bool completed = false;
-};
 
 /// What is shown of a printer, in this order.
 constexpr const char* kDescription[] = {"printer-name",
@@ -313,46 +304,6 @@ void probe(const Session& session, const ProbeOptions& options) {
     }
 }
 
-void jobs(const Session& session, const JobsOptions& options) {
-    constexpr Column kColumns[] = {
-        {"id", "JOB"}, {"state", "STATE"}, {"user", "USER"}, {"kilobytes", "KB"}, {"name", "NAME"}};
-    const std::string what = "jobs " + quotedUrl(options.url);
-    // Any URL may be probed; the rules for URLs are for what is stored.
-    checkUrl(options.url, {.allowUnencrypted = true}, what);
-    PrintTarget target{options.url, 0, "", ""};
-    applyCredentials(options.credentials, target.useAuthentication, target.userName,
-                     target.password, what);
-    const PrinterClient client(target, std::chrono::seconds(options.timeout));
-    const PrinterAnswer answer = client.ask(jobsRequest(target, options.completed));
-    if (const std::optional<PrinterProblem> problem = problemOf(answer)) {
-        throw CommandError(ExitCode::printerProblem, what, problem->words, problem->remedy,
-                           problem->keyword);
-    }
-    // One group instance a job.
-    std::set<std::uint32_t> instances;
-    for (const IppAttribute* one = answer.message->group(IppGroup::job).head; one != nullptr;
-         one = one->next) {
-        instances.insert(one->groupInstance);
-    }
-    Json rows = Json::array();
-    for (const std::uint32_t instance : instances) {
-        const auto value = [&](const char* name) {
-            return valueOf(*answer.message, IppGroup::job, name, instance);
-        };
-        const std::string state = value("job-state");
-        rows.push_back(
-            {{"url", toUtf8(target.url)},
-             {"id", numberOrNull(value("job-id"))},
-             {"name", value("job-name")},
-             {"user", value("job-originating-user-name")},
-             {"state", enumKeyword("job-state", state)},
-             {"state-number", numberOrNull(state)},
-             {"reasons", valuesOf(*answer.message, IppGroup::job, "job-state-reasons", instance)},
-             {"kilobytes", numberOrNull(value("job-k-octets"))}});
-    }
-    session.list({kColumns, "id", "The printer has no such jobs."}, std::move(rows));
-}
-
 }  // namespace
 
 void addProbeVerbs(Verb app, Session& session) {
@@ -381,16 +332,6 @@ void addProbeVerbs(Verb app, Session& session) {
         verb.seconds("--timeout", probed->timeout, 1, 600,
                      "longest wait for each answer, in seconds; of many printers for each printer, "
                      "10 if not given");
-
-    const auto asked = std::make_shared<JobsOptions>();
-    Verb list = addVerb(app, session, "jobs", "list a printer's jobs",
-                        "jobs ipp://printer.example/ipp/print --completed",
-                        [&session, asked] { jobs(session, *asked); });
-    list.text("url", asked->url, "the printer's URL", "URL").required();
-    list.flag("--completed", asked->completed, "the jobs that have ended (default: the others)");
-    addOutputOption(list, session);
-    addCredentialOptions(list, asked->credentials);
-    list.seconds("--timeout", asked->timeout, 1, 600, "longest wait for each answer, in seconds");
 }
 
 }  // namespace velmora::ctl
