@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "latin1_codec.h"
+#include "tests/velmoractl/latin1_codec.h"
 
 namespace velmora::ctl {
 namespace {
