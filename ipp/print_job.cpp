@@ -75,9 +75,19 @@ std::string requestingUserName() {
 }
 
 /// The attributes that both requests begin with, after charset and natural language.
-void addPrinterAndUser(GroupBuilder& operation, const PrintTarget& target) {
+void addPrinterAndUser(GroupBuilder& operation, const PrintTarget& target,
+                       const std::string& userName) {
     operation.uri("printer-uri", target.url);
-    operation.name("requesting-user-name", requestingUserName());
+    operation.name("requesting-user-name", userName);
+}
+
+UniqueIppMessage printerRequest(IppOperation operationId, const PrintTarget& target,
+                                const std::string& userName) {
+    UniqueIppMessage message = newIppRequest(kVersion, operationId, kRequestId);
+    if (!message) return nullptr;
+    GroupBuilder operation(*message, IppGroup::operation);
+    addPrinterAndUser(operation, target, userName);
+    return operation.ok() ? std::move(message) : nullptr;
 }
 
 void addPageRanges(GroupBuilder& job, const std::string& text) {
@@ -146,8 +156,10 @@ bool settleAuthentication(IppConnection& connection, const IppMessage& probe) {
     return true;
 }
 
-bool probePrinter(IppConnection& connection, const PrintTarget& target, JobStart& start) {
-    const UniqueIppMessage probe = newPrinterRequest(IppOperation::getPrinterAttributes, target);
+bool probePrinter(IppConnection& connection, const PrintTarget& target, const std::string& userName,
+                  JobStart& start) {
+    const UniqueIppMessage probe =
+        printerRequest(IppOperation::getPrinterAttributes, target, userName);
     if (!probe) {
         start.error = ERROR_NOT_ENOUGH_MEMORY;
         return false;
@@ -163,19 +175,10 @@ bool probePrinter(IppConnection& connection, const PrintTarget& target, JobStart
     return false;
 }
 
-}  // namespace
-
-UniqueIppMessage newPrinterRequest(IppOperation operationId, const PrintTarget& target) {
-    UniqueIppMessage message = newIppRequest(kVersion, operationId, kRequestId);
-    if (!message) return nullptr;
-    GroupBuilder operation(*message, IppGroup::operation);
-    addPrinterAndUser(operation, target);
-    return operation.ok() ? std::move(message) : nullptr;
-}
-
-UniqueIppMessage newJobRequest(IppOperation operationId, const PrintTarget& target,
-                               const std::string& documentName, const JobTemplate& jobTemplate) {
-    UniqueIppMessage message = newPrinterRequest(operationId, target);
+UniqueIppMessage jobRequest(IppOperation operationId, const PrintTarget& target,
+                            const std::string& documentName, const JobTemplate& jobTemplate,
+                            const std::string& userName) {
+    UniqueIppMessage message = printerRequest(operationId, target, userName);
     if (!message) return nullptr;
     GroupBuilder operation(*message, IppGroup::operation);
     const std::string name = ansiToUtf8(documentName);
@@ -187,6 +190,17 @@ UniqueIppMessage newJobRequest(IppOperation operationId, const PrintTarget& targ
     return operation.ok() && job.ok() ? std::move(message) : nullptr;
 }
 
+}  // namespace
+
+UniqueIppMessage newPrinterRequest(IppOperation operationId, const PrintTarget& target) {
+    return printerRequest(operationId, target, requestingUserName());
+}
+
+UniqueIppMessage newJobRequest(IppOperation operationId, const PrintTarget& target,
+                               const std::string& documentName, const JobTemplate& jobTemplate) {
+    return jobRequest(operationId, target, documentName, jobTemplate, requestingUserName());
+}
+
 std::unique_ptr<IppConnection> SendPrintJob(const PrintTarget& target,
                                             const std::string& documentName,
                                             const JobTemplate& jobTemplate,
@@ -194,12 +208,13 @@ std::unique_ptr<IppConnection> SendPrintJob(const PrintTarget& target,
                                             JobStart* startReport) {
     JobStart unreported;
     JobStart& start = startReport != nullptr ? *startReport : unreported;
-    if (startReport != nullptr) start.userName = requestingUserName();
+    const std::string userName = requestingUserName();
+    if (startReport != nullptr) start.userName = userName;
     auto connection = std::make_unique<IppConnection>(target.url, options);
-    if (!probePrinter(*connection, target, start)) return nullptr;
+    if (!probePrinter(*connection, target, userName, start)) return nullptr;
     start.step = JobStep::send;
     const UniqueIppMessage message =
-        newJobRequest(IppOperation::printJob, target, documentName, jobTemplate);
+        jobRequest(IppOperation::printJob, target, documentName, jobTemplate, userName);
     if (!message) {
         start.error = ERROR_NOT_ENOUGH_MEMORY;
         return nullptr;

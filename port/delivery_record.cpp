@@ -13,6 +13,9 @@ namespace {
 /// a kilobyte for the rest.
 constexpr std::array<std::size_t, 4> kTextLimits{kLongestDeliveryLine, 2048, 1024, 512};
 
+/// Bytes that most lines fit in.
+constexpr std::size_t kUsualLine = 512;
+
 bool continuesCharacter(char c) noexcept {
     return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
 }
@@ -20,7 +23,7 @@ bool continuesCharacter(char c) noexcept {
 /// Writes one JSON object (RFC 8259) in one line.
 class JsonLine {
   public:
-    explicit JsonLine(std::size_t textLimit) : textLimit_(textLimit) {}
+    explicit JsonLine(std::size_t textLimit) : textLimit_(textLimit) { line_.reserve(kUsualLine); }
 
     bool cut() const noexcept { return cut_; }
 
