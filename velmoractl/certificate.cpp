@@ -3,15 +3,23 @@
 #include <wincrypt.h>
 #include <wininet.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
+#include <map>
 #include <memory>
+#include <span>
+#include <utility>
 
 #include "ipp/connection.h"
 #include "platform/text.h"
+#include "velmoractl/at_once.h"
+#include "velmoractl/certificate_store.h"
 #include "velmoractl/internet.h"
 #include "velmoractl/printer_client.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/fingerprint.h"
 #include "velmoractl/text/shown_text.h"
 
 namespace velmora::ctl {
@@ -25,9 +33,10 @@ constexpr DWORD kIgnoreAll = SECURITY_FLAG_IGNORE_CERT_CN_INVALID |
 
 using UniqueChain = UniqueHandle<PCCERT_CHAIN_CONTEXT, CertFreeCertificateChain>;
 
-std::string nameOf(PCCERT_CONTEXT certificate, DWORD flags) {
+std::string nameOf(PCCERT_CONTEXT certificate, DWORD flags,
+                   DWORD type = CERT_NAME_SIMPLE_DISPLAY_TYPE) {
     std::array<wchar_t, 256> area{};
-    CertGetNameStringW(certificate, CERT_NAME_SIMPLE_DISPLAY_TYPE, flags, nullptr, area.data(),
+    CertGetNameStringW(certificate, type, flags, nullptr, area.data(),
                        static_cast<DWORD>(area.size()));
     return shown(toUtf8(std::wstring_view(area.data())));
 }
@@ -38,6 +47,47 @@ std::string dateOf(const FILETIME& time) {
     char text[32];
     std::snprintf(text, sizeof text, "%04u-%02u-%02u", parts.wYear, parts.wMonth, parts.wDay);
     return text;
+}
+
+bool isSelfSigned(PCCERT_CONTEXT certificate) {
+    const CERT_NAME_BLOB& subject = certificate->pCertInfo->Subject;
+    const CERT_NAME_BLOB& issuer = certificate->pCertInfo->Issuer;
+    return subject.cbData == issuer.cbData &&
+           std::equal(subject.pbData, subject.pbData + subject.cbData, issuer.pbData);
+}
+
+std::string addressText(const CRYPT_DATA_BLOB& address) {
+    std::string text;
+    if (address.cbData != 4) return "(" + hexText({address.pbData, address.cbData}) + ")";
+    for (DWORD i = 0; i < address.cbData; ++i)
+        text += (i == 0 ? "" : ".") + std::to_string(address.pbData[i]);
+    return text;
+}
+
+/// Its alternative names (RFC 5280, 4.2.1.6).
+std::vector<std::string> hostNamesOf(PCCERT_CONTEXT certificate) {
+    std::vector<std::string> names;
+    const PCERT_EXTENSION extension =
+        CertFindExtension(szOID_SUBJECT_ALT_NAME2, certificate->pCertInfo->cExtension,
+                          certificate->pCertInfo->rgExtension);
+    if (extension == nullptr) return names;
+    const auto decode = [&](void* area, DWORD& size) {
+        return CryptDecodeObject(X509_ASN_ENCODING, X509_ALTERNATE_NAME, extension->Value.pbData,
+                                 extension->Value.cbData, 0, area, &size);
+    };
+    DWORD size = 0;
+    if (!decode(nullptr, size) || size < sizeof(CERT_ALT_NAME_INFO)) return names;
+    std::vector<std::max_align_t> area(size / sizeof(std::max_align_t) + 1);
+    if (!decode(area.data(), size)) return names;
+    const auto& info = *reinterpret_cast<const CERT_ALT_NAME_INFO*>(area.data());
+    for (DWORD i = 0; i < info.cAltEntry; ++i) {
+        const CERT_ALT_NAME_ENTRY& entry = info.rgAltEntry[i];
+        if (entry.dwAltNameChoice == CERT_ALT_NAME_DNS_NAME)
+            names.push_back(shown(toUtf8(std::wstring_view(entry.pwszDNSName))));
+        if (entry.dwAltNameChoice == CERT_ALT_NAME_IP_ADDRESS)
+            names.push_back(addressText(entry.IPAddress));
+    }
+    return names;
 }
 
 std::int64_t ticksOf(const FILETIME& time) {
@@ -118,8 +168,15 @@ CertificateReport inspect(const UrlReading& url) {
     report.issuer = nameOf(certificate, CERT_NAME_ISSUER_FLAG);
     const CERT_SIMPLE_CHAIN& certificates = *found->rgpChain[0];
     for (DWORD i = 0; i < certificates.cElement; ++i) {
-        report.chain.push_back(nameOf(certificates.rgpElement[i]->pCertContext, 0));
+        PCCERT_CONTEXT const one = certificates.rgpElement[i]->pCertContext;
+        report.chain.push_back(nameOf(one, 0));
+        const std::span<const std::uint8_t> encoded(one->pbCertEncoded, one->cbCertEncoded);
+        report.links.push_back({nameOf(one, 0, CERT_NAME_RDN_TYPE),
+                                sha256Of(encoded),
+                                isSelfSigned(one),
+                                {encoded.begin(), encoded.end()}});
     }
+    report.names = hostNamesOf(certificate);
     report.validFrom = dateOf(certificate->pCertInfo->NotBefore);
     report.validUntil = dateOf(certificate->pCertInfo->NotAfter);
     report.daysLeft = daysUntil(certificate->pCertInfo->NotAfter);
@@ -133,6 +190,33 @@ CertificateReport inspectCertificate(const UrlReading& url, std::chrono::seconds
     const auto report = std::make_shared<CertificateReport>();
     const bool ended = runBounded([report, url] { *report = inspect(url); }, limit);
     return ended ? *report : CertificateReport();
+}
+
+std::vector<CertificateReport> inspectCertificates(
+    const std::vector<UrlReading>& urls, std::chrono::seconds limit,
+    const std::function<void(std::size_t, const CertificateReport&)>& tell) {
+    std::map<std::pair<std::string, unsigned>, std::vector<std::size_t>> servers;
+    for (std::size_t i = 0; i < urls.size(); ++i) {
+        if (urls[i].usable && urls[i].secure) servers[{urls[i].host, urls[i].port}].push_back(i);
+    }
+    std::vector<const std::vector<std::size_t>*> order;
+    for (const auto& [server, places] : servers)
+        order.push_back(&places);
+    std::vector<CertificateReport> reports(urls.size());
+    atOnce(order.size(), [&](std::size_t one) {
+        CertificateReport report;
+        try {
+            report = inspectCertificate(urls[order[one]->front()], limit);
+        } catch (const std::exception&) {
+            // Then there is none to tell of.
+            report.known = false;
+        }
+        for (const std::size_t i : *order[one]) {
+            reports[i] = report;
+            if (tell) tell(i, report);
+        }
+    });
+    return reports;
 }
 
 }  // namespace velmora::ctl

@@ -13,7 +13,6 @@
 #include <thread>
 #include <utility>
 
-#include "velmoractl/at_once.h"
 #include "velmoractl/internet.h"
 #include "velmoractl/job_check.h"
 #include "velmoractl/printer_client.h"
@@ -200,33 +199,6 @@ bool mayHaveCertificate(const FleetResult& result) {
     return std::ranges::find(kNobody, result.problem->keyword) == std::end(kNobody);
 }
 
-/// One look a host and port.
-void lookAtCertificates(std::vector<FleetResult>& results, std::chrono::seconds limit,
-                        const std::function<void(std::size_t)>& tell) {
-    std::map<std::pair<std::string, unsigned>, std::vector<std::size_t>> servers;
-    for (std::size_t i = 0; i < results.size(); ++i) {
-        if (!mayHaveCertificate(results[i])) continue;
-        const UrlReading url = readUrl(results[i].url);
-        servers[{url.host, url.port}].push_back(i);
-    }
-    std::vector<const std::vector<std::size_t>*> order;
-    for (const auto& [server, printers] : servers)
-        order.push_back(&printers);
-    atOnce(order.size(), [&](std::size_t one) {
-        CertificateReport report;
-        try {
-            report = inspectCertificate(readUrl(results[order[one]->front()].url), limit);
-        } catch (const std::exception&) {
-            // Then there is none to tell of.
-            report.known = false;
-        }
-        for (const std::size_t i : *order[one]) {
-            results[i].certificate = report;
-            tell(i);
-        }
-    });
-}
-
 }  // namespace
 
 std::vector<FleetResult> checkFleet(const std::vector<FleetPrinter>& printers,
@@ -243,7 +215,14 @@ std::vector<FleetResult> checkFleet(const std::vector<FleetPrinter>& printers,
         results[i] = std::move(result);
         if (!mayHaveCertificate(results[i])) tellOne(i);
     });
-    lookAtCertificates(results, limit, tellOne);
+    std::vector<UrlReading> urls(results.size());
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        if (mayHaveCertificate(results[i])) urls[i] = readUrl(results[i].url);
+    }
+    inspectCertificates(urls, limit, [&](std::size_t i, const CertificateReport& certificate) {
+        results[i].certificate = certificate;
+        tellOne(i);
+    });
     return results;
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,15 +27,31 @@ struct UrlReading {
 };
 UrlReading readUrl(const std::string& url);
 
+/// One certificate of a chain.
+struct CertificateLink {
+    std::string subject;
+    std::string sha256;  ///< hexText() of the whole certificate's SHA-256
+    bool selfSigned = false;
+    std::vector<std::uint8_t> encoded;  ///< DER
+};
+
 struct CertificateReport {
     bool known = false;  ///< the certificate could be looked at
     std::string subject, issuer, validFrom, validUntil;
-    std::int64_t daysLeft = 0;          ///< whole days until it ends; negative: it has ended
-    std::vector<std::string> chain;     ///< subjects, from the server's own up to the root
-    std::vector<std::string> problems;  ///< in words; empty: the chain is trusted for this host
+    std::int64_t daysLeft = 0;           ///< whole days until it ends; negative: it has ended
+    std::vector<std::string> chain;      ///< subjects, from the server's own up to the root
+    std::vector<std::string> names;      ///< host names and addresses that it is for
+    std::vector<CertificateLink> links;  ///< the chain again, with all that there is
+    std::vector<std::string> problems;   ///< in words; empty: the chain is trusted for this host
 };
 /// Connects, whatever the certificate is worth, and judges it. An empty report when the server
 /// does not answer within `limit`.
 CertificateReport inspectCertificate(const UrlReading& url, std::chrono::seconds limit);
+
+/// The same for several, one look a host and port, some at once. `tell` gets the places of those
+/// that are known now, from several threads. A URL that is not encrypted has an empty report.
+std::vector<CertificateReport> inspectCertificates(
+    const std::vector<UrlReading>& urls, std::chrono::seconds limit,
+    const std::function<void(std::size_t, const CertificateReport&)>& tell = {});
 
 }  // namespace velmora::ctl

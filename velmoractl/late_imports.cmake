@@ -2,10 +2,17 @@
 # with the size of their arguments on 32 bits, which is part of their name there. What is added here
 # and not in the library lists is a static import again, which a test notices.
 set(late_crypt32_dll
+    CertAddEncodedCertificateToStore@24
+    CertCloseStore@8
+    CertEnumCertificatesInStore@8
+    CertFindExtension@12
     CertFreeCertificateChain@4
+    CertFreeCertificateContext@4
     CertGetNameStringW@24
+    CertOpenStore@20
     CertVerifyCertificateChainPolicy@16
     CertVerifyTimeValidity@8
+    CryptDecodeObject@28
 )
 set(late_version_dll
     GetFileVersionInfoA@16

@@ -91,6 +91,7 @@ void addVerbs(Verb program, Session& session) {
     addTransferVerbs(program, session);
     addProbeVerbs(program, session);
     addJobVerbs(program, session);
+    addCertificateVerbs(program, session);
     addPrintVerb(program, session);
     addDeliveryVerbs(program, session);
     addPolicyVerbs(program, session);

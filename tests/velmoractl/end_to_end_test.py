@@ -1304,8 +1304,9 @@ class Answers(WithPrinter):
         self.assertTrue([job for word, result in zip(words, answers) if word[0] == "jobs"
                          for job in result.json()])
         self.assertEqual({" ".join(verb) for verb in self.prefix.verbs()}, set(shapes))
-        # Where there is a job that lasts (printers_test.py).
-        self.assertEqual(set(shapes), checked | {"job cancel"})
+        # Where there is a job that lasts, and a printer with a certificate (printers_test.py).
+        self.assertEqual(set(shapes), checked | {"job cancel", "certificate show",
+                                                 "certificate trust"})
 
     def test_every_verb_tells_its_errors_in_json(self):
         verbs = self.prefix.verbs()

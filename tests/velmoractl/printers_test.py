@@ -6,9 +6,11 @@
 
 import concurrent.futures
 import csv
+import hashlib
 import http.client
 import io
 import os
+import re
 import signal
 import sys
 import time
@@ -115,6 +117,53 @@ class FleetProbe(Checked):
             ["probe", silent, self.ready, "--timeout", "600"], b"toner-low-warning", signal.SIGINT)
         self.assertRegex(shown, "PRINTER +STATE +PORTS")
         self.assertNotIn("silent/1", shown)
+
+
+class Certificates(Checked):
+    """Certificates that nobody has signed but the printer itself."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.crowd = Printer(os.path.join(cls.place, "crowd"), "printer_crowd", "--certificate",
+                            "self-signed")
+        cls.addClassCleanup(cls.crowd.stop)
+        assert cls.crowd.url
+
+    def test_a_certificate_is_shown_and_trusted(self):
+        url = self.crowd.url
+        with open(os.path.join(self.crowd.directory, "certificate.der"), "rb") as file:
+            fingerprint = hashlib.sha256(file.read()).hexdigest()
+        (_, _, _, unknown, bad, wrong, still, trusted, again, good, table, status, *_) = self.batch(
+            tool("install"), use_shim(MONITOR), tool("port", "add", "P", "--url", url),
+            tool("certificate", "show", url, "--json"),
+            tool("probe", "--all", "--json", code=PRINTER),
+            tool("certificate", "trust", url, "--fingerprint", "00" * 32, code=CONFLICT),
+            tool("certificate", "show", url, "--json"),
+            tool("certificate", "trust", url, "--fingerprint", fingerprint, "--json"),
+            tool("certificate", "trust", url, "--fingerprint", fingerprint),
+            tool("certificate", "show", url, "--json"),
+            tool("probe", "--all", "--days", "36500"), tool("status", "--days", "36500", "--json"),
+            tool("certificate", "trust", url, "--fingerprint", "12", code=USAGE),
+            tool("certificate", "show", url.replace("https", "ipp"), code=USAGE),
+            tool("certificate", "show", NOBODY.replace("ipp:", "https:"), code=PRINTER))
+        self.validate("certificate-show", unknown.json())
+        self.assertEqual((fingerprint.upper(), ["localhost"], "2049-12-31"), tuple(
+            unknown.json()[key] for key in ("sha256", "names", "valid-until")))
+        self.assertIn("is not trusted", unknown.json()["problems"][0])
+        self.assertEqual([True], [one["self-signed"] for one in unknown.json()["chain"]])
+        self.assertEqual("certificate-untrusted", bad.json()[0]["problem"]["code"])
+        self.assertIn(":".join(re.findall("..", fingerprint.upper())), wrong.err)
+        self.assertEqual(unknown.json()["problems"], still.json()["problems"])
+        self.validate("certificate-trust", trusted.json())
+        self.assertEqual({"sha256": fingerprint.upper(), "added": True}, trusted.json())
+        self.assertIn("already", again.out)
+        self.assertEqual([], good.json()["problems"])
+        ending = f'Certificates that have ended or end within 36500 days:\n  "{url}"  2049-12-31'
+        self.assertIn(ending, table.out)
+        self.validate("status", status.json())
+        certificate = status.json()["ports"][0]["printers"][0]["certificate"]
+        self.assertEqual("2049-12-31", certificate["valid-until"])
 
 
 class Fit(Checked):

@@ -324,7 +324,7 @@ void addProbeVerbs(Verb app, Session& session) {
               "a printer that cannot say whether it would take a job counts as ready");
     verb.flag("--prompt", probed->prompt,
               "also try whether the printer takes a body without a pause (policy PromptDelivery)");
-    verb.number("--days", probed->days, 0, 3650,
+    verb.number("--days", probed->days, 0, 36500,
                 "of many printers, name the certificates that end within so many days", "DAYS");
     addOutputOption(verb, session);
     addCredentialOptions(verb, probed->credentials);

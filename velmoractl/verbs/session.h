@@ -58,6 +58,7 @@ void addPortVerbs(Verb app, Session& session);
 void addDirectoryVerbs(Verb app, Session& session);
 void addTransferVerbs(Verb app, Session& session);
 void addProbeVerbs(Verb app, Session& session);
+void addCertificateVerbs(Verb app, Session& session);
 void addJobVerbs(Verb app, Session& session);
 void addPrintVerb(Verb app, Session& session);
 void addDeliveryVerbs(Verb app, Session& session);

@@ -10,12 +10,14 @@
 #include "port/url_text.h"
 #include "velmoractl/at_once.h"
 #include "velmoractl/delivery_files.h"
+#include "velmoractl/internet.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/policy_key.h"
 #include "velmoractl/printer_client.h"
 #include "velmoractl/setup/installed_settings.h"
 #include "velmoractl/setup/spooler_setup.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/fleet_report.h"
 #include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/verbs/session.h"
@@ -26,6 +28,7 @@ namespace {
 struct StatusOptions {
     bool noProbe = false;
     unsigned timeout = 15;
+    unsigned days = 30;
 };
 
 struct PrinterState {
@@ -35,6 +38,7 @@ struct PrinterState {
     std::string words;  ///< for people
     std::optional<PrinterProblem> problem;
     Json details = Json::object();  ///< what the printer says about itself
+    CertificateReport certificate;
 };
 
 void askPrinter(PrinterState& printer, std::chrono::seconds limit) {
@@ -72,12 +76,40 @@ void askPrinters(std::vector<PrinterState>& printers, std::chrono::seconds limit
     });
 }
 
+/// After all questions: looking at a certificate makes WinInet accept it.
+void lookAtCertificates(std::vector<PrinterState>& printers, std::chrono::seconds limit) {
+    std::vector<UrlReading> urls(printers.size());
+    for (std::size_t i = 0; i < printers.size(); ++i) {
+        const PrinterState& printer = printers[i];
+        const bool shown =
+            printer.answers ||
+            (printer.problem && printer.problem->keyword.starts_with("certificate-"));
+        if (shown) urls[i] = readUrl(printer.target.url);
+    }
+    std::vector<CertificateReport> reports = inspectCertificates(urls, limit);
+    for (std::size_t i = 0; i < printers.size(); ++i)
+        printers[i].certificate = std::move(reports[i]);
+}
+
+void reportCertificates(const Session& session, const std::vector<PrinterState>& printers,
+                        unsigned days) {
+    std::string list;
+    for (const PrinterState& printer : printers) {
+        const CertificateReport& certificate = printer.certificate;
+        if (!certificate.known || certificate.daysLeft > days) continue;
+        list += "\n  " + quotedUrl(printer.target.url) + "  " + certificate.validUntil;
+    }
+    if (list.empty()) return;
+    session.say("Certificates that have ended or end within " + std::to_string(days) +
+                " days:" + list);
+}
+
 /// Index of the target among the printers, which it joins when it is new: each is asked once.
 std::size_t enter(std::vector<PrinterState>& printers, const PrintTarget& target) {
     for (std::size_t i = 0; i < printers.size(); ++i) {
         if (printers[i].target == target) return i;
     }
-    printers.push_back({target, false, false, "not asked", {}, Json::object()});
+    printers.push_back({target, false, false, "not asked", {}, Json::object(), {}});
     return printers.size() - 1;
 }
 
@@ -96,6 +128,7 @@ Json described(const PrinterState& printer) {
     Json json{{"url", toUtf8(maskedUrl(printer.target.url))},
               {"answers", printer.asked ? Json(printer.answers) : Json()}};
     json.update(printer.details);
+    if (printer.certificate.known) json["certificate"] = toJson(printer.certificate);
     if (printer.problem) {
         json["problem"] = {{"code", printer.problem->keyword},
                            {"message", printer.problem->words},
@@ -183,7 +216,10 @@ void status(const Session& session, const StatusOptions& options) {
         for (const PrintTarget& target : targetsOf(port, directory))
             own.push_back(enter(printers, target));
     }
-    if (!options.noProbe) askPrinters(printers, std::chrono::seconds(options.timeout));
+    if (!options.noProbe) {
+        askPrinters(printers, std::chrono::seconds(options.timeout));
+        lookAtCertificates(printers, std::chrono::seconds(options.timeout));
+    }
 
     const std::optional<DeliveriesOfPorts> deliveries = readDeliveries(session);
     bool allAnswer = true;
@@ -212,6 +248,7 @@ void status(const Session& session, const StatusOptions& options) {
         json["ports"].push_back(std::move(port));
     }
     if (ports.empty()) session.say("There are no ports.");
+    reportCertificates(session, printers, options.days);
     if (session.wantsJson()) session.answer(json);
     if (!allAnswer && !options.noProbe) {
         throw CommandError(ExitCode::printerProblem, "status", "not all printers answer",
@@ -227,6 +264,8 @@ void addStatusVerb(Verb app, Session& session) {
         addVerb(app, session, "status", "version, registration, ports, and which printers answer",
                 "status --json", [&session, options] { status(session, *options); });
     verb.flag("--no-probe", options->noProbe, "do not ask the printers");
+    verb.number("--days", options->days, 0, 36500,
+                "name the printers' certificates that end within so many days", "DAYS");
     verb.seconds("--timeout", options->timeout, 1, 600, "longest wait for a printer, in seconds");
 }
 
