@@ -111,7 +111,7 @@ class PortList {
     std::atomic<Port*>* linkTo(const Port& port, Port*& before) noexcept;
 
     PortStore& store_;
-    PortConfigDomain domain_;
+    mutable PortConfigDomain domain_;  ///< readers of a constant list announce themselves too
     Mutex writers_;
     std::vector<std::unique_ptr<Port>> owned_;  ///< removed ports included
     std::atomic<Port*> head_{nullptr};

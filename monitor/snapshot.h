@@ -73,6 +73,12 @@ class Snapshot {
 
     View view() const noexcept { return View(*this); }
 
+    /// The current object for a reader of the same domain that has announced itself before; stays
+    /// as it is until that reader ends. For looks at many objects.
+    const T& seenBy(const typename SnapshotDomain<T>::Reader&) const noexcept {
+        return *current_.load();
+    }
+
     /// Publishes `next`; readers see the old object or the new one, never a mixture. Throws
     /// std::bad_alloc with nothing changed.
     void replace(std::unique_ptr<const T> next) {

@@ -145,7 +145,7 @@ DWORD dispatch(const wchar_t* address, const XcvCall& call) {
 DWORD WINAPI xcvDataPort(HANDLE, const wchar_t* command, BYTE* input, DWORD inputSize, BYTE* output,
                          DWORD outputSize, DWORD* needed) {
     return guardedCall([&] {
-        const bool bounded = inputSize != 0 && machinePolicy().statedSizes != 0;
+        const bool bounded = inputSize != 0 && machinePolicy(&Policy::statedSizes) != 0;
         return dispatch(command, {.input = input,
                                   .statedSize = inputSize,
                                   .inputLimit = bounded ? inputSize : CallerMemory::kNoLimit,

@@ -12,25 +12,31 @@
 namespace velmora {
 namespace {
 
+void readValue(const RegistryKey& key, const PolicyValue& value, Policy& policy) {
+    std::array<std::byte, sizeof(std::uint32_t)> area{};
+    DWORD type = REG_NONE;
+    const auto size = key.query(value.name, area, &type);
+    const auto number =
+        size ? parsePolicyValue(value, type, std::span(area).first(*size)) : std::nullopt;
+    policy.*value.field = number.value_or(value.missing());
+}
+
 Policy readValues(const RegistryKey& key) {
     Policy policy;
-    for (const PolicyValue& value : policyValues()) {
-        std::array<std::byte, sizeof(std::uint32_t)> area{};
-        DWORD type = REG_NONE;
-        const auto size = key.query(value.name, area, &type);
-        if (!size) continue;
-        if (const auto number = parsePolicyValue(value, type, std::span(area).first(*size)))
-            policy.*value.field = *number;
-    }
+    for (const PolicyValue& value : policyValues())
+        readValue(key, value, policy);
     return policy;
 }
 
 /// The policy that was read last, for the time when it cannot be read.
 class LastPolicy {
   public:
-    void set(const Policy& policy) {
+    /// Gives the policy as it is after the change.
+    template <class Change>
+    Policy change(Change change) {
         const std::lock_guard lock(lock_);
-        policy_ = policy;
+        change(policy_);
+        return policy_;
     }
     Policy get() {
         const std::lock_guard lock(lock_);
@@ -47,13 +53,10 @@ LastPolicy& lastPolicy() {
     return last;
 }
 
-}  // namespace
-
-std::string policyRegistryKey(const std::string& monitorKey) {
-    return monitorKey + "\\Policy";
-}
-
-Policy machinePolicy() noexcept {
+/// Calls `read` with the policy's key, which is empty if there is none; it gives the change of the
+/// last policy by what it has read. Gives that, or the last one if the key cannot be read.
+template <class Read>
+Policy machinePolicyBy(Read read) noexcept {
     try {
         const std::string path = policyRegistryKey(monitorRegistryKey());
         const OwnIdentity identity;
@@ -62,13 +65,33 @@ Policy machinePolicy() noexcept {
         const bool known = status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND ||
                            status == ERROR_PATH_NOT_FOUND;
         if (!known) return lastPolicy().get();
-        const Policy policy = key ? readValues(key) : Policy();
-        lastPolicy().set(policy);
-        return policy;
+        return lastPolicy().change(read(key));
     } catch (...) {
         // Memory has run out.
         return lastPolicy().get();
     }
+}
+
+}  // namespace
+
+std::string policyRegistryKey(const std::string& monitorKey) {
+    return monitorKey + "\\Policy";
+}
+
+Policy machinePolicy() noexcept {
+    return machinePolicyBy([](const RegistryKey& key) {
+        return [policy = key ? readValues(key) : Policy()](Policy& last) { last = policy; };
+    });
+}
+
+std::uint32_t machinePolicy(std::uint32_t Policy::*field) noexcept {
+    const Policy policy = machinePolicyBy([field](const RegistryKey& key) {
+        Policy read;
+        for (const PolicyValue& value : policyValues())
+            if (key && value.field == field) readValue(key, value, read);
+        return [field, number = read.*field](Policy& last) { last.*field = number; };
+    });
+    return policy.*field;
 }
 
 bool hasPolicy(const std::string& monitorKey) {

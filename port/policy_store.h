@@ -17,6 +17,9 @@ std::string policyRegistryKey(const std::string& monitorKey);
 /// when it was last read, or that of a new installation: a fault must not open what was closed.
 Policy machinePolicy() noexcept;
 
+/// One value of it, read in the same way and alone: for what is asked at every call.
+std::uint32_t machinePolicy(std::uint32_t Policy::*field) noexcept;
+
 /// Whether there is a key, whatever is in it.
 bool hasPolicy(const std::string& monitorKey);
 

@@ -20,6 +20,8 @@ namespace {
 
 // Larger than any record that the program or the dialogs make.
 constexpr std::size_t kLargestRecord = 64 * 1024;
+// What directories of some 10,000 printers and ports need.
+constexpr std::size_t kUsualDirectory = 1024 * 1024;
 
 // How long another command may take for one change before this one gives up.
 constexpr std::chrono::seconds kLongestWait{30};
@@ -246,7 +248,13 @@ void MonitorChannel::removePort(const std::string& name) {
 CGroupsDB MonitorChannel::directory() {
     return guarded("reading the printer directory", [&] {
         CGroupsDB directory;
-        xcv_->connection.getGroupsDB(directory);
+        // To tell the size the monitor reads all of its directory once more. An area that fits most
+        // saves that; to another computer it would travel whole.
+        std::vector<std::byte> area(server_.empty() ? kUsualDirectory : 0);
+        const bool read = !area.empty() &&
+                          xcv_->connection.call(kGetGroupsDb, {}, area) == ERROR_SUCCESS &&
+                          directory.Deserialize(area);
+        if (!read) xcv_->connection.getGroupsDB(directory);
         return directory;
     });
 }

@@ -52,6 +52,18 @@ TEST_F(PolicyStore, AnEmptyKeyIsAPolicyOfMissingValues) {
     EXPECT_EQ(machinePolicy(), Policy());
 }
 
+TEST_F(PolicyStore, OneValueAloneIsWhatItIsAmongAll) {
+    for (const PolicyValue& value : policyValues())
+        EXPECT_EQ(machinePolicy(value.field), value.missing()) << value.name;
+    for (const PolicyValue& value : policyValues()) {
+        writeValue(value.name, value.highest);
+        EXPECT_EQ(machinePolicy(value.field), value.highest) << value.name;
+        EXPECT_EQ(machinePolicy().*value.field, value.highest) << value.name;
+        writeValue(value.name, value.highest, REG_BINARY);
+        EXPECT_EQ(machinePolicy(value.field), value.missing()) << value.name;
+    }
+}
+
 TEST_F(PolicyStore, AChangeIsSeenAtTheNextReading) {
     writeValue("StatedSizes", 1);
     EXPECT_EQ(machinePolicy().statedSizes, 1u);
