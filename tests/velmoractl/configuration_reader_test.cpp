@@ -199,7 +199,7 @@ TEST(ConfigurationFile, Utf16IsReadInBothOrders) {
 
 TEST(ConfigurationFile, OtherFilesAreRefused) {
     for (const char* text : {"", "{", "[]", "null", "{}", R"({"format":"x","version":1})",
-                             R"({"format":"velmora-configuration","version":2})", "\xFF\xFE{"}) {
+                             R"({"format":"velmora-configuration","version":3})", "\xFF\xFE{"}) {
         EXPECT_NE(errorOf(text), "no error") << text;
     }
 }

@@ -475,7 +475,7 @@ class Verbs(WithPrinter):
         good = {"format": "velmora-configuration", "version": 1,
                 "ports": [{"name": "New", "url": self.printer.url}]}
         bad_port = {"name": "New2", "url": self.printer.url, "job-template": {"copies": "three"}}
-        files = [b"", b"{", b"[]", b"\xff\xfe", b'{"format":"velmora-configuration","version":2}',
+        files = [b"", b"{", b"[]", b"\xff\xfe", b'{"format":"velmora-configuration","version":3}',
                  json.dumps(dict(good, extra=1)).encode(),
                  json.dumps(dict(good, ports=good["ports"] * 2)).encode(),
                  json.dumps(dict(good, ports=good["ports"] + [bad_port])).encode()]

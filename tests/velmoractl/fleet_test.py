@@ -4,13 +4,17 @@
     fleet_test.py --arch x86|x64 --built BUILD_DIRECTORY [TEST...]
 """
 
+import json
 import os
+import re
 import sys
+import textwrap
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "harness"))
 from end_to_end_test import Tool
-from tool_prefix import (CONFLICT, DENIED, MONITOR, NOBODY, NOT_FOUND, USAGE,
-                         break_channel, mend_channel, run_tests, tool, use_shim)
+from tool_prefix import (CONFLICT, DENIED, DIFFERENT, MONITOR, NOBODY, NOT_FOUND, ROOT, USAGE,
+                         break_channel, mend_channel, options, printer_driver,
+                         run_tests, tool, use_shim)
 
 
 def changes(result):
@@ -39,7 +43,12 @@ class Bulk(Tool):
             tool("password", "set", "--where", "user=print", "--password-stdin", "--json",
                  stdin=b"next\n"),
             tool("password", "set", "--match", "Hall", "--password", "x", code=NOT_FOUND),
+            *printer_driver(options.arch),
+            tool("queue", "add", "Printer", "--port", "FL3", "--driver", "Plain text"),
             tool("port", "rename", "FL3", "Last", "--json"),
+            tool("queue", "list", "-o", "csv"),
+            tool("port", "remove", "Last", "FL2", code=CONFLICT),
+            tool("queue", "remove", "Printer"),
             tool("port", "rename", "Last", "hall", code=CONFLICT),
             tool("port", "remove", "FL2", "Gone", code=NOT_FOUND),
             tool("port", "remove", "Last", "FL2", "Last", "--json"),
@@ -58,17 +67,20 @@ class Bulk(Tool):
         self.assertIn("no port fits", nothing.err)
         self.assertEqual([("change", "printer", "Floor/P")], changes(printers))
         self.assertEqual(new, printer.json()["url"])
-        passwords, none, renamed, taken, missing, removed = results[14:20]
+        passwords, none, *_, renamed, queues, used, _, taken, missing, removed = results[14:28]
         self.assertEqual([("change", "port", "FL1"), ("change", "port", "FL3"),
                           ("change", "printer", "Floor/P")], changes(passwords))
         self.assertNotIn(b"next", passwords.raw)
         self.assertIn("none of those that fit asks for a password", none.err)
-        self.assertEqual([("add", "port", "Last"), ("remove", "port", "FL3")], changes(renamed))
+        self.assertEqual([("add", "port", "Last"), ("change", "queue", "Printer"),
+                          ("remove", "port", "FL3")], changes(renamed))
+        self.assertIn("Printer,Last,Plain text", queues.out)
+        self.assertIn('"Printer" prints to the port "Last"', used.err)
         self.assertIn('there is the port "Hall"', taken.err)
         self.assertIn("the monitor has no port of that name", missing.err)
         self.assertEqual([("remove", "port", "Last"), ("remove", "port", "FL2")],
                          changes(removed))
-        half, _, mended = results[21:24]
+        half, _, mended = results[29:32]
         self.assertIn("1 of 3 ports are done", half.err)
         self.assertIn("run the same command again", half.err)
         self.assertEqual(1, len(changes(mended)))
@@ -95,6 +107,82 @@ class Bulk(Tool):
         self.assertIn('port "All"', refused[3].err)
         self.assertIn('"[FL1]"', refused[6].err)
         self.assertEqual(stored, self.read_json("again.json"))
+
+
+class FleetFile(Tool):
+    """Descriptions written by hand and tables, as docs/fleet-file.md has them."""
+
+    def examples(self):
+        with open(os.path.join(ROOT, "docs", "fleet-file.md"), encoding="utf-8") as file:
+            text = file.read()
+        description, = re.findall(r"^    \{.*?^    \}", text, re.MULTILINE | re.DOTALL)
+        table, = re.findall(r"(?:^    name,.*\n)(?:^    .*\n)+", text, re.MULTILINE)
+        return (self.write("base.json", description.encode()),
+                self.write("ports.csv", textwrap.dedent(table).encode()))
+
+    def test_a_description_comes_in_is_compared_and_written(self):
+        base, table = self.examples()
+        queues = self.write("queues.json", json.dumps({
+            "format": "velmora-configuration", "version": 2, "queues": [
+                {"name": "Sales printer", "port": "Sales", "driver": "plain TEXT",
+                 "location": "Room 1"}]}).encode())
+        bad = self.write("bad.json", b'{"format": "velmora-configuration", "version": 2,'
+                                     b' "ports": [{"name": "P", "url": "u", "template": "no"}]}')
+        less = self.write("less.json", b'{"format": "velmora-configuration", "version": 2,'
+                                       b' "ports": [{"name": "Sales", "url": "ipp://new.example/"'
+                                       b'}], "queues": []}')
+        none = self.write("none.json", b'{"format": "velmora-configuration", "version": 2,'
+                                       b' "ports": []}')
+        both = [base, "--csv", table]
+        *_, told, done, equal, ports, queued, shown = self.batch(
+            tool("install"), use_shim(MONITOR), *printer_driver(options.arch),
+            tool("import", *both, "--dry-run", "--json"), tool("import", *both),
+            tool("diff", *both), tool("port", "list", "--json"),
+            tool("import", queues, "--json"), tool("queue", "list", "--json"))
+        names = ["Sales", "Drafts", "All of floor 1", "Left wing", "Room 101", "Room 102",
+                 "Everywhere"]
+        self.assertEqual([("add", "port", name) for name in names],
+                         [one for one in changes(told) if one[1] == "port"])
+        self.assertIn("12 changes have been made", done.out)
+        self.assertIn("nothing to change", equal.out)
+        stored = {port["name"]: port for port in ports.json()}
+        self.assertEqual(set(names), set(stored))
+        drafts = stored["Drafts"]["job-template"]
+        self.assertEqual(("draft", "two-sided-long-edge", 2),
+                         (drafts["print-quality"], drafts["sides"], drafts["copies"]))
+        self.assertEqual("two-sided-long-edge", stored["Room 101"]["job-template"]["sides"])
+        self.assertEqual(3, len(stored["Everywhere"]["printers"]))
+        self.assertEqual([("add", "queue", "Sales printer")], changes(queued))
+        self.assertEqual([("Sales printer", "Sales", "Plain text", "Room 1")],
+                         [(queue["name"], queue["port"], queue["driver"], queue["location"])
+                          for queue in shown.json()])
+
+        # What is written describes what is there, and twice the same.
+        with open(self.prefix.path("bad.json"), "rb") as file:
+            wrong = file.read()
+        results = self.batch(
+            tool("export", "C:\\one.json", "--format-version", "2"),
+            tool("diff", "C:\\one.json", "--remove-others"),
+            tool("export", "C:\\ports.csv", "--csv"), tool("diff", "--csv", "C:\\ports.csv"),
+            tool("import", base, bad, code=USAGE), tool("import", "-", stdin=wrong, code=USAGE),
+            tool("import", code=USAGE), tool("port", "set", "Drafts", "--copies", "7"),
+            tool("diff", base, "--json", code=DIFFERENT), tool("import", base),
+            tool("export", "C:\\two.json", "--format-version", "2"),
+            # A port that a queue prints to is not removed.
+            tool("import", none, "--remove-others=ports", code=CONFLICT),
+            tool("import", less, "--remove-others=ports", "--json"),
+            tool("import", less, "--remove-others", "--json"), tool("queue", "list"))
+        self.assertIn("names the template \"no\"", results[4].err)
+        self.assertIn("bad.json", results[4].err)
+        self.assertIn("port 1 names the template", results[5].err)
+        self.assertEqual([("change", "port", "Drafts")], changes(results[8]))
+        one, two = (self.read_json(name) for name in ("one.json", "two.json"))
+        self.assertEqual(one, two)
+        self.assertEqual(sorted(names), [port["name"] for port in one["ports"]])
+        self.assertEqual(["First floor", "First floor/Left"], list(one["groups"]))
+        self.assertIn(("remove", "port", "Drafts"), changes(results[12]))
+        self.assertEqual([("remove", "queue", "Sales printer")], changes(results[13]))
+        self.assertIn('"Sales printer" prints to the port "Sales"', results[11].err)
 
 
 if __name__ == "__main__":

@@ -10,6 +10,7 @@
 #include "directory/groups_db.h"
 #include "port/port_config.h"
 #include "velmoractl/text/json.h"
+#include "velmoractl/text/queue_description.h"
 #include "velmoractl/text/text_codec.h"
 
 namespace velmora::ctl {
@@ -26,6 +27,13 @@ struct Configuration {
     std::set<std::uint32_t> nodesWithoutPassword;
     std::set<std::string> portPrintersWithoutPassword;
 
+    bool hasQueues = false;  ///< false: the file says nothing about queues
+    std::vector<QueueDescription> queues;
+
+    /// What people write by hand: what it cannot say, such as the URL that a port with groups still
+    /// holds, stays as it is stored. False: an exact copy.
+    bool isDescription = false;
+
     std::vector<std::string> warnings;  ///< UTF-8, safe to show
 };
 
@@ -41,14 +49,29 @@ Json toJson(const CGroupsDBNode& node, bool withPassword, const TextCodec& codec
 Json toJson(const std::vector<PortConfig>& ports, const CGroupsDB& directory, bool withPasswords,
             const TextCodec& codec);
 
-/// Reads a whole file, in UTF-8 or in UTF-16 with a byte order mark; nothing is taken from a file
-/// with an error in it. Throws FileError. `current`: where the groups of ports are looked up if the
-/// file has no directory.
+/// A file as it was read.
+struct FileText {
+    std::string name;  ///< for messages; UTF-8, safe to show
+    std::string text;
+    bool isTable = false;  ///< CSV, see ports_table.h
+};
+
+/// Reads one file, or several of version 2 and tables as if they were one. Texts are in UTF-8, or
+/// in UTF-16 with a byte order mark; nothing is taken from files with an error in them. Throws
+/// FileError. `current`: where the groups of ports are looked up if the files have no directory.
+Configuration readConfiguration(const std::vector<FileText>& files, const CGroupsDB& current,
+                                const TextCodec& codec);
 Configuration readConfiguration(const std::string& text, const CGroupsDB& current,
                                 const TextCodec& codec);
 
 /// Finds what is wrong in the file itself, without a monitor: if it has no directory, the groups of
 /// its ports are not looked up. Throws FileError.
 void checkConfiguration(const std::string& text, const TextCodec& codec);
+
+/// The description of ports and directory for version 2: sorted, only what is not a default. Throws
+/// FileError for what version 2 cannot say. `queues`: null if they are left out.
+Json describe(const std::vector<PortConfig>& ports, const CGroupsDB& directory,
+              const std::vector<QueueDescription>* queues, bool withPasswords,
+              const TextCodec& codec);
 
 }  // namespace velmora::ctl

@@ -76,6 +76,20 @@ std::string noPassword(const std::string& what) {
     return what + " wants a password, the file has none and none is stored";
 }
 
+/// A description says nothing about what a port of its mode does not use: that stays as it is
+/// stored, so that describing what is there changes nothing.
+void keepUnused(PortConfig& port, const PortConfig& stored) {
+    if (port.singleTarget != stored.singleTarget) return;
+    if (!port.singleTarget) {
+        port.printer = stored.printer;
+        return;
+    }
+    port.targetIds = stored.targetIds;
+    if (port.printer.useAuthentication || stored.printer.useAuthentication) return;
+    port.printer.userName = stored.printer.userName;
+    port.printer.password = stored.printer.password;
+}
+
 void keepPortPasswords(Configuration& wanted, const std::map<std::string, const PortConfig*>& ports,
                        ConfigurationPlan& plan, const TextCodec& codec) {
     for (PortConfig& port : wanted.ports) {
@@ -398,6 +412,13 @@ ConfigurationPlan planImport(Configuration& wanted, const std::vector<PortConfig
     } else {
         plan.grown = copyOf(directory);
         plan.pruned = copyOf(directory);
+    }
+    if (wanted.isDescription) {
+        for (PortConfig& port : wanted.ports) {
+            if (const PortConfig* const stored = find(storedPorts, port.name)) {
+                keepUnused(port, *stored);
+            }
+        }
     }
     planPorts(wanted, ports, storedPorts, removal.ports, removedNodes, codec, plan);
     if (wanted.directory) planPatterns(wanted, directory, plan);

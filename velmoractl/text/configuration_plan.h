@@ -35,6 +35,7 @@ struct Removal {
     bool ports = false;
     bool groups = false;
     bool printers = false;
+    bool queues = false;
 };
 
 /// The way from what is stored to what a file wants.

@@ -39,7 +39,7 @@ PasswordKinds kindsOf(const PasswordOptions& options, const std::string& what) {
 /// Ports first: storing one stores its pattern too.
 void change(const Session& session, MonitorChannel& channel, const PasswordPlan& plan,
             const std::string& password, const std::string& what) {
-    carryOut(session, channel, plan.ports, false, what, kRepeatCommand);
+    carryOut(session, channel, plan.ports, {}, false, what, kRepeatCommand);
     try {
         channel.changeDirectory(
             what, [&](CGroupsDB& directory) { applyPasswords(directory, plan, password); });

@@ -4,8 +4,10 @@
 
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "velmoractl/monitor_channel.h"
+#include "velmoractl/spooler_queues.h"
 #include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/progress_bar.h"
@@ -20,13 +22,18 @@ namespace {
 class PlanRun {
   public:
     PlanRun(const Session& session, MonitorChannel& channel, const ConfigurationPlan& plan,
-            bool hasDirectory, const std::string& what, const std::string& goOn)
-        : channel_(channel),
+            const QueuePlan& queues, bool hasDirectory, const std::string& what,
+            const std::string& goOn)
+        : session_(session),
+          channel_(channel),
           plan_(plan),
+          queues_(queues),
           hasDirectory_(hasDirectory),
           what_(what),
           goOn_(goOn),
-          total_(plan.portsToRemove.size() + plan.portsToAdd.size() + plan.portsToChange.size()),
+          queueSteps_(queues_.toRemove.size() + queues_.toAdd.size() + queues_.toChange.size()),
+          total_(plan_.portsToRemove.size() + plan_.portsToAdd.size() + plan_.portsToChange.size() +
+                 queueSteps_),
           bar_(total_, !session.quiet && !session.wantsJson()) {}
 
     void run() {
@@ -37,12 +44,28 @@ class PlanRun {
                     what_, [&](CGroupsDB& directory) { takeNodes(directory, plan_.grown); });
             });
         }
-        for (const std::string& name : plan_.portsToRemove)
-            step([&] { channel_.removePort(name); });
+        for (const std::string& name : queues_.toRemove)
+            step([&] { removeQueue(session_.server, name, what_); });
+        // Names that differ in capital and small letters alone are one name to Windows.
+        std::set<std::string> coming;
+        for (const PortConfig& port : plan_.portsToAdd)
+            coming.insert(foldedName(port.name));
+        const auto removePorts = [&](bool clashing) {
+            for (const std::string& name : plan_.portsToRemove) {
+                if (coming.contains(foldedName(name)) != clashing) continue;
+                step([&] { channel_.removePort(name); });
+            }
+        };
+        removePorts(true);
         for (const PortConfig& port : plan_.portsToAdd)
             step([&] { channel_.addPort(port); });
         for (const PortConfig& port : plan_.portsToChange)
             step([&] { channel_.changePort(port); });
+        for (const QueueDescription& queue : queues_.toAdd)
+            step([&] { addQueue(session_.server, queue, what_); });
+        for (const QueueDescription& queue : queues_.toChange)
+            step([&] { changeQueue(session_.server, queue, what_); });
+        removePorts(false);
         bar_.end();
         if (hasDirectory_) {
             guarded("groups and printers that the file lacks may still be there", [&] {
@@ -90,7 +113,8 @@ class PlanRun {
     }
 
     std::string progress() const {
-        return std::to_string(done_) + " of " + std::to_string(total_) + " ports are done";
+        return std::to_string(done_) + " of " + std::to_string(total_) +
+               (queueSteps_ == 0 ? " ports are done" : " ports and queues are done");
     }
 
     /// Runs a part of the import; an error in it says what is done, what is not, and how to go on.
@@ -118,11 +142,14 @@ class PlanRun {
         bar_.show(++done_);
     }
 
+    const Session& session_;
     MonitorChannel& channel_;
     const ConfigurationPlan& plan_;
+    const QueuePlan& queues_;
     const bool hasDirectory_;
     const std::string what_;
     const std::string goOn_;
+    const std::size_t queueSteps_;
     const std::size_t total_;
     std::size_t done_ = 0;
     ProgressBar bar_;
@@ -141,8 +168,9 @@ Json described(const Change& change) {
 }  // namespace
 
 void carryOut(const Session& session, MonitorChannel& channel, const ConfigurationPlan& plan,
-              bool hasDirectory, const std::string& what, const std::string& goOn) {
-    PlanRun(session, channel, plan, hasDirectory, what, goOn).run();
+              const QueuePlan& queues, bool hasDirectory, const std::string& what,
+              const std::string& goOn) {
+    PlanRun(session, channel, plan, queues, hasDirectory, what, goOn).run();
 }
 
 void listPlan(const Session& session, const ConfigurationPlan& plan, const char* flag, bool value,

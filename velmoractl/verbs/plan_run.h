@@ -2,18 +2,21 @@
 
 #include <string>
 
+#include "velmoractl/text/configuration_plan.h"
+#include "velmoractl/text/queue_plan.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {
 
 class MonitorChannel;
-struct ConfigurationPlan;
 
-/// Carries a plan out: first what ports may name, then the ports, then what no port names any more.
-/// Between two ports it may be ended; `goOn` says how the rest is done then. Throws CommandError,
-/// which begins with `what`, and says what is done.
+/// Carries a plan out: first what ports may name, then the ports and the queues that print to them,
+/// then what nothing names any more. `hasDirectory`: the plan has groups and printers. Between two
+/// ports it may be ended; `goOn` says how the rest is done then. Throws CommandError, which begins
+/// with `what`, and says what is done.
 void carryOut(const Session& session, MonitorChannel& channel, const ConfigurationPlan& plan,
-              bool hasDirectory, const std::string& what, const std::string& goOn);
+              const QueuePlan& queues, bool hasDirectory, const std::string& what,
+              const std::string& goOn);
 
 /// The changes: in JSON beside the answer's flag of that name, or as lines; `equal` says that there
 /// are none.

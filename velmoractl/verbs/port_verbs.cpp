@@ -10,6 +10,7 @@
 #include "velmoractl/text/bulk_plan.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
+#include "velmoractl/text/queue_plan.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/text/template_attributes.h"
 #include "velmoractl/verbs/bulk.h"
@@ -331,7 +332,7 @@ void setMany(const Session& session, const PortOptions& options) {
         planPort(plan, port, change.changed(port, what + ", port " + quotedAnsi(port.name)),
                  systemCodec());
     }
-    if (!options.dryRun) carryOut(session, channel, plan, false, what, kRepeatCommand);
+    if (!options.dryRun) carryOut(session, channel, plan, {}, false, what, kRepeatCommand);
     reportPlan(session, plan, options.dryRun, "The ports are as they should be");
 }
 
@@ -372,8 +373,24 @@ struct RenameOptions {
     bool dryRun = false;
 };
 
-/// The monitor's channel has no renaming: a new port, and then the old one is removed, so that an
-/// error leaves at least one of them.
+/// The queues that print to the port, as they are when it has its new name.
+std::vector<QueueDescription> renamedQueues(const Session& session, const RenameOptions& options,
+                                            const std::string& what) {
+    std::vector<QueueDescription> result;
+    for (QueueDescription& queue : descriptionsOf(spoolerQueues(session.server, what))) {
+        std::vector<std::string> ports = portsOfQueue(queue.port);
+        if (std::ranges::find(ports, options.name) == ports.end()) continue;
+        std::ranges::replace(ports, options.name, options.to);
+        queue.port.clear();
+        for (const std::string& port : ports)
+            queue.port += (queue.port.empty() ? "" : ",") + port;
+        result.push_back(std::move(queue));
+    }
+    return result;
+}
+
+/// The monitor's channel has no renaming: a new port, then its queues, and then the old one is
+/// removed, so that an error leaves every queue a port.
 void rename(const Session& session, const RenameOptions& options) {
     const std::string what = "port rename " + quotedAnsi(options.name);
     checkNewPortName(options.to, what);
@@ -381,23 +398,30 @@ void rename(const Session& session, const RenameOptions& options) {
     const auto lock = options.dryRun ? nullptr : channel.lock(what);
     PortConfig port = channel.port(options.name);
     ConfigurationPlan plan;
+    std::vector<QueueDescription> queues;
     if (options.to != options.name) {
         checkNameIsFree(channel, options.to, what);
-        checkUnused(session, options.name, what);
+        queues = renamedQueues(session, options, what);
         port.name = options.to;
         checkSize(port, what);
-        plan.changes = {change(Change::Kind::add, options.to),
-                        change(Change::Kind::remove, options.name)};
+        plan.changes = {change(Change::Kind::add, options.to)};
+        for (const QueueDescription& queue : queues)
+            plan.changes.push_back({Change::Kind::change, "queue", toUtf8(queue.name), {}});
+        plan.changes.push_back(change(Change::Kind::remove, options.name));
     }
     if (!options.dryRun && !plan.changes.empty()) {
         channel.addPort(port);
         try {
+            for (const QueueDescription& queue : queues)
+                changeQueue(session.server, queue, what);
             channel.removePort(options.name);
         } catch (const CommandError& error) {
             throw CommandError(error.code(), what,
                                error.why() + "; there is the port " + quotedAnsi(options.to) +
                                    " now, and the old one too",
-                               error.remedy() + "; \"port remove\" takes the old one away",
+                               error.remedy() +
+                                   "; then give the queues of the old one the new one, and "
+                                   "take the old one away with \"port remove\"",
                                error.keyword());
         }
     }
@@ -493,7 +517,7 @@ void removeMany(const Session& session, const RemoveOptions& options) {
     }
     checkUnused(session, plan.portsToRemove, what);
     if (!options.dryRun) {
-        carryOut(session, channel, plan, false, what,
+        carryOut(session, channel, plan, {}, false, what,
                  "run the command again with the ports that are left to go on with them");
     }
     reportPlan(session, plan, options.dryRun, "");
@@ -553,7 +577,7 @@ void addPortVerbs(Verb app, Session& session) {
 
     const auto renamed = std::make_shared<RenameOptions>();
     Verb renameApp =
-        addNamed(group, session, "rename", "give a port that no printer uses another name",
+        addNamed(group, session, "rename", "give a port another name; its queues go with it",
                  "port rename Office \"Office 1\"", renamed->name,
                  [&session, renamed] { rename(session, *renamed); });
     renameApp.text("new-name", renamed->to, "its new name", "NEW").required();

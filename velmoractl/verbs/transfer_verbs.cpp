@@ -6,17 +6,23 @@
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/ports_table.h"
 #include "velmoractl/text/safe_file.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/verbs/plan_run.h"
 #include "velmoractl/verbs/port_checks.h"
+#include "velmoractl/verbs/queue_checks.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {
 namespace {
 
 struct TransferOptions {
-    std::string file;
+    std::string file;                ///< that is written
+    std::vector<std::string> files;  ///< that are read
+    std::vector<std::string> tables;
+    std::string formatVersion = "1";
+    bool table = false;  ///< written
     bool passwords = false;
     bool dryRun = false;
     std::string removeOthers;
@@ -47,14 +53,46 @@ void warnOfDeletedGroups(const Session& session, const std::vector<PortConfig>& 
     }
 }
 
+/// The queues that print to nothing but these ports.
+std::vector<QueueDescription> queuesOf(const Session& session, const std::vector<PortConfig>& ports,
+                                       const std::string& what) {
+    std::set<std::string> names;
+    for (const PortConfig& port : ports)
+        names.insert(port.name);
+    std::vector<QueueDescription> queues = descriptionsOf(spoolerQueues(session.server, what));
+    std::erase_if(queues, [&](const QueueDescription& queue) {
+        const std::vector<std::string> used = portsOfQueue(queue.port);
+        return used.empty() || !std::ranges::all_of(used, [&](const std::string& port) {
+                   return names.contains(port);
+               });
+    });
+    return queues;
+}
+
+std::string exportText(const Session& session, const TransferOptions& options,
+                       const std::vector<PortConfig>& ports, const CGroupsDB& directory,
+                       const std::string& what) {
+    const TextCodec& codec = systemCodec();
+    try {
+        if (options.table) return portsTable(ports, directory, options.passwords, codec);
+        if (options.formatVersion == "1") {
+            return toJson(ports, directory, options.passwords, codec).dump(2) + "\n";
+        }
+        const std::vector<QueueDescription> queues = queuesOf(session, ports, what);
+        return describe(ports, directory, &queues, options.passwords, codec).dump(2) + "\n";
+    } catch (const FileError& error) {
+        throw CommandError(ExitCode::conflict, what, error.what(), "nothing has been written",
+                           "cannot-describe");
+    }
+}
+
 void exportAll(const Session& session, const TransferOptions& options) {
     const std::string what = "export to " + quotedPath(options.file);
     MonitorChannel channel(session);
     const std::vector<PortConfig> ports = channel.ports();
     const CGroupsDB directory = channel.directory();
     warnOfDeletedGroups(session, ports, directory);
-    const std::string text =
-        toJson(ports, directory, options.passwords, systemCodec()).dump(2) + "\n";
+    const std::string text = exportText(session, options, ports, directory, what);
     if (options.file == "-") {
         session.answered = true;
         return writeOut(text);
@@ -69,17 +107,47 @@ void exportAll(const Session& session, const TransferOptions& options) {
                         {"printers", counts.printers},
                         {"passwords", options.passwords}});
     }
-    session.say(std::to_string(ports.size()) + " ports and the printer directory are in " +
+    session.say(std::to_string(ports.size()) +
+                (options.table ? " ports are in " : " ports and the printer directory are in ") +
                 quotedPath(options.file) + ".");
     session.say(options.passwords
                     ? "The file holds the passwords in clear; only you may read it. Keep it safe."
                     : "Passwords are not in it; --with-passwords adds them.");
 }
 
+std::string fileWords(const std::string& file) {
+    return file == "-" ? "the standard input" : quotedPath(file);
+}
+
+std::string fileWords(const TransferOptions& options) {
+    std::string text;
+    for (const auto* list : {&options.files, &options.tables}) {
+        for (const std::string& file : *list)
+            text += (text.empty() ? "" : ", ") + fileWords(file);
+    }
+    return text;
+}
+
+void checkFiles(const TransferOptions& options, const std::string& what) {
+    if (options.files.empty() && options.tables.empty()) {
+        throw CommandError(ExitCode::usage, "the command line", "no file is named",
+                           "give a file, or --csv FILE");
+    }
+    if (std::ranges::count(options.files, "-") + std::ranges::count(options.tables, "-") > 1) {
+        throw CommandError(ExitCode::usage, what, "the standard input is named twice",
+                           "it can be read once");
+    }
+}
+
 Configuration readWanted(const TransferOptions& options, const CGroupsDB& directory,
                          const std::string& what) {
+    std::vector<FileText> files;
+    for (const std::string& name : options.files)
+        files.push_back({fileWords(name), readWholeFile(name, what), false});
+    for (const std::string& name : options.tables)
+        files.push_back({fileWords(name), readWholeFile(name, what), true});
     try {
-        return readConfiguration(readWholeFile(options.file, what), directory, systemCodec());
+        return readConfiguration(files, directory, systemCodec());
     } catch (const FileError& error) {
         throw CommandError(ExitCode::usage, what, error.what(),
                            "correct the file; nothing has been changed", "bad-file");
@@ -92,7 +160,9 @@ Removal removalOf(const TransferOptions& options, const Configuration& wanted,
     Removal removal;
     if (!options.removeOption.given()) return removal;
     const bool directory = wanted.directory.has_value();
-    if (options.removeOthers == "all") return {wanted.hasPorts, directory, directory};
+    if (options.removeOthers == "all") {
+        return {wanted.hasPorts, directory, directory, wanted.hasQueues};
+    }
     const auto take = [&](const std::string& kind, bool held, bool& flag) {
         if (!held) {
             throw CommandError(ExitCode::usage, what,
@@ -102,7 +172,6 @@ Removal removalOf(const TransferOptions& options, const Configuration& wanted,
         }
         flag = true;
     };
-    bool queues = false;
     for (std::size_t begin = 0; begin <= options.removeOthers.size();) {
         const std::size_t end =
             std::min(options.removeOthers.find(',', begin), options.removeOthers.size());
@@ -115,7 +184,7 @@ Removal removalOf(const TransferOptions& options, const Configuration& wanted,
         } else if (kind == "printers") {
             take(kind, directory, removal.printers);
         } else if (kind == "queues") {
-            take(kind, false, queues);
+            take(kind, wanted.hasQueues, removal.queues);
         } else {
             throw CommandError(ExitCode::usage, what,
                                "--remove-others cannot be " + quotedAnsi(options.removeOthers),
@@ -168,35 +237,95 @@ void checkUrls(const Configuration& wanted, const TransferOptions& options,
     }
 }
 
-void checkPlan(const Session& session, const ConfigurationPlan& plan, const Configuration& wanted,
+struct ImportPlan {
+    ConfigurationPlan configuration;
+    QueuePlan queues;  ///< its changes are among those of the configuration
+};
+
+/// No queue is left whose port is removed.
+void checkUnusedPorts(const Session& session, const ImportPlan& plan,
+                      const std::vector<QueueDescription>& queues, const std::string& what) {
+    if (plan.queues.changes.empty()) {
+        return checkUnused(session, plan.configuration.portsToRemove, what);
+    }
+    for (const std::string& port : plan.configuration.portsToRemove) {
+        const std::vector<std::string> users = usersOfPort(queues, plan.queues, port);
+        if (users.empty()) continue;
+        throw CommandError(ExitCode::conflict, what,
+                           "the queue " + quotedAnsi(users.front()) + " prints to the port " +
+                               quotedAnsi(port) + ", which is to be removed",
+                           "give the queue another port in the file", "in-use");
+    }
+}
+
+/// Drivers get the names that the spooler has for them.
+void findDrivers(const Session& session, std::vector<QueueDescription>& queues,
+                 const std::string& what) {
+    if (queues.empty()) return;
+    const std::vector<Driver> drivers = spoolerDrivers(session.server, what);
+    for (QueueDescription& queue : queues) {
+        queue.driver =
+            requireDriver(drivers, queue.driver, what + ", queue " + quotedAnsi(queue.name));
+    }
+}
+
+/// What the spooler itself does not refuse everywhere.
+void checkQueues(const MonitorChannel& channel, const std::vector<Queue>& stored,
+                 const ImportPlan& plan, const std::string& what) {
+    if (plan.queues.toAdd.empty() && plan.queues.toChange.empty()) return;
+    std::set<std::string> coming;
+    for (const PortConfig& port : plan.configuration.portsToAdd)
+        coming.insert(port.name);
+    for (const QueueDescription& queue : plan.queues.toAdd) {
+        const std::string place = what + ", queue " + quotedAnsi(queue.name);
+        checkNewQueueName(queue.name, place);
+        checkQueueNameIsFree(stored, queue.name, place);
+        checkQueuePort(channel, queue.port, place, coming);
+    }
+    for (const QueueDescription& queue : plan.queues.toChange)
+        checkQueuePort(channel, queue.port, what + ", queue " + quotedAnsi(queue.name), coming);
+}
+
+void checkPlan(const ConfigurationPlan& plan, const Configuration& wanted,
                const MonitorChannel& channel, const std::string& what) {
     for (const PortConfig& port : wanted.ports)
         checkSize(port, what + ", port " + quotedAnsi(port.name));
     checkNewPorts(plan, channel, what);
-    for (const std::string& name : plan.portsToRemove)
-        checkUnused(session, name, what);
 }
 
-std::string fileWords(const TransferOptions& options) {
-    return options.file == "-" ? "the standard input" : quotedPath(options.file);
-}
-
-/// What an import of the file would do. Throws where the import would be refused.
-ConfigurationPlan planned(const Session& session, MonitorChannel& channel,
-                          const TransferOptions& options, Configuration& wanted,
-                          const CGroupsDB& directory, const std::string& what) {
+/// What an import of the files would do. Throws where the import would be refused.
+ImportPlan planned(const Session& session, MonitorChannel& channel, const TransferOptions& options,
+                   Configuration& wanted, const CGroupsDB& directory, const std::string& what) {
     checkUrls(wanted, options, what);
     const Removal removal = removalOf(options, wanted, what);
-    ConfigurationPlan plan = planImport(wanted, channel.ports(), directory, removal, systemCodec());
-    plan.warnings.insert(plan.warnings.begin(), wanted.warnings.begin(), wanted.warnings.end());
-    checkPlan(session, plan, wanted, channel, what);
-    for (const std::string& warning : plan.warnings)
+    const std::vector<PortConfig> ports = channel.ports();
+    ImportPlan plan{planImport(wanted, ports, directory, removal, systemCodec()), {}};
+    ConfigurationPlan& configuration = plan.configuration;
+    configuration.warnings.insert(configuration.warnings.begin(), wanted.warnings.begin(),
+                                  wanted.warnings.end());
+    checkPlan(configuration, wanted, channel, what);
+    std::vector<Queue> stored;
+    if (wanted.hasQueues) {
+        findDrivers(session, wanted.queues, what);
+        stored = spoolerQueues(session.server, what);
+        std::set<std::string> ours;
+        for (const PortConfig& port : ports)
+            ours.insert(port.name);
+        plan.queues =
+            planQueues(wanted.queues, descriptionsOf(stored), ours, removal.queues, systemCodec());
+        checkQueues(channel, stored, plan, what);
+        configuration.changes.insert(configuration.changes.end(), plan.queues.changes.begin(),
+                                     plan.queues.changes.end());
+    }
+    checkUnusedPorts(session, plan, descriptionsOf(stored), what);
+    for (const std::string& warning : configuration.warnings)
         session.warn(warning);
     return plan;
 }
 
 void importAll(const Session& session, const TransferOptions& options) {
     const std::string what = "import of " + fileWords(options);
+    checkFiles(options, what);
     MonitorChannel channel(session);
     // Held to the end: what is compared now is what is changed.
     const auto lock = options.dryRun ? nullptr : channel.lock(what);
@@ -204,20 +333,22 @@ void importAll(const Session& session, const TransferOptions& options) {
     Configuration wanted = readWanted(options, directory, what);
     const auto noDialog =
         options.dryRun || !wanted.directory ? nullptr : channel.lockDirectory(what);
-    const ConfigurationPlan plan = planned(session, channel, options, wanted, directory, what);
-    if (!options.dryRun && !plan.changes.empty()) {
-        carryOut(session, channel, plan, wanted.directory.has_value(), what,
-                 "import the same file again to go on with the rest");
+    const ImportPlan plan = planned(session, channel, options, wanted, directory, what);
+    if (!options.dryRun && !plan.configuration.changes.empty()) {
+        carryOut(session, channel, plan.configuration, plan.queues, wanted.directory.has_value(),
+                 what, "import the same file again to go on with the rest");
     }
-    reportPlan(session, plan, options.dryRun, "Everything is as the file says");
+    reportPlan(session, plan.configuration, options.dryRun, "Everything is as the file says");
 }
 
 void diff(const Session& session, const TransferOptions& options) {
     const std::string what = "diff with " + fileWords(options);
+    checkFiles(options, what);
     MonitorChannel channel(session);
     const CGroupsDB directory = channel.directory();
     Configuration wanted = readWanted(options, directory, what);
-    const ConfigurationPlan plan = planned(session, channel, options, wanted, directory, what);
+    const ConfigurationPlan plan =
+        planned(session, channel, options, wanted, directory, what).configuration;
     listPlan(session, plan, "equal", plan.changes.empty(), "Everything is as the file says");
     if (plan.changes.empty()) return;
     throw CommandError(ExitCode::different, what,
@@ -226,11 +357,14 @@ void diff(const Session& session, const TransferOptions& options) {
 }
 
 void addImportOptions(Verb verb, TransferOptions& options) {
-    verb.text("file", options.file,
-              "a file that \"export\" wrote, or one like it; - for the "
-              "standard input",
-              "FILE")
-        .required();
+    verb.words("files", options.files,
+               "a file that \"export\" wrote, or one like it, or several of version 2; - for the "
+               "standard input",
+               "FILES");
+    verb.texts(
+        "--csv", options.tables,
+        "ports as a table with named columns, as \"export --csv\" writes it; may be repeated",
+        "FILE");
     options.removeOption =
         verb.optional("--remove-others", options.removeOthers, "all",
                       "remove what the file lacks: of all kinds that it holds, or as in "
@@ -246,6 +380,10 @@ void addTransferVerbs(Verb app, Session& session) {
                        "export fleet.json --with-passwords",
                        [&session, options] { exportAll(session, *options); });
     out.text("file", options->file, "the file; - for the standard output", "FILE").required();
+    out.oneOf("--format-version", options->formatVersion,
+              "1, an exact copy with numbers, or 2, a description for people (default: 1)",
+              {"1", "2"});
+    out.flag("--csv", options->table, "the ports alone, as a table for a spreadsheet");
     out.flag("--with-passwords", options->passwords,
              "the passwords too, in clear, in a file that only you may read");
 

@@ -1,0 +1,141 @@
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "port/url_text.h"
+#include "velmoractl/text/configuration_file.h"
+#include "velmoractl/text/directory_paths.h"
+#include "velmoractl/text/shown_text.h"
+#include "velmoractl/text/template_attributes.h"
+
+namespace velmora::ctl {
+namespace {
+
+/// Keys in the order of their bytes, whatever order the records are in: the same fleet gives the
+/// same text.
+Json sorted(std::map<std::string, Json> entries) {
+    Json json = Json::object();
+    for (auto& [key, value] : entries)
+        json[key] = std::move(value);
+    return json;
+}
+
+Json addressJson(const PrinterAddress& address, bool withPassword, const TextCodec& codec) {
+    Json json{{"url", codec.toUtf8(withPassword ? address.url : withoutUserInfo(address.url))}};
+    if (address.useAuthentication) {
+        json["user"] = codec.toUtf8(address.userName);
+        if (withPassword) json["password"] = codec.toUtf8(address.password);
+    }
+    return json;
+}
+
+std::string pathFor(const DirectoryPaths& names, const CGroupsDBNode& group,
+                    const TextCodec& codec) {
+    const std::string path = names.pathOf(group.id);
+    if (!path.starts_with('#')) return codec.toUtf8(path);
+    throw FileError("the group " + path + " (" + inQuotes(codec.toUtf8(group.name)) +
+                    ") has no path that is clear: give it another name with \"group rename " +
+                    path + " NAME\", or write version 1");
+}
+
+Json groupsJson(const CGroupsDB& directory, const DirectoryPaths& names, bool withPasswords,
+                const TextCodec& codec) {
+    std::map<std::string, Json> groups;
+    for (const auto& [id, node] : directory.nodes()) {
+        if (node->type != NODE_GROUP) continue;
+        std::map<std::string, Json> printers;
+        for (const CGroupsDBNode* child : names.children(id)) {
+            if (child->type != NODE_PRINTER) continue;
+            const auto& printer = static_cast<const CGroupsDBPrinter&>(*child);
+            const std::string name = codec.toUtf8(printer.name);
+            const bool clear = !name.empty() && names.child(id, printer.name) == child;
+            Json json = addressJson(printer.address, withPasswords, codec);
+            if (!clear || !printers.emplace(name, std::move(json)).second) {
+                throw FileError("the printer #" + std::to_string(child->id) + " (" +
+                                inQuotes(name) +
+                                ") has no name, or one that is in its group twice: rename it, or "
+                                "write version 1");
+            }
+        }
+        if (id == kRootGroup && printers.empty()) continue;
+        Json group = Json::object();
+        if (!printers.empty()) group["printers"] = sorted(std::move(printers));
+        groups.emplace(pathFor(names, *node, codec), std::move(group));
+    }
+    return sorted(std::move(groups));
+}
+
+/// The attributes that differ from those of a new port.
+Json templateJson(const PortConfig& port, const TextCodec& codec) {
+    PortConfig fresh;
+    const Json usual = toJson(fresh, false, codec)["job-template"];
+    Json json = toJson(port, false, codec)["job-template"];
+    Json different = Json::object();
+    for (const auto& [key, value] : json.items()) {
+        if (value != usual[key]) different[key] = value;
+    }
+    return different;
+}
+
+Json portJson(const PortConfig& port, const CGroupsDB& directory, const DirectoryPaths& names,
+              bool withPasswords, const TextCodec& codec) {
+    Json json{{"name", codec.toUtf8(port.name)}};
+    if (port.singleTarget) {
+        const Json address = addressJson(port.printer, withPasswords, codec);
+        for (const auto& [key, value] : address.items())
+            json[key] = value;
+    } else {
+        json["groups"] = Json::array();
+        for (const std::uint32_t id : port.targetIds) {
+            // A deleted group's number would be that of another one elsewhere.
+            if (const CGroupsDBGroup* const group = directory.FindGroup(id)) {
+                json["groups"].push_back(pathFor(names, *group, codec));
+            }
+        }
+    }
+    Json job = templateJson(port, codec);
+    if (!job.empty()) json["job-template"] = std::move(job);
+    return json;
+}
+
+Json queueJson(const QueueDescription& queue, const TextCodec& codec) {
+    Json json{{"name", codec.toUtf8(queue.name)},
+              {"port", codec.toUtf8(queue.port)},
+              {"driver", codec.toUtf8(queue.driver)}};
+    const auto add = [&](const char* key, const std::string& text) {
+        if (!text.empty()) json[key] = codec.toUtf8(text);
+    };
+    add("share", queue.share);
+    add("location", queue.location);
+    add("comment", queue.comment);
+    return json;
+}
+
+Json values(std::map<std::string, Json> entries) {
+    Json list = Json::array();
+    for (auto& [name, entry] : entries)
+        list.push_back(std::move(entry));
+    return list;
+}
+
+}  // namespace
+
+Json describe(const std::vector<PortConfig>& ports, const CGroupsDB& directory,
+              const std::vector<QueueDescription>* queues, bool withPasswords,
+              const TextCodec& codec) {
+    const DirectoryPaths names(directory);
+    Json json{{"format", "velmora-configuration"}, {"version", 2}};
+    json["groups"] = groupsJson(directory, names, withPasswords, codec);
+    std::map<std::string, Json> byName;
+    for (const PortConfig& port : ports)
+        byName.emplace(port.name, portJson(port, directory, names, withPasswords, codec));
+    json["ports"] = values(std::move(byName));
+    if (queues != nullptr) {
+        std::map<std::string, Json> queuesByName;
+        for (const QueueDescription& queue : *queues)
+            queuesByName.emplace(queue.name, queueJson(queue, codec));
+        json["queues"] = values(std::move(queuesByName));
+    }
+    return json;
+}
+
+}  // namespace velmora::ctl
