@@ -89,6 +89,7 @@ const Queue& requireQueue(const std::vector<Queue>& queues, const std::string& n
 
 std::vector<QueueDescription> descriptionsOf(const std::vector<Queue>& queues) {
     std::vector<QueueDescription> list;
+    list.reserve(queues.size());
     for (const Queue& queue : queues)
         list.push_back(queue.description);
     return list;
