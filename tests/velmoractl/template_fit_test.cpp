@@ -93,6 +93,11 @@ const Case kMediaCases[] = {
     {"media", "iso_a4_210x297mm", {"Letter", "A4"}, "A4", false},
     {"media", "Letter", {"iso_a4_210x297mm", "na_letter_8.5x11in"}, "na_letter_8.5x11in", false},
     {"media", "Com 10 Env.", {"na_number-10_4.125x9.5in"}, "na_number-10_4.125x9.5in", false},
+    {"media",
+     "Com 10 Env.",
+     {"om_env_104.78x241.3mm", "na_number-10_4.12x9.5in"},
+     "na_number-10_4.12x9.5in",
+     false},
     {"media", "JIS B5", {"iso_b5_176x250mm", "jis_b5_182x257mm"}, "jis_b5_182x257mm", false},
     {"media", "Folio", {"na_foolscap_8.5x13in"}, "na_foolscap_8.5x13in", false},
     // Another size crops or scales the page.
