@@ -121,8 +121,10 @@ void DialogDriver::setFocus(int id) const {
 }
 
 void DialogDriver::press(int id, WPARAM virtualKey) const {
-    PostMessageA(control(id), WM_KEYDOWN, virtualKey, 1);
-    PostMessageA(control(id), WM_KEYUP, virtualKey, static_cast<LPARAM>(0xC0000001));
+    // The pressed key may close the dialog before its release is posted.
+    const HWND target = control(id);
+    PostMessageA(target, WM_KEYDOWN, virtualKey, 1);
+    PostMessageA(target, WM_KEYUP, virtualKey, static_cast<LPARAM>(0xC0000001));
 }
 
 int DialogDriver::rows(int id) const {

@@ -401,7 +401,7 @@ class Verbs(WithPrinter):
             (NOT_FOUND, ["printer", "remove", "A"]),
             (FAILED, ["export", "C:\\no\\such\\folder\\file"]), (USAGE, ["export"]),
             (USAGE, ["import", "C:\\no-such-file"]),
-            (USAGE, ["probe"]), (USAGE, ["probe", url, "--port", "Office"]),
+            (USAGE, ["probe"]),
             (NOT_FOUND, ["probe", "--port", "P"]), (USAGE, ["probe", url, "--timeout", "0"]),
             (PRINTER, ["probe", "host:631/path"]), (PRINTER, ["probe", NOBODY]),
             (USAGE, ["jobs"]), (USAGE, ["jobs", ""]), (PRINTER, ["jobs", NOBODY]),
