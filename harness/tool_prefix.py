@@ -313,6 +313,9 @@ class ToolPrefix(WinePrefix):
         with open(self.path("batch", "run.bat"), "w", encoding="ascii", newline="\r\n") as file:
             file.write("\n".join(lines) + "\n")
         run = self.wine("cmd", "/c", "C:\\batch\\run.bat")
+        # Wine's own start crashed, which it did once in some thousand; no program has run then.
+        if not os.path.exists(self.path("batch", "0.out")):
+            run = self.wine("cmd", "/c", "C:\\batch\\run.bat")
         results = []
         for index, step in enumerate(steps):
             parts = []

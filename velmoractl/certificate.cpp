@@ -200,6 +200,7 @@ std::vector<CertificateReport> inspectCertificates(
         if (urls[i].usable && urls[i].secure) servers[{urls[i].host, urls[i].port}].push_back(i);
     }
     std::vector<const std::vector<std::size_t>*> order;
+    order.reserve(servers.size());
     for (const auto& [server, places] : servers)
         order.push_back(&places);
     std::vector<CertificateReport> reports(urls.size());

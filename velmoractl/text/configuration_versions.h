@@ -10,6 +10,7 @@
 namespace velmora::ctl {
 
 /// One file of a description, parsed.
+// NOLINTNEXTLINE(bugprone-exception-escape): freeing a Json may take memory; without any we end.
 struct DescriptionPart {
     std::string name;                ///< in front of places in messages; empty: the only one
     Json json;                       ///< keys as in version 2

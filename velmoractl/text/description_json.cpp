@@ -12,10 +12,10 @@ namespace {
 
 /// Keys in the order of their bytes, whatever order the records are in: the same fleet gives the
 /// same text.
-Json sorted(std::map<std::string, Json> entries) {
+Json sorted(const std::map<std::string, Json>& entries) {
     Json json = Json::object();
-    for (auto& [key, value] : entries)
-        json[key] = std::move(value);
+    for (const auto& [key, value] : entries)
+        json[key] = value;
     return json;
 }
 
@@ -110,10 +110,10 @@ Json queueJson(const QueueDescription& queue, const TextCodec& codec) {
     return json;
 }
 
-Json values(std::map<std::string, Json> entries) {
+Json values(const std::map<std::string, Json>& entries) {
     Json list = Json::array();
-    for (auto& [name, entry] : entries)
-        list.push_back(std::move(entry));
+    for (const auto& [name, entry] : entries)
+        list.push_back(entry);
     return list;
 }
 

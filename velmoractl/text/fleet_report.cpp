@@ -67,6 +67,7 @@ std::vector<Supply> markersOf(const IppMessage& printer) {
 
 std::vector<std::string> utf8(const std::vector<std::string>& texts, const TextCodec& codec) {
     std::vector<std::string> converted;
+    converted.reserve(texts.size());
     for (const std::string& text : texts)
         converted.push_back(codec.toUtf8(text));
     return converted;

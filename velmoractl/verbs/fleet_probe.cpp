@@ -89,6 +89,7 @@ void addEverything(FleetList& list, const Stock& stock) {
 void addGroups(FleetList& list, const Stock& stock, const std::vector<std::string>& groups,
                const std::string& what) {
     std::vector<std::uint32_t> ids;
+    ids.reserve(groups.size());
     for (const std::string& group : groups)
         ids.push_back(requireGroup(stock.directory, group, what).id);
     std::vector<PrintTarget> chosen;

@@ -105,9 +105,9 @@ void jobs(const Session& session, const JobsOptions& options) {
         if (const auto problem = problemOf(answers[i])) {
             ++failed;
             const std::string name = quotedUrl(printers[i].url);
-            if (!first) {
-                first = problemWith(*problem, printers.size() == 1 ? what : what + ": " + name);
-            }
+            std::string about = what;
+            if (printers.size() > 1) about.append(": ").append(name);
+            if (!first) first = problemWith(*problem, about);
             if (printers.size() > 1) session.warn(name + ": " + problem->words);
             continue;
         }
