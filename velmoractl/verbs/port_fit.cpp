@@ -190,6 +190,7 @@ FitOutcome fitToPrinters(const std::vector<PrintTarget>& printers, JobTemplate& 
         answers[i] = answer.message;
     });
     std::vector<const IppMessage*> attributes;
+    attributes.reserve(answers.size());
     for (const auto& answer : answers)
         attributes.push_back(answer.get());
     return fitUntilTaken(
