@@ -58,10 +58,10 @@ Json groupsJson(const CGroupsDB& directory, const DirectoryPaths& names, bool wi
         }
         if (id == kRootGroup && printers.empty()) continue;
         Json group = Json::object();
-        if (!printers.empty()) group["printers"] = sorted(std::move(printers));
+        if (!printers.empty()) group["printers"] = sorted(printers);
         groups.emplace(pathFor(names, *node, codec), std::move(group));
     }
-    return sorted(std::move(groups));
+    return sorted(groups);
 }
 
 /// The attributes that differ from those of a new port.
@@ -128,12 +128,12 @@ Json describe(const std::vector<PortConfig>& ports, const CGroupsDB& directory,
     std::map<std::string, Json> byName;
     for (const PortConfig& port : ports)
         byName.emplace(port.name, portJson(port, directory, names, withPasswords, codec));
-    json["ports"] = values(std::move(byName));
+    json["ports"] = values(byName);
     if (queues != nullptr) {
         std::map<std::string, Json> queuesByName;
         for (const QueueDescription& queue : *queues)
             queuesByName.emplace(queue.name, queueJson(queue, codec));
-        json["queues"] = values(std::move(queuesByName));
+        json["queues"] = values(queuesByName);
     }
     return json;
 }
