@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "harness/empty_directory.h"
 #include "tests/velmoractl/latin1_codec.h"
 #include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/configuration_plan.h"
@@ -20,12 +21,7 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 CGroupsDB emptyDirectory() {
-    CGroupsDB directory;
-    auto root = std::make_unique<CGroupsDBGroup>();
-    root->id = kRootGroup;
-    root->name = "Alle Gruppen";
-    directory.Insert(std::move(root));
-    return directory;
+    return testing::emptyDirectory("Alle Gruppen");
 }
 
 /// A file of version 2 with these keys.
