@@ -78,8 +78,8 @@ class Mutate(unittest.TestCase):
         self.assertIn("mutate: 4 of 8 changes noticed, score 50.0 %", output)
         for noticed in ("comparison `<=` -> `<`", "constant `10` -> `11`"):
             self.assertIn(noticed + ": killed by limits_test", output)
-        self.assertEqual(TREE["room/limits.cpp"],
-                         open(os.path.join(self.folder.name, "room/limits.cpp"), encoding="utf-8").read())
+        with open(os.path.join(self.folder.name, "room/limits.cpp"), encoding="utf-8") as file:
+            self.assertEqual(TREE["room/limits.cpp"], file.read())
 
     def test_a_low_score_is_an_error_where_a_floor_is_given(self):
         code, output = self.mutate("--floor", "85")
