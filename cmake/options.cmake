@@ -32,10 +32,10 @@ elseif(VELMORA_SANITIZE)
     add_compile_options(-fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer -g1)
     add_link_options(-fsanitize=${VELMORA_SANITIZE})
-    if(VELMORA_FUZZ)
-        # Coverage for libFuzzer; the fuzz targets alone link its main().
-        add_compile_options(-fsanitize=fuzzer-no-link)
-    endif()
+endif()
+if(VELMORA_FUZZ)
+    # Coverage for libFuzzer; the fuzz targets alone link its main().
+    add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
 # velmora_library(NAME SOURCES... [LINK libs...]): a static library of ours.

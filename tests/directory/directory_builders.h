@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "directory/groups_db.h"
+#include "harness/directory_check.h"
 
 namespace velmora::testing {
 
@@ -31,35 +32,10 @@ inline std::unique_ptr<CGroupsDBPrinter> printer(
     return node;
 }
 
-/// A directory as a whole, to compare and to print.
-struct NodeFields {
-    std::uint32_t id = 0;
-    std::uint32_t parent = 0;
-    std::uint32_t type = 0;
-    std::string name;
-    std::string uri;
-    int hasAuth = 0;
-    std::string userName;
-    std::string password;
-
-    bool operator==(const NodeFields&) const = default;
-};
-
 inline void PrintTo(const NodeFields& node, std::ostream* stream) {
     *stream << "{" << node.id << " below " << node.parent << ", type " << node.type << ", '"
             << node.name << "', '" << node.uri << "', " << node.hasAuth << ", '" << node.userName
             << "', '" << node.password << "'}";
-}
-
-inline NodeFields fieldsOf(const CGroupsDBNode& node) {
-    NodeFields fields{node.id, node.parent, node.type, node.name, {}, 0, {}, {}};
-    if (const auto* printer = dynamic_cast<const CGroupsDBPrinter*>(&node)) {
-        fields.uri = printer->address.url;
-        fields.hasAuth = printer->address.useAuthentication;
-        fields.userName = printer->address.userName;
-        fields.password = printer->address.password;
-    }
-    return fields;
 }
 
 inline std::vector<NodeFields> nodesOf(const CGroupsDB& directory) {

@@ -1,12 +1,9 @@
-// Random steps on the directory and on a plain model of it that follows each rule word for word, by
-// scans of a flat table. After each step both must hold the same tree.
+// Random steps on the directory and on its model. After each step both must hold the same tree.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <deque>
 #include <random>
-#include <set>
 
 #include "directory/groups_db.h"
 #include "tests/directory/directory_builders.h"
@@ -15,92 +12,7 @@ namespace velmora {
 namespace {
 
 using namespace velmora::testing;
-using Ids = std::vector<std::uint32_t>;
-
-class Model {
-  public:
-    std::vector<NodeFields> rows;  ///< by ascending id
-    std::uint32_t nextId = 2;
-
-    NodeFields* find(std::uint32_t id) {
-        for (NodeFields& row : rows)
-            if (row.id == id) return &row;
-        return nullptr;
-    }
-
-    Ids children(std::uint32_t parent) const {
-        Ids ids;
-        for (const NodeFields& row : rows)
-            if (row.parent == parent) ids.push_back(row.id);
-        return ids;
-    }
-
-    Ids groups() const {
-        Ids ids;
-        for (const NodeFields& row : rows)
-            if (row.type == 0) ids.push_back(row.id);
-        return ids;
-    }
-
-    std::uint32_t add(NodeFields row) {
-        row.id = nextId++;
-        rows.push_back(row);
-        return row.id;
-    }
-
-    void collect(std::uint32_t group, Ids& list) {
-        for (const std::uint32_t id : children(group)) {
-            if (find(id)->type == 0) {
-                collect(id, list);
-            } else if (std::find(list.begin(), list.end(), id) == list.end()) {
-                list.push_back(id);
-            }
-        }
-    }
-
-    bool canPlace(std::uint32_t node, std::uint32_t target) {
-        for (const std::uint32_t child : children(target))
-            if (find(child)->name == find(node)->name) return false;
-        for (const NodeFields* at = find(target); at != nullptr; at = find(at->parent)) {
-            if (at->id == node) return false;
-            if (at->parent == 0) break;
-        }
-        return true;
-    }
-
-    std::uint32_t copy(std::uint32_t node, std::uint32_t target) {
-        std::deque<std::uint32_t> sources{node};
-        std::deque<std::uint32_t> parents{target};
-        std::uint32_t top = 0;
-        while (!sources.empty()) {
-            NodeFields row = *find(sources.front());
-            const std::uint32_t source = sources.front();
-            sources.pop_front();
-            if (row.type == 0) {
-                for (const std::uint32_t child : children(source)) {
-                    sources.push_back(child);
-                    parents.push_back(nextId);
-                }
-            }
-            row.parent = parents.front();
-            parents.pop_front();
-            const std::uint32_t id = add(row);
-            if (source == node) top = id;
-        }
-        return top;
-    }
-
-    void remove(std::uint32_t id) {
-        std::set<std::uint32_t> doomed{id};
-        for (bool grown = true; grown;) {
-            grown = false;
-            for (const NodeFields& row : rows)
-                if (!doomed.contains(row.id) && doomed.contains(row.parent))
-                    grown = doomed.insert(row.id).second;
-        }
-        std::erase_if(rows, [&](const NodeFields& row) { return doomed.contains(row.id); });
-    }
-};
+using Ids = ModelDirectory::Ids;
 
 class RandomSteps : public ::testing::TestWithParam<unsigned> {
   protected:
@@ -159,9 +71,7 @@ class RandomSteps : public ::testing::TestWithParam<unsigned> {
     void update() {
         const std::uint32_t id = anyId();
         const NodeFields p = anyPrinter(0);
-        NodeFields* row = model.find(id);
-        if (row != nullptr && row->type == 1)
-            *row = {id, row->parent, 1, p.name, p.uri, p.hasAuth, p.userName, p.password};
+        model.update({id, 0, 1, p.name, p.uri, p.hasAuth, p.userName, p.password});
         db.UpdatePrinter(*printer(id, 0, p.name, p.uri, static_cast<std::uint8_t>(p.hasAuth),
                                   p.userName, p.password));
     }
@@ -257,7 +167,7 @@ class RandomSteps : public ::testing::TestWithParam<unsigned> {
     }
 
     CGroupsDB db;
-    Model model;
+    ModelDirectory model;
     int placed = 0;
     int refused = 0;
 
