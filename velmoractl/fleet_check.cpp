@@ -16,6 +16,7 @@
 #include "velmoractl/internet.h"
 #include "velmoractl/job_check.h"
 #include "velmoractl/printer_client.h"
+#include "velmoractl/text/fleet_list.h"
 #include "velmoractl/text/shown_text.h"
 
 namespace velmora::ctl {
@@ -34,22 +35,13 @@ void allowConnections() {
         InternetSetOptionA(nullptr, option, &most, sizeof most);
 }
 
-std::vector<std::string> portsOf(const FleetPrinter& printer) {
-    std::vector<std::string> ports;
-    for (const TemplateUse& use : printer.uses)
-        ports.insert(ports.end(), use.ports.begin(), use.ports.end());
-    return ports;
-}
-
 /// The questions to one printer, all together within a time.
 class Questions {
   public:
     Questions(const FleetPrinter& printer, std::chrono::seconds limit)
-        : printer_(printer), end_(Clock::now() + limit) {}
+        : printer_(printer), end_(Clock::now() + limit), result_(unasked(printer)) {}
 
     FleetResult run() {
-        result_.url = printer_.target.url;
-        result_.ports = portsOf(printer_);
         const UrlReading url = readUrl(printer_.target.url);
         if (!url.usable) {
             result_.problem = PrinterProblem{"bad-url", url.problem,
@@ -61,7 +53,7 @@ class Questions {
         if (result_.problem) return std::move(result_);
         takeAttributes(*answer.message, result_);
         for (const TemplateUse& use : printer_.uses)
-            result_.checks.push_back({use.ports, checkJob(client(), use.job, *answer.message)});
+            result_.checks.push_back({use.ports, checkJob(client(), *use.job, *answer.message)});
         return std::move(result_);
     }
 
@@ -87,9 +79,7 @@ class Questions {
 };
 
 FleetResult withoutAnswer(const FleetPrinter& printer, PrinterProblem problem) {
-    FleetResult result;
-    result.url = printer.target.url;
-    result.ports = portsOf(printer);
+    FleetResult result = unasked(printer);
     result.problem = std::move(problem);
     return result;
 }
@@ -200,6 +190,13 @@ bool mayHaveCertificate(const FleetResult& result) {
 }
 
 }  // namespace
+
+FleetResult unasked(const FleetPrinter& printer) {
+    FleetResult result;
+    result.url = printer.target.url;
+    result.ports = printer.ports();
+    return result;
+}
 
 std::vector<FleetResult> checkFleet(const std::vector<FleetPrinter>& printers,
                                     std::chrono::seconds limit,

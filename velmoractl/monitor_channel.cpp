@@ -13,6 +13,7 @@
 #include "velmoractl/setup/spooler_setup.h"
 #include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
 
 namespace velmora::ctl {
@@ -150,6 +151,31 @@ std::vector<PrintTarget> MonitorChannel::targets(const PortConfig& port) {
     return targetsOf(port, directory());
 }
 
+std::vector<PrintTarget> MonitorChannel::targets(const std::string& port) {
+    return targets(this->port(port));
+}
+
+std::vector<MonitorChannel::PortTargets> MonitorChannel::targets(
+    const std::vector<PortConfig>& ports) {
+    const CGroupsDB current = directory();
+    std::vector<PortTargets> result;
+    result.reserve(ports.size());
+    for (const PortConfig& one : ports)
+        result.push_back({one.name, targetsOf(one, current)});
+    return result;
+}
+
+std::vector<MonitorChannel::PortTargets> MonitorChannel::targetsOfPorts() {
+    return targets(ports());
+}
+
+void MonitorChannel::readPrinting(
+    const std::string& port,
+    const std::function<void(const std::vector<PrintTarget>&, const JobTemplate&)>& use) {
+    const PortConfig config = this->port(port);
+    use(targets(config), config.jobTemplate);
+}
+
 std::unique_ptr<ConfigurationLock> MonitorChannel::lock(const std::string& what) const {
     auto lock = std::make_unique<ConfigurationLock>(kLongestWait);
     if (lock->held()) return lock;
@@ -245,6 +271,19 @@ void MonitorChannel::removePort(const std::string& name) {
     });
 }
 
+std::vector<MonitorChannel::PortGroups> MonitorChannel::portGroups() {
+    std::vector<PortGroups> result;
+    for (PortConfig& one : ports())
+        result.push_back({std::move(one.name), std::move(one.targetIds)});
+    return result;
+}
+
+void MonitorChannel::changeGroups(const PortGroups& port) {
+    PortConfig config = this->port(port.name);
+    config.targetIds = port.groups;
+    changePort(config);
+}
+
 CGroupsDB MonitorChannel::directory() {
     return guarded("reading the printer directory", [&] {
         CGroupsDB directory;
@@ -259,8 +298,47 @@ CGroupsDB MonitorChannel::directory() {
     });
 }
 
-CGroupsDB MonitorChannel::changeDirectory(const std::string& what,
-                                          const std::function<void(CGroupsDB&)>& change) {
+void MonitorChannel::readDirectory(const std::function<void(const CGroupsDB&)>& use) {
+    use(directory());
+}
+
+void MonitorChannel::readAll(
+    const std::function<void(const std::vector<PortConfig>&, const CGroupsDB&)>& use) {
+    const std::vector<PortConfig> stored = ports();
+    use(stored, directory());
+}
+
+std::vector<std::string> MonitorChannel::paths(std::uint32_t type) {
+    const CGroupsDB current = directory();
+    const DirectoryPaths names(current);
+    std::vector<std::string> result;
+    for (const auto& [id, node] : current.nodes()) {
+        if (node->type == type && id != kRootGroup) result.push_back(names.pathOf(id));
+    }
+    return result;
+}
+
+std::size_t MonitorChannel::directorySize() {
+    const std::size_t nodes = directory().nodes().size();
+    return nodes > 0 ? nodes - 1 : 0;
+}
+
+void MonitorChannel::changeDirectory(const std::string& what,
+                                     const std::function<void(CGroupsDB&)>& change) {
+    changedDirectory(what, change);
+}
+
+void MonitorChannel::clearDirectory(const std::string& what) {
+    changeDirectory(what, [](CGroupsDB& directory) {
+        std::vector<CGroupsDBNode*> children;
+        directory.GetChildren(kRootGroup, children);
+        for (const CGroupsDBNode* child : children)
+            directory.DeleteNode(child->id);
+    });
+}
+
+CGroupsDB MonitorChannel::changedDirectory(const std::string& what,
+                                           const std::function<void(CGroupsDB&)>& change) {
     const auto held = lockDirectory(what);
     for (int attempt = 1;; ++attempt) {
         CGroupsDB wanted = directory();

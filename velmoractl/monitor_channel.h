@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -12,6 +13,7 @@
 
 namespace velmora {
 class CGroupsDB;
+struct JobTemplate;
 struct PortConfig;
 }  // namespace velmora
 
@@ -47,6 +49,20 @@ class MonitorChannel {
     PortConfig port(const std::string& name);
     /// The printers that the port reaches as the directory is now.
     std::vector<PrintTarget> targets(const PortConfig& port);
+    /// The same of a stored port. ExitCode::notFound when the monitor has no such port.
+    std::vector<PrintTarget> targets(const std::string& port);
+    struct PortTargets {
+        std::string name;
+        std::vector<PrintTarget> printers;
+    };
+    /// The same of all these ports, in their order.
+    std::vector<PortTargets> targets(const std::vector<PortConfig>& ports);
+    /// The same of all ports of the monitor.
+    std::vector<PortTargets> targetsOfPorts();
+    /// Calls `use` with these printers and the port's job template.
+    void readPrinting(const std::string& port,
+                      const std::function<void(const std::vector<PrintTarget>& printers,
+                                               const JobTemplate& job)>& use);
 
     /// Keeps other commands on this computer from changing ports and directory. Waits a while, then
     /// fails with ExitCode::conflict. The functions below take it themselves.
@@ -60,12 +76,35 @@ class MonitorChannel {
     void changePort(const PortConfig& port);
     void removePort(const std::string& name);
 
+    struct PortGroups {
+        std::string name;                   ///< of the port
+        std::vector<std::uint32_t> groups;  ///< their numbers, also of deleted ones
+    };
+    /// The groups of all ports, in the spooler's order.
+    std::vector<PortGroups> portGroups();
+    /// Gives the port these groups, and leaves the rest of it as it is stored.
+    void changeGroups(const PortGroups& port);
+
     CGroupsDB directory();
+    /// Calls `use` with the directory as it is now.
+    void readDirectory(const std::function<void(const CGroupsDB&)>& use);
+    /// Calls `use` with all ports and the directory as they are now.
+    void readAll(const std::function<void(const std::vector<PortConfig>& ports,
+                                          const CGroupsDB& directory)>& use);
+    /// The paths of all groups but the root, or of all printers, by their numbers.
+    std::vector<std::string> paths(std::uint32_t type);
+    /// Groups and printers; the root group, which is always there, does not count.
+    std::size_t directorySize();
+
     /// Reads the directory, lets `change` change it, and stores it; nothing is stored if it changes
     /// nothing. Does it again when the directory is not what was stored: another computer's tool
-    /// may have stored it too. Returns the directory as it is stored now.
-    CGroupsDB changeDirectory(const std::string& what,
-                              const std::function<void(CGroupsDB&)>& change);
+    /// may have stored it too.
+    void changeDirectory(const std::string& what, const std::function<void(CGroupsDB&)>& change);
+    /// The same; returns the directory as it is stored now.
+    CGroupsDB changedDirectory(const std::string& what,
+                               const std::function<void(CGroupsDB&)>& change);
+    /// Removes all groups and printers but the root.
+    void clearDirectory(const std::string& what);
 
   private:
     struct Xcv;

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include "harness/empty_directory.h"
+#include "port/port_config.h"
 #include "tests/velmoractl/latin1_codec.h"
+#include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/directory_paths.h"
 
 namespace velmora::ctl {
@@ -15,6 +17,7 @@ using testing::latin1Codec;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Key;
 using ::testing::Not;
 
 PortConfig port(const std::string& name, const std::string& password = "") {
@@ -77,27 +80,27 @@ TEST(ConfigurationPlan, AMissingPasswordIsTheStoredOne) {
 
 TEST(ConfigurationPlan, APasswordDoesNotGoToAnotherPrinterOfTheSameNumber) {
     Configuration wanted;
-    wanted.directory = directory("New", "ipp://new/", "");
+    wanted.directory = std::make_unique<CGroupsDB>(directory("New", "ipp://new/", ""));
     wanted.nodesWithoutPassword = {2};
     const ConfigurationPlan result = plan(wanted, {}, directory("Old", "ipp://old/", "stored"));
-    EXPECT_EQ(result.grown.FindPrinter(2)->address.password, "stored");
-    EXPECT_EQ(result.grown.FindPrinter(3)->address.password, "");
+    EXPECT_EQ(result.grown->FindPrinter(2)->address.password, "stored");
+    EXPECT_EQ(result.grown->FindPrinter(3)->address.password, "");
     EXPECT_EQ(result.warnings.size(), 1U);
 }
 
 TEST(ConfigurationPlan, APasswordDoesNotGoToAnotherAddress) {
     Configuration wanted;
-    wanted.directory = directory("P", "ipp://new/", "");
+    wanted.directory = std::make_unique<CGroupsDB>(directory("P", "ipp://new/", ""));
     wanted.nodesWithoutPassword = {2};
     const ConfigurationPlan result = plan(wanted, {}, directory("P", "ipp://old/", "stored"));
-    EXPECT_EQ(result.grown.FindPrinter(2)->address.password, "");
+    EXPECT_EQ(result.grown->FindPrinter(2)->address.password, "");
     EXPECT_EQ(result.warnings.size(), 1U);
 }
 
 TEST(ConfigurationPlan, NoPasswordIsInTheList) {
     Configuration wanted;
     wanted.ports = {port("a", "verysecret")};
-    wanted.directory = directory("P", "ipp://p/", "topsecret");
+    wanted.directory = std::make_unique<CGroupsDB>(directory("P", "ipp://p/", "topsecret"));
     const ConfigurationPlan result =
         plan(wanted, {port("a", "oldsecret")}, directory("P", "ipp://p/", "lastsecret"));
     ASSERT_EQ(result.changes.size(), 2U);
@@ -118,43 +121,43 @@ CGroupsDB tree(const std::vector<std::string>& groups) {
 
 TEST(ConfigurationPlan, NothingOfTheDirectoryIsRemovedUnasked) {
     Configuration wanted;
-    wanted.directory = tree({"New"});
+    wanted.directory = std::make_unique<CGroupsDB>(tree({"New"}));
     const ConfigurationPlan result = plan(wanted, {}, tree({"Old", "Older"}));
-    EXPECT_NE(findNode(result.pruned, "Old"), nullptr);
-    EXPECT_NE(findNode(result.pruned, "Older"), nullptr);
-    EXPECT_NE(findNode(result.pruned, "New"), nullptr);
+    EXPECT_NE(findNode(*result.pruned, "Old"), nullptr);
+    EXPECT_NE(findNode(*result.pruned, "Older"), nullptr);
+    EXPECT_NE(findNode(*result.pruned, "New"), nullptr);
     ASSERT_EQ(result.changes.size(), 1U);
     EXPECT_EQ(inWords(result.changes[0]), "add group \"New\"");
 }
 
 TEST(ConfigurationPlan, AGroupIsKnownByItsPathWhateverItsNumber) {
     Configuration wanted;
-    wanted.directory = tree({"A", "B"});  // 3 and 4
+    wanted.directory = std::make_unique<CGroupsDB>(tree({"A", "B"}));  // 3 and 4
     wanted.ports = {port("p")};
     wanted.ports[0].targetIds = {4, 3};
     const ConfigurationPlan result = plan(wanted, {}, tree({"B"}));
-    EXPECT_EQ(findNode(result.grown, "B")->id, 3U);
-    EXPECT_EQ(findNode(result.grown, "A")->id, 4U);
+    EXPECT_EQ(findNode(*result.grown, "B")->id, 3U);
+    EXPECT_EQ(findNode(*result.grown, "A")->id, 4U);
     EXPECT_THAT(result.portsToAdd[0].targetIds, ElementsAre(3U, 4U));
 }
 
 TEST(ConfigurationPlan, ANumberThatAPortStillHoldsIsNotGivenAgain) {
     Configuration wanted;
-    wanted.directory = tree({"New"});  // 3
+    wanted.directory = std::make_unique<CGroupsDB>(tree({"New"}));  // 3
     PortConfig holder = port("holder");
     holder.targetIds = {3, 5};
     const ConfigurationPlan result = plan(wanted, {holder}, tree({}));
-    EXPECT_EQ(findNode(result.grown, "New")->id, 4U);
+    EXPECT_EQ(findNode(*result.grown, "New")->id, 4U);
 }
 
 TEST(ConfigurationPlan, PortsThatLoseGroupsAreNamed) {
     Configuration wanted;
-    wanted.directory = tree({});
+    wanted.directory = std::make_unique<CGroupsDB>(tree({}));
     PortConfig holder = port("holder");
     holder.targetIds = {3};
     const ConfigurationPlan result = plan(wanted, {holder}, tree({"Old"}), {.groups = true});
-    EXPECT_EQ(findNode(result.pruned, "Old"), nullptr);
-    EXPECT_NE(findNode(result.grown, "Old"), nullptr);
+    EXPECT_EQ(findNode(*result.pruned, "Old"), nullptr);
+    EXPECT_NE(findNode(*result.grown, "Old"), nullptr);
     EXPECT_THAT(result.warnings, ElementsAre(HasSubstr("port \"holder\" loses groups")));
     ASSERT_EQ(result.portsToChange.size(), 1U);
     EXPECT_THAT(result.portsToChange[0].targetIds, IsEmpty());
@@ -162,11 +165,11 @@ TEST(ConfigurationPlan, PortsThatLoseGroupsAreNamed) {
 
 TEST(ConfigurationPlan, AGroupWithAPrinterThatStaysStays) {
     Configuration wanted;
-    wanted.directory = tree({});
+    wanted.directory = std::make_unique<CGroupsDB>(tree({}));
     CGroupsDB stored = tree({"Old"});
     stored.AddPrinter("Inside", {"ipp://i/", false, "", ""}, 3);
-    EXPECT_NE(findNode(plan(wanted, {}, stored, {.groups = true}).pruned, "Old"), nullptr);
-    EXPECT_EQ(findNode(plan(wanted, {}, stored, {.groups = true, .printers = true}).pruned, "Old"),
+    EXPECT_NE(findNode(*plan(wanted, {}, stored, {.groups = true}).pruned, "Old"), nullptr);
+    EXPECT_EQ(findNode(*plan(wanted, {}, stored, {.groups = true, .printers = true}).pruned, "Old"),
               nullptr);
 }
 
@@ -187,10 +190,48 @@ TEST(ConfigurationPlan, APasswordInAStoredUrlStaysAndIsNotShown) {
 TEST(ConfigurationPlan, AFileThatIsCarriedOutLeavesNothingToDo) {
     Configuration wanted;
     wanted.ports = {port("a", "x")};
-    wanted.directory = directory("P", "ipp://p/", "x");
+    wanted.directory = std::make_unique<CGroupsDB>(directory("P", "ipp://p/", "x"));
     const ConfigurationPlan result =
         plan(wanted, {port("a", "x")}, directory("P", "ipp://p/", "x"));
     EXPECT_THAT(result.changes, IsEmpty());
+}
+
+std::string inCapitals(std::string name) {
+    for (char& c : name)
+        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    return name;
+}
+
+TEST(ConfigurationPlan, NodesAreReplacedAndTheDirectorysPatternsStay) {
+    Configuration wanted;
+    wanted.directory = std::make_unique<CGroupsDB>(tree({"New"}));
+    CGroupsDB stored = tree({"Old"});
+    stored.SetPortPrinter("Before", {"ipp://before/", false, "", ""});
+    const ConfigurationPlan result = plan(wanted, {}, stored, {.groups = true});
+    // Storing the ports has changed the patterns meanwhile.
+    stored.RemovePortPrinter("Before");
+    stored.SetPortPrinter("Meanwhile", {"ipp://meanwhile/", false, "", ""});
+    grow(stored, result);
+    EXPECT_NE(findNode(stored, "Old"), nullptr);
+    EXPECT_NE(findNode(stored, "New"), nullptr);
+    EXPECT_THAT(stored.portPrinters(), ElementsAre(Key("Meanwhile")));
+    complete(stored, result, inCapitals);
+    EXPECT_EQ(findNode(stored, "Old"), nullptr);
+    EXPECT_NE(findNode(stored, "New"), nullptr);
+    EXPECT_THAT(stored.portPrinters(), ElementsAre(Key("Meanwhile")));
+}
+
+TEST(ConfigurationPlan, PatternsOfTheFileReplaceThoseOfTheSameFoldedName) {
+    Configuration wanted;
+    wanted.directory = std::make_unique<CGroupsDB>(tree({}));
+    wanted.directory->SetPortPrinter("OFFICE", {"ipp://file/", false, "", ""});
+    CGroupsDB stored = tree({});
+    const ConfigurationPlan result = plan(wanted, {}, stored);
+    stored.SetPortPrinter("Office", {"ipp://port/", false, "", ""});
+    stored.SetPortPrinter("Other", {"ipp://other/", false, "", ""});
+    complete(stored, result, inCapitals);
+    EXPECT_THAT(stored.portPrinters(), ElementsAre(Key("OFFICE"), Key("Other")));
+    EXPECT_EQ(stored.portPrinters().at("OFFICE")->address.url, "ipp://file/");
 }
 
 TEST(ConfigurationPlan, NamesAreSafeToShow) {

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "harness/empty_directory.h"
+#include "port/port_config.h"
 #include "tests/velmoractl/latin1_codec.h"
 #include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/configuration_plan.h"
@@ -351,7 +352,7 @@ TEST(Description, ComesWholeIntoAnEmptySystem) {
                                          "add group \"Floor/Left\"",
                                          "add printer \"Floor/Left/Sales\"", "add port \"A\"",
                                          "add port \"G\"", "add port \"M\"", "add port \"Z\""));
-    const CGroupsDBNode* const left = findNode(plan.grown, "Floor/Left");
+    const CGroupsDBNode* const left = findNode(*plan.grown, "Floor/Left");
     ASSERT_NE(left, nullptr);
     EXPECT_THAT(plan.portsToAdd[1].targetIds, ElementsAre(left->id));
 }
@@ -365,13 +366,13 @@ TEST(Description, GroupsKeepTheirNumbersAndOthersGoOnRequest) {
                                 fleet.directory);
     const ConfigurationPlan plan =
         planImport(wanted, fleet.ports, fleet.directory, {true, true, true, false}, latin1Codec());
-    const CGroupsDBNode* const floor = findNode(plan.pruned, "Floor");
+    const CGroupsDBNode* const floor = findNode(*plan.pruned, "Floor");
     ASSERT_NE(floor, nullptr);
     EXPECT_EQ(floor->id, findNode(fleet.directory, "Floor")->id);
-    EXPECT_EQ(findNode(plan.pruned, "Floor/Left"), nullptr);
-    EXPECT_EQ(findNode(plan.pruned, "Hall"), nullptr);
+    EXPECT_EQ(findNode(*plan.pruned, "Floor/Left"), nullptr);
+    EXPECT_EQ(findNode(*plan.pruned, "Hall"), nullptr);
     EXPECT_THAT(plan.portsToChange[0].targetIds,
-                ElementsAre(floor->id, findNode(plan.pruned, "New")->id));
+                ElementsAre(floor->id, findNode(*plan.pruned, "New")->id));
     EXPECT_EQ(plan.portsToChange[0].printer.url, "");
 }
 

@@ -5,7 +5,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "ipp/job_template.h"
 #include "tests/velmoractl/latin1_codec.h"
+#include "velmoractl/text/fleet_list.h"
 
 namespace velmora::ctl {
 namespace {
@@ -59,9 +61,10 @@ TEST(FleetReport, APrinterIsAskedOnceForEachTemplateOfItsPorts) {
     const std::vector<FleetPrinter> printers = list.printers();
     ASSERT_EQ(printers.size(), 2u);
     ASSERT_EQ(printers[0].uses.size(), 2u);
+    EXPECT_THAT(printers[0].ports(), ElementsAre("One", "Two", "Three"));
     EXPECT_THAT(printers[0].uses[0].ports, ElementsAre("One", "Two"));
     EXPECT_THAT(printers[0].uses[1].ports, ElementsAre("Three"));
-    EXPECT_EQ(printers[0].uses[1].job.copies, 2u);
+    EXPECT_EQ(printers[0].uses[1].job->copies, 2u);
 }
 
 TEST(FleetReport, APrinterWithoutAPortIsAskedAboutANewPortsTemplate) {
@@ -72,10 +75,10 @@ TEST(FleetReport, APrinterWithoutAPortIsAskedAboutANewPortsTemplate) {
     const std::vector<FleetPrinter> printers = list.printers();
     ASSERT_EQ(printers.size(), 2u);
     ASSERT_EQ(printers[0].uses.size(), 1u);
-    EXPECT_EQ(printers[0].uses[0].job, JobTemplate());
+    EXPECT_EQ(*printers[0].uses[0].job, JobTemplate());
     EXPECT_THAT(printers[0].uses[0].ports, IsEmpty());
     ASSERT_EQ(printers[1].uses.size(), 1u);
-    EXPECT_EQ(printers[1].uses[0].job.copies, 3u);
+    EXPECT_EQ(printers[1].uses[0].job->copies, 3u);
 }
 
 TEST(FleetReport, AnotherUserMakesAnotherPrinterUnlessNoneIsUsed) {
@@ -183,8 +186,10 @@ TEST(FleetReport, AnUnreachablePrinterTellsNothingAboutItself) {
 }
 
 TEST(FleetReport, LinesThatComeOneByOneAreAligned) {
-    const std::vector<FleetPrinter> printers = {{printerAt("ipp://a/"), {{{}, {"One"}}}},
-                                                {printerAt("ipp://longer/"), {{{}, {"Two"}}}}};
+    std::vector<FleetResult> printers(2);
+    printers[0].url = "ipp://a/";
+    printers[1].url = "ipp://longer/";
+    printers[1].ports = {"One", "Two"};
     const std::vector<std::size_t> widths =
         fleetWidths(printers, 3, velmora::testing::latin1Codec());
     FleetResult result = resultWith({outcome(Outcome::accepted)});
@@ -193,6 +198,8 @@ TEST(FleetReport, LinesThatComeOneByOneAreAligned) {
         tableLine(fleetColumns(), toRow(result, 3, velmora::testing::latin1Codec()), widths);
     EXPECT_EQ(heading.find("STATE"), std::string("ipp://longer/").size() + 2);
     EXPECT_EQ(line.find("ready"), heading.find("STATE"));
+    EXPECT_EQ(heading.find("CERT DAYS"),
+              heading.find("PORTS") + std::string("One, Two").size() + 2);
     EXPECT_THAT(line, EndsWith("\n"));
 }
 

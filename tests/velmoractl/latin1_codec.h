@@ -1,6 +1,10 @@
 #pragma once
 
-#include "velmoractl/text/configuration_file.h"
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "velmoractl/text/text_codec.h"
 
 namespace velmora::testing {
 

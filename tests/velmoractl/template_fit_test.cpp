@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "ipp/job_template.h"
 #include "velmoractl/text/media_size.h"
 #include "velmoractl/text/template_attributes.h"
 

@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "directory/groups_db.h"
+#include "port/port_config.h"
 #include "velmoractl/command_error.h"
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"

@@ -1,26 +1,35 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
+#include <memory>
 #include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "directory/groups_db.h"
-#include "port/port_config.h"
 #include "velmoractl/text/json.h"
 #include "velmoractl/text/queue_description.h"
 #include "velmoractl/text/text_codec.h"
+
+namespace velmora {
+class CGroupsDB;
+struct CGroupsDBNode;
+struct PortConfig;
+}  // namespace velmora
 
 namespace velmora::ctl {
 
 /// Ports and printer directory as one file holds them. docs/fleet-setup.md describes the file.
 struct Configuration {
+    Configuration();
+    ~Configuration();
+    Configuration(Configuration&&) noexcept;
+    Configuration& operator=(Configuration&&) noexcept;
+
     std::vector<PortConfig> ports;
     bool hasPorts = false;  ///< false: the file says nothing about ports
-    /// None: the file says nothing about the directory.
-    std::optional<CGroupsDB> directory;
+    /// Null: the file says nothing about the directory.
+    std::unique_ptr<CGroupsDB> directory;
 
     // Records that want a password and have none in the file: what is stored now is kept.
     std::set<std::string> portsWithoutPassword;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "directory/groups_db.h"
+#include "port/port_config.h"
 #include "port/url_text.h"
 #include "velmoractl/text/template_attributes.h"
 
@@ -48,6 +50,11 @@ Json portPrinterJson(const CGroupsDBPrinter& printer, bool withPassword, const T
 }
 
 }  // namespace
+
+Configuration::Configuration() = default;
+Configuration::~Configuration() = default;
+Configuration::Configuration(Configuration&&) noexcept = default;
+Configuration& Configuration::operator=(Configuration&&) noexcept = default;
 
 Json toJson(const PortConfig& port, bool withPassword, const TextCodec& codec) {
     Json json{{"name", codec.toUtf8(port.name)},

@@ -5,7 +5,10 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "directory/groups_db.h"
+#include "port/port_config.h"
 #include "port/url_text.h"
+#include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
 
@@ -126,7 +129,7 @@ class TreeMerge {
     void run() {
         match();
         number();
-        plan_.grown = ctl::copyOf(stored_);
+        *plan_.grown = ctl::copyOf(stored_);
         for (const CGroupsDBNode* node : order_)
             enter(*node);
         describe();
@@ -213,13 +216,13 @@ class TreeMerge {
             }
             printer.address = withUsedCredentials(std::move(printer.address));
         }
-        plan_.grown.Insert(std::move(copy));
+        plan_.grown->Insert(std::move(copy));
     }
 
     void describe() {
-        const DirectoryPaths names(plan_.grown);
+        const DirectoryPaths names(*plan_.grown);
         for (const CGroupsDBNode* one : order_) {
-            const CGroupsDBNode& node = *plan_.grown.FindNode(ids_.at(one->id));
+            const CGroupsDBNode& node = *plan_.grown->FindNode(ids_.at(one->id));
             const CGroupsDBNode* const old = stored_.FindNode(node.id);
             const char* const thing = node.type == NODE_PRINTER ? "printer" : "group";
             const std::string path = codec_.toUtf8(names.pathOf(node.id));
@@ -283,8 +286,8 @@ void planRemoval(const CGroupsDB& stored, const TreeMerge& merge, const Removal&
                                 codec.toUtf8(names.pathOf(id)),
                                 {}});
     }
-    for (const auto& [id, node] : plan.grown.nodes())
-        if (!removed.contains(id)) plan.pruned.Insert(copyOf(*node));
+    for (const auto& [id, node] : plan.grown->nodes())
+        if (!removed.contains(id)) plan.pruned->Insert(copyOf(*node));
 }
 
 void planPatterns(const Configuration& wanted, const CGroupsDB& stored, ConfigurationPlan& plan) {
@@ -344,40 +347,49 @@ void planPorts(const Configuration& wanted, const std::vector<PortConfig>& ports
     }
 }
 
+void setPattern(CGroupsDB& directory, const CGroupsDBPrinter& pattern) {
+    directory.SetPortPrinter(pattern.name, pattern.address);
+}
+
+/// The nodes of `source` in the place of the directory's; its patterns stay.
+void takeNodes(CGroupsDB& directory, const CGroupsDB& source) {
+    CGroupsDB result = ctl::copyOf(source);
+    for (const auto& [name, pattern] : source.portPrinters())
+        result.RemovePortPrinter(name);
+    for (const auto& [name, pattern] : directory.portPrinters())
+        setPattern(result, *pattern);
+    directory = std::move(result);
+}
+
 }  // namespace
 
-std::string inWords(const Difference& difference) {
-    const auto words = [](const Json& value) {
-        return value.is_null() ? std::string("none") : shown(value.dump());
-    };
-    if (difference.key == "password") {
-        return difference.after.is_null() ? "password: none" : "password: another";
-    }
-    return difference.key + ": " + words(difference.before) + " -> " + words(difference.after);
-}
-
-std::string inWords(const Change& change) {
-    std::string text = std::string(keywordOf(change.kind)) + " ";
-    if (change.name.empty()) return text + "the patterns of the ports' printers";
-    return text + change.thing + " " + inQuotes(change.name);
-}
-
-const char* keywordOf(Change::Kind kind) {
-    switch (kind) {
-        case Change::Kind::add:
-            return "add";
-        case Change::Kind::change:
-            return "change";
-        case Change::Kind::remove:
-            return "remove";
-    }
-    return "";
-}
+ConfigurationPlan::ConfigurationPlan()
+    : grown(std::make_unique<CGroupsDB>()), pruned(std::make_unique<CGroupsDB>()) {}
+ConfigurationPlan::~ConfigurationPlan() = default;
+ConfigurationPlan::ConfigurationPlan(ConfigurationPlan&&) noexcept = default;
+ConfigurationPlan& ConfigurationPlan::operator=(ConfigurationPlan&&) noexcept = default;
 
 CGroupsDB copyOf(const CGroupsDB& directory) {
     CGroupsDB copy;
     copy.Deserialize(payload(directory));
     return copy;
+}
+
+void grow(CGroupsDB& directory, const ConfigurationPlan& plan) {
+    takeNodes(directory, *plan.grown);
+}
+
+void complete(CGroupsDB& directory, const ConfigurationPlan& plan,
+              std::string (*folded)(std::string name)) {
+    takeNodes(directory, *plan.pruned);
+    std::map<std::string, std::string> names;
+    for (const auto& [name, pattern] : directory.portPrinters())
+        names[folded(name)] = name;
+    for (const CGroupsDBPrinter& pattern : plan.patterns) {
+        const auto found = names.find(folded(pattern.name));
+        if (found != names.end()) directory.RemovePortPrinter(found->second);
+        setPattern(directory, pattern);
+    }
 }
 
 std::vector<Difference> differences(const PortConfig& before, const PortConfig& after,
@@ -410,8 +422,8 @@ ConfigurationPlan planImport(Configuration& wanted, const std::vector<PortConfig
         }
         planRemoval(directory, merge, removal, plan, removedNodes, codec);
     } else {
-        plan.grown = copyOf(directory);
-        plan.pruned = copyOf(directory);
+        *plan.grown = copyOf(directory);
+        *plan.pruned = copyOf(directory);
     }
     if (wanted.isDescription) {
         for (PortConfig& port : wanted.ports) {

@@ -1,34 +1,22 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "velmoractl/text/configuration_file.h"
+#include "velmoractl/text/changes.h"
+#include "velmoractl/text/text_codec.h"
+
+namespace velmora {
+class CGroupsDB;
+struct CGroupsDBNode;
+struct CGroupsDBPrinter;
+struct PortConfig;
+}  // namespace velmora
 
 namespace velmora::ctl {
 
-/// What differs in one field; texts as they are stored, a password only as "another".
-struct Difference {
-    std::string key;
-    Json before, after;  ///< null: absent
-};
-
-/// A line such as: media: "A4" -> "Letter". UTF-8, safe to show.
-std::string inWords(const Difference& difference);
-
-/// What has to be done to one thing. Texts are UTF-8; no password is in them.
-struct Change {
-    enum class Kind { add, change, remove };
-    Kind kind;
-    const char* thing;  ///< "port", "group", "printer", "pattern", or "patterns" (all of them)
-    std::string name;   ///< a port's name, a path, or empty
-    std::vector<Difference> details;
-};
-
-/// A line such as: add port "Office". Safe to show.
-std::string inWords(const Change& change);
-const char* keywordOf(Change::Kind kind);
+struct Configuration;
 
 /// Kinds of which everything is removed that the file lacks.
 struct Removal {
@@ -39,19 +27,23 @@ struct Removal {
 };
 
 /// The way from what is stored to what a file wants.
-struct ConfigurationPlan {
-    std::vector<Change> changes;
-    std::vector<std::string> warnings;  ///< UTF-8, safe to show
+struct ConfigurationPlan : ChangeList {
+    /// Of nothing, with empty directories.
+    ConfigurationPlan();
+    ~ConfigurationPlan();
+    ConfigurationPlan(ConfigurationPlan&&) noexcept;
+    ConfigurationPlan& operator=(ConfigurationPlan&&) noexcept;
 
     std::vector<PortConfig> portsToAdd;
     std::vector<PortConfig> portsToChange;
     std::vector<std::string> portsToRemove;
 
     /// The stored directory with what the file adds and changes; for the time before the ports are
-    /// changed, which name groups by number. Equal to the stored one if the file has none.
-    CGroupsDB grown;
-    /// The nodes in the end: without those that are removed.
-    CGroupsDB pruned;
+    /// changed, which name groups by number. Equal to the stored one if the file has none. Not
+    /// null.
+    std::unique_ptr<CGroupsDB> grown;
+    /// The nodes in the end: without those that are removed. Not null.
+    std::unique_ptr<CGroupsDB> pruned;
     /// Patterns of ports' printers that the file wants.
     std::vector<CGroupsDBPrinter> patterns;
 };
@@ -65,6 +57,14 @@ struct ConfigurationPlan {
 ConfigurationPlan planImport(Configuration& wanted, const std::vector<PortConfig>& ports,
                              const CGroupsDB& directory, const Removal& removal,
                              const TextCodec& codec);
+
+/// Gives a directory the nodes that the plan wants while ports are changed.
+void grow(CGroupsDB& directory, const ConfigurationPlan& plan);
+/// Gives it the nodes of the end, and the plan's patterns. Saving a port stores its printer as a
+/// pattern too; what the file says wins. `folded`: a name as Windows compares it, which has one
+/// place for names that differ in capital and small letters alone.
+void complete(CGroupsDB& directory, const ConfigurationPlan& plan,
+              std::string (*folded)(std::string name));
 
 /// What differs between two records of one port.
 std::vector<Difference> differences(const PortConfig& before, const PortConfig& after,

@@ -1,6 +1,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
+#include "port/port_config.h"
 #include "port/url_text.h"
 #include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/directory_paths.h"
@@ -37,10 +38,9 @@ std::string pathFor(const DirectoryPaths& names, const CGroupsDBNode& group,
                     path + " NAME\", or write version 1");
 }
 
-Json groupsJson(const CGroupsDB& directory, const DirectoryPaths& names, bool withPasswords,
-                const TextCodec& codec) {
+Json groupsJson(const DirectoryPaths& names, bool withPasswords, const TextCodec& codec) {
     std::map<std::string, Json> groups;
-    for (const auto& [id, node] : directory.nodes()) {
+    for (const auto& [id, node] : names.nodes()) {
         if (node->type != NODE_GROUP) continue;
         std::map<std::string, Json> printers;
         for (const CGroupsDBNode* child : names.children(id)) {
@@ -76,8 +76,8 @@ Json templateJson(const PortConfig& port, const TextCodec& codec) {
     return different;
 }
 
-Json portJson(const PortConfig& port, const CGroupsDB& directory, const DirectoryPaths& names,
-              bool withPasswords, const TextCodec& codec) {
+Json portJson(const PortConfig& port, const DirectoryPaths& names, bool withPasswords,
+              const TextCodec& codec) {
     Json json{{"name", codec.toUtf8(port.name)}};
     if (port.singleTarget) {
         const Json address = addressJson(port.printer, withPasswords, codec);
@@ -87,7 +87,7 @@ Json portJson(const PortConfig& port, const CGroupsDB& directory, const Director
         json["groups"] = Json::array();
         for (const std::uint32_t id : port.targetIds) {
             // A deleted group's number would be that of another one elsewhere.
-            if (const CGroupsDBGroup* const group = directory.FindGroup(id)) {
+            if (const CGroupsDBGroup* const group = names.group(id)) {
                 json["groups"].push_back(pathFor(names, *group, codec));
             }
         }
@@ -124,10 +124,10 @@ Json describe(const std::vector<PortConfig>& ports, const CGroupsDB& directory,
               const TextCodec& codec) {
     const DirectoryPaths names(directory);
     Json json{{"format", "velmora-configuration"}, {"version", 2}};
-    json["groups"] = groupsJson(directory, names, withPasswords, codec);
+    json["groups"] = groupsJson(names, withPasswords, codec);
     std::map<std::string, Json> byName;
     for (const PortConfig& port : ports)
-        byName.emplace(port.name, portJson(port, directory, names, withPasswords, codec));
+        byName.emplace(port.name, portJson(port, names, withPasswords, codec));
     json["ports"] = values(byName);
     if (queues != nullptr) {
         std::map<std::string, Json> queuesByName;

@@ -72,6 +72,14 @@ std::string DirectoryPaths::pathOf(std::uint32_t id) const {
     return path.starts_with('#') ? number : path;
 }
 
+const DirectoryNodes& DirectoryPaths::nodes() const {
+    return directory_.nodes();
+}
+
+const CGroupsDBGroup* DirectoryPaths::group(std::uint32_t id) const {
+    return directory_.FindGroup(id);
+}
+
 CGroupsDBNode* findNode(const CGroupsDB& directory, std::string_view text) {
     return DirectoryPaths(directory).find(text);
 }

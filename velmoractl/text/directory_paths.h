@@ -7,10 +7,7 @@
 #include <utility>
 #include <vector>
 
-namespace velmora {
-class CGroupsDB;
-struct CGroupsDBNode;
-}  // namespace velmora
+#include "directory/directory_records.h"
 
 namespace velmora::ctl {
 
@@ -37,6 +34,11 @@ class DirectoryPaths {
 
     /// The children of a group, in the order of their ids.
     const std::vector<CGroupsDBNode*>& children(std::uint32_t group) const;
+
+    /// All records.
+    const DirectoryNodes& nodes() const;
+    /// Null if there is no group of that id.
+    const CGroupsDBGroup* group(std::uint32_t id) const;
 
   private:
     const CGroupsDB& directory_;

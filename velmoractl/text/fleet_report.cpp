@@ -135,34 +135,6 @@ bool isUnreachable(const PrinterProblem& problem) {
 
 }  // namespace
 
-FleetPrinter& FleetList::enter(const PrintTarget& target) {
-    const bool user = target.useAuthentication != 0;
-    const auto [place, added] = places_.try_emplace(
-        {target.url, user, user ? target.userName : "", user ? target.password : ""},
-        printers_.size());
-    if (added) printers_.push_back({target, {}});
-    return printers_[place->second];
-}
-
-void FleetList::add(const PrintTarget& target, const JobTemplate& job, const std::string& port) {
-    std::vector<TemplateUse>& uses = enter(target).uses;
-    auto use = std::ranges::find(uses, job, &TemplateUse::job);
-    if (use == uses.end()) use = uses.insert(uses.end(), {job, {}});
-    if (std::ranges::find(use->ports, port) == use->ports.end()) use->ports.push_back(port);
-}
-
-void FleetList::add(const PrintTarget& target) {
-    enter(target);
-}
-
-std::vector<FleetPrinter> FleetList::printers() const {
-    std::vector<FleetPrinter> printers = printers_;
-    for (FleetPrinter& one : printers) {
-        if (one.uses.empty()) one.uses.emplace_back();
-    }
-    return printers;
-}
-
 std::vector<Supply> suppliesOf(const IppMessage& printer) {
     std::vector<Supply> supplies = markersOf(printer);
     if (!supplies.empty()) return supplies;
@@ -308,20 +280,17 @@ Json toRow(const FleetResult& result, std::size_t mostPorts, const TextCodec& co
         {"details", details}};
 }
 
-std::vector<std::size_t> fleetWidths(const std::vector<FleetPrinter>& printers,
-                                     std::size_t mostPorts, const TextCodec& codec) {
+std::vector<std::size_t> fleetWidths(const std::vector<FleetResult>& unasked, std::size_t mostPorts,
+                                     const TextCodec& codec) {
     constexpr std::size_t kSupply = 16;
     constexpr std::size_t kAlerts = 20;
     std::vector<std::size_t> widths;
     for (const Column& column : fleetColumns())
         widths.push_back(std::string_view(column.heading).size());
     widths[1] = std::string_view("unreachable").size();
-    for (const FleetPrinter& printer : printers) {
-        std::vector<std::string> ports;
-        for (const TemplateUse& use : printer.uses)
-            ports.insert(ports.end(), use.ports.begin(), use.ports.end());
-        widths[0] = std::max(widths[0], codec.toUtf8(maskedUrl(printer.target.url)).size());
-        widths[2] = std::max(widths[2], someOf(utf8(ports, codec), mostPorts).size());
+    for (const FleetResult& one : unasked) {
+        widths[0] = std::max(widths[0], codec.toUtf8(maskedUrl(one.url)).size());
+        widths[2] = std::max(widths[2], someOf(utf8(one.ports, codec), mostPorts).size());
     }
     widths[4] = kSupply;
     widths[5] = kAlerts;

@@ -2,17 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>
-#include <tuple>
 #include <vector>
 
-#include "ipp/job_template.h"
 #include "ipp/message.h"
-#include "platform/printer_address.h"
 #include "velmoractl/internet.h"
 #include "velmoractl/job_check.h"
 #include "velmoractl/printer_client.h"
@@ -20,38 +16,6 @@
 #include "velmoractl/text/text_codec.h"
 
 namespace velmora::ctl {
-
-/// A job template that a printer is asked about, and the ports that send it.
-struct TemplateUse {
-    JobTemplate job;
-    std::vector<std::string> ports;  ///< in the ANSI code page; none: a new port's template
-};
-
-/// One printer of a fleet.
-struct FleetPrinter {
-    PrintTarget target;
-    std::vector<TemplateUse> uses;  ///< at least one; no template twice
-};
-
-/// Printers, each once however many ports print to it. The same URL with another user is another
-/// printer: it may answer otherwise.
-class FleetList {
-  public:
-    /// A port that prints to the printer.
-    void add(const PrintTarget& target, const JobTemplate& job, const std::string& port);
-    /// A printer that may have no port: if it has none, a new port's template is asked about.
-    void add(const PrintTarget& target);
-
-    /// In the order in which they came.
-    std::vector<FleetPrinter> printers() const;
-
-  private:
-    FleetPrinter& enter(const PrintTarget& target);
-
-    using Key = std::tuple<std::string, bool, std::string, std::string>;
-    std::map<Key, std::size_t> places_;
-    std::vector<FleetPrinter> printers_;
-};
 
 /// Toner, ink or another supply.
 struct Supply {
@@ -108,8 +72,9 @@ std::span<const Column> fleetColumns();
 /// The same as one row of the list; `mostPorts`: how many ports are named at most.
 Json toRow(const FleetResult& result, std::size_t mostPorts, const TextCodec& codec);
 
-/// Widths that suit the rows of these printers before any has answered.
-std::vector<std::size_t> fleetWidths(const std::vector<FleetPrinter>& printers,
-                                     std::size_t mostPorts, const TextCodec& codec);
+/// Widths that suit the rows of printers before any has answered: of `unasked` only the URLs and
+/// ports count.
+std::vector<std::size_t> fleetWidths(const std::vector<FleetResult>& unasked, std::size_t mostPorts,
+                                     const TextCodec& codec);
 
 }  // namespace velmora::ctl

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "port/port_config.h"
 #include "port/url_text.h"
 #include "velmoractl/text/configuration_values.h"
 #include "velmoractl/text/configuration_versions.h"
@@ -179,10 +180,10 @@ void addLine(const CsvLine& line, const std::vector<std::string>& columns, Descr
 }
 
 std::string groupsText(const PortConfig& port, const DirectoryPaths& names,
-                       const CGroupsDB& directory, const TextCodec& codec) {
+                       const TextCodec& codec) {
     std::string text;
     for (const std::uint32_t id : port.targetIds) {
-        if (directory.FindGroup(id) == nullptr) continue;
+        if (names.group(id) == nullptr) continue;
         const std::string path = names.pathOf(id);
         if (path.find(';') != std::string::npos) {
             throw FileError("port " + inQuotes(codec.toUtf8(port.name)) +
@@ -233,7 +234,7 @@ std::string portsTable(const std::vector<PortConfig>& ports, const CGroupsDB& di
                 row["password"] = codec.toUtf8(port.printer.password);
             }
         } else {
-            row["groups"] = codec.toUtf8(groupsText(port, names, directory, codec));
+            row["groups"] = codec.toUtf8(groupsText(port, names, codec));
         }
         for (const TemplateAttribute& attribute : templateAttributes())
             row[attribute.name] = codec.toUtf8(attribute.get(port.jobTemplate));

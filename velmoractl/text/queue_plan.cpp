@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <map>
 
-#include "velmoractl/text/text_codec.h"
-
 namespace velmora::ctl {
 namespace {
 

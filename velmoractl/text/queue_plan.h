@@ -4,8 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "velmoractl/text/configuration_plan.h"
+#include "velmoractl/text/changes.h"
 #include "velmoractl/text/queue_description.h"
+#include "velmoractl/text/text_codec.h"
 
 namespace velmora::ctl {
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "directory/groups_db.h"
 #include "port/port_config.h"
 #include "velmoractl/command_error.h"
 #include "velmoractl/text/directory_paths.h"
@@ -142,7 +141,7 @@ std::vector<PortConfig> selected(const std::vector<PortConfig>& ports, const CGr
 std::vector<std::uint32_t> selected(const CGroupsDB& directory, const Selector& selector) {
     const DirectoryPaths names(directory);
     std::vector<std::uint32_t> result;
-    for (const auto& [id, node] : directory.nodes()) {
+    for (const auto& [id, node] : names.nodes()) {
         if (node->type != NODE_PRINTER) continue;
         const auto& printer = static_cast<const CGroupsDBPrinter&>(*node);
         const auto values = [&](std::string_view key) { return valuesOf(printer, key); };

@@ -10,6 +10,7 @@
 #include <tuple>
 #include <utility>
 
+#include "ipp/job_template.h"
 #include "ipp/job_template_choices.h"
 #include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/media_size.h"

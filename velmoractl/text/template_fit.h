@@ -6,8 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "ipp/job_template.h"
 #include "ipp/message.h"
+
+namespace velmora {
+struct JobTemplate;
+}
 
 namespace velmora::ctl {
 

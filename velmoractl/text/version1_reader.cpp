@@ -1,6 +1,8 @@
 #include <optional>
 #include <set>
 
+#include "directory/groups_db.h"
+#include "port/port_config.h"
 #include "velmoractl/text/configuration_values.h"
 #include "velmoractl/text/configuration_versions.h"
 #include "velmoractl/text/directory_paths.h"
@@ -135,8 +137,9 @@ Configuration readVersion1(const Json& json, const CGroupsDB* current, const Tex
     reader.allow({"format", "version", "ports", "directory"});
     Configuration result;
     if (reader.has("directory"))
-        result.directory = readDirectory(reader.child("directory"), result);
-    const CGroupsDB* const directory = result.directory ? &*result.directory : current;
+        result.directory =
+            std::make_unique<CGroupsDB>(readDirectory(reader.child("directory"), result));
+    const CGroupsDB* const directory = result.directory ? result.directory.get() : current;
     result.hasPorts = reader.has("ports");
     if (result.hasPorts) {
         std::optional<DirectoryPaths> names;

@@ -2,6 +2,8 @@
 #include <optional>
 #include <set>
 
+#include "directory/groups_db.h"
+#include "port/port_config.h"
 #include "velmoractl/text/configuration_values.h"
 #include "velmoractl/text/configuration_versions.h"
 #include "velmoractl/text/directory_paths.h"
@@ -311,7 +313,7 @@ Configuration readVersion2(std::span<const DescriptionPart> parts, const CGroups
             result.queues.push_back(std::move(queue));
         });
     }
-    if (hasGroups) result.directory = std::move(directory);
+    if (hasGroups) result.directory = std::make_unique<CGroupsDB>(std::move(directory));
     return result;
 }
 

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "directory/groups_db.h"
 #include "port/port_config.h"
+#include "port/xcv_client.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
@@ -63,14 +63,30 @@ void checkSelection(const Selection& selection, const std::string& thing, const 
     }
 }
 
+void checkSize(const PortConfig& port, const std::string& what) {
+    const std::size_t size = packedSize(port);
+    if (size <= kRecordArea) return;
+    throw CommandError(ExitCode::usage, what,
+                       "the port's settings are " + std::to_string(size) +
+                           " bytes long, and the port dialog reads no more than " +
+                           std::to_string(kRecordArea),
+                       "use shorter texts, or put groups into one group above them");
+}
+
+void checkSizes(const std::vector<PortConfig>& ports, const std::string& what) {
+    for (const PortConfig& port : ports)
+        checkSize(port, what + ", port " + quotedAnsi(port.name));
+}
+
 std::vector<PortConfig> selectedPorts(MonitorChannel& channel, const Selection& selection,
                                       const std::string& what) {
     const Selector selector(selection, portKeys(), systemCodec(), what);
-    const CGroupsDB directory = channel.directory();
     std::vector<PortConfig> ports;
-    if (selection.names.empty()) {
-        ports = selected(channel.ports(), directory, selector);
-    } else {
+    channel.readDirectory([&](const CGroupsDB& directory) {
+        if (selection.names.empty()) {
+            ports = selected(channel.ports(), directory, selector);
+            return;
+        }
         const DirectoryPaths names(directory);
         for (const std::string& name : selection.names) {
             PortConfig port = channel.port(name);
@@ -78,7 +94,7 @@ std::vector<PortConfig> selectedPorts(MonitorChannel& channel, const Selection& 
             const auto values = [&](std::string_view key) { return valuesOf(port, names, key); };
             if (!known && selector.meetsConditions(values)) ports.push_back(std::move(port));
         }
-    }
+    });
     if (ports.empty()) throw nothingFits("port", what);
     return ports;
 }

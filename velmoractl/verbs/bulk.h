@@ -25,6 +25,12 @@ void addDryRun(Verb verb, bool& dryRun);
 /// Nothing is selected, or in two ways at once. `thing`: "port" or "printer".
 void checkSelection(const Selection& selection, const std::string& thing, const std::string& what);
 
+/// The dialogs read a port's record through an area of 1024 bytes: a larger one could be printed to
+/// but not be configured any more.
+void checkSize(const PortConfig& port, const std::string& what);
+/// The same for each port, which the error names.
+void checkSizes(const std::vector<PortConfig>& ports, const std::string& what);
+
 /// The ports that are meant, each once. ExitCode::notFound if one that is named is missing, or if
 /// none fits.
 std::vector<PortConfig> selectedPorts(MonitorChannel& channel, const Selection& selection,

@@ -2,12 +2,11 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "directory/groups_db.h"
+#include "directory/directory_records.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/spooler_queues.h"
 #include "velmoractl/text/completion.h"
 #include "velmoractl/text/console.h"
-#include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/server_list.h"
 #include "velmoractl/verbs/session.h"
 
@@ -23,15 +22,6 @@ void printScript(const Session& session, const std::string& shell) {
     writeOut(script);
 }
 
-std::vector<std::string> nodePaths(MonitorChannel& channel, std::uint32_t type) {
-    const CGroupsDB directory = channel.directory();
-    const DirectoryPaths names(directory);
-    std::vector<std::string> paths;
-    for (const auto& [id, node] : directory.nodes())
-        if (node->type == type && id != kRootGroup) paths.push_back(names.pathOf(id));
-    return paths;
-}
-
 std::vector<std::string> namesOf(const Session& session, NameKind kind) {
     const std::string what = "completion";
     std::vector<std::string> names;
@@ -40,14 +30,10 @@ std::vector<std::string> namesOf(const Session& session, NameKind kind) {
             break;
         case NameKind::port:
             return MonitorChannel(session).portNames();
-        case NameKind::group: {
-            MonitorChannel channel(session);
-            return nodePaths(channel, NODE_GROUP);
-        }
-        case NameKind::printer: {
-            MonitorChannel channel(session);
-            return nodePaths(channel, NODE_PRINTER);
-        }
+        case NameKind::group:
+            return MonitorChannel(session).paths(NODE_GROUP);
+        case NameKind::printer:
+            return MonitorChannel(session).paths(NODE_PRINTER);
         case NameKind::queue:
             for (const Queue& queue : spoolerQueues(session.server, what))
                 names.push_back(queue.description.name);

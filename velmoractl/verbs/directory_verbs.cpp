@@ -4,10 +4,10 @@
 #include <set>
 
 #include "directory/groups_db.h"
-#include "port/port_config.h"
 #include "port/url_text.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/text/bulk_plan.h"
+#include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
@@ -18,6 +18,8 @@
 
 namespace velmora::ctl {
 namespace {
+
+using PortGroups = MonitorChannel::PortGroups;
 
 /// The arguments of a group or printer verb.
 struct NodeOptions {
@@ -94,10 +96,10 @@ void report(const Session& session, const CGroupsDB& directory, std::uint32_t id
 }
 
 /// Numbers of groups that are gone and that ports still hold must not become those of others.
-void skipHeldNumbers(CGroupsDB& directory, const std::vector<PortConfig>& ports) {
+void skipHeldNumbers(CGroupsDB& directory, const std::vector<PortGroups>& ports) {
     std::set<std::uint32_t> held;
-    for (const PortConfig& port : ports)
-        held.insert(port.targetIds.begin(), port.targetIds.end());
+    for (const PortGroups& port : ports)
+        held.insert(port.groups.begin(), port.groups.end());
     while (held.contains(directory.nextId()))
         directory.ReserveId(directory.nextId());
 }
@@ -112,9 +114,9 @@ void addNode(const Session& session, const NodeOptions& options, std::uint32_t t
     }
     MonitorChannel channel(session);
     const auto lock = channel.lockDirectory(what);
-    const std::vector<PortConfig> ports = channel.ports();
+    const std::vector<PortGroups> ports = channel.portGroups();
     std::uint32_t id = 0;
-    const CGroupsDB stored = channel.changeDirectory(what, [&](CGroupsDB& directory) {
+    const CGroupsDB stored = channel.changedDirectory(what, [&](CGroupsDB& directory) {
         const auto [groupPath, name] = splitPath(options.node);
         const std::uint32_t group = requireGroup(directory, groupPath, what).id;
         checkFreeName(directory, group, name, 0, what);
@@ -134,7 +136,7 @@ void renameNode(const Session& session, const NodeOptions& options, std::uint32_
     const std::string what = std::string(nodeWord(type)) + " rename " + quotedAnsi(options.node);
     MonitorChannel channel(session);
     std::uint32_t id = 0;
-    const CGroupsDB stored = channel.changeDirectory(what, [&](CGroupsDB& directory) {
+    const CGroupsDB stored = channel.changedDirectory(what, [&](CGroupsDB& directory) {
         const CGroupsDBNode& node = requireNode(directory, options.node, type, what);
         id = node.id;
         if (node.name == options.to) return;
@@ -148,7 +150,7 @@ void moveNode(const Session& session, const NodeOptions& options, std::uint32_t 
     const std::string what = std::string(nodeWord(type)) + " move " + quotedAnsi(options.node);
     MonitorChannel channel(session);
     std::uint32_t id = 0;
-    const CGroupsDB stored = channel.changeDirectory(what, [&](CGroupsDB& directory) {
+    const CGroupsDB stored = channel.changedDirectory(what, [&](CGroupsDB& directory) {
         CGroupsDBNode& node = requireNode(directory, options.node, type, what);
         const CGroupsDBGroup& target = requireGroup(directory, options.to, what);
         id = node.id;
@@ -180,18 +182,18 @@ std::set<std::uint32_t> withAllBelow(const CGroupsDB& directory, std::uint32_t t
 }
 
 /// The ports that name one of the groups, as they are without them.
-std::vector<PortConfig> portsWithout(const std::vector<PortConfig>& ports,
+std::vector<PortGroups> portsWithout(const std::vector<PortGroups>& ports,
                                      const std::set<std::uint32_t>& groups) {
-    std::vector<PortConfig> changed;
-    for (const PortConfig& port : ports) {
-        PortConfig rest = port;
-        std::erase_if(rest.targetIds, [&](std::uint32_t id) { return groups.contains(id); });
-        if (rest.targetIds.size() != port.targetIds.size()) changed.push_back(std::move(rest));
+    std::vector<PortGroups> changed;
+    for (const PortGroups& port : ports) {
+        PortGroups rest = port;
+        std::erase_if(rest.groups, [&](std::uint32_t id) { return groups.contains(id); });
+        if (rest.groups.size() != port.groups.size()) changed.push_back(std::move(rest));
     }
     return changed;
 }
 
-std::string namesOf(const std::vector<PortConfig>& ports, std::size_t from = 0) {
+std::string namesOf(const std::vector<PortGroups>& ports, std::size_t from = 0) {
     std::string text;
     for (std::size_t i = from; i < ports.size(); ++i)
         text += (text.empty() ? "" : ", ") + quotedAnsi(ports[i].name);
@@ -199,7 +201,7 @@ std::string namesOf(const std::vector<PortConfig>& ports, std::size_t from = 0) 
 }
 
 void checkRemovable(const CGroupsDB& directory, const CGroupsDBNode& node,
-                    const std::vector<PortConfig>& ports, bool force, const std::string& what) {
+                    const std::vector<PortGroups>& ports, bool force, const std::string& what) {
     if (node.id == kRootGroup) {
         throw CommandError(ExitCode::conflict, what, "this is the group that holds all others",
                            "remove the groups in it");
@@ -222,9 +224,9 @@ void removeNode(const Session& session, const NodeOptions& options, std::uint32_
     const std::string what = std::string(nodeWord(type)) + " remove " + quotedAnsi(options.node);
     MonitorChannel channel(session);
     const auto lock = channel.lockDirectory(what);
-    const std::vector<PortConfig> ports =
-        type == NODE_GROUP ? channel.ports() : std::vector<PortConfig>();
-    std::vector<PortConfig> changed;
+    const std::vector<PortGroups> ports =
+        type == NODE_GROUP ? channel.portGroups() : std::vector<PortGroups>();
+    std::vector<PortGroups> changed;
     std::string path, done;
     channel.changeDirectory(what, [&](CGroupsDB& directory) {
         const CGroupsDBNode& node = requireNode(directory, options.node, type, what);
@@ -238,7 +240,7 @@ void removeNode(const Session& session, const NodeOptions& options, std::uint32_
     // The number in a port means nothing now; it must not mean another group later.
     for (std::size_t i = 0; i < changed.size(); ++i) {
         try {
-            channel.changePort(changed[i]);
+            channel.changeGroups(changed[i]);
         } catch (const CommandError& error) {
             throw CommandError(error.code(), what,
                                "the group is removed, but these ports still hold its number: " +
@@ -249,14 +251,14 @@ void removeNode(const Session& session, const NodeOptions& options, std::uint32_
     }
     if (session.wantsJson()) {
         Json names = Json::array();
-        for (const PortConfig& port : changed)
+        for (const PortGroups& port : changed)
             names.push_back(toUtf8(port.name));
         session.answer({{"removed", path}, {"changed-ports", std::move(names)}});
     }
     session.say(done);
-    for (const PortConfig& port : changed) {
+    for (const PortGroups& port : changed) {
         session.say("Port " + quotedAnsi(port.name) + " no longer prints to it" +
-                    (port.targetIds.empty() ? ", and now prints to nothing." : "."));
+                    (port.groups.empty() ? ", and now prints to nothing." : "."));
     }
 }
 
@@ -299,7 +301,7 @@ void setOnePrinter(const Session& session, const NodeOptions& options) {
     const PrinterChange change(options, what);
     MonitorChannel channel(session);
     std::uint32_t id = 0;
-    const CGroupsDB stored = channel.changeDirectory(what, [&](CGroupsDB& directory) {
+    const CGroupsDB stored = channel.changedDirectory(what, [&](CGroupsDB& directory) {
         auto& printer =
             static_cast<CGroupsDBPrinter&>(requireNode(directory, path, NODE_PRINTER, what));
         id = printer.id;
@@ -319,7 +321,7 @@ void setPrinters(const Session& session, const NodeOptions& options) {
             change.apply(directory, *directory.FindPrinter(id), one);
         }
     };
-    ConfigurationPlan plan;
+    ChangeList plan;
     const auto planAll = [&](CGroupsDB& directory) {
         const CGroupsDB before = copyOf(directory);
         changeAll(directory);

@@ -1,18 +1,22 @@
 #include "velmoractl/verbs/fleet_probe.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 
-#include "directory/groups_db.h"
 #include "port/port_config.h"
 #include "port/targets.h"
 #include "velmoractl/fleet_check.h"
 #include "velmoractl/monitor_channel.h"
+#include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/directory_paths.h"
+#include "velmoractl/text/fleet_list.h"
 #include "velmoractl/text/fleet_report.h"
 #include "velmoractl/text/safe_file.h"
 #include "velmoractl/text/shown_text.h"
@@ -25,34 +29,33 @@ constexpr std::size_t kMostPorts = 3;     // named in a row on a terminal
 
 /// Ports and directory that printers are chosen from.
 struct Stock {
-    std::vector<PortConfig> ports;
-    CGroupsDB directory;
+    const std::vector<PortConfig>& ports;
+    const CGroupsDB& directory;
     /// Those of the directory that count; none: all.
     std::optional<std::set<std::string>> urls;
 };
-
-Stock storedStock(const Session& session) {
-    MonitorChannel channel(session);
-    return {channel.ports(), channel.directory(), {}};
-}
+using UseOfStock = std::function<void(const Stock&)>;
 
 std::vector<const CGroupsDBPrinter*> printersIn(const CGroupsDB& directory) {
     std::vector<const CGroupsDBPrinter*> printers;
-    for (const auto& [id, node] : directory.nodes()) {
+    const DirectoryPaths names(directory);
+    for (const auto& [id, node] : names.nodes()) {
         if (node->type == NODE_PRINTER)
             printers.push_back(static_cast<const CGroupsDBPrinter*>(node.get()));
     }
     return printers;
 }
 
-/// A fleet file as it would be after its import; where the monitor is not there, as it is.
-Stock stockOfFile(const Session& session, const std::string& file, const std::string& what) {
-    Stock stored;
-    try {
-        stored = storedStock(session);
-    } catch (const CommandError& error) {
-        if (error.code() != ExitCode::notInstalled) throw;
-    }
+void useStored(const Session& session, const UseOfStock& use) {
+    MonitorChannel(session).readAll(
+        [&](const std::vector<PortConfig>& ports, const CGroupsDB& directory) {
+            use({ports, directory, {}});
+        });
+}
+
+/// A fleet file as it would be after its import into what is stored.
+void useFile(const Session& session, const Stock& stored, const std::string& file,
+             const UseOfStock& use, const std::string& what) {
     try {
         Configuration wanted =
             readConfiguration(readWholeFile(file, what), stored.directory, systemCodec());
@@ -62,14 +65,33 @@ Stock stockOfFile(const Session& session, const std::string& file, const std::st
             for (const CGroupsDBPrinter* printer : printersIn(*wanted.directory))
                 urls.insert(printer->address.url);
         }
-        ConfigurationPlan plan =
+        const ConfigurationPlan plan =
             planImport(wanted, stored.ports, stored.directory, {}, systemCodec());
         for (const std::string& warning : plan.warnings)
             session.warn(warning);
-        return {std::move(wanted.ports), std::move(plan.grown), std::move(urls)};
+        use({wanted.ports, *plan.grown, std::move(urls)});
     } catch (const FileError& error) {
         throw CommandError(ExitCode::usage, what, error.what(), "correct the file", "bad-file");
     }
+}
+
+/// Where the monitor is not there, the file as it is.
+void useFile(const Session& session, const std::string& file, const UseOfStock& use,
+             const std::string& what) {
+    std::optional<MonitorChannel> channel;
+    try {
+        channel.emplace(session);
+    } catch (const CommandError& error) {
+        if (error.code() != ExitCode::notInstalled) throw;
+    }
+    if (!channel) {
+        const std::vector<PortConfig> noPorts;
+        const ConfigurationPlan nothing;
+        return useFile(session, {noPorts, *nothing.grown, {}}, file, use, what);
+    }
+    channel->readAll([&](const std::vector<PortConfig>& ports, const CGroupsDB& directory) {
+        useFile(session, {ports, directory, {}}, file, use, what);
+    });
 }
 
 void addPort(FleetList& list, const PortConfig& port, const CGroupsDB& directory) {
@@ -92,9 +114,9 @@ void addGroups(FleetList& list, const Stock& stock, const std::vector<std::strin
     ids.reserve(groups.size());
     for (const std::string& group : groups)
         ids.push_back(requireGroup(stock.directory, group, what).id);
-    std::vector<PrintTarget> chosen;
-    for (const CGroupsDBPrinter* printer : stock.directory.CollectPrinters(ids))
-        chosen.push_back(printer->address);
+    PortConfig all;
+    all.targetIds = std::move(ids);
+    const std::vector<PrintTarget> chosen = targetsOf(all, stock.directory);
     const auto less = [](const PrintTarget& one, const PrintTarget& other) {
         return std::tie(one.url, one.useAuthentication, one.userName, one.password) <
                std::tie(other.url, other.useAuthentication, other.userName, other.password);
@@ -121,23 +143,29 @@ void addUrls(FleetList& list, const ProbeOptions& options, const std::string& wh
     }
 }
 
+void addStored(FleetList& list, const Session& session, const Stock& stock,
+               const ProbeOptions& options, const std::string& what) {
+    if (options.all) addEverything(list, stock);
+    for (const std::string& name : options.ports) {
+        const auto port = std::ranges::find(stock.ports, name, &PortConfig::name);
+        if (port == stock.ports.end()) {
+            MonitorChannel(session).port(name);  // says how it is written, if it is there
+            continue;
+        }
+        addPort(list, *port, stock.directory);
+    }
+    if (!options.groups.empty()) addGroups(list, stock, options.groups, what);
+}
+
 std::vector<FleetPrinter> chosenPrinters(const Session& session, const ProbeOptions& options,
                                          const std::string& what) {
     FleetList list;
     if (!options.file.empty()) {
-        addEverything(list, stockOfFile(session, options.file, what));
+        useFile(
+            session, options.file, [&](const Stock& stock) { addEverything(list, stock); }, what);
     } else if (options.all || !options.ports.empty() || !options.groups.empty()) {
-        const Stock stock = storedStock(session);
-        if (options.all) addEverything(list, stock);
-        for (const std::string& name : options.ports) {
-            const auto port = std::ranges::find(stock.ports, name, &PortConfig::name);
-            if (port == stock.ports.end()) {
-                MonitorChannel(session).port(name);  // says how it is written, if it is there
-                continue;
-            }
-            addPort(list, *port, stock.directory);
-        }
-        if (!options.groups.empty()) addGroups(list, stock, options.groups, what);
+        useStored(session,
+                  [&](const Stock& stock) { addStored(list, session, stock, options, what); });
     }
     addUrls(list, options, what);
     return list.printers();
@@ -153,7 +181,9 @@ class FleetAnswer {
           live_(!session.wantsJson() && !session.quiet && isConsole(STD_OUTPUT_HANDLE) &&
                 (session.output.empty() || session.output == "table")) {
         if (!live_ || printers.empty()) return;
-        widths_ = fleetWidths(printers, kMostPorts, systemCodec());
+        std::vector<FleetResult> rows;
+        std::ranges::transform(printers, std::back_inserter(rows), unasked);
+        widths_ = fleetWidths(rows, kMostPorts, systemCodec());
         writeOut(tableLine(fleetColumns(), Json::object(), widths_));
     }
 

@@ -6,7 +6,6 @@
 #include <thread>
 #include <utility>
 
-#include "port/port_config.h"
 #include "port/url_text.h"
 #include "velmoractl/at_once.h"
 #include "velmoractl/monitor_channel.h"
@@ -71,7 +70,7 @@ std::vector<PrintTarget> askedPrinters(const Session& session, const JobsOptions
                            "leave --user and --password out, or give a URL");
     }
     MonitorChannel channel(session);
-    std::vector<PrintTarget> printers = channel.targets(channel.port(options.port));
+    std::vector<PrintTarget> printers = channel.targets(options.port);
     if (printers.empty()) {
         throw CommandError(ExitCode::notFound, what, "the port's groups hold no printers",
                            "add some with \"printer add GROUP/NAME --url URL\"");

@@ -6,6 +6,7 @@
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/text/bulk_plan.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/queue_plan.h"
 #include "velmoractl/verbs/bulk.h"
 #include "velmoractl/verbs/plan_run.h"
 #include "velmoractl/verbs/port_checks.h"
@@ -69,8 +70,11 @@ void set(const Session& session, const PasswordOptions& options) {
     readPassword(credentials, what);
     MonitorChannel channel(session);
     const auto lock = options.dryRun ? nullptr : channel.lockDirectory(what);
-    PasswordPlan plan = planPasswords(channel.ports(), channel.directory(), selector, kinds,
-                                      credentials.password, systemCodec());
+    PasswordPlan plan;
+    channel.readAll([&](const std::vector<PortConfig>& ports, const CGroupsDB& directory) {
+        plan =
+            planPasswords(ports, directory, selector, kinds, credentials.password, systemCodec());
+    });
     if (plan.withPassword == 0) {
         throw CommandError(ExitCode::notFound, what,
                            plan.withoutAuthentication == 0
@@ -78,8 +82,7 @@ void set(const Session& session, const PasswordOptions& options) {
                                : "none of those that fit asks for a password",
                            "\"port set\" and \"printer set\" give one a user name");
     }
-    for (const PortConfig& port : plan.ports.portsToChange)
-        checkSize(port, what + ", port " + quotedAnsi(port.name));
+    checkSizes(plan.ports.portsToChange, what);
     if (!options.dryRun && !plan.ports.changes.empty()) {
         change(session, channel, plan, credentials.password, what);
     }

@@ -2,15 +2,16 @@
 
 #include <windows.h>
 
-#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "port/port_config.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/spooler_queues.h"
 #include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/progress_bar.h"
+#include "velmoractl/text/queue_plan.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 
@@ -40,8 +41,8 @@ class PlanRun {
         const InterruptNote note;
         if (hasDirectory_) {
             guarded("the groups and printers may not be there", [&] {
-                channel_.changeDirectory(
-                    what_, [&](CGroupsDB& directory) { takeNodes(directory, plan_.grown); });
+                channel_.changeDirectory(what_,
+                                         [&](CGroupsDB& directory) { grow(directory, plan_); });
             });
         }
         for (const std::string& name : queues_.toRemove)
@@ -69,49 +70,13 @@ class PlanRun {
         bar_.end();
         if (hasDirectory_) {
             guarded("groups and printers that the file lacks may still be there", [&] {
-                channel_.changeDirectory(what_, [&](CGroupsDB& directory) {
-                    takeNodes(directory, plan_.pruned);
-                    takePatterns(directory);
-                });
+                channel_.changeDirectory(
+                    what_, [&](CGroupsDB& directory) { complete(directory, plan_, foldedName); });
             });
         }
     }
 
   private:
-    /// The nodes of `source` in the place of the directory's; its patterns stay.
-    static void takeNodes(CGroupsDB& directory, const CGroupsDB& source) {
-        CGroupsDB result = copyOf(source);
-        for (const auto& [name, pattern] : std::map(patternsOf(result)))
-            result.RemovePortPrinter(name);
-        for (const auto& [name, pattern] : patternsOf(directory))
-            setPattern(result, pattern);
-        directory = std::move(result);
-    }
-
-    static std::map<std::string, CGroupsDBPrinter> patternsOf(const CGroupsDB& directory) {
-        std::map<std::string, CGroupsDBPrinter> patterns;
-        for (const auto& [name, pattern] : directory.portPrinters())
-            patterns.emplace(name, *pattern);
-        return patterns;
-    }
-
-    static void setPattern(CGroupsDB& directory, const CGroupsDBPrinter& pattern) {
-        directory.SetPortPrinter(pattern.name, pattern.address);
-    }
-
-    /// Saving a port stores its printer as a pattern too; what the file says wins.
-    void takePatterns(CGroupsDB& directory) const {
-        std::map<std::string, std::string> names;
-        for (const auto& [name, pattern] : directory.portPrinters())
-            names[foldedName(name)] = name;
-        for (const CGroupsDBPrinter& pattern : plan_.patterns) {
-            const auto found = names.find(foldedName(pattern.name));
-            // The registry has one key for both.
-            if (found != names.end()) directory.RemovePortPrinter(found->second);
-            setPattern(directory, pattern);
-        }
-    }
-
     std::string progress() const {
         return std::to_string(done_) + " of " + std::to_string(total_) +
                (queueSteps_ == 0 ? " ports are done" : " ports and queues are done");
@@ -173,7 +138,7 @@ void carryOut(const Session& session, MonitorChannel& channel, const Configurati
     PlanRun(session, channel, plan, queues, hasDirectory, what, goOn).run();
 }
 
-void listPlan(const Session& session, const ConfigurationPlan& plan, const char* flag, bool value,
+void listPlan(const Session& session, const ChangeList& plan, const char* flag, bool value,
               const std::string& equal) {
     if (session.wantsJson()) {
         Json changes = Json::array();
@@ -191,12 +156,12 @@ void listPlan(const Session& session, const ConfigurationPlan& plan, const char*
     if (plan.changes.empty()) session.say(equal + "; nothing to change.");
 }
 
-std::string countOf(const ConfigurationPlan& plan) {
+std::string countOf(const ChangeList& plan) {
     return std::to_string(plan.changes.size()) +
            (plan.changes.size() == 1 ? " change" : " changes");
 }
 
-void reportPlan(const Session& session, const ConfigurationPlan& plan, bool dryRun,
+void reportPlan(const Session& session, const ChangeList& plan, bool dryRun,
                 const std::string& equal) {
     listPlan(session, plan, "dry-run", dryRun, equal);
     if (plan.changes.empty()) return;

@@ -2,13 +2,14 @@
 
 #include <string>
 
-#include "velmoractl/text/configuration_plan.h"
-#include "velmoractl/text/queue_plan.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {
 
 class MonitorChannel;
+struct ChangeList;
+struct ConfigurationPlan;
+struct QueuePlan;
 
 /// Carries a plan out: first what ports may name, then the ports and the queues that print to them,
 /// then what nothing names any more. `hasDirectory`: the plan has groups and printers. Between two
@@ -20,11 +21,11 @@ void carryOut(const Session& session, MonitorChannel& channel, const Configurati
 
 /// The changes: in JSON beside the answer's flag of that name, or as lines; `equal` says that there
 /// are none.
-void listPlan(const Session& session, const ConfigurationPlan& plan, const char* flag, bool value,
+void listPlan(const Session& session, const ChangeList& plan, const char* flag, bool value,
               const std::string& equal);
 /// The same, and how many have been made, or would be.
-void reportPlan(const Session& session, const ConfigurationPlan& plan, bool dryRun,
+void reportPlan(const Session& session, const ChangeList& plan, bool dryRun,
                 const std::string& equal);
-std::string countOf(const ConfigurationPlan& plan);
+std::string countOf(const ChangeList& plan);
 
 }  // namespace velmora::ctl

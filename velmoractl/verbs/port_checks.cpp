@@ -4,11 +4,9 @@
 
 #include <algorithm>
 
-#include "directory/groups_db.h"
+#include "directory/directory_records.h"
 #include "ipp/printer_url.h"
-#include "port/port_config.h"
 #include "port/url_text.h"
-#include "port/xcv_client.h"
 #include "velmoractl/internet.h"
 #include "velmoractl/spooler_queues.h"
 #include "velmoractl/text/console.h"
@@ -29,10 +27,9 @@ std::vector<std::string> printersOf(const std::vector<Queue>& queues, const std:
 }
 
 /// What the path would name if capital and small letters were alike; null if nothing.
-const CGroupsDBNode* similarNode(const CGroupsDB& directory, const DirectoryPaths& names,
-                                 std::string_view path) {
+const CGroupsDBNode* similarNode(const DirectoryPaths& names, std::string_view path) {
     if (path.starts_with('/')) path.remove_prefix(1);
-    const CGroupsDBNode* node = directory.FindNode(kRootGroup);
+    const CGroupsDBNode* node = names.find("/");
     while (node != nullptr && !path.empty()) {
         const std::size_t slash = std::min(path.find('/'), path.size());
         const std::string name(path.substr(0, slash));
@@ -44,9 +41,9 @@ const CGroupsDBNode* similarNode(const CGroupsDB& directory, const DirectoryPath
 }
 
 /// What to do when nothing has that name: another one may only be written differently.
-std::string missingRemedy(const CGroupsDB& directory, const DirectoryPaths& names,
-                          const std::string& path, std::uint32_t type) {
-    const CGroupsDBNode* const similar = similarNode(directory, names, path);
+std::string missingRemedy(const DirectoryPaths& names, const std::string& path,
+                          std::uint32_t type) {
+    const CGroupsDBNode* const similar = similarNode(names, path);
     if (similar == nullptr || similar->type != type) {
         return std::string("\"") + nodeWord(type) + " list\" shows what there is";
     }
@@ -116,16 +113,6 @@ void checkUrl(const std::string& url, const UrlRules& rules, const std::string& 
     }
 }
 
-void checkSize(const PortConfig& port, const std::string& what) {
-    const std::size_t size = packedSize(port);
-    if (size <= kRecordArea) return;
-    throw CommandError(ExitCode::usage, what,
-                       "the port's settings are " + std::to_string(size) +
-                           " bytes long, and the port dialog reads no more than " +
-                           std::to_string(kRecordArea),
-                       "use shorter texts, or put groups into one group above them");
-}
-
 std::string foldedName(std::string name) {
     CharUpperBuffA(name.data(), static_cast<DWORD>(name.size()));
     return name;
@@ -151,7 +138,7 @@ CGroupsDBNode& requireNode(const CGroupsDB& directory, const std::string& path, 
     if (node == nullptr || node->type != type) {
         throw CommandError(ExitCode::notFound, what,
                            std::string("there is no ") + nodeWord(type) + " " + quotedAnsi(path),
-                           missingRemedy(directory, names, path, type));
+                           missingRemedy(names, path, type));
     }
     return *node;
 }

@@ -10,7 +10,6 @@
 namespace velmora {
 class CGroupsDB;
 struct CGroupsDBGroup;
-struct PortConfig;
 }  // namespace velmora
 
 namespace velmora::ctl {
@@ -38,10 +37,6 @@ void addUrlRules(Verb verb, UrlRules& rules);
 void checkUrl(const std::string& url, const UrlRules& rules, const std::string& what);
 /// A URL with a password in it, which would be sent to the printer as a part of its address.
 void checkNoUserInfo(const std::string& url, const std::string& what);
-
-/// The dialogs read a port's record through an area of 1024 bytes: a larger one could be printed to
-/// but not be configured any more.
-void checkSize(const PortConfig& port, const std::string& what);
 
 /// A port name as Windows compares it.
 std::string foldedName(std::string name);

@@ -7,9 +7,7 @@
 #include <optional>
 #include <utility>
 
-#include "directory/groups_db.h"
 #include "port/port_config.h"
-#include "port/targets.h"
 #include "velmoractl/at_once.h"
 #include "velmoractl/job_check.h"
 #include "velmoractl/monitor_channel.h"
@@ -95,12 +93,11 @@ struct PortResult {
     std::optional<CommandError> error;  ///< the port is as it was then
 };
 
-PortResult fitPort(MonitorChannel& channel, const PortConfig& stored, const CGroupsDB& directory,
-                   const PortFitOptions& options) {
+PortResult fitPort(MonitorChannel& channel, const PortConfig& stored,
+                   const std::vector<PrintTarget>& printers, const PortFitOptions& options) {
     const std::string what = "port fit " + quotedAnsi(stored.name);
     PortResult result{stored.name, {}, {}};
     try {
-        const std::vector<PrintTarget> printers = targetsOf(stored, directory);
         if (printers.empty()) {
             throw CommandError(ExitCode::notFound, what, "the port's groups hold no printers",
                                "add some with \"printer add GROUP/NAME --url URL\"");
@@ -157,12 +154,12 @@ void fitPorts(const Session& session, const PortFitOptions& options) {
             ports.push_back(channel.port(name));
         }
     }
-    const CGroupsDB directory = channel.directory();
+    const std::vector<MonitorChannel::PortTargets> targets = channel.targets(ports);
     Json rows = Json::array();
     std::optional<CommandError> first;
     std::size_t failed = 0;
-    for (const PortConfig& port : ports) {
-        const PortResult result = fitPort(channel, port, directory, options);
+    for (std::size_t i = 0; i < ports.size(); ++i) {
+        const PortResult result = fitPort(channel, ports[i], targets[i].printers, options);
         tell(session, result, options.dryRun);
         rows.push_back(toJson(result, options.dryRun));
         if (!result.error) continue;

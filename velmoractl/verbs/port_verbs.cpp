@@ -8,6 +8,7 @@
 #include "port/url_text.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/text/bulk_plan.h"
+#include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/queue_plan.h"
@@ -90,12 +91,13 @@ void applyTemplate(const PortOptions& options, JobTemplate& job, const std::stri
 std::vector<std::uint32_t> groupsOf(const PortOptions& options, MonitorChannel& channel,
                                     const std::string& what) {
     if (!options.groupOption.given()) return {};
-    const CGroupsDB directory = channel.directory();
     std::vector<std::uint32_t> ids;
-    for (const std::string& group : options.groups) {
-        const std::uint32_t id = requireGroup(directory, group, what).id;
-        if (std::ranges::find(ids, id) == ids.end()) ids.push_back(id);
-    }
+    channel.readDirectory([&](const CGroupsDB& directory) {
+        for (const std::string& group : options.groups) {
+            const std::uint32_t id = requireGroup(directory, group, what).id;
+            if (std::ranges::find(ids, id) == ids.end()) ids.push_back(id);
+        }
+    });
     return ids;
 }
 
@@ -156,8 +158,13 @@ Json described(const PortConfig& port, const CGroupsDB& directory, const Directo
     return json;
 }
 
-Json described(const PortConfig& port, const CGroupsDB& directory) {
-    return described(port, directory, DirectoryPaths(directory));
+/// With the directory as it is now.
+Json described(const PortConfig& port, MonitorChannel& channel) {
+    Json json;
+    channel.readDirectory([&](const CGroupsDB& directory) {
+        json = described(port, directory, DirectoryPaths(directory));
+    });
+    return json;
 }
 
 /// Before a port is added: Windows holds every name once, whichever monitor has it.
@@ -245,7 +252,7 @@ void add(const Session& session, const PortOptions& options) {
     channel.addPort(port);
     if (options.queueOption.given()) addQueueOrUndo(session, queue, channel, what);
     if (session.wantsJson()) {
-        Json json = described(port, channel.directory());
+        Json json = described(port, channel);
         if (options.queueOption.given()) json["queue"] = toUtf8(options.queue);
         session.answer(json);
     }
@@ -313,7 +320,7 @@ void setOne(const Session& session, const PortOptions& options) {
     const PortConfig before = channel.port(name);
     const PortConfig port = change.changed(before, what);
     if (port != before) channel.changePort(port);
-    if (session.wantsJson()) session.answer(described(port, channel.directory()));
+    if (session.wantsJson()) session.answer(described(port, channel));
     session.say(
         "Port " + quotedAnsi(port.name) +
         (port == before ? " is as it should be; nothing was changed." : " has been changed:"));
@@ -440,10 +447,7 @@ std::string targetText(const PortConfig& port, const DirectoryPaths& names) {
     return text.empty() ? "no groups" : text;
 }
 
-void show(const Session& session, const std::string& name) {
-    MonitorChannel channel(session);
-    const PortConfig port = channel.port(name);
-    const CGroupsDB directory = channel.directory();
+void show(const Session& session, const PortConfig& port, const CGroupsDB& directory) {
     const DirectoryPaths names(directory);
     if (session.wantsJson()) return session.answer(described(port, directory, names));
     writeOut("Port " + quotedAnsi(port.name) + " prints to " + targetText(port, names) + "\n");
@@ -463,12 +467,16 @@ void show(const Session& session, const std::string& name) {
     }
 }
 
-void list(const Session& session) {
+void show(const Session& session, const std::string& name) {
+    MonitorChannel channel(session);
+    const PortConfig port = channel.port(name);
+    channel.readDirectory([&](const CGroupsDB& directory) { show(session, port, directory); });
+}
+
+void list(const Session& session, const std::vector<PortConfig>& ports,
+          const CGroupsDB& directory) {
     constexpr Column kColumns[] = {
         {"name", "PORT"}, {"mode", "MODE"}, {"groups", "GROUPS"}, {"printers", "PRINTERS"}};
-    MonitorChannel channel(session);
-    const std::vector<PortConfig> ports = channel.ports();
-    const CGroupsDB directory = channel.directory();
     const DirectoryPaths names(directory);
     Json rows = Json::array();
     for (const PortConfig& port : ports) {
@@ -487,6 +495,13 @@ void list(const Session& session) {
     }
     session.list({kColumns, "name", "There are no ports; \"port add\" makes one."},
                  std::move(rows));
+}
+
+void list(const Session& session) {
+    MonitorChannel(session).readAll(
+        [&](const std::vector<PortConfig>& ports, const CGroupsDB& directory) {
+            list(session, ports, directory);
+        });
 }
 
 struct RemoveOptions {

@@ -9,7 +9,6 @@
 
 #include "port/delivery_record.h"
 #include "port/policy_store.h"
-#include "port/port_config.h"
 #include "port/url_text.h"
 #include "velmoractl/delivery_files.h"
 #include "velmoractl/document_handover.h"
@@ -118,10 +117,12 @@ class Printing {
                                "check its name, and that you may read it");
         }
         MonitorChannel channel(session_);
-        const PortConfig port = channel.port(options_.port);
-        targets_ = channel.targets(port);
-        if (!options_.noCheck)
-            checkBeforePrinting(session_, targets_, port.jobTemplate, options_.limit(), what_);
+        channel.readPrinting(
+            options_.port, [&](const std::vector<PrintTarget>& printers, const JobTemplate& job) {
+                targets_ = printers;
+                if (!options_.noCheck)
+                    checkBeforePrinting(session_, printers, job, options_.limit(), what_);
+            });
         title_ = options_.title.empty() ? baseName(options_.file) : options_.title;
         auto [printer, to] = openPrinter(session_, options_.port, what_);
         record_ = recordFromNow(session_);

@@ -3,7 +3,6 @@
 
 #include "ipp/job_template.h"
 #include "ipp/print_job.h"
-#include "port/port_config.h"
 #include "port/url_text.h"
 #include "velmoractl/internet.h"
 #include "velmoractl/job_check.h"
@@ -245,20 +244,20 @@ struct Targets {
 /// The URL that was given, or the printers of a port with its job template.
 Targets probedTargets(const Session& session, const ProbeOptions& options,
                       const std::string& what) {
-    Targets targets;
     if (!options.urls.empty()) {
         const std::string& url = options.urls.front();
         checkNoUserInfo(url, what);
         PrintTarget target{url, 0, "", ""};
         applyCredentials(options.credentials, target.useAuthentication, target.userName,
                          target.password, what);
-        targets.printers.push_back(std::move(target));
-        return targets;
+        return {{std::move(target)}, {}};
     }
     MonitorChannel channel(session);
-    const PortConfig port = channel.port(options.ports.front());
-    targets.job = port.jobTemplate;
-    targets.printers = channel.targets(port);
+    Targets targets;
+    channel.readPrinting(options.ports.front(),
+                         [&](const std::vector<PrintTarget>& printers, const JobTemplate& job) {
+                             targets = {printers, job};
+                         });
     if (targets.printers.empty()) {
         throw CommandError(ExitCode::notFound, what, "the port's groups hold no printers",
                            "add some with \"printer add GROUP/NAME --url URL\"");

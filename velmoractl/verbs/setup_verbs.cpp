@@ -4,7 +4,6 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "directory/groups_db.h"
 #include "platform/handle.h"
 #include "platform/registry.h"
 #include "port/delivery_directory.h"
@@ -410,12 +409,7 @@ void removePorts(const Session& session, MonitorChannel& channel) {
                                " other ports have been removed, all else is as it was",
                            error.remedy(), error.keyword());
     }
-    channel.changeDirectory("uninstall, removing the printer directory", [](CGroupsDB& directory) {
-        std::vector<CGroupsDBNode*> children;
-        directory.GetChildren(kRootGroup, children);
-        for (const CGroupsDBNode* child : children)
-            directory.DeleteNode(child->id);
-    });
+    channel.clearDirectory("uninstall, removing the printer directory");
     session.say("The ports and the printer directory have been removed.");
 }
 
@@ -428,9 +422,7 @@ bool unregister(const Session& session, const SetupOptions& options, const std::
         const std::vector<std::string> ports = channel.portNames();
         checkUnused(session, ports, what);
         if (options.dryRun) return true;
-        // The root group is always there.
-        const std::size_t nodes = channel.directory().nodes().size();
-        choice = choosePorts(options, ports.size() + (nodes > 0 ? nodes - 1 : 0), what);
+        choice = choosePorts(options, ports.size() + channel.directorySize(), what);
         if (choice == "remove") {
             // Before the first port is gone: an open dialog keeps the directory.
             const auto lock = channel.lockDirectory(what);

@@ -3,10 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "directory/groups_db.h"
 #include "platform/profile_file.h"
-#include "port/port_config.h"
-#include "port/targets.h"
 #include "port/url_text.h"
 #include "velmoractl/at_once.h"
 #include "velmoractl/delivery_files.h"
@@ -207,13 +204,12 @@ void status(const Session& session, const StatusOptions& options) {
             "restricts it");
     }
 
-    const std::vector<PortConfig> ports = channel.ports();
-    const CGroupsDB directory = channel.directory();
+    const std::vector<MonitorChannel::PortTargets> ports = channel.targetsOfPorts();
     std::vector<PrinterState> printers;
     std::vector<std::vector<std::size_t>> printersOfPorts;
-    for (const PortConfig& port : ports) {
+    for (const MonitorChannel::PortTargets& port : ports) {
         std::vector<std::size_t>& own = printersOfPorts.emplace_back();
-        for (const PrintTarget& target : targetsOf(port, directory))
+        for (const PrintTarget& target : port.printers)
             own.push_back(enter(printers, target));
     }
     if (!options.noProbe) {

@@ -3,12 +3,17 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "port/port_config.h"
 #include "velmoractl/monitor_channel.h"
+#include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/ports_table.h"
+#include "velmoractl/text/queue_plan.h"
 #include "velmoractl/text/safe_file.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/verbs/bulk.h"
 #include "velmoractl/verbs/plan_run.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/queue_checks.h"
@@ -36,17 +41,19 @@ struct NodeCounts {
 };
 
 NodeCounts countsOf(const CGroupsDB& directory) {
+    const DirectoryPaths names(directory);
     NodeCounts counts;
-    for (const auto& [id, node] : directory.nodes())
+    for (const auto& [id, node] : names.nodes())
         ++(node->type == NODE_PRINTER ? counts.printers : counts.groups);
     return counts;
 }
 
 void warnOfDeletedGroups(const Session& session, const std::vector<PortConfig>& ports,
                          const CGroupsDB& directory) {
+    const DirectoryPaths names(directory);
     for (const PortConfig& port : ports) {
         for (const std::uint32_t id : port.targetIds) {
-            if (directory.FindGroup(id) != nullptr) continue;
+            if (names.group(id) != nullptr) continue;
             session.warn("port " + quotedAnsi(port.name) + " holds the number " +
                          std::to_string(id) + " of a deleted group, which is left out");
         }
@@ -86,11 +93,9 @@ std::string exportText(const Session& session, const TransferOptions& options,
     }
 }
 
-void exportAll(const Session& session, const TransferOptions& options) {
+void exportAll(const Session& session, const TransferOptions& options,
+               const std::vector<PortConfig>& ports, const CGroupsDB& directory) {
     const std::string what = "export to " + quotedPath(options.file);
-    MonitorChannel channel(session);
-    const std::vector<PortConfig> ports = channel.ports();
-    const CGroupsDB directory = channel.directory();
     warnOfDeletedGroups(session, ports, directory);
     const std::string text = exportText(session, options, ports, directory, what);
     if (options.file == "-") {
@@ -113,6 +118,13 @@ void exportAll(const Session& session, const TransferOptions& options) {
     session.say(options.passwords
                     ? "The file holds the passwords in clear; only you may read it. Keep it safe."
                     : "Passwords are not in it; --with-passwords adds them.");
+}
+
+void exportAll(const Session& session, const TransferOptions& options) {
+    MonitorChannel(session).readAll(
+        [&](const std::vector<PortConfig>& ports, const CGroupsDB& directory) {
+            exportAll(session, options, ports, directory);
+        });
 }
 
 std::string fileWords(const std::string& file) {
@@ -159,7 +171,7 @@ Removal removalOf(const TransferOptions& options, const Configuration& wanted,
                   const std::string& what) {
     Removal removal;
     if (!options.removeOption.given()) return removal;
-    const bool directory = wanted.directory.has_value();
+    const bool directory = wanted.directory != nullptr;
     if (options.removeOthers == "all") {
         return {wanted.hasPorts, directory, directory, wanted.hasQueues};
     }
@@ -229,7 +241,8 @@ void checkUrls(const Configuration& wanted, const TransferOptions& options,
         checkUrl(port.printer.url, options.rules, what + ", port " + quotedAnsi(port.name));
     }
     if (wanted.directory) {
-        for (const auto& [id, node] : wanted.directory->nodes()) {
+        const DirectoryPaths names(*wanted.directory);
+        for (const auto& [id, node] : names.nodes()) {
             if (node->type != NODE_PRINTER) continue;
             checkUrl(static_cast<const CGroupsDBPrinter&>(*node).address.url, options.rules,
                      what + ", directory, node " + std::to_string(id));
@@ -288,8 +301,7 @@ void checkQueues(const MonitorChannel& channel, const std::vector<Queue>& stored
 
 void checkPlan(const ConfigurationPlan& plan, const Configuration& wanted,
                const MonitorChannel& channel, const std::string& what) {
-    for (const PortConfig& port : wanted.ports)
-        checkSize(port, what + ", port " + quotedAnsi(port.name));
+    checkSizes(wanted.ports, what);
     checkNewPorts(plan, channel, what);
 }
 
@@ -329,13 +341,16 @@ void importAll(const Session& session, const TransferOptions& options) {
     MonitorChannel channel(session);
     // Held to the end: what is compared now is what is changed.
     const auto lock = options.dryRun ? nullptr : channel.lock(what);
-    const CGroupsDB directory = channel.directory();
-    Configuration wanted = readWanted(options, directory, what);
-    const auto noDialog =
-        options.dryRun || !wanted.directory ? nullptr : channel.lockDirectory(what);
-    const ImportPlan plan = planned(session, channel, options, wanted, directory, what);
+    Configuration wanted;
+    ImportPlan plan;
+    std::unique_ptr<ConfigurationLock> noDialog;
+    channel.readDirectory([&](const CGroupsDB& directory) {
+        wanted = readWanted(options, directory, what);
+        if (!options.dryRun && wanted.directory) noDialog = channel.lockDirectory(what);
+        plan = planned(session, channel, options, wanted, directory, what);
+    });
     if (!options.dryRun && !plan.configuration.changes.empty()) {
-        carryOut(session, channel, plan.configuration, plan.queues, wanted.directory.has_value(),
+        carryOut(session, channel, plan.configuration, plan.queues, wanted.directory != nullptr,
                  what, "import the same file again to go on with the rest");
     }
     reportPlan(session, plan.configuration, options.dryRun, "Everything is as the file says");
@@ -345,10 +360,11 @@ void diff(const Session& session, const TransferOptions& options) {
     const std::string what = "diff with " + fileWords(options);
     checkFiles(options, what);
     MonitorChannel channel(session);
-    const CGroupsDB directory = channel.directory();
-    Configuration wanted = readWanted(options, directory, what);
-    const ConfigurationPlan plan =
-        planned(session, channel, options, wanted, directory, what).configuration;
+    ConfigurationPlan plan;
+    channel.readDirectory([&](const CGroupsDB& directory) {
+        Configuration wanted = readWanted(options, directory, what);
+        plan = planned(session, channel, options, wanted, directory, what).configuration;
+    });
     listPlan(session, plan, "equal", plan.changes.empty(), "Everything is as the file says");
     if (plan.changes.empty()) return;
     throw CommandError(ExitCode::different, what,
