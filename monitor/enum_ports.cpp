@@ -11,7 +11,6 @@
 #include "monitor/process_objects.h"
 #include "platform/text.h"
 #include "port/entry_guard.h"
-#include "port/port_config.h"
 #include "port/settings.h"
 
 namespace velmora {
@@ -59,7 +58,7 @@ Listing<Char> takeListing(DWORD level) {
     Listing<Char> listing;
     if (PortList* list = portList()) {
         for (const Port& port : *list) {
-            Generation<Char>::append(listing.names, port.config()->name);
+            Generation<Char>::append(listing.names, port.name());
             listing.names += Char{};
             ++listing.count;
         }

@@ -13,6 +13,10 @@ Port::Port(PortConfigDomain& domain, PortConfig config)
 
 Port::~Port() = default;
 
+std::string Port::name() const {
+    return config()->name;
+}
+
 PortList::PortList(PortStore& store) : store_(store) {
     for (PortConfig& config : store_.load())
         append(std::move(config));

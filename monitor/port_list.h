@@ -29,6 +29,8 @@ class Port {
 
     /// The current configuration, readable from any thread without a lock.
     Snapshot<PortConfig>::View config() const noexcept { return config_.view(); }
+    /// The name in it.
+    std::string name() const;
 
     /// The current job; null if there is none. The spooler calls the entries of one port one after
     /// the other, so it belongs to whichever of its threads is in such an entry.

@@ -65,7 +65,7 @@ void DirectoryTree::fill() {
     const RedrawPause pause(view_.control());
     view_.clear();
     items_.clear();
-    const std::vector<TreeRow> rows = treeRows(directory_);
+    const std::vector<TreeRow> rows = treeRows(directory_.nodes());
     std::vector<HTREEITEM> items;
     items.reserve(rows.size());
     for (const TreeRow& row : rows) {
@@ -83,7 +83,7 @@ void DirectoryTree::insert(std::uint32_t id, std::uint32_t parent) {
     if (parentItem == nullptr) return;
     const RedrawPause pause(view_.control());
     std::vector<HTREEITEM> items;
-    for (const TreeRow& row : treeRows(directory_, id, view_.depth(parentItem) + 1)) {
+    for (const TreeRow& row : treeRows(directory_.nodes(), id, view_.depth(parentItem) + 1)) {
         const bool top = row.parentRow == TreeRow::kNoParent;
         items.push_back(append(top ? parentItem : items[row.parentRow], *row.node));
     }

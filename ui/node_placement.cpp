@@ -21,9 +21,10 @@ std::vector<CGroupsDBNode*> sourcesOf(const CGroupsDB& directory, const NodeClip
 }
 
 NodePlacement::Verdict verdictOfDepth(const CGroupsDB& directory, const NodePlacement& placement) {
-    const bool fits = std::all_of(
-        placement.sources.begin(), placement.sources.end(),
-        [&](std::uint32_t source) { return fitsBelow(directory, placement.target, source); });
+    const bool fits =
+        std::all_of(placement.sources.begin(), placement.sources.end(), [&](std::uint32_t source) {
+            return fitsBelow(directory.nodes(), placement.target, source);
+        });
     return fits ? NodePlacement::Verdict::allowed : NodePlacement::Verdict::tooDeep;
 }
 

@@ -1,6 +1,5 @@
 #include "ui/page_port_main.h"
 
-#include "directory/groups_db.h"
 #include "ipp/printer_url.h"
 #include "port/port_names.h"
 #include "ui/help_window.h"
@@ -139,7 +138,7 @@ std::optional<LRESULT> CPagePortMain::onNotify(NMHDR& header) {
 }
 
 void CPagePortMain::onActivate() {
-    directory_.RemovePortPrinter(data_.name);
+    removePattern(data_, directory_);
     fillList();
     PropertyPage::onActivate();
 }
@@ -150,13 +149,7 @@ bool CPagePortMain::onDeactivate() {
         !passes(checkPortName(data_.name, spoolerPortNames(spooler_, server_))))
         return false;
     if (!passes(checkTarget(data_, IsValidPrinterUrl))) return false;
-
-    // The URL alone decides, whatever the mode: a multi-remote port keeps the printer that was
-    // typed in before, and other dialogs go on offering it as a pattern.
-    if (data_.printer.url.empty())
-        directory_.RemovePortPrinter(data_.name);
-    else
-        directory_.SetPortPrinter(data_.name, data_.printer);
+    storePattern(data_, directory_);
     return true;
 }
 

@@ -123,7 +123,7 @@ void CPagePrinterGroups::newPrinter() {
 }
 
 bool CPagePrinterGroups::takesChild(const CGroupsDBNode& group) const {
-    if (fitsBelow(directory_, group.id)) return true;
+    if (fitsBelow(directory_.nodes(), group.id)) return true;
     showTooDeep();
     return false;
 }

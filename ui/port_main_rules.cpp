@@ -76,6 +76,17 @@ void CheckedGroups::keepGroupsOf(const CGroupsDB& directory) {
     std::erase_if(byTick_, [&](const auto& entry) { return !contains(entry.second); });
 }
 
+void storePattern(const PortMainData& data, CGroupsDB& directory) {
+    if (data.printer.url.empty())
+        removePattern(data, directory);
+    else
+        directory.SetPortPrinter(data.name, data.printer);
+}
+
+void removePattern(const PortMainData& data, CGroupsDB& directory) {
+    directory.RemovePortPrinter(data.name);
+}
+
 PortMainData pageData(const PortConfig& config) {
     return {.mode = config.singleTarget != 0 ? kSinglePrinter : kMultiRemote,
             .name = config.name,

@@ -77,6 +77,13 @@ class CheckedGroups {
     std::uint64_t nextTick_ = 0;
 };
 
+/// Keeps the printer that the page holds as the port's pattern, which other dialogs offer. Its URL
+/// alone decides, whatever the mode: a multi-remote port keeps the printer that was typed in
+/// before.
+void storePattern(const PortMainData& data, CGroupsDB& directory);
+/// Takes the port's pattern out of the directory.
+void removePattern(const PortMainData& data, CGroupsDB& directory);
+
 /// Conversion between record and page. The first returns what the page starts with; the second
 /// writes the result into the record, without what the chosen mode does not use: a multi-remote
 /// port has no URL and no authentication, a port without authentication no credentials, and a

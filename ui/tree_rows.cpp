@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "directory/child_index.h"
-#include "directory/groups_db.h"
 
 namespace velmora {
 namespace {
@@ -20,7 +19,7 @@ struct Pending {
 /// directory.
 class Walk {
   public:
-    explicit Walk(const CGroupsDB& directory) : index_(directory.nodes()) {}
+    explicit Walk(const DirectoryNodes& nodes) : index_(nodes) {}
 
     void push(const CGroupsDBNode& node, std::size_t parentRow, std::size_t depth) {
         // Id 0 means "none" everywhere, so a stray record of that number cannot be addressed; and a
@@ -53,20 +52,26 @@ class Walk {
     std::vector<Pending> pending_;
 };
 
+/// Null if there is none.
+const CGroupsDBNode* find(const DirectoryNodes& nodes, std::uint32_t id) {
+    const auto found = nodes.find(id);
+    return found == nodes.end() ? nullptr : found->second.get();
+}
+
 /// The number of levels above a node; no more than the tree shows.
-std::size_t levelsAbove(const CGroupsDB& directory, std::uint32_t id) {
+std::size_t levelsAbove(const DirectoryNodes& nodes, std::uint32_t id) {
     std::size_t levels = 0;
-    const CGroupsDBNode* node = directory.FindNode(id);
+    const CGroupsDBNode* node = find(nodes, id);
     while (node != nullptr && node->parent != 0 && levels < kMaxTreeDepth) {
-        node = directory.FindNode(node->parent);
+        node = find(nodes, node->parent);
         ++levels;
     }
     return levels;
 }
 
 /// The number of levels that a node and everything below it take; no more than the tree shows.
-std::size_t levelsOf(const CGroupsDB& directory, std::uint32_t top) {
-    const ChildIndex index(directory.nodes());
+std::size_t levelsOf(const DirectoryNodes& nodes, std::uint32_t top) {
+    const ChildIndex index(nodes);
     std::unordered_set<std::uint32_t> seen{top};
     std::vector<std::uint32_t> level{top};
     std::size_t levels = 0;
@@ -83,26 +88,26 @@ std::size_t levelsOf(const CGroupsDB& directory, std::uint32_t top) {
 
 }  // namespace
 
-std::vector<TreeRow> treeRows(const CGroupsDB& directory) {
-    Walk walk(directory);
+std::vector<TreeRow> treeRows(const DirectoryNodes& nodes) {
+    Walk walk(nodes);
     walk.pushChildren(0, TreeRow::kNoParent, 0);
     return walk.rows();
 }
 
-std::vector<TreeRow> treeRows(const CGroupsDB& directory, std::uint32_t top, std::size_t depth) {
-    const CGroupsDBNode* node = directory.FindNode(top);
+std::vector<TreeRow> treeRows(const DirectoryNodes& nodes, std::uint32_t top, std::size_t depth) {
+    const CGroupsDBNode* node = find(nodes, top);
     if (node == nullptr) return {};
-    Walk walk(directory);
+    Walk walk(nodes);
     walk.push(*node, TreeRow::kNoParent, depth);
     return walk.rows();
 }
 
-bool fitsBelow(const CGroupsDB& directory, std::uint32_t group) {
-    return levelsAbove(directory, group) + 1 < kMaxTreeDepth;
+bool fitsBelow(const DirectoryNodes& nodes, std::uint32_t group) {
+    return levelsAbove(nodes, group) + 1 < kMaxTreeDepth;
 }
 
-bool fitsBelow(const CGroupsDB& directory, std::uint32_t group, std::uint32_t source) {
-    return levelsAbove(directory, group) + levelsOf(directory, source) < kMaxTreeDepth;
+bool fitsBelow(const DirectoryNodes& nodes, std::uint32_t group, std::uint32_t source) {
+    return levelsAbove(nodes, group) + levelsOf(nodes, source) < kMaxTreeDepth;
 }
 
 }  // namespace velmora

@@ -4,10 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-namespace velmora {
+#include "directory/directory_records.h"
 
-class CGroupsDB;
-struct CGroupsDBNode;
+namespace velmora {
 
 /// One item of the tree view.
 struct TreeRow {
@@ -24,14 +23,14 @@ constexpr std::size_t kMaxTreeDepth = 500;
 /// The whole tree in the order in which a tree view is filled: each item before its children,
 /// children in ascending id. Records that cannot be reached from the top (missing parents, cycles)
 /// have no row, and neither has one with the id 0.
-std::vector<TreeRow> treeRows(const CGroupsDB& directory);
+std::vector<TreeRow> treeRows(const DirectoryNodes& nodes);
 
 /// The same for one node and everything below it; `depth` is the number of levels above it. Empty
 /// if the node does not exist.
-std::vector<TreeRow> treeRows(const CGroupsDB& directory, std::uint32_t top, std::size_t depth);
+std::vector<TreeRow> treeRows(const DirectoryNodes& nodes, std::uint32_t top, std::size_t depth);
 
 /// Whether the tree can show a new child of `group`, or `source` with everything below it as one.
-bool fitsBelow(const CGroupsDB& directory, std::uint32_t group);
-bool fitsBelow(const CGroupsDB& directory, std::uint32_t group, std::uint32_t source);
+bool fitsBelow(const DirectoryNodes& nodes, std::uint32_t group);
+bool fitsBelow(const DirectoryNodes& nodes, std::uint32_t group, std::uint32_t source);
 
 }  // namespace velmora

@@ -123,6 +123,22 @@ TEST(PortMainRules, AModeThatIsNeitherStoresNoUrlAndChecksNone) {
     EXPECT_EQ(config, expected);
 }
 
+TEST(PortMainRules, ThePatternIsThePrinterThatWasTypedInWhateverTheMode) {
+    CGroupsDB directory;
+    directory.SetPortPrinter("Other", {"ipp://other", 0, "", ""});
+    PortMainData data{.mode = kMultiRemote, .name = "P", .printer = {"ipp://p", 1, "u", "pw"}};
+    storePattern(data, directory);
+    ASSERT_EQ(directory.portPrinters().size(), 2u);
+    EXPECT_EQ(directory.portPrinters().at("P")->address, data.printer);
+    data.printer.url.clear();
+    storePattern(data, directory);
+    EXPECT_EQ(directory.portPrinters().count("P"), 0u) << "no URL, no pattern";
+    EXPECT_EQ(directory.portPrinters().count("Other"), 1u);
+    data.name = "Other";
+    removePattern(data, directory);
+    EXPECT_TRUE(directory.portPrinters().empty());
+}
+
 TEST(PortMainRules, RecordTravelsToThePageAndBack) {
     PortConfig config;
     config.name = "P";
