@@ -13,10 +13,9 @@
 
 #include "bench/bare_client.h"
 #include "bench/process_cost.h"
+#include "bench/prompt_job.h"
 #include "bench/report.h"
 #include "harness/peer.h"
-#include "ipp/job_template.h"
-#include "monitor/jobs/ipp_delivery.h"
 #include "monitor/jobs/multi_target_job.h"
 
 // One document to many printers at once, beside as many bare loops of the platform's calls, each in
@@ -68,13 +67,6 @@ class MeasuredMemory {
     std::size_t bytes_ = 0;
     std::size_t peakBytes_ = 0;
 };
-
-std::unique_ptr<Delivery> connectOrStop(const DeliveryOrder& order,
-                                        const ConnectionOptions& options) {
-    auto delivery = connectToPrinter(order, JobTemplate(), options);
-    if (delivery == nullptr || delivery->failed()) stop("a printer is not reached");
-    return delivery;
-}
 
 /// Processor time is the mean of all turns, since the platform counts it in steps of 10 ms; wall
 /// time the least.

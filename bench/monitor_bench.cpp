@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "bench/report.h"
-#include "port/port_config.h"
+#include "harness/packed_record.h"
 
 // What a spooler waits for when it starts: the monitor loads its ports and lists them. Beside it a
 // bare loop of the same registry calls, which no monitor can do without.
@@ -23,12 +23,10 @@ void storePorts() {
     HKEY key = nullptr;
     RegCreateKeyA(HKEY_LOCAL_MACHINE, kPortsKey, &key);
     for (int i = 0; i < kPorts; ++i) {
-        PortConfig config;
-        config.name = "Port " + std::to_string(i);
-        config.singleTarget = 1;
-        config.printer.url = "ipp://printer" + std::to_string(i) + ".example/ipp/print";
-        const PackedPortConfig block = pack(config);
-        RegSetValueExA(key, config.name.c_str(), 0, REG_BINARY,
+        const std::string name = "Port " + std::to_string(i);
+        const std::vector<std::byte> block =
+            testing::portRecord(name, "ipp://printer" + std::to_string(i) + ".example/ipp/print");
+        RegSetValueExA(key, name.c_str(), 0, REG_BINARY,
                        reinterpret_cast<const BYTE*>(block.data()),
                        static_cast<DWORD>(block.size()));
     }

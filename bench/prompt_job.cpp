@@ -22,6 +22,13 @@ namespace {
 
 }  // namespace
 
+std::unique_ptr<Delivery> connectOrStop(const DeliveryOrder& order,
+                                        const ConnectionOptions& options) {
+    auto delivery = connectToPrinter(order, JobTemplate(), options);
+    if (delivery == nullptr || delivery->failed()) stop("a printer is not reached");
+    return delivery;
+}
+
 void printPromptly(const std::string& url, std::size_t printers, const std::string& document,
                    std::size_t callSize, Pace pace, const Policy& policy) {
     ConnectionOptions options;
@@ -32,9 +39,7 @@ void printPromptly(const std::string& url, std::size_t printers, const std::stri
     PortJob job({1, "Document", nullptr}, [](const JobInfo&) {});
     job.recordIn(newJobRecord(policy, "Port", 1, L"Document", targets));
     const Connect connect = [&options](const DeliveryOrder& order) {
-        auto delivery = connectToPrinter(order, JobTemplate(), options);
-        if (delivery == nullptr || delivery->failed()) stop("a printer is not reached");
-        return delivery;
+        return connectOrStop(order, options);
     };
     if (!job.start(connect, targets, AfterJob::close, pace)) stop("the job does not start");
     auto left = std::as_bytes(std::span(document));

@@ -1,12 +1,19 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 
+#include "ipp/connection_options.h"
 #include "monitor/jobs/delivery.h"
 #include "port/policy.h"
 
 namespace velmora::bench {
+
+/// Connects to a printer with the job template of a new port. Ends the program if it is not
+/// reached.
+std::unique_ptr<Delivery> connectOrStop(const DeliveryOrder& order,
+                                        const ConnectionOptions& options);
 
 /// One job as the spooler prints it, in calls of `callSize` bytes; recorded as the policy says.
 /// Ends the program if the job fails.

@@ -11,8 +11,8 @@
 #include "harness/dialog_driver.h"
 #include "harness/empty_directory.h"
 #include "harness/real_input.h"
+#include "harness/sheet_records.h"
 #include "platform/profile_file.h"
-#include "port/port_config.h"
 #include "ui/kit/combo_list.h"
 #include "ui/port_sheet.h"
 #include "ui/resources/resource_ids.h"
@@ -179,7 +179,7 @@ void picturesOfPort(const SheetDriver& sheet) {
     sheet.cancel();
 }
 
-void show(PortSheet& sheet, PortConfig config,
+void show(PortSheet& sheet, PortConfig& config,
           const std::function<void(const SheetDriver&)>& work) {
     testing::drive([&] { sheet.edit(config); },
                    [&] {
@@ -192,14 +192,13 @@ void show(PortSheet& sheet, PortConfig config,
 
 void takeAll() {
     CGroupsDB directory = sampleDirectory();
+    testing::SheetRecords records;
     CDialogNewPort newPort(nullptr, directory, "");
-    show(newPort, {}, picturesOfNewPort);
+    show(newPort, records.config, picturesOfNewPort);
 
-    PortConfig config;
-    config.name = "Everywhere";
-    config.targetIds = {2, 6};
+    records.useMultiPort({2, 6}, "Everywhere");
     CDialogConfigPort configPort(nullptr, directory);
-    show(configPort, config, picturesOfPort);
+    show(configPort, records.config, picturesOfPort);
 }
 
 }  // namespace

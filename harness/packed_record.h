@@ -30,17 +30,18 @@ class Bytes {
     std::vector<std::byte> data_;
 };
 
-/// The record of a new port of that name.
-inline std::vector<std::byte> defaultRecord(const std::string& name) {
+/// The record of a port of that name which prints to one printer, or if `url` is empty to no
+/// groups; all else is as in a new port.
+inline std::vector<std::byte> portRecord(const std::string& name, const std::string& url) {
     return Bytes()
         .text(name)
-        .u8(0)     // singleTarget
-        .text("")  // printerUrl
-        .u8(0)     // useAuthentication
-        .text("")  // userName
-        .text("")  // password
-        .u32(0)    // count of targetIds
-        .u32(10)   // job-priority
+        .u8(url.empty() ? 0 : 1)  // singleTarget
+        .text(url)                // printerUrl
+        .u8(0)                    // useAuthentication
+        .text("")                 // userName
+        .text("")                 // password
+        .u32(0)                   // count of targetIds
+        .u32(10)                  // job-priority
         .text("no-hold")
         .u32(1)             // copies
         .u32(600)           // printer-resolution: cross-feed
@@ -57,6 +58,11 @@ inline std::vector<std::byte> defaultRecord(const std::string& name) {
         .text("none")  // job-sheets
         .u8(0)         // ipp-attribute-fidelity
         .data();
+}
+
+/// The record of a new port of that name.
+inline std::vector<std::byte> defaultRecord(const std::string& name) {
+    return portRecord(name, "");
 }
 
 }  // namespace velmora::testing

@@ -4,9 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "harness/printing.h"
 #include "harness/wininet/fake_wininet.h"
 #include "ipp/connection.h"
-#include "ipp/job_template.h"
 #include "ipp/print_job.h"
 #include "platform/handle.h"
 #include "tests/ipp/expected_requests.h"
@@ -97,7 +97,7 @@ TEST_F(ConnectionOptionsCalls, AnAnswerOfTheLongestSizeIsLeftAndTheJobGetsItsOwn
     internet.answers = {{.body = goodAnswer() + std::string(kLongestAnswer, 'x')},
                         {.body = goodAnswer()}};
     PrintTarget target{.url = kUrl, .useAuthentication = 1, .userName = "u", .password = "p"};
-    const auto connection = SendPrintJob(target, "D", {});
+    const auto connection = testing::startJob(target, "D");
     ASSERT_TRUE(connection);
     EXPECT_EQ(connection->lastError(), 0u);
     EXPECT_EQ(internet.count("InternetOpenA"), 2u);
@@ -114,7 +114,7 @@ TEST_F(ConnectionOptionsCalls, AnAnswerBelowTheLongestSizeIsReadWhole) {
     internet.answers = {{.body = good + std::string(kLongestAnswer - good.size() - 1, 'x')}};
     PrintTarget target;
     target.url = kUrl;
-    const auto connection = SendPrintJob(target, "D", {});
+    const auto connection = testing::startJob(target, "D");
     ASSERT_TRUE(connection);
     EXPECT_EQ(internet.count("InternetOpenA"), 1u);
     EXPECT_FALSE(connection->answerLeftUnread());
@@ -125,7 +125,7 @@ TEST_F(ConnectionOptionsCalls, AMalformedAnswerIsLeftToo) {
                         {.body = goodAnswer()}};
     PrintTarget target;
     target.url = kUrl;
-    EXPECT_TRUE(SendPrintJob(target, "D", {}));
+    EXPECT_TRUE(testing::startJob(target, "D"));
     EXPECT_EQ(internet.count("InternetOpenA"), 2u);
 }
 
@@ -139,7 +139,7 @@ TEST_F(ConnectionOptionsCalls, ErrorPagesAreRead) {
         options.receiveTimeout = timeout;
         PrintTarget target;
         target.url = kUrl;
-        EXPECT_TRUE(SendPrintJob(target, "D", {}, options));
+        EXPECT_TRUE(testing::startJob(target, "D", options));
         // The end shows in an empty piece, or in the question how much there is.
         EXPECT_EQ(internet.count("InternetReadFile"), timeout == 0 ? 6u : 5u);
         EXPECT_EQ(internet.count("InternetOpenA"), 1u);
@@ -152,7 +152,7 @@ TEST_F(ConnectionOptionsCalls, APasswordIsNotAskedForBehindAPageThatNeverEnds) {
     options.receiveTimeout = 300;
     PrintTarget target;
     target.url = kUrl;
-    EXPECT_FALSE(SendPrintJob(target, "D", {}, options));
+    EXPECT_FALSE(testing::startJob(target, "D", options));
     EXPECT_EQ(internet.count("InternetErrorDlg"), 0u);
     EXPECT_EQ(internet.openHandles(), 0);
 }
@@ -231,7 +231,7 @@ TEST_F(ConnectionOptionsCalls, AConnectionThatDoesNotComeAboutIsLeftByClosingThe
     {
         PrintTarget target;
         target.url = kUrl;
-        EXPECT_FALSE(SendPrintJob(target, "D", {}, options));
+        EXPECT_FALSE(testing::startJob(target, "D", options));
     }
     EXPECT_EQ(internet.openHandles(), 0);
     EXPECT_EQ(internet.count("InternetErrorDlg"), 0u);

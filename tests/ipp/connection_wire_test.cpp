@@ -5,7 +5,6 @@
 
 #include "harness/peer.h"
 #include "harness/printing.h"
-#include "ipp/job_template.h"
 #include "tests/ipp/expected_requests.h"
 
 namespace velmora {
@@ -59,7 +58,7 @@ TEST_F(Wire, JobIsAWholeProbeAndAChunkedPrintJob) {
                                    "Transfer-Encoding: \r\nContent-Length: " +
                                        std::to_string(probe.size()) + "\r\n",
                                    ""));
-    EXPECT_EQ(raw(2), chunk(expectedPrintJob(sink.url(), userName(), "Document", {})) +
+    EXPECT_EQ(raw(2), chunk(expectedPrintJob(sink.url(), userName(), "Document")) +
                           chunk(document.substr(0, 1024)) + chunk(document.substr(1024, 1024)) +
                           chunk(document.substr(2048)) + "0\r\n\r\n");
     // The platform writes a Content-Length of its own; Transfer-Encoding wins (RFC 7230, 3.3.3).

@@ -67,6 +67,11 @@ std::string expectedPrintJob(const std::string& url, const std::string& userUtf8
     return textOf(wire.u8({0x03}));
 }
 
+std::string expectedPrintJob(const std::string& url, const std::string& userUtf8,
+                             const std::string& nameUtf8) {
+    return expectedPrintJob(url, userUtf8, nameUtf8, JobTemplate());
+}
+
 std::string chunk(const std::string& bytes) {
     std::ostringstream out;
     out << std::hex << bytes.size() << "\r\n" << bytes << "\r\n";

@@ -20,6 +20,10 @@ std::string expectedPrintJob(const std::string& url, const std::string& userUtf8
                              const std::string& nameUtf8, const JobTemplate& values,
                              const std::vector<std::pair<unsigned, unsigned>>& ranges = {});
 
+/// The same with the template of a new port.
+std::string expectedPrintJob(const std::string& url, const std::string& userUtf8,
+                             const std::string& nameUtf8);
+
 /// One chunk of HTTP/1.1's chunked coding (RFC 2616, 3.6.1).
 std::string chunk(const std::string& bytes);
 

@@ -1,7 +1,6 @@
 // Which entries take the lock of the ANSI generation: each of its entries that look at ports, on
 // every way out, and no entry of another generation.
 #include "monitor/port_list.h"
-#include "port/port_config.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +10,7 @@
 #include <thread>
 
 #include "harness/clean_state.h"
+#include "harness/packed_record.h"
 #include "monitor/enum_ports.h"
 #include "monitor/job_entries.h"
 #include "monitor/port_entries.h"
@@ -25,10 +25,11 @@ class MonitorLock : public testing::CleanStateTest {
   protected:
     void SetUp() override {
         CleanStateTest::SetUp();
+        testing::writeRegistryBinary(testing::kDefaultMonitorKey + "\\Ports", "P",
+                                     testing::defaultRecord("P"));
         createPortList();
-        PortConfig config;
-        config.name = "P";
-        port_ = portList()->add(config);
+        port_ = portList()->find("P");
+        ASSERT_NE(port_, nullptr);
     }
 
     Port* port_ = nullptr;

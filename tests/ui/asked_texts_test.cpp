@@ -6,7 +6,6 @@
 #include <set>
 #include <sstream>
 
-#include "directory/groups_db.h"
 #include "directory/groups_store.h"
 #include "port/settings.h"
 #include "tests/ui/groups_page_fixture.h"
@@ -126,9 +125,7 @@ class AskedTexts : public GroupsPageTest {
 
     void SetUp() override {
         GroupsPageTest::SetUp();
-        std::uint32_t lowest = 1;
-        for (int level = 1; level < 500; ++level)
-            lowest = directory.AddGroup("deep", lowest)->id;
+        addChain("deep", 1, 499);
     }
 
     void provokePrinterDialogs(const Page& page) {
@@ -165,8 +162,7 @@ TEST_F(AskedTexts, AreThoseOfTheDeliveredFile) {
     EXPECT_FALSE(runNew([&](const SheetDriver& sheet) { provokeAll(sheet); }));
     // What the monitor asks for: its names, and the root of a directory that is read.
     monitorDisplayName();
-    RegistryGroupsStore store = directoryStore();
-    const CGroupsDB read(store);
+    directoryStore().load(directory);
     readSetting("AppRegKey");
 
     const std::set<std::string> asked = keysOf(readSettingsFile());

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "port/port_config.h"
+#include "ipp/job_template.h"
 #include "tests/ui/port_sheet_fixture.h"
 #include "tests/ui/sent_messages.h"
 #include "ui/dialog_printer.h"
@@ -70,8 +70,8 @@ const Controls kJobTemplateOrder{IDC_JOB_PRIORITY,       IDC_JOB_RESOLUTION, IDC
                                  IDC_JOB_SHEET,          IDC_JOB_FIDELITY};
 
 TEST_F(ControlOrder, TabVisitsTheJobTemplatePage) {
-    config = singlePort();
-    config.jobTemplate.pageRanges = "1";
+    records.useSinglePort();
+    jobTemplate.pageRanges = "1";
     EXPECT_FALSE(runConfigure([](const SheetDriver& sheet) {
         EXPECT_EQ(tabOrder(sheet.openPage(1), IDC_JOB_PRIORITY), kJobTemplateOrder);
         sheet.cancel();
@@ -79,11 +79,11 @@ TEST_F(ControlOrder, TabVisitsTheJobTemplatePage) {
 }
 
 TEST_F(ControlOrder, TabReachesRadioGroupsWithoutASelectionAndSelectsNothing) {
-    config = singlePort();
-    config.jobTemplate.pageRanges = "1";
-    config.jobTemplate.printQuality = 7;
-    config.jobTemplate.orientationRequested = 2;
-    const PortConfig before = config;
+    records.useSinglePort();
+    jobTemplate.pageRanges = "1";
+    jobTemplate.printQuality = 7;
+    jobTemplate.orientationRequested = 2;
+    const std::vector<std::byte> before = records.packed();
     Controls expected = kJobTemplateOrder;
     std::ranges::replace(expected, IDC_JOB_QUALITY_NORMAL, IDC_JOB_QUALITY_DRAFT);
     EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
@@ -99,11 +99,11 @@ TEST_F(ControlOrder, TabReachesRadioGroupsWithoutASelectionAndSelectsNothing) {
         EXPECT_EQ(tabOrder(sheet.openPage(1), IDC_JOB_PRIORITY), expected) << "shown again";
         sheet.ok();
     }));
-    EXPECT_EQ(config, before);
+    EXPECT_EQ(records.packed(), before);
 }
 
 TEST_F(ControlOrder, TabVisitsTheGroupsPage) {
-    config = multiPort({1});
+    records.useMultiPort({1});
     EXPECT_FALSE(runConfigure([](const SheetDriver& sheet) {
         EXPECT_EQ(tabOrder(sheet.openPage(2), IDC_GROUPS_TREE),
                   (Controls{IDC_GROUPS_TREE, IDC_GROUPS_NEW_GROUP, IDC_GROUPS_NEW_PRINTER,
@@ -175,7 +175,7 @@ TEST_F(ControlOrder, TabVisitsTheHelpWindow) {
 }
 
 TEST_F(ControlOrder, OkReadsThePageThatShowsOnceAndTheOthersNotAgain) {
-    config = singlePort();
+    records.useSinglePort();
     Controls main, jobTemplate;
     for (Controls* read : {&main, &jobTemplate}) {
         EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
@@ -193,7 +193,7 @@ TEST_F(ControlOrder, OkReadsThePageThatShowsOnceAndTheOthersNotAgain) {
 }
 
 TEST_F(ControlOrder, LeavingReadsTheMainPageInItsOrderOnce) {
-    config = singlePort();
+    records.useSinglePort();
     EXPECT_FALSE(runConfigure([](const SheetDriver& sheet) {
         Reading reading(sheet.page());
         sheet.openPage(1);
@@ -205,7 +205,7 @@ TEST_F(ControlOrder, LeavingReadsTheMainPageInItsOrderOnce) {
 }
 
 TEST_F(ControlOrder, LeavingReadsTheJobTemplatePageInItsOrderOnce) {
-    config = singlePort();
+    records.useSinglePort();
     EXPECT_FALSE(runConfigure([](const SheetDriver& sheet) {
         Reading reading(sheet.openPage(1));
         sheet.openPage(0);

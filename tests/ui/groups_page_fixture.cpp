@@ -1,7 +1,6 @@
 #include "tests/ui/groups_page_fixture.h"
 
 #include "directory/groups_db.h"
-#include "port/port_config.h"
 #include "ui/group_tree_rules.h"
 
 namespace velmora::testing {
@@ -20,13 +19,19 @@ void addLines(const CGroupsDB& directory, std::uint32_t parent, std::size_t leve
 
 void GroupsPageTest::SetUp() {
     PortSheetTest::SetUp();
-    config = multiPort({1});
+    records.useMultiPort({1});
 }
 
 Lines GroupsPageTest::directoryLines() const {
     Lines lines;
     addLines(directory, 0, 0, lines);
     return lines;
+}
+
+std::uint32_t GroupsPageTest::addChain(const std::string& name, std::uint32_t parent, int count) {
+    for (int i = 0; i < count; ++i)
+        parent = records.addGroup(name, parent);
+    return parent;
 }
 
 std::vector<std::string> GroupsPageTest::names(std::uint32_t group) const {

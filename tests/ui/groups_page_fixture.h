@@ -56,6 +56,9 @@ class GroupsPageTest : public PortSheetTest {
         }));
     }
 
+    /// Groups of that name, each in the one before; returns the last one's id.
+    std::uint32_t addChain(const std::string& name, std::uint32_t parent, int count);
+
     /// The directory as the tree should show it.
     Lines directoryLines() const;
 

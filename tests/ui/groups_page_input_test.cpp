@@ -1,7 +1,6 @@
 // The printer groups page, operated with the keyboard and the mouse.
 
-#include "directory/groups_db.h"
-#include "port/port_config.h"
+#include "directory/directory_records.h"
 #include "tests/ui/groups_page_fixture.h"
 #include "ui/kit/window.h"
 
@@ -117,7 +116,7 @@ TEST_F(GroupsPageInput, DeleteAndF2ActOnTheSelection) {
         desk.tree.editor();
         desk.input.keys({'Q'});
         desk.input.keys({VK_RETURN});
-        EXPECT_TRUE(waitUntil([&] { return directory.FindNode(5)->name == "q"; }));
+        EXPECT_TRUE(waitUntil([&] { return names(1) == (Lines{"A", "q"}); }));
         EXPECT_TRUE(desk.sheet.sheet().isOpen()) << "Enter belongs to the editor";
     });
 }
@@ -384,9 +383,10 @@ TEST_F(GroupsPageInput, EscapeClosesTheSheetAgainWhenThePageWasLeftDuringADrag) 
 }
 
 TEST_F(GroupsPageInput, ARestingDragOpensGroupsAndScrollsTheTree) {
+    std::uint32_t lowest = 0;
     for (int i = 0; i < 40; ++i)
-        directory.AddGroup("g" + std::to_string(i), 1);
-    directory.AddGroup("inner", directory.nextId() - 1);
+        lowest = records.addGroup("g" + std::to_string(i), 1);
+    records.addGroup("inner", lowest);
     sit([&](const Desk& desk) {
         SendMessageA(desk.treeWindow(), WM_VSCROLL, SB_TOP, 0);
         const HTREEITEM last = desk.tree.item("All groups/g39");
@@ -475,7 +475,7 @@ TEST_F(GroupsPageInput, ThePointerShowsACopyWhileControlIsHeld) {
 TEST_F(GroupsPageInput, ADropOpensItsTarget) {
     // A group without contents does not open by itself while the pointer rests on it; and what was
     // copied is not selected, which would open the group too.
-    directory.DeleteNode(6);
+    records.deleteNode(6);
     sit([&](const Desk& desk) {
         const HTREEITEM target = desk.tree.item("All groups/B");
         desk.input.dragTo(desk.treeWindow(), desk.tree.middle("All groups/A/a1"),
@@ -573,7 +573,6 @@ TEST_F(RefusedLabel, ComesBeforeTheCommandsOfTheButtons) {
 
 TEST_F(GroupsPageInput, ARightClickElsewhereBringsTheRefusalOfALabelInThePlatformsBox) {
     // In the platform's boxes, which keep the mouse from the sheet.
-    config = multiPort({1});
     CDialogConfigPort sheet(nullptr, directory, spooler.functions());
     drive([&] { EXPECT_FALSE(sheet.edit(config)); },
           [&] {
@@ -640,10 +639,10 @@ TEST_F(GroupsPageInput, NothingIsStartedWhileARefusedLabelWaits) {
 }
 
 TEST_F(GroupsPageInput, TabReachesTheButtonsAndADeletedSelectionLeavesTheKeyboardAlive) {
-    directory.DeleteNode(5);
-    directory.DeleteNode(7);
-    directory.DeleteNode(4);
-    directory.DeleteNode(3);
+    records.deleteNode(5);
+    records.deleteNode(7);
+    records.deleteNode(4);
+    records.deleteNode(3);
     sit([&](const Desk& desk) {
         desk.focusOn("All groups/A");
         for (int i = 0; i < 3; ++i)

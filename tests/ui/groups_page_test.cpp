@@ -510,9 +510,7 @@ TEST_F(GroupsPage, PatternsAreInsertedIntoAListThatKnowsTheirNumberAndIsDrawnOnc
 }
 
 TEST_F(GroupsPage, NothingIsMadeWhereTheTreeDoesNotShowIt) {
-    std::uint32_t lowest = 5;
-    for (int level = 2; level < 500; ++level)
-        lowest = directory.AddGroup("g", lowest)->id;
+    addChain("g", 5, 498);
     const std::size_t before = directory.nodes().size();
     EXPECT_FALSE(runConfigure([&](const SheetDriver& sheet) {
         const Page page(sheet, sheet.openPage(2));
@@ -672,9 +670,7 @@ TEST_F(GroupsPage, TenThousandNodesAreShownAndEdited) {
 }
 
 TEST_F(GroupsPage, AChainAsDeepAsTheDirectoryIsShownInPart) {
-    std::uint32_t parent = 5;
-    for (int i = 0; i < 2000; ++i)
-        parent = directory.AddGroup("g", parent)->id;
+    addChain("g", 5, 2000);
     EXPECT_FALSE(runConfigure([&](const SheetDriver& sheet) {
         const Page page(sheet, sheet.openPage(2));
         page.tree.select("All groups/B/g");

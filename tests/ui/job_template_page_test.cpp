@@ -6,8 +6,8 @@
 #include <map>
 
 #include "harness/real_input.h"
+#include "ipp/job_template.h"
 #include "ipp/job_template_choices.h"
-#include "port/port_config.h"
 #include "tests/ui/port_sheet_fixture.h"
 #include "tests/ui/sent_messages.h"
 #include "ui/kit/fonts.h"
@@ -70,7 +70,7 @@ class JobTemplatePage : public PortSheetTest {
   protected:
     void SetUp() override {
         PortSheetTest::SetUp();
-        config = singlePort();
+        records.useSinglePort();
     }
 
     /// Opens the page of the port's sheet, lets `person` work and presses OK.
@@ -208,21 +208,21 @@ TEST_F(JobTemplatePage, NothingIsStoredBeforeEverythingHasBeenChecked) {
 }
 
 TEST_F(JobTemplatePage, UncheckedBoxesAreStored) {
-    config.jobTemplate.ippAttributeFidelity = 1;
-    config.jobTemplate.jobSheets = "standard";
+    jobTemplate.ippAttributeFidelity = 1;
+    jobTemplate.jobSheets = "standard";
     EXPECT_TRUE(edit([](const DialogDriver& page) {
         page.click(IDC_JOB_FIDELITY);
         page.click(IDC_JOB_SHEET);
     }));
-    EXPECT_EQ(config.jobTemplate.ippAttributeFidelity, 0);
-    EXPECT_EQ(config.jobTemplate.jobSheets, "none");
+    EXPECT_EQ(jobTemplate.ippAttributeFidelity, 0);
+    EXPECT_EQ(jobTemplate.jobSheets, "none");
 }
 
 TEST_F(JobTemplatePage, ShowsTheDefaultsOfANewPort) {
     // Whatever the record holds.
-    config.jobTemplate.copies = 9;
-    config.jobTemplate.sides = "tumble";
-    config.jobTemplate.pageRanges = "7";
+    jobTemplate.copies = 9;
+    jobTemplate.sides = "tumble";
+    jobTemplate.pageRanges = "7";
     server.clear();
     EXPECT_FALSE(runNew([&](const SheetDriver& sheet) {
         sheet.page().type(IDC_PORT_NAME, "New");
@@ -278,7 +278,7 @@ TEST_F(JobTemplatePage, EveryEditComesBack) {
     expected.numberUp = 4;
     expected.jobSheets = "standard";
     expected.ippAttributeFidelity = 1;
-    EXPECT_EQ(config.jobTemplate, expected);
+    EXPECT_EQ(jobTemplate, expected);
 }
 
 TEST_F(JobTemplatePage, AnUntouchedVisitKeepsWhatNoControlShows) {
@@ -292,7 +292,7 @@ TEST_F(JobTemplatePage, AnUntouchedVisitKeepsWhatNoControlShows) {
     strange.finishings = 99;
     strange.numberUp = 16;
     strange.multipleDocumentHandling = "single-document";
-    config.jobTemplate = strange;
+    jobTemplate = strange;
     EXPECT_TRUE(edit([](const DialogDriver& page) {
         for (const int list : {IDC_JOB_HOLD_UNTIL, IDC_JOB_SIDES, IDC_JOB_MEDIA, IDC_JOB_RESOLUTION,
                                IDC_JOB_FINISHINGS, IDC_JOB_NUMBER_UP})
@@ -302,13 +302,13 @@ TEST_F(JobTemplatePage, AnUntouchedVisitKeepsWhatNoControlShows) {
               IDC_JOB_LANDSCAPE, IDC_JOB_REVERSE_LANDSCAPE, IDC_JOB_REVERSE_PORTRAIT})
             EXPECT_FALSE(page.checked(radio)) << radio;
     }));
-    EXPECT_EQ(config.jobTemplate, strange);
+    EXPECT_EQ(jobTemplate, strange);
 }
 
 TEST_F(JobTemplatePage, DuplexStaysDuplexAndOtherJobSheetsBecomeNone) {
-    config.jobTemplate.sides = "duplex";
-    config.jobTemplate.jobSheets = "confidential";
-    config.jobTemplate.pageRanges = "7";
+    jobTemplate.sides = "duplex";
+    jobTemplate.jobSheets = "confidential";
+    jobTemplate.pageRanges = "7";
     EXPECT_TRUE(edit([](const DialogDriver& page) {
         EXPECT_EQ(selection(page, IDC_JOB_SIDES), 2);
         EXPECT_FALSE(page.checked(IDC_JOB_SHEET));
@@ -316,9 +316,9 @@ TEST_F(JobTemplatePage, DuplexStaysDuplexAndOtherJobSheetsBecomeNone) {
         EXPECT_TRUE(page.enabled(IDC_JOB_PAGES_TEXT));
         EXPECT_EQ(page.text(IDC_JOB_PAGES_TEXT), "7");
     }));
-    EXPECT_EQ(config.jobTemplate.sides, "duplex");
-    EXPECT_EQ(config.jobTemplate.jobSheets, "none");
-    EXPECT_EQ(config.jobTemplate.pageRanges, "7");
+    EXPECT_EQ(jobTemplate.sides, "duplex");
+    EXPECT_EQ(jobTemplate.jobSheets, "none");
+    EXPECT_EQ(jobTemplate.pageRanges, "7");
 }
 
 TEST_F(JobTemplatePage, NumbersOutsideTheirBoundsAreRefused) {
@@ -345,8 +345,8 @@ TEST_F(JobTemplatePage, NumbersOutsideTheirBoundsAreRefused) {
             expectRefused(sheet, page, field, text, message);
         sheet.ok();
     }));
-    EXPECT_EQ(config.jobTemplate.jobPriority, 2u);
-    EXPECT_EQ(config.jobTemplate.copies, 2u);
+    EXPECT_EQ(jobTemplate.jobPriority, 2u);
+    EXPECT_EQ(jobTemplate.copies, 2u);
 }
 
 TEST_F(JobTemplatePage, BadPageRangesAreRefusedWhilePagesIsSelected) {
@@ -359,7 +359,7 @@ TEST_F(JobTemplatePage, BadPageRangesAreRefusedWhilePagesIsSelected) {
             expectRefused(sheet, page, IDC_JOB_PAGES_TEXT, text, kPageRanges);
         sheet.ok();
     }));
-    EXPECT_EQ(config.jobTemplate.pageRanges, "2");
+    EXPECT_EQ(jobTemplate.pageRanges, "2");
 }
 
 TEST_F(JobTemplatePage, AllPagesIgnoresABadTextAndDropsIt) {
@@ -370,7 +370,7 @@ TEST_F(JobTemplatePage, AllPagesIgnoresABadTextAndDropsIt) {
         EXPECT_FALSE(page.enabled(IDC_JOB_PAGES_TEXT));
         EXPECT_EQ(page.text(IDC_JOB_PAGES_TEXT), "nonsense");
     }));
-    EXPECT_EQ(config.jobTemplate.pageRanges, "");
+    EXPECT_EQ(jobTemplate.pageRanges, "");
 }
 
 TEST_F(JobTemplatePage, LongPageRangesAreKept) {
@@ -381,11 +381,11 @@ TEST_F(JobTemplatePage, LongPageRangesAreKept) {
         page.click(IDC_JOB_PAGES_RANGE);
         page.type(IDC_JOB_PAGES_TEXT, ranges);
     }));
-    EXPECT_EQ(config.jobTemplate.pageRanges, ranges);
+    EXPECT_EQ(jobTemplate.pageRanges, ranges);
 }
 
 TEST_F(JobTemplatePage, ARefusedPageKeepsTheRecordWhenTheSheetIsCancelled) {
-    const JobTemplate before = config.jobTemplate;
+    const JobTemplate before = jobTemplate;
     EXPECT_FALSE(runConfigure([&](const SheetDriver& sheet) {
         const DialogDriver page = sheet.openPage(kPage);
         page.choose(IDC_JOB_SIDES, 3);
@@ -394,7 +394,7 @@ TEST_F(JobTemplatePage, ARefusedPageKeepsTheRecordWhenTheSheetIsCancelled) {
         EXPECT_EQ(boxes.take().size(), 1u);
         sheet.cancel();
     }));
-    EXPECT_EQ(config.jobTemplate, before);
+    EXPECT_EQ(jobTemplate, before);
 }
 
 TEST_F(JobTemplatePage, TranslatedItemsShowAndTheirKeywordsAreStored) {
@@ -416,8 +416,8 @@ TEST_F(JobTemplatePage, TranslatedItemsShowAndTheirKeywordsAreStored) {
         page.type(IDC_JOB_PRIORITY, "1");
         sheet.ok();
     }));
-    EXPECT_EQ(config.jobTemplate.sides, "duplex");
-    EXPECT_EQ(config.jobTemplate.jobHoldUntil, "no-hold");
+    EXPECT_EQ(jobTemplate.sides, "duplex");
+    EXPECT_EQ(jobTemplate.jobHoldUntil, "no-hold");
 }
 
 }  // namespace

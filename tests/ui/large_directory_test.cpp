@@ -12,7 +12,7 @@
 #include "directory/groups_db.h"
 #include "harness/clean_state.h"
 #include "harness/sheet_person.h"
-#include "port/port_config.h"
+#include "harness/sheet_records.h"
 #include "ui/port_sheet.h"
 
 namespace velmora::testing {
@@ -49,9 +49,9 @@ double timeOfSheet(CGroupsDB& directory) {
     const SheetSteps none;
     const double start = cpuMilliseconds();
     const SheetPerson person(none);
-    PortConfig config;
-    config.name = "P";
-    EXPECT_FALSE(CDialogConfigPort(nullptr, directory).edit(config));
+    SheetRecords records;
+    records.useMultiPort({});
+    EXPECT_FALSE(CDialogConfigPort(nullptr, directory).edit(records.config));
     EXPECT_EQ(person.sheets(), 1);
     return cpuMilliseconds() - start;
 }

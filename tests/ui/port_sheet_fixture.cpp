@@ -2,23 +2,7 @@
 
 #include <cstring>
 
-#include "directory/groups_db.h"
-#include "harness/empty_directory.h"
-#include "port/port_config.h"
-
 namespace velmora::testing {
-
-CGroupsDB sampleDirectory() {
-    CGroupsDB directory = emptyDirectory();
-    directory.AddGroup("A", 1);
-    directory.AddPrinter("a1", {"ipp://a1", false, "", ""}, 2);
-    directory.AddPrinter("a2", {"ipp://a2", false, "", ""}, 2);
-    directory.AddGroup("B", 1);
-    directory.AddPrinter("b1", {"ipp://b1", false, "", ""}, 5);
-    directory.AddGroup("C", 2);
-    directory.AddPrinter("c1", {"ipp://c1", false, "", ""}, 7);
-    return directory;
-}
 
 StandInSpooler* StandInSpooler::current_ = nullptr;
 
@@ -56,15 +40,8 @@ BOOL WINAPI StandInSpooler::enumPorts(char* server, DWORD level, BYTE* buffer, D
     return TRUE;
 }
 
-struct PortSheetTest::Records {
-    CGroupsDB directory = sampleDirectory();
-    PortConfig config;
-};
-
 PortSheetTest::PortSheetTest()
-    : records_(std::make_unique<Records>()),
-      directory(records_->directory),
-      config(records_->config) {}
+    : directory(records.directory), config(records.config), jobTemplate(records.jobTemplate) {}
 
 PortSheetTest::~PortSheetTest() = default;
 
@@ -91,24 +68,6 @@ bool PortSheetTest::runNew(const std::function<void(const SheetDriver&)>& person
 bool PortSheetTest::runConfigure(const std::function<void(const SheetDriver&)>& person) {
     CDialogConfigPort sheet(nullptr, directory, spooler.functions());
     return run(sheet, person);
-}
-
-PortConfig singlePort() {
-    PortConfig config;
-    config.name = "Port";
-    config.singleTarget = 1;
-    config.printer.url = "ipp://printer/queue";
-    config.printer.useAuthentication = 1;
-    config.printer.userName = "user";
-    config.printer.password = "secret";
-    return config;
-}
-
-PortConfig multiPort(std::vector<std::uint32_t> groups) {
-    PortConfig config;
-    config.name = "Port";
-    config.targetIds = std::move(groups);
-    return config;
 }
 
 }  // namespace velmora::testing

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -9,19 +10,12 @@
 
 #include "harness/clean_state.h"
 #include "harness/dialog_driver.h"
+#include "harness/sheet_records.h"
 #include "port/spooler.h"
 #include "ui/port_sheet.h"
 #include "ui/resources/resource_ids.h"
 
-namespace velmora {
-class CGroupsDB;
-struct PortConfig;
-}  // namespace velmora
-
 namespace velmora::testing {
-
-/// The root group and below it: A (2) with two printers, B (5) with one, C (7) inside A with one.
-CGroupsDB sampleDirectory();
 
 /// A spooler that lists fixed ports and records the servers that it was asked about.
 class StandInSpooler {
@@ -44,9 +38,6 @@ class StandInSpooler {
 
 /// Shows a sheet on the test's thread and operates it from another.
 class PortSheetTest : public CleanStateTest {
-    struct Records;
-    std::unique_ptr<Records> records_;
-
   protected:
     PortSheetTest();
     ~PortSheetTest() override;
@@ -56,8 +47,10 @@ class PortSheetTest : public CleanStateTest {
     /// The sheet of the port `config`.
     bool runConfigure(const std::function<void(const SheetDriver&)>& person);
 
-    CGroupsDB& directory;  ///< sampleDirectory() at first
-    PortConfig& config;
+    SheetRecords records;
+    CGroupsDB& directory;      ///< that of `records`
+    PortConfig& config;        ///< that of `records`
+    JobTemplate& jobTemplate;  ///< that of `records`
     RecordedBoxes boxes;
     StandInSpooler spooler{{"LPT1:", "Taken", "FILE:"}};
     std::string server;
@@ -68,9 +61,5 @@ class PortSheetTest : public CleanStateTest {
 };
 
 using Ids = std::vector<std::uint32_t>;
-
-/// A single-printer record that the sheet accepts as it is.
-PortConfig singlePort();
-PortConfig multiPort(std::vector<std::uint32_t> groups);
 
 }  // namespace velmora::testing

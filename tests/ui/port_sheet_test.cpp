@@ -2,7 +2,6 @@
 #include <stdexcept>
 #include <thread>
 
-#include "directory/groups_db.h"
 #include "port/port_config.h"
 #include "tests/ui/port_sheet_fixture.h"
 #include "ui/kit/tree_view.h"
@@ -102,7 +101,7 @@ TEST_F(PortSheetRun, GroupsThatTheDirectoryDoesNotHaveAreDropped) {
     config = multiPort({99, 2, 3, 5});
     EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
         sheet.page();
-        directory.DeleteNode(2);
+        records.deleteNode(2);
         sheet.ok();
     }));
     EXPECT_EQ(config.targetIds, Ids{5}) << "99 is nothing, 3 was a printer, 2 was deleted";
@@ -248,8 +247,8 @@ TEST_F(PortSheetRun, RefusedPastesThatWaitOpenOneBox) {
 }
 
 TEST_F(PortSheetRun, TwoSheetsAtOnceDoNotDisturbEachOther) {
-    CGroupsDB otherDirectory = sampleDirectory();
-    PortConfig other = multiPort({2});
+    SheetRecords other;
+    other.useMultiPort({2});
     config = singlePort();
     CDialogConfigPort sheet(nullptr, directory, spooler.functions());
     drive([&] { EXPECT_TRUE(sheet.edit(config)); },
@@ -260,8 +259,8 @@ TEST_F(PortSheetRun, TwoSheetsAtOnceDoNotDisturbEachOther) {
               std::atomic<DWORD> secondThread = 0;
               std::thread second([&] {
                   secondThread = GetCurrentThreadId();
-                  CDialogConfigPort otherSheet(nullptr, otherDirectory, spooler.functions());
-                  EXPECT_TRUE(otherSheet.edit(other));
+                  CDialogConfigPort otherSheet(nullptr, other.directory, spooler.functions());
+                  EXPECT_TRUE(otherSheet.edit(other.config));
               });
               EXPECT_TRUE(waitUntil([&] { return secondThread != 0; }));
               const SheetDriver two(waitForDialogOf(secondThread, title).window());
@@ -274,7 +273,7 @@ TEST_F(PortSheetRun, TwoSheetsAtOnceDoNotDisturbEachOther) {
               one.waitUntilClosed();
           });
     EXPECT_EQ(config.printer.url, "ipp://one");
-    EXPECT_EQ(other.targetIds, (Ids{2, 5}));
+    EXPECT_EQ(other.config.targetIds, (Ids{2, 5}));
 }
 
 /// Throws while the page is left.
@@ -330,7 +329,7 @@ TEST_F(PortSheetRun, AnOwnerThatEndsTakesSheetAndDialogsWithItAndHandsNothingBac
             opened.waitUntilClosed();
         });
     EXPECT_EQ(config, multiPort({1}));
-    EXPECT_EQ(directory.nodes().size(), sampleDirectory().nodes().size());
+    EXPECT_EQ(records.nodeCount(), SheetRecords().nodeCount());
 }
 
 }  // namespace

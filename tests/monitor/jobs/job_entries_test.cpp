@@ -1,6 +1,5 @@
 #include "monitor/job_entries.h"
 #include "monitor/port_list.h"
-#include "port/port_config.h"
 
 #include <string>
 #include <vector>
@@ -83,10 +82,7 @@ TEST_P(JobEntriesOfEveryGeneration, UnreachablePrinterFailsTheStartAndTheEndStil
 }
 
 TEST_P(JobEntriesOfEveryGeneration, PortWithoutPrintersTakesTheJobAndRefusesItsData) {
-    PortConfig config;
-    config.name = "Nowhere";
-    config.targetIds = {1, 99, 0xFFFFFFFF};
-    const HANDLE port = addPort(config);
+    const HANDLE port = portOfGroups({1, 99, 0xFFFFFFFF});
     EXPECT_TRUE(jobs().start(port, "Printer X", 77, 1, "Report"));
     BOOL written = TRUE;
     SetLastError(4711);
@@ -351,11 +347,9 @@ TEST_F(JobEntriesTest, StartOnAPortWithAnAbandonedMultiTargetJobWorksToo) {
 TEST_F(JobEntriesTest, JobKeepsTheConfigurationThatItStartedWith) {
     Peer printer("http_sink");
     Peer other("http_sink");
-    auto* const port = static_cast<Port*>(singlePort(printer.url()));
+    const HANDLE port = singlePort(printer.url());
     ASSERT_TRUE(unicodeJobs().start(port, "Printer X", 77, 1, "Report"));
-    PortConfig config = *port->config();
-    config.printer.url = other.url();
-    portList()->update(*port, config);
+    setUrl(port, other.url());
     BOOL written = FALSE;
     EXPECT_EQ(writeText(port, "%!one", written), 5u);
     EXPECT_TRUE(endDocPort(port));

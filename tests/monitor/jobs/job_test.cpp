@@ -52,19 +52,39 @@ void JobTest::SetUp() {
     createPortList();
 }
 
-HANDLE JobTest::addPort(const PortConfig& config) {
+HANDLE JobTest::singlePort(const std::string& url, const std::string& name) {
+    return singlePort(url, name, JobTemplate());
+}
+
+HANDLE JobTest::singlePort(const std::string& url, const std::string& name,
+                           const JobTemplate& job) {
+    PortConfig config;
+    config.name = name;
+    config.singleTarget = 1;
+    config.printer.url = url;
+    config.jobTemplate = job;
     return portList()->add(config);
 }
 
-HANDLE JobTest::singlePort(const std::string& url) {
+HANDLE JobTest::portOfGroups(const std::vector<std::uint32_t>& groups) {
     PortConfig config;
-    config.name = "Single";
-    config.singleTarget = 1;
+    config.name = "Groups";
+    config.targetIds = groups;
+    return portList()->add(config);
+}
+
+void JobTest::setUrl(HANDLE port, const std::string& url) {
+    Port& changed = *static_cast<Port*>(port);
+    PortConfig config = *changed.config();
     config.printer.url = url;
-    return addPort(config);
+    portList()->update(changed, config);
 }
 
 HANDLE JobTest::multiPort(const std::vector<std::string>& urls) {
+    return multiPort(urls, JobTemplate());
+}
+
+HANDLE JobTest::multiPort(const std::vector<std::string>& urls, const JobTemplate& job) {
     auto store = directoryStore();
     CGroupsDB directory(store);
     PortConfig config;
@@ -79,7 +99,8 @@ HANDLE JobTest::multiPort(const std::vector<std::string>& urls) {
         directory.Insert(std::move(printer));
     }
     directory.Save();
-    return addPort(config);
+    config.jobTemplate = job;
+    return portList()->add(config);
 }
 
 bool printJob(HANDLE port, const std::string& document, const std::string& name,

@@ -13,7 +13,7 @@
 #include "monitor/port_list.h"
 
 namespace velmora {
-struct PortConfig;
+struct JobTemplate;
 }
 
 namespace velmora::testing {
@@ -39,11 +39,18 @@ class JobTest : public CleanStateTest {
   protected:
     void SetUp() override;
 
-    /// The port's handle.
-    HANDLE singlePort(const std::string& url);
-    /// A port that prints to all URLs, which are the printers of one group.
+    // Add a port and return its handle.
+
+    HANDLE singlePort(const std::string& url, const std::string& name = "Single");
+    HANDLE singlePort(const std::string& url, const std::string& name, const JobTemplate& job);
+    /// Prints to all URLs, which are the printers of one group.
     HANDLE multiPort(const std::vector<std::string>& urls);
-    HANDLE addPort(const PortConfig& config);
+    HANDLE multiPort(const std::vector<std::string>& urls, const JobTemplate& job);
+    /// Prints to the groups of these numbers, whatever they are.
+    HANDLE portOfGroups(const std::vector<std::uint32_t>& groups);
+
+    /// Gives a port of one printer another one.
+    void setUrl(HANDLE port, const std::string& url);
 
     FakeSpooler spooler_;
 

@@ -7,9 +7,9 @@
 
 #include "harness/peer.h"
 #include "harness/printing.h"
+#include "ipp/job_template.h"
 #include "monitor/delivery_output.h"
 #include "port/policy_store.h"
-#include "port/port_config.h"
 #include "tests/monitor/jobs/job_test.h"
 
 namespace {
@@ -38,12 +38,9 @@ class NoThrow : public JobTest {
     void expectJobsToThrowNothing() {
         Peer printer("http_sink");
         for (const char* pages : {"", "1-3, 7", "5-2", "all"}) {
-            PortConfig one;
-            one.name = std::string("One ") + pages;
-            one.singleTarget = 1;
-            one.printer.url = printer.url();
-            one.jobTemplate.pageRanges = pages;
-            const HANDLE single = addPort(one);
+            JobTemplate job;
+            job.pageRanges = pages;
+            const HANDLE single = singlePort(printer.url(), std::string("One ") + pages, job);
             const int before = throws;
             EXPECT_TRUE(printJob(single, testDocument(5000)));
             EXPECT_EQ(throws, before) << "one printer, pages \"" << pages << '"';

@@ -18,10 +18,10 @@
 #include "harness/peer.h"
 #include "harness/printing.h"
 #include "harness/wininet/import_patch.h"
+#include "ipp/job_template.h"
 #include "monitor/delivery_output.h"
 #include "monitor/job_entries.h"
 #include "port/delivery_directory.h"
-#include "port/port_config.h"
 #include "port/settings.h"
 #include "tests/monitor/jobs/job_test.h"
 
@@ -120,11 +120,13 @@ class RecordedOutcomes : public RecordedJobs {
     }
 
     /// Media that one of the real printers has and the other has not.
-    HANDLE a3Port(PortConfig config) {
-        config.jobTemplate.media = "iso_a3_297x420mm";
-        config.jobTemplate.ippAttributeFidelity = 1;
-        return addPort(config);
+    static JobTemplate a3() {
+        JobTemplate job;
+        job.media = "iso_a3_297x420mm";
+        job.ippAttributeFidelity = 1;
+        return job;
     }
+
     static void expectCase(const Case& expected, const std::string& line, std::size_t size) {
         EXPECT_TRUE(has(line, "\"outcome\":\"" + std::string(expected.outcome) + "\"")) << line;
         for (const char* part : expected.reason)
@@ -147,10 +149,7 @@ TEST_F(RecordedOutcomes, OfOneJobToNinePrinters) {
     std::vector<std::string> urls;
     for (const auto& printer : printers)
         urls.push_back(printer->url());
-    HANDLE const port = multiPort(urls);
-    PortConfig config = *static_cast<Port*>(port)->config();
-    config.name = "Nine";
-    HANDLE const nine = a3Port(config);
+    HANDLE const nine = multiPort(urls, a3());
     ASSERT_TRUE(unicodeJobs().start(nine, "Printer X", 77, 1, "Report"));
     BOOL written = FALSE;
     EXPECT_EQ(writeText(nine, document, written), document.size());
@@ -178,11 +177,7 @@ TEST_F(RecordedOutcomes, OfOneJobToNinePrinters) {
 TEST_F(RecordedOutcomes, OfJobsToOnePrinterEach) {
     for (std::size_t i = 0; i < cases().size(); ++i) {
         SCOPED_TRACE(cases()[i].printer);
-        PortConfig config;
-        config.name = "One " + std::to_string(i);
-        config.singleTarget = 1;
-        config.printer.url = printers[i]->url();
-        HANDLE const port = a3Port(config);
+        HANDLE const port = singlePort(printers[i]->url(), "One " + std::to_string(i), a3());
         if (unicodeJobs().start(port, "Printer X", 77, 1, "Report")) {
             BOOL written = FALSE;
             writeText(port, document, written);
@@ -245,10 +240,7 @@ TEST_F(RecordedJobs, BytesOnTheWireAndCallsAreTheSame) {
 
 TEST_F(RecordedJobs, AJobWithoutPrintersIsOneLine) {
     recordDeliveries();
-    PortConfig config;
-    config.name = "Nobody";
-    config.targetIds = {4711};
-    HANDLE const port = addPort(config);
+    HANDLE const port = portOfGroups({4711});
     EXPECT_FALSE(printJob(port, "document"));
     const auto found = lines(1);
     ASSERT_EQ(found.size(), 1u);
