@@ -17,7 +17,7 @@ namespace velmora::testing {
 using SheetSteps = std::vector<std::function<void(HWND sheet)>>;
 
 /// Sits before every dialog that this thread shows, as long as the object lives, and works from a
-/// timer: whatever goes wrong, somebody is there to close what is open. One at a time.
+/// timer, so that whatever fails, open dialogs are closed. One at a time.
 class SheetPerson {
   public:
     explicit SheetPerson(const SheetSteps& steps) : steps_(steps) {

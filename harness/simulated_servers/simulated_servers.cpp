@@ -16,7 +16,7 @@
 // server's registry. Files of a server's shares are at Wine's place for them, dosdevices/unc; its
 // system directory is this computer's.
 //
-// A server with the value "Silent" does not answer: calls that name it stand still for ten minutes.
+// A server with the value "Silent" does not answer: calls that name it block for ten minutes.
 // The number "AddPrinter" in "Software\Simulated servers" is an error that making a queue ends
 // with.
 

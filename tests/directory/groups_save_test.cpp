@@ -250,7 +250,7 @@ CGroupsDB directoryOf(const std::string& sign, int ports) {
 
 constexpr char kOtherProcess[] = "VELMORA_TEST_STORES";
 
-/// This program once more, which stores other directories.
+/// A second process of this program, which stores other directories.
 class OtherProcess {
   public:
     OtherProcess() {
@@ -274,8 +274,9 @@ class OtherProcess {
     UniqueEvent process_;
 };
 
-// Between processes nothing takes turns but their callers. What is stored at the same time may be
-// mixed, but every text is one that somebody has stored, and the next save puts all in order.
+// Only their callers keep processes from saving at the same time. What is stored at the same time
+// may be mixed, but every text is one that somebody has stored, and the next save puts all in
+// order.
 TEST(StoresOfTwoProcesses, LeaveWholeTextsAndTheNextSaveWins) {
     RegistryGroupsStore store{kBase, "All groups"};
     if (std::getenv(kOtherProcess) != nullptr) {

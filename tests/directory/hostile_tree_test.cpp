@@ -50,7 +50,7 @@ CGroupsDB longCircle() {
     return db;
 }
 
-// A walk for each group would go on for minutes.
+// A walk for each group would take minutes.
 TEST(DeepChain, IsCountedAndCollectedForAllOfItsGroups) {
     const CGroupsDB db = deepChain();
     const auto counts = printerCounts(db.nodes());

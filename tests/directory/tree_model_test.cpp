@@ -23,7 +23,7 @@ class RandomSteps : public ::testing::TestWithParam<unsigned> {
 
     unsigned below(unsigned bound) { return std::uniform_int_distribution(0u, bound - 1)(random_); }
 
-    /// Mostly an existing id, now and then one that is gone or never was.
+    /// Usually an existing id, sometimes one that has been deleted or never existed.
     std::uint32_t anyId() {
         if (model.rows.empty() || below(20) == 0) return below(model.nextId + 2);
         return model.rows[below(static_cast<unsigned>(model.rows.size()))].id;
@@ -98,7 +98,7 @@ class RandomSteps : public ::testing::TestWithParam<unsigned> {
 
     void remove() {
         const std::uint32_t id = anyId();
-        // The root goes seldom, else the trees stay small.
+        // The root is rarely deleted; otherwise the trees would stay small.
         if (id <= 1 && below(200) != 0) return;
         model.remove(id);
         db.DeleteNode(id);

@@ -1,5 +1,5 @@
-// What bounds a connection to a printer that never comes to an end by itself: whoever waited for
-// these printers would wait for ever.
+// Limits of a connection to a printer whose answer never ends: without them a job would wait for
+// ever.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -44,7 +44,7 @@ class RecordFiles : public testing::Test {
         std::ofstream(path / deliveryFileName(age), std::ios::binary) << bytes;
     }
     bool exists(unsigned age) const { return fs::exists(path / deliveryFileName(age)); }
-    /// Opens the file as a program does that lets nobody move it.
+    /// Opens the file without FILE_SHARE_DELETE, so that it cannot be moved.
     HANDLE lockFile(unsigned age) const {
         return CreateFileA((path / deliveryFileName(age)).string().c_str(), GENERIC_READ,
                            FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
@@ -185,7 +185,7 @@ TEST(RecordDirectory, IsNotForEverybody) {
     ASSERT_EQ(makeDeliveryDirectory(), 0u);
     EXPECT_FALSE(namesEverybody(record));
     fs::remove_all(record);
-    // Where nobody says otherwise, everybody may read here.
+    // By default everybody may read here.
     ASSERT_TRUE(CreateDirectoryA(record.c_str(), nullptr));
     EXPECT_TRUE(namesEverybody(record));
     EXPECT_EQ(makeDeliveryDirectory(), 0u);

@@ -15,7 +15,7 @@ PortConfig named(const std::string& name) {
     return config;
 }
 
-/// Remembers what it was told.
+/// Records its calls.
 class RecordingStore : public PortStore {
   public:
     std::vector<PortConfig> load() override { return stored; }

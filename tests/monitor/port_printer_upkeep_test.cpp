@@ -120,7 +120,7 @@ TEST_F(PortPrinterUpkeep, TheTreeIsKept) {
     EXPECT_TRUE(after.portPrinters().empty());
 }
 
-/// A value that a rewriting of the whole directory does away with.
+/// A value that saving the whole directory would delete.
 void mark(const std::string& key) {
     RegistryKey::create(key).setText("Mark", "x");
 }

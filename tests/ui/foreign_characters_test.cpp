@@ -22,7 +22,7 @@ class ForeignCharacters : public GroupsPageTest {
     /// `leave` is refused while the field has such a character, and works without it.
     void expectRefused(const DialogDriver& dialog, int id, const std::function<void()>& leave,
                        const std::string& good) {
-        // A Cyrillic word, and a letter for which the code page has a look-alike.
+        // A Cyrillic word, and a letter that best-fit conversion would replace by another one.
         for (const wchar_t* text : {L"\u043F\u0430\u0440\u043E\u043B\u044C", L"p\u0101ss"}) {
             SCOPED_TRACE(id);
             typeWide(dialog, id, text);
@@ -86,7 +86,7 @@ TEST_F(ForeignCharacters, KeepThePrinterDialogs) {
 }
 
 TEST_F(ForeignCharacters, ComeIntoTheFieldWhenTheyAreTyped) {
-    // Through an ANSI window or message loop "?" would arrive, and nobody could refuse it.
+    // An ANSI window or message loop would turn it into "?", which no check could refuse.
     EXPECT_FALSE(runNew([&](const SheetDriver& sheet) {
         const DialogDriver page = sheet.page();
         const HWND name = page.control(IDC_PORT_NAME);

@@ -25,7 +25,7 @@ TEST(CheckedGroups, KeepTheOrderOfTickingWithoutRepeats) {
     EXPECT_FALSE(groups.contains(5));
 }
 
-// A search of the list with every tick would go on for minutes.
+// Searching the list at every tick would take minutes.
 TEST(CheckedGroups, AreTickedByTheHundredThousand) {
     constexpr std::uint32_t kGroups = 500'000;
     CheckedGroups groups;

@@ -159,7 +159,7 @@ TEST(JobCopies, AreThoseOfTheJob) {
     EXPECT_FALSE(copies.complete());
     copies.add(parsed(copyOf(17, 1, DeliveryOutcome::accepted)));
     EXPECT_FALSE(copies.complete());
-    // Another job of the same port and name; one without a number is told by those.
+    // Another job of the same port and name. A job without a number is identified by these two.
     copies.add(parsed(copyOf(18, 2, DeliveryOutcome::accepted)));
     EXPECT_FALSE(copies.complete());
     DeliveryEntry other = copyOf(0, 2, DeliveryOutcome::accepted);

@@ -265,7 +265,7 @@ TEST(Description, EveryTruncatedFileIsRefused) {
     ASSERT_EQ(refusal({{"", whole}}), "none");
     for (std::size_t length = 0; length < whole.size(); ++length)
         EXPECT_NE(refusal({{"", whole.substr(0, length)}}), "none") << length;
-    // A byte that is another one: refused or read, and nothing worse.
+    // With one byte changed the file is refused or read, and nothing worse.
     for (std::size_t at = 0; at < whole.size(); ++at) {
         for (const char byte : {'\0', '"', '{', '}', ',', '0', '\xFF'}) {
             std::string other = whole;
@@ -283,7 +283,7 @@ PortConfig port(const std::string& name) {
     return config;
 }
 
-/// A fleet with what the dialogs leave in records that a description does not speak of.
+/// A fleet whose records also hold what dialogs leave in them and a description does not cover.
 struct Fleet {
     Fleet() {
         const std::uint32_t floor = directory.AddGroup("Floor", kRootGroup)->id;

@@ -23,7 +23,7 @@ using Calls = std::vector<std::string>;
 
 constexpr DWORD kJob = 17;
 
-/// A spooler that remembers its calls and stands still where it is told to.
+/// A spooler that records its calls and blocks in the one that the test names.
 struct Spooler {
     std::mutex mutex;
     std::condition_variable changed;

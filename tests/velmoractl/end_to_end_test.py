@@ -120,7 +120,7 @@ class FromDownloadToPage(WithPrinter):
         self.assertEqual(MONITOR, status.json()["monitor"])
         for result in (told, ports):
             self.assertIn(f'the monitor "{MONITOR}"', result.err)
-        # Of another computer nothing of this one is told.
+        # For another computer nothing about this one is reported.
         self.assertIn("Velmora.dll", told.out)
         self.assertEqual("", remote.out)
         self.assertNotIn("\"install\"", remote.err)
@@ -1554,7 +1554,7 @@ class Servers(WithPrinter):
                  "--server-timeout", "5"]
         result = self.prefix.tool(*words)
         self.assertEqual(FAILED, result.code, result)
-        # Calls of the silent one would stand still for ten minutes.
+        # Calls to the silent one would block for ten minutes.
         self.assertLess(time.monotonic() - begin, 300)
         mute, north, nobody = result.json()
         self.assertEqual(("time-out", FAILED), (mute["error"]["code"], mute["exit-code"]))
@@ -1826,7 +1826,7 @@ class Printing(WithPrinter):
         for result in waited:
             self.assertIn("nothing has moved for 3 seconds", result.err)
             self.assertIn("a question about a password or a certificate", result.err)
-        # Nothing was said to a printer that nobody has vouched for.
+        # Nothing was sent to a printer whose certificate is not trusted.
         self.assertEqual([], glob.glob(os.path.join(untrusted.directory, "request-*")))
 
     def test_without_a_record_it_cannot_know(self):
@@ -1847,7 +1847,7 @@ class Printing(WithPrinter):
         os.rename(record, record + ".aside")
         with open(record, "wb"):
             pass
-        # Long enough for the document to be handed over: nothing may stand still for longer.
+        # Long enough for the document to be handed over: nothing may block for longer.
         asked, = self.batch(tool("print", "C:\\page.ps", "--port", "Unwritten", "--wait", "8",
                                  "--json", code=PRINTER))
         os.remove(record)

@@ -52,7 +52,7 @@ class Bulk(Tool):
             tool("port", "rename", "Last", "hall", code=CONFLICT),
             tool("port", "remove", "FL2", "Gone", code=NOT_FOUND),
             tool("port", "remove", "Last", "FL2", "Last", "--json"),
-            # Half of a change is told.
+            # A change that is done in part is reported.
             break_channel("ConfigPort", 5, after=1),
             tool("port", "set", "--all", "--media", "A3", code=DENIED), mend_channel(),
             tool("port", "set", "--where", "media=A3", "--media", "A4", "--json"),

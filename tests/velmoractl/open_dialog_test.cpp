@@ -86,7 +86,7 @@ class ToolBesideTheDialog : public CleanStateTest {
         return code;
     }
 
-    /// Opens the port's dialog; `person` has it.
+    /// Opens the port's dialog; `person` operates it.
     static void openDialog(const std::function<void(const SheetDriver&)>& person) {
         std::string port = "Office";
         atPortDialog([&] { EXPECT_TRUE(ConfigurePortA(nullptr, nullptr, port.data())); }, person);

@@ -42,7 +42,7 @@ bool keepsWhatIsThere(const fs::path& folder) {
     return refused && kept && files == 1;
 }
 
-/// A line that has no room is lost whole, and the next one that has room stands after the first.
+/// A line that does not fit is dropped as a whole; the next one that fits follows the first.
 bool recordHasWholeLines(const fs::path& folder) {
     constexpr std::uint32_t kMiB = 1;
     const std::string first = std::string(4000, '1') + "\n";

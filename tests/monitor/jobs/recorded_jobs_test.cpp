@@ -217,7 +217,7 @@ TEST_F(RecordedJobs, BytesOnTheWireAndCallsAreTheSame) {
     const std::vector<std::string> without = run("Same");
     recordDeliveries();
     setPolicy("EventLog", 2);
-    // The stand-in numbers its handles on; only that differs.
+    // The stand-in goes on numbering its handles; nothing else differs.
     std::vector<std::string> with = run("Same");
     ASSERT_EQ(with.size(), without.size());
     for (std::size_t i = 0; i < 3; ++i)
