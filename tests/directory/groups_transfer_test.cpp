@@ -289,6 +289,33 @@ TEST(BrokenPayload, CountsThatCannotBeAreRefused) {
     expectRefused(Bytes().u32(0).u32(2).text("P").text("u").u8(0).text("").text("").data());
 }
 
+/// `entries` of the smallest kind in each table, and what the tables' counts say.
+Block smallestEntries(std::uint32_t nodes, std::uint32_t nodeCount, std::uint32_t portPrinters,
+                      std::uint32_t portPrinterCount) {
+    Bytes payload;
+    payload.u32(nodeCount);
+    for (std::uint32_t id = 1; id <= nodes; ++id)
+        payload.u32(id).u32(0).text("").u32(0);
+    payload.u32(portPrinterCount);
+    for (std::uint32_t i = 0; i < portPrinters; ++i)
+        payload.text("").text("").u8(0).text("").text("");
+    return payload.data();
+}
+
+TEST(BrokenPayload, CountsAreTakenUpToWhatTheRestHolds) {
+    // The rest after the first count holds the second count too, whose four bytes are no entry.
+    for (const std::uint32_t count : {0u, 1u, 2u, 3u, 100u}) {
+        SCOPED_TRACE(count);
+        CGroupsDB db;
+        ASSERT_TRUE(db.Deserialize(GuardedBytes(smallestEntries(count, count, 0, 0)).span()));
+        EXPECT_EQ(db.nodes().size(), count);
+        ASSERT_TRUE(db.Deserialize(GuardedBytes(smallestEntries(0, 0, count, count)).span()));
+        EXPECT_EQ(db.portPrinters().size(), count == 0 ? 0u : 1u) << "all have one name";
+        expectRefused(smallestEntries(count, count + 1, 0, 0));
+        expectRefused(smallestEntries(0, 0, count, count + 1));
+    }
+}
+
 TEST(BrokenPayload, MissingTerminatorsAreRefused) {
     const Block name(64 * 1024, std::byte{'x'});
     for (Block payload : {Bytes().u32(1).u32(1).u32(0).data(), Bytes().u32(0).u32(1).data()}) {

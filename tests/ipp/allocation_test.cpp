@@ -234,5 +234,48 @@ TEST(Allocation, LongSetOfValuesIsWrittenAndFreed) {
     EXPECT_FALSE(encoded(*response.message, true).empty());
 }
 
+/// Uses up what a storage holds without a block.
+void fillFirstRoom(IppStorage& storage) {
+    ASSERT_NE(storage.allocate(96, 0), nullptr);
+}
+
+TEST(Storage, TakesMemoryUpToItsLimitAndNotAByteMore) {
+    constexpr std::size_t kLink = sizeof(void*);  // between the blocks
+    for (const std::size_t size : {8u, 64u, 256u, 280u, 288u, 304u, 1000u, 70000u}) {
+        SCOPED_TRACE(size);
+        const std::size_t block = size + kLink;
+        for (const std::size_t limit : {block, block - 1}) {
+            IppStorage storage;
+            fillFirstRoom(storage);
+            const std::size_t before = allocationCounts().liveBytes;
+            EXPECT_EQ(storage.allocate(size, limit) != nullptr, limit == block);
+            EXPECT_LE(allocationCounts().liveBytes - before, limit);
+        }
+        for (const std::size_t limit : {2 * block, 2 * block - 1}) {
+            IppStorage storage;
+            fillFirstRoom(storage);
+            const std::size_t before = allocationCounts().liveBytes;
+            ASSERT_NE(storage.allocate(size, block), nullptr);
+            EXPECT_EQ(storage.allocateOctets(size, limit) != nullptr, limit == 2 * block);
+            EXPECT_LE(allocationCounts().liveBytes - before, limit);
+        }
+    }
+}
+
+TEST(Storage, ThatIsFullTakesNothingMore) {
+    for (const std::size_t limit : {0u, 1u, 100u, 1000u, 100000u}) {
+        SCOPED_TRACE(limit);
+        IppStorage storage;
+        const std::size_t before = allocationCounts().liveBytes;
+        std::size_t taken = 0;
+        while (storage.allocate(16, limit) != nullptr &&
+               storage.allocateOctets(5, limit) != nullptr)
+            ASSERT_LE(taken += 21, limit + 96);
+        EXPECT_LE(allocationCounts().liveBytes - before, limit);
+        IppStorage fresh;
+        EXPECT_EQ(fresh.allocateOctets(~std::size_t{0}, limit), nullptr);
+    }
+}
+
 }  // namespace
 }  // namespace velmora::testing

@@ -87,8 +87,10 @@ TEST(Encode, OperationWithoutRowIsRefused) {
 
 TEST(Encode, StatusOfResponseIsBigEndian) {
     const auto message = newIppMessage();
-    message->operationOrStatus = 0x0406;
-    EXPECT_EQ(encoded(*message, true), (Bytes{0, 0, 0x04, 0x06, 0, 0, 0, 0, 0x03}));
+    for (const unsigned status : {0x0406u, 0x7FFFu, 0x8000u, 0x8001u, 0xFFFFu}) {
+        message->operationOrStatus = status;
+        EXPECT_EQ(encoded(*message, true), Wire().u16(0).u16(status).u32(0).u8({0x03}).bytes());
+    }
 }
 
 TEST(Encode, GroupsGoOutOperationUnsupportedPrinterJob) {
@@ -293,6 +295,19 @@ TEST(Encode, TextsUpToTheLargestLengthAreWrittenAndLongerOnesRefused) {
                              true, buffer),
             -1);
         EXPECT_EQ(buffer, nullptr);
+    }
+}
+
+TEST(Encode, NamesUpToTheLargestLengthAreWritten) {
+    // Longer than a block, as long as what our own reader takes, and as long as a length can tell.
+    for (const std::size_t length : {511u, 512u, 1022u, 1023u, 1024u, 65534u, 65535u}) {
+        SCOPED_TRACE(length);
+        const std::string name(length, 'n');
+        const auto named = std::array{name.c_str(), "v"};
+        EXPECT_EQ(encoded(*responseOf(IppGroup::job, newKeywordAttribute(-1, named)), true),
+                  jobResponse(Wire().value(0x44, name, "v")));
+        EXPECT_EQ(encoded(*responseOf(IppGroup::job, newKeywordAttribute(-1, name.c_str())), true),
+                  jobResponse(Wire().value(0x10, name, name)));
     }
 }
 

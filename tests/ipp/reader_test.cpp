@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <string>
 
@@ -336,6 +337,46 @@ TEST(Reader, LongLengthsAreRefusedAtTheLengthItself) {
     }
 }
 
+/// Cut nowhere, at each place up to the end of the lengths, and near the message's end; and fed
+/// byte by byte. A cut anywhere else leaves the same fields whole.
+Outcome fedInTheWaysThatDiffer(const Bytes& bytes, const IppReadPolicy& policy) {
+    const Outcome whole = fed(bytes, {}, policy);
+    EXPECT_EQ(fedByteByByte(bytes, policy), whole);
+    for (std::size_t cut = 1; cut < bytes.size(); ++cut) {
+        if (cut == 32) cut = std::max(cut, bytes.size() - 8);
+        EXPECT_EQ(fed(bytes, {cut}, policy), whole) << "cut at " << cut;
+    }
+    return whole;
+}
+
+TEST(Reader, LongFieldsAreRefusedThoughAllTheirBytesAreThere) {
+    for (const std::size_t length : {1024u, 0x7FFFu, 0x8000u, 0xFFFFu}) {
+        SCOPED_TRACE(length);
+        const std::string octets(length, 'x');
+        const Bytes name = responseHeader().u8({0x04}).value(0x44, octets, "a4").u8({0x03}).bytes();
+        const Bytes value =
+            responseHeader().u8({0x04}).value(0x44, "media", octets).u8({0x03}).bytes();
+        for (const bool lenient : {false, true}) {
+            const IppReadPolicy policy{.keepUnknownKinds = lenient};
+            const Outcome longName = fedInTheWaysThatDiffer(name, policy);
+            EXPECT_EQ(longName.result, -1);
+            EXPECT_EQ(longName.dump, "1:0:0:1\n") << "there is no attribute of that name";
+            const Outcome longValue = fedInTheWaysThatDiffer(value, policy);
+            EXPECT_EQ(longValue.result, -1);
+            EXPECT_EQ(longValue.dump, "1:0:0:1\n2/0 29 media =\n") << "nothing of it is stored";
+        }
+    }
+    // Wherever a field of the first forbidden length is cut.
+    const std::string octets(1024, 'x');
+    EXPECT_EQ(fedEveryWay(responseHeader().u8({0x04}).value(0x44, octets, "a4").u8({0x03}).bytes())
+                  .result,
+              -1);
+    EXPECT_EQ(
+        fedEveryWay(responseHeader().u8({0x04}).value(0x44, "media", octets).u8({0x03}).bytes())
+            .result,
+        -1);
+}
+
 /// `count` attributes of four bytes each in the printer group, and the end tag.
 Bytes manyAttributes(std::size_t count) {
     Wire wire = responseHeader().u8({0x04});
@@ -363,6 +404,20 @@ TEST(Reader, AnswerBeyondTheBoundIsNotStoredAndStaysRefused) {
     EXPECT_EQ(reader.feed(end.data(), end.size(), true), -2);
     EXPECT_FALSE(reader.complete());
     EXPECT_EQ(parsed(bytes, IppReadMode::response, {.maxStoredBytes = 64u << 20}).result, 1);
+}
+
+TEST(Reader, DefaultBoundIsFourMebibytes) {
+    const auto textsOf = [](std::size_t total) {
+        Wire wire = responseHeader().u8({0x04}).value(0x44, "media", "a4");
+        const std::string text(1000, 't');
+        for (std::size_t size = 0; size < total; size += text.size())
+            wire.value(0x44, "", text);
+        return wire.u8({0x03}).bytes();
+    };
+    const std::size_t bound = 4 * 1024 * 1024;
+    EXPECT_EQ(IppReadPolicy{}.maxStoredBytes, bound);
+    EXPECT_EQ(parsed(textsOf(bound / 100 * 90)).result, 1);
+    EXPECT_EQ(parsed(textsOf(bound)).result, -2);
 }
 
 TEST(Reader, BoundCountsEveryKindOfField) {

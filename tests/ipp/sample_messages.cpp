@@ -127,6 +127,10 @@ std::vector<SampleMessage> badMessages() {
         bad("AdditionalValueOfNothing", operationGroup().u8({0x44}).u16(0)),
         bad("AdditionalValueAfterNewGroup", oneAttribute().u8({0x02, 0x44}).u16(0)),
         bad("AdditionalValueAfterSameGroup", oneAttribute().u8({0x01}).value(0x44, "", "a3")),
+        // With a byte after its end a value is taken whole.
+        bad("WholeAdditionalValueOfNothing", operationGroup().value(0x44, "", "a3").u8({0x03})),
+        bad("WholeAdditionalValueAfterNewGroup",
+            oneAttribute().u8({0x02}).value(0x44, "", "a3").u8({0x03})),
         bad("HtmlInsteadOfIpp", Wire().raw("<html><body>404</body></html>")),
         bad("InnerLanguageLengthPastTheValue",
             operationGroup().value(0x35, "printer-info", std::string_view("\0\5en\0\0ab", 8))),

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "harness/empty_directory.h"
 #include "port/port_config.h"
 #include "tests/velmoractl/latin1_codec.h"
@@ -109,6 +111,37 @@ TEST(ConfigurationPlan, NoPasswordIsInTheList) {
         EXPECT_EQ(inWords(change.details[0]), "password: another");
         EXPECT_THAT(change.details[0].before.dump() + change.details[0].after.dump(),
                     Not(HasSubstr("secret")));
+    }
+}
+
+/// What the list says of one key; null if nothing.
+const Difference* differenceOf(const Change& change, const std::string& key) {
+    const auto found = std::ranges::find(change.details, key, &Difference::key);
+    return found == change.details.end() ? nullptr : &*found;
+}
+
+TEST(ConfigurationPlan, APasswordThatIsRemovedIsNotInTheListEither) {
+    Configuration wanted;
+    wanted.ports = {port("a")};
+    wanted.directory = testing::emptyDirectory();
+    wanted.directory->AddPrinter("P", {"ipp://p/", false, "", ""}, kRootGroup);
+    const ConfigurationPlan result =
+        plan(wanted, {port("a", "oldsecret")}, directory("P", "ipp://p/", "lastsecret"));
+    ASSERT_EQ(result.changes.size(), 2U);
+    for (const Change& change : result.changes) {
+        SCOPED_TRACE(inWords(change));
+        const Difference* const password = differenceOf(change, "password");
+        ASSERT_NE(password, nullptr);
+        EXPECT_EQ(password->before, "one") << "that there was one, and no more";
+        EXPECT_EQ(password->after, nullptr);
+        EXPECT_EQ(inWords(*password), "password: none");
+        const Difference* const user = differenceOf(change, "user");
+        ASSERT_NE(user, nullptr);
+        EXPECT_EQ(inWords(*user), "user: \"user\" -> none") << "everything else is shown";
+        for (const Difference& each : change.details) {
+            EXPECT_THAT(each.before.dump() + each.after.dump() + inWords(each),
+                        Not(HasSubstr("secret")));
+        }
     }
 }
 
