@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <sstream>
+#include <string_view>
 
 namespace velmora::testing {
 namespace {
@@ -18,19 +19,24 @@ std::string handleName(const void* handle) {
     return handle == nullptr ? "null" : "?";
 }
 
-std::string text(const char* value) {
-    if (value == nullptr) return "null";
-    std::string quoted = "\"";
-    for (const char* at = value; *at != '\0'; ++at) {
-        if (*at == '\r') {
-            quoted += "\\r";
-        } else if (*at == '\n') {
-            quoted += "\\n";
+std::string quoted(std::string_view value) {
+    std::string text = "\"";
+    for (const char c : value) {
+        if (c == '\r') {
+            text += "\\r";
+        } else if (c == '\n') {
+            text += "\\n";
+        } else if (c == '\0') {
+            text += "\\0";
         } else {
-            quoted += *at;
+            text += c;
         }
     }
-    return quoted + "\"";
+    return text + "\"";
+}
+
+std::string text(const char* value) {
+    return value == nullptr ? "null" : quoted(value);
 }
 
 std::string hex(DWORD value) {
@@ -163,7 +169,7 @@ struct FakeWinInet::Calls {
         const bool isText =
             option == INTERNET_OPTION_USERNAME || option == INTERNET_OPTION_PASSWORD;
         record("InternetSetOptionA", handleName(handle), option,
-               isText ? text(std::string(static_cast<char*>(area), size).c_str())
+               isText ? quoted({static_cast<char*>(area), size})
                       : std::to_string(*static_cast<DWORD*>(area)));
         return fake->allowed("InternetSetOptionA");
     }

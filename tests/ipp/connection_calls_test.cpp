@@ -171,6 +171,9 @@ TEST_F(ConnectionCalls, UrlDecidesHostPortPathAndSecurity) {
     const UrlCase cases[] = {
         {"http://h/x", R"("h", 80,)", R"("/x", "HTTP/1.1", null, null, 0x4400000,)"},
         {"https://h/x", R"("h", 443,)", R"("/x", "HTTP/1.1", null, null, 0x4c00000,)"},
+        // A scheme that only begins so is another one.
+        {"httpsx://h/x", R"("h", 631,)", R"("/x", "HTTP/1.1", null, null, 0x4400000,)"},
+        {"https2://h:443/x", R"("h", 443,)", R"("/x", "HTTP/1.1", null, null, 0x4400000,)"},
         // In capitals it is another text: no secure flag.
         {"HTTPS://h/x", R"("h", 443,)", R"("/x", "HTTP/1.1", null, null, 0x4400000,)"},
         {"https://h:8443/x", R"("h", 8443,)", R"("/x", "HTTP/1.1", null, null, 0x4c00000,)"},
@@ -232,6 +235,80 @@ TEST_F(ConnectionCalls, HandleThatCannotBeMadeStopsTheOpeningAndFailsTheFirstSen
             EXPECT_EQ(internet.count("HttpSendRequestExA"), 0u);
         }
         EXPECT_EQ(internet.openHandles(), 0);
+    }
+}
+
+/// What a connection says of itself while the password dialog shows.
+struct SeenByTheDialog {
+    static DWORD WINAPI ask(HWND, HINTERNET, DWORD, DWORD, LPVOID*) {
+        error = asked->lastError();
+        status = asked->httpStatus();
+        ++questions;
+        return result;
+    }
+
+    static inline const IppConnection* asked = nullptr;
+    static inline DWORD result = 0;
+    static inline std::uint32_t error = 0;
+    static inline std::uint32_t status = 0;
+    static inline int questions = 0;
+};
+
+TEST_F(ConnectionCalls, PasswordDialogBeginsAfreshAndItsResultIsTheLastError) {
+    internet.answers = {{.status = "401"}};
+    testing::winInetFunctions().internetErrorDlg = SeenByTheDialog::ask;
+    const std::pair<DWORD, DWORD> results[] = {
+        {ERROR_SUCCESS, ERROR_CANCELLED},
+        {ERROR_CANCELLED, ERROR_CANCELLED},
+        {ERROR_INVALID_HANDLE, ERROR_INVALID_HANDLE},
+        {ERROR_INTERNET_INCORRECT_PASSWORD, ERROR_INTERNET_INCORRECT_PASSWORD},
+        {0xFFFFFFFF, 0xFFFFFFFF},
+    };
+    for (const auto& [result, lastError] : results) {
+        SCOPED_TRACE(result);
+        IppConnection connection(kUrl);
+        connection.sendMessage(*probe(), false);
+        // An error and a status of the try before: the answer was read, and then was not.
+        EXPECT_FALSE(connection.readResponse());
+        internet.fail("HttpQueryInfoA", ERROR_INTERNET_CONNECTION_ABORTED);
+        EXPECT_FALSE(connection.readResponse());
+        ASSERT_EQ(connection.lastError(), DWORD{ERROR_INTERNET_CONNECTION_ABORTED});
+        ASSERT_EQ(connection.httpStatus(), 401u);
+        forgetCalls();
+        SeenByTheDialog::asked = &connection;
+        SeenByTheDialog::result = result;
+        SeenByTheDialog::questions = 0;
+        connection.authenticationDialogAndResend(nullptr, *probe(), false);
+        EXPECT_EQ(SeenByTheDialog::questions, 1);
+        EXPECT_EQ(SeenByTheDialog::error, 0u);
+        EXPECT_EQ(SeenByTheDialog::status, 0u);
+        EXPECT_EQ(connection.lastError(), lastError);
+        EXPECT_EQ(connection.httpStatus(), 0u);
+        EXPECT_THAT(internet.calls, ElementsAre()) << "nothing is sent";
+    }
+    IppConnection connection(kUrl);
+    forgetCalls();
+    SeenByTheDialog::asked = &connection;
+    SeenByTheDialog::result = ERROR_INTERNET_FORCE_RETRY;
+    connection.authenticationDialogAndResend(nullptr, *probe(), false);
+    EXPECT_EQ(connection.lastError(), 0u);
+    EXPECT_EQ(internet.count("HttpSendRequestExA"), 1u);
+}
+
+TEST_F(ConnectionCalls, CertificateDialogsResultIsTheLastError) {
+    const std::pair<DWORD, DWORD> results[] = {
+        {ERROR_SUCCESS, kSendAgain},        {kSendAgain, kSendAgain},
+        {ERROR_CANCELLED, ERROR_CANCELLED}, {ERROR_INTERNET_INVALID_CA, ERROR_INTERNET_INVALID_CA},
+        {0xFFFFFFFF, 0xFFFFFFFF},
+    };
+    for (const auto& [result, lastError] : results) {
+        SCOPED_TRACE(result);
+        IppConnection connection(kUrl);
+        internet.fail("HttpSendRequestExA", ERROR_INTERNET_INVALID_CA);
+        connection.sendMessage(*probe(), false);
+        internet.dialogResults = {result};
+        connection.certificateAndPasswordDialog(GetDesktopWindow());
+        EXPECT_EQ(connection.lastError(), lastError);
     }
 }
 

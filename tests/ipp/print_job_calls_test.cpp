@@ -121,6 +121,16 @@ TEST_F(PrintJobCalls, PageRangesThatSayNothingAreLeftOut) {
     }
 }
 
+TEST_F(PrintJobCalls, PageRangesAreSentWithAll32Bits) {
+    JobTemplate values;
+    values.pageRanges = "1-2147483646,2147483648-3000000000,4294967294-4294967295";
+    ASSERT_TRUE(SendPrintJob(target, "D", values));
+    EXPECT_EQ(internet.body(),
+              chunk(expectedPrintJob(
+                  kUrl, userName(), "D", values,
+                  {{1, 2147483646}, {2147483648, 3000000000}, {4294967294, 4294967295}})));
+}
+
 TEST_F(PrintJobCalls, NamesAreSentInUtf8) {
     ASSERT_EQ(GetACP(), 1252u);
     ASSERT_TRUE(SendPrintJob(target, "Caf\xE9 \x80", {}));
@@ -169,6 +179,26 @@ TEST_F(PrintJobCalls, CredentialsAreGivenOnlyWhenTheTargetUsesThem) {
     target.password = "password";
     ASSERT_TRUE(start());
     EXPECT_EQ(internet.count("InternetSetOptionA"), 0u);
+}
+
+TEST_F(PrintJobCalls, AnyFlagButZeroGivesTheCredentials) {
+    target.userName = "user";
+    target.password = "password";
+    for (const unsigned flag : {1u, 2u, 128u, 200u, 255u}) {
+        SCOPED_TRACE(flag);
+        target.useAuthentication = static_cast<std::uint8_t>(flag);
+        internet.calls.clear();
+        internet.answers = {{.body = goodAnswer()}};
+        ASSERT_TRUE(start());
+        EXPECT_EQ(internet.count("InternetSetOptionA"), 2u);
+        // And anew for the connection that follows one whose answer was left.
+        internet.calls.clear();
+        internet.answers = {{.body = std::string("\x01\0\0\0\x01\0\0\0\x0f", 9)},
+                            {.body = goodAnswer()}};
+        ASSERT_TRUE(start());
+        ASSERT_EQ(internet.count("InternetOpenA"), 2u);
+        EXPECT_EQ(internet.count("InternetSetOptionA"), 4u);
+    }
 }
 
 TEST_F(PrintJobCalls, CertificateQuestionsAreAskedAndTheProbeIsSentAgain) {

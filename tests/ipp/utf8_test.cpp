@@ -103,6 +103,22 @@ TEST(AnsiToUtf8Failing, AreaWithoutTerminatorIsCutBeforeItsLastElement) {
               std::string(kAreaSize - 1, 'u'));
 }
 
+wchar_t lastWide = 0;
+
+int WINAPI lookAtTheLastWide(UINT page, DWORD flags, LPCWCH text, int length, LPSTR area, int size,
+                             LPCCH defaultCharacter, LPBOOL used) {
+    lastWide = text[kAreaSize - 1];
+    if (lastWide != L'\0') return 0;
+    return WideCharToMultiByte(page, flags, text, length, area, size, defaultCharacter, used);
+}
+
+TEST(AnsiToUtf8Failing, WideTextEndsInItsArea) {
+    lastWide = L'?';
+    EXPECT_EQ(ansiToUtf8("text", {.fromWide = lookAtTheLastWide, .toWide = overfillWide}),
+              std::string(kAreaSize - 1, 'w'));
+    EXPECT_EQ(lastWide, L'\0');
+}
+
 TEST(AnsiToUtf8Failing, CharacterCutInTwoIsDropped) {
     // 10,239 bytes stay of the area: characters of two and four bytes leave a part, those of three
     // fit exactly.
