@@ -16,12 +16,17 @@ std::mutex mutex;
 
 /// Keeps as much as fits.
 void record(const char* format, ...) {
-    const std::lock_guard lock(mutex);
-    const std::size_t used = std::strlen(standIn.calls);
+    char line[1024];
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(standIn.calls + used, sizeof standIn.calls - used, format, arguments);
+    std::vsnprintf(line, sizeof line, format, arguments);
     va_end(arguments);
+    {
+        const std::lock_guard lock(mutex);
+        const std::size_t used = std::strlen(standIn.calls);
+        std::snprintf(standIn.calls + used, sizeof standIn.calls - used, "%s", line);
+    }
+    if (standIn.onCall != nullptr) standIn.onCall(line);
 }
 
 unsigned number(HANDLE handle) {

@@ -17,6 +17,9 @@ struct SpoolerStandIn {
     BOOL openPrinterFails;
     BOOL setJobFails;
     XcvRoute xcvRoute;  ///< null: XcvDataW fails
+    /// Called with each line of `calls` when it has been recorded and before the call returns;
+    /// null: nobody.
+    void(WINAPI* onCall)(const char* line);
     /// What EnumPortsA lists, at level 1 only: names with their terminators, an empty one at the
     /// end.
     char ports[256];

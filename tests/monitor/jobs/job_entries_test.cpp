@@ -4,10 +4,16 @@
 #include <string>
 #include <vector>
 
+#include "directory/groups_db.h"
+#include "directory/groups_store.h"
 #include "harness/peer.h"
 #include "harness/printing.h"
 #include "monitor/process_objects.h"
+#include "platform/handle.h"
+#include "platform/library.h"
 #include "port/policy_store.h"
+#include "port/settings.h"
+#include "tests/ipp/expected_requests.h"
 #include "tests/monitor/jobs/job_test.h"
 
 namespace velmora::testing {
@@ -369,6 +375,173 @@ TEST_F(JobEntriesTest, JobOfADeletedPortGoesOnToItsEnd) {
     EXPECT_TRUE(endDocPort(port));
     EXPECT_TRUE(endsWith(printer.file("request-2.body"), "%!one"));
     EXPECT_EQ(spooler_.takeCalls(), kWholeJob);
+}
+
+/// The port's job template, in place of that of a new port.
+void setTemplate(HANDLE handle, const JobTemplate& jobTemplate) {
+    auto* const port = static_cast<Port*>(handle);
+    PortConfig config = *port->config();
+    config.jobTemplate = jobTemplate;
+    portList()->update(*port, config);
+}
+
+/// The body of a Print-Job of these tests: the request and after it the document.
+std::string wholeJob(const Peer& printer, const std::string& name, const JobTemplate& jobTemplate,
+                     const std::string& document) {
+    return expectedPrintJob(printer.url(), userName(), name, jobTemplate, {{1, 5}, {9, 9}}) +
+           document;
+}
+
+TEST_F(JobEntriesTest, PortsJobTemplateGoesWithItsJobs) {
+    ASSERT_NE(changedTemplate().copies, JobTemplate().copies) << "each field differs";
+    const std::string document = testDocument(2000);
+    Peer first("http_sink");
+    Peer second("http_sink");
+    const HANDLE single = singlePort(first.url());
+    setTemplate(single, changedTemplate());
+    EXPECT_TRUE(printJob(single, document, "Single"));
+    EXPECT_EQ(first.file("request-2.body"), wholeJob(first, "Single", changedTemplate(), document));
+    const HANDLE multi = multiPort({first.url(), second.url()});
+    setTemplate(multi, changedTemplate());
+    EXPECT_TRUE(printJob(multi, document, "Multi"));
+    EXPECT_EQ(first.file("request-4.body"), wholeJob(first, "Multi", changedTemplate(), document));
+    EXPECT_EQ(second.file("request-2.body"),
+              wholeJob(second, "Multi", changedTemplate(), document));
+}
+
+/// One log for the spooler's calls and for what has arrived at the printers by then.
+class ArrivalLog {
+  public:
+    ArrivalLog(FakeSpooler& spooler, std::vector<Peer*> printers) : printers_(std::move(printers)) {
+        current = this;
+        spooler->onCall = &told;
+    }
+
+    Calls lines;
+
+  private:
+    static void WINAPI told(const char* line) { current->note(line); }
+
+    /// A sink keeps a request when it has come to its end, and answers afterwards.
+    void note(const std::string& line) {
+        std::string text = line.substr(0, line.find(' '));
+        for (Peer* const printer : printers_) {
+            int requests = 0;
+            while (printer->file("request-" + std::to_string(requests + 1) + ".body"))
+                ++requests;
+            text += " " + std::to_string(requests);
+        }
+        lines.push_back(text);
+    }
+
+    inline static ArrivalLog* current = nullptr;
+    std::vector<Peer*> printers_;
+};
+
+TEST_F(JobEntriesTest, SpoolersPrinterIsOpenBeforeTheFirstRequestAndTheReportComesAfterTheLast) {
+    Peer first("http_sink");
+    Peer second("http_sink");
+    {
+        const ArrivalLog log(spooler_, {&first});
+        EXPECT_TRUE(printJob(singlePort(first.url()), testDocument(3000)));
+        EXPECT_EQ(log.lines, Calls({"OpenPrinterA 0", "SetJobA 2", "ClosePrinter 2"}));
+    }
+    const ArrivalLog log(spooler_, {&first, &second});
+    EXPECT_TRUE(printJob(multiPort({first.url(), second.url()}), testDocument(3000)));
+    EXPECT_EQ(log.lines, Calls({"OpenPrinterA 2 0", "SetJobA 4 2", "ClosePrinter 4 2"}));
+    spooler_->onCall = nullptr;
+}
+
+/// While it lives, threads that this program starts do not run before they are let go.
+class HeldThreads {
+  public:
+    HeldThreads() { go_.reset(CreateEventA(nullptr, TRUE, FALSE, nullptr)); }
+    ~HeldThreads() { letGo(); }
+    HeldThreads(const HeldThreads&) = delete;
+    HeldThreads& operator=(const HeldThreads&) = delete;
+
+    void letGo() { SetEvent(go_.get()); }
+
+  private:
+    using Begin = std::uintptr_t(__cdecl*)(void*, unsigned, unsigned(__stdcall*)(void*), void*,
+                                           unsigned, unsigned*);
+    struct Start {
+        unsigned(__stdcall* run)(void*);
+        void* argument;
+    };
+
+    static unsigned __stdcall runLater(void* address) {
+        const Start start = *static_cast<Start*>(address);
+        delete static_cast<Start*>(address);
+        WaitForSingleObject(go_.get(), INFINITE);
+        return start.run(start.argument);
+    }
+    static std::uintptr_t __cdecl begin(void* security, unsigned stack,
+                                        unsigned(__stdcall* run)(void*), void* argument,
+                                        unsigned flags, unsigned* id) {
+        // The name itself leads back to this function.
+        static const auto runtime =
+            librarySymbol<Begin>(GetModuleHandleA("msvcrt.dll"), "_beginthreadex");
+        return runtime(security, stack, runLater, new Start{run, argument}, flags, id);
+    }
+
+    static inline UniqueEvent go_;
+    ImportPatch patch_{"msvcrt.dll", "_beginthreadex", reinterpret_cast<void (*)()>(&begin)};
+};
+
+class RunningMultiTargetJob : public JobTest {
+  protected:
+    /// Starts the job; its workers have not begun when this returns.
+    void SetUp() override {
+        JobTest::SetUp();
+        port_ = static_cast<Port*>(multiPort({first_.url(), second_.url()}));
+        setTemplate(port_, changedTemplate());
+        ASSERT_TRUE(unicodeJobs().start(port_, "Printer X", 77, 1, "Report"));
+    }
+
+    /// Lets the workers begin and ends the job, which must be as it was when it started.
+    void expectTheJobAsItStarted() {
+        threads_.letGo();
+        BOOL written = FALSE;
+        EXPECT_EQ(writeText(port_, "%!one", written), 5u);
+        EXPECT_TRUE(written);
+        EXPECT_TRUE(endDocPort(port_));
+        for (Peer* const printer : {&first_, &second_}) {
+            EXPECT_EQ(printer->file("request-2.body"),
+                      wholeJob(*printer, "Report", changedTemplate(), "%!one"));
+        }
+        EXPECT_EQ(spooler_.takeCalls(), kWholeJob);
+    }
+
+    Peer first_{"http_sink"};
+    Peer second_{"http_sink"};
+    HeldThreads threads_;
+    Port* port_ = nullptr;
+};
+
+TEST_F(RunningMultiTargetJob, OfAPortThatIsReconfiguredGoesOnAsItStarted) {
+    Peer other("http_sink");
+    PortConfig config = *port_->config();
+    const std::uint32_t group = config.targetIds.at(0);
+    config.jobTemplate = JobTemplate();
+    config.singleTarget = 1;
+    config.targetIds.clear();
+    config.printer.url = other.url();
+    portList()->update(*port_, config);
+    RegistryGroupsStore store = directoryStore();
+    CGroupsDB directory(store);
+    directory.DeleteNode(group);
+    directory.Save();
+    expectTheJobAsItStarted();
+    EXPECT_EQ(other.file("request-1.body"), std::nullopt);
+    EXPECT_TRUE(printJob(port_, "%!two"));
+    EXPECT_TRUE(endsWith(other.file("request-2.body"), "%!two"));
+    EXPECT_EQ(first_.file("request-3.body"), std::nullopt);
+}
+
+TEST_F(RunningMultiTargetJob, OfAPortThatIsDeletedGoesOnToItsEnd) {
+    portList()->remove(*port_);
+    expectTheJobAsItStarted();
 }
 
 TEST_F(JobEntriesTest, SinglePrinterOfAMultiTargetPortIsSentToOnTheSpoolersThread) {
