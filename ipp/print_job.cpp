@@ -74,19 +74,17 @@ std::string requestingUserName() {
     return ansiToUtf8(name.data());
 }
 
-/// The attributes that both requests begin with, after charset and natural language.
-void addPrinterAndUser(GroupBuilder& operation, const PrintTarget& target,
-                       const std::string& userName) {
-    operation.uri("printer-uri", target.url);
-    operation.name("requesting-user-name", userName);
-}
-
+/// The attributes that every request begins with. What the request is about follows charset and
+/// natural language at once (RFC 8011, 4.1.5).
 UniqueIppMessage printerRequest(IppOperation operationId, const PrintTarget& target,
-                                const std::string& userName) {
+                                const std::string& userName,
+                                const std::optional<std::uint32_t>& job = std::nullopt) {
     UniqueIppMessage message = newIppRequest(kVersion, operationId, kRequestId);
     if (!message) return nullptr;
     GroupBuilder operation(*message, IppGroup::operation);
-    addPrinterAndUser(operation, target, userName);
+    operation.uri("printer-uri", target.url);
+    if (job) operation.integer("job-id", *job);
+    operation.name("requesting-user-name", userName);
     return operation.ok() ? std::move(message) : nullptr;
 }
 
@@ -194,6 +192,11 @@ UniqueIppMessage jobRequest(IppOperation operationId, const PrintTarget& target,
 
 UniqueIppMessage newPrinterRequest(IppOperation operationId, const PrintTarget& target) {
     return printerRequest(operationId, target, requestingUserName());
+}
+
+UniqueIppMessage newRequestAboutJob(IppOperation operationId, const PrintTarget& target,
+                                    std::uint32_t job) {
+    return printerRequest(operationId, target, requestingUserName(), job);
 }
 
 UniqueIppMessage newJobRequest(IppOperation operationId, const PrintTarget& target,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -13,6 +14,10 @@ struct JobTemplate;
 /// A request with the operation attributes that every request of ours begins with: character set,
 /// language, printer-uri and requesting-user-name. Null when memory runs out.
 UniqueIppMessage newPrinterRequest(IppOperation operation, const PrintTarget& target);
+
+/// The same about one job of the printer, such as Cancel-Job. Null when memory runs out.
+UniqueIppMessage newRequestAboutJob(IppOperation operation, const PrintTarget& target,
+                                    std::uint32_t job);
 
 /// The request that begins a print job; with IppOperation::validateJob the question whether the
 /// printer would take it. Texts are in the ANSI code page. Null when memory runs out.

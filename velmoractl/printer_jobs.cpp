@@ -39,12 +39,7 @@ std::shared_ptr<IppMessage> jobsRequest(const PrintTarget& target, bool complete
 
 std::shared_ptr<IppMessage> jobRequest(IppOperation operation, const PrintTarget& target,
                                        std::uint32_t id) {
-    std::shared_ptr<IppMessage> request = newPrinterRequest(operation, target);
-    if (request) {
-        addIppAttribute(*request, IppGroup::operation, 0,
-                        newIntegerAttribute(ippName("job-id"), static_cast<std::int32_t>(id)));
-    }
-    return request;
+    return newRequestAboutJob(operation, target, id);
 }
 
 std::vector<ListedJob> jobsOf(const IppMessage& answer) {
