@@ -2,7 +2,8 @@
 """A real IPP printer for tests and demonstrations: ippeveprinter with a private D-Bus, on a free
 loopback port, with the attributes that our default job template needs (media "A4" among them).
 
-    ippeve_printer.py --directory DIR [--command PROGRAM] [--media NAME] [--modest] [-- COMMAND...]
+    ippeve_printer.py --directory DIR [--command PROGRAM] [--media NAME] [--attributes FILE] [--modest]
+                      [-- COMMAND...]
 
 Documents stay in DIR as <number>-<job name>.dat; DIR/printer.log is the printer's own log. Data without
 a document-format is taken whatever it is.
@@ -56,15 +57,25 @@ def start_bus():
     return bus, bus.stdout.readline().strip()
 
 
-def start_printer(directory, command, media, modest, bus_address):
+def with_lines(text, lines):
+    """The lines of both; one of `lines` replaces those about the same attribute."""
+    names = {line.split()[2] for line in lines}
+    kept = [line for line in text.splitlines() if line.split()[2] not in names]
+    return "\n".join([*kept, *lines]) + "\n"
+
+
+def start_printer(directory, options, bus_address):
     """(process, port); None when the printer does not start."""
     attributes = os.path.join(directory, "attributes.conf")
     with open(attributes, "w", encoding="ascii") as file:
-        extra = f',"{media}"' if media else ""
+        extra = f',"{options.media}"' if options.media else ""
         text = ATTRIBUTES.replace('"na_letter_8.5x11in"', '"na_letter_8.5x11in"' + extra)
-        for before, after in MODEST if modest else ():
+        for before, after in MODEST if options.modest else ():
             assert before in text, before
             text = text.replace(before, after)
+        if options.attributes:
+            with open(options.attributes, encoding="ascii") as more:
+                text = with_lines(text, more.read().splitlines())
         file.write(text)
     environment = dict(os.environ, DBUS_SYSTEM_BUS_ADDRESS=bus_address)
     for _ in range(5):
@@ -72,7 +83,7 @@ def start_printer(directory, command, media, modest, bus_address):
         with open(os.path.join(directory, "printer.log"), "wb") as log:
             printer = peer_process.start(
                 ["ippeveprinter", "-p", str(port), "-n", "localhost", "-r", "off", "-a", attributes,
-                 "-c", command, "-k", "-d", directory, "-v", "Velmora test printer"],
+                 "-c", options.command, "-k", "-d", directory, "-v", "Velmora test printer"],
                 env=environment, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
         if peer_process.wait_for_port(port, printer):
             return printer, port
@@ -85,6 +96,8 @@ def main():
     parser.add_argument("--directory", required=True, help="where documents and the log are kept")
     parser.add_argument("--command", default="/bin/true", help="the printer's print command")
     parser.add_argument("--media", help="a medium that it takes beside the usual ones")
+    parser.add_argument("--attributes", metavar="FILE",
+                        help="lines such as 'ATTR keyword media-supported \"A4\"' to replace the usual")
     parser.add_argument("--modest", action="store_true",
                         help="one-sided, and no media by their older names")
     parser.add_argument("run", nargs="*", help="a command to run while the printer is there")
@@ -94,7 +107,7 @@ def main():
     os.makedirs(directory, exist_ok=True)
     bus, address = start_bus()
     try:
-        started = start_printer(directory, options.command, options.media, options.modest, address)
+        started = start_printer(directory, options, address)
         if started is None:
             peer_process.fail("ippeveprinter does not start, see " + directory + "/printer.log")
         printer, port = started
