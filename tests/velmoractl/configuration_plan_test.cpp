@@ -123,7 +123,7 @@ const Difference* differenceOf(const Change& change, const std::string& key) {
 TEST(ConfigurationPlan, APasswordThatIsRemovedIsNotInTheListEither) {
     Configuration wanted;
     wanted.ports = {port("a")};
-    wanted.directory = testing::emptyDirectory();
+    wanted.directory = std::make_unique<CGroupsDB>(testing::emptyDirectory());
     wanted.directory->AddPrinter("P", {"ipp://p/", false, "", ""}, kRootGroup);
     const ConfigurationPlan result =
         plan(wanted, {port("a", "oldsecret")}, directory("P", "ipp://p/", "lastsecret"));
