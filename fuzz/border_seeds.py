@@ -9,6 +9,7 @@ length's 16 bits). The bytes that a length promises are all there. Each target's
 of the name of its seeds in DIRECTORY.
 """
 
+import itertools
 import os
 import struct
 import sys
@@ -56,6 +57,11 @@ def ipp_reader():
             yield f"kind-{tag:02x}-{other}", ipp_message(ipp_value(tag, b"x", b"\x80" * other))
     for tag in range(256):
         yield f"tag-{tag:02x}", ipp_message(ipp_value(tag, b"x", b""), ipp_value(tag, b"", b"\1"))
+    attribute = ipp_value(keyword, b"media", b"v")
+    for groups in itertools.permutations((1, 2, 4, 5)):
+        yield ("groups-" + "".join(map(str, groups)),
+               b"\x01\x00\x00\x00\x01\x00\x00\x00"
+               + b"".join(bytes([group]) + attribute for group in groups) + b"\x03")
     yield "no-attribute", ipp_message(ipp_value(keyword, b"", b"v"))
     yield "ends-at-empty-value", ipp_message(ipp_value(keyword, b"x", b""))[:-1]
     for operation in list(range(0x14)) + [0x1040, 0x4010, 0x7FFF, 0x8000, 0xFFFF]:
