@@ -65,6 +65,22 @@ TEST(IppText, LongListsAreCutAndHostileValuesEscaped) {
     EXPECT_LT(shownValues({std::string(100000, 'x')}).size(), 200U);
 }
 
+TEST(IppText, ADescriptionShowsEachValueEscapedOnce) {
+    UniqueIppMessage answer = newIppMessage();
+    addIppAttribute(*answer, IppGroup::printer, 0, newEnumAttribute(ippName("printer-state"), 3));
+    addIppAttribute(*answer, IppGroup::printer, 0,
+                    newNameAttribute(ippName("printer-name"), "\\\\server\\Office (old)"));
+    addIppAttribute(
+        *answer, IppGroup::printer, 0,
+        newKeywordAttribute(ippName("media-supported"), std::span<const char* const>()));
+    addIppAttribute(*answer, IppGroup::job, 0, newNameAttribute(ippName("printer-info"), "no"));
+    std::vector<std::string> lines;
+    for (const ShownAttribute& one : printerDescription(*answer))
+        lines.push_back(std::string(one.name) + ": " + one.values);
+    EXPECT_THAT(
+        lines, ElementsAre(R"(printer-name: \\\\server\\Office (old))", "printer-state: idle (3)"));
+}
+
 TEST(IppText, StatusCodesHaveNames) {
     EXPECT_EQ(statusText(0x040B), "client-error-attributes-or-values-not-supported (0x040b)");
     EXPECT_EQ(statusText(0x9999), "status 0x9999");

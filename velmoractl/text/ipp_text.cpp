@@ -14,6 +14,25 @@ namespace {
 
 constexpr std::size_t kShownValues = 24;
 
+constexpr const char* kDescription[] = {"printer-name",
+                                        "printer-make-and-model",
+                                        "printer-location",
+                                        "printer-info",
+                                        "printer-state",
+                                        "printer-state-reasons",
+                                        "printer-state-message",
+                                        "printer-is-accepting-jobs",
+                                        "queued-job-count",
+                                        "uri-authentication-supported",
+                                        "uri-security-supported",
+                                        "ipp-versions-supported",
+                                        "document-format-supported",
+                                        "media-supported",
+                                        "sides-supported",
+                                        "print-quality-supported",
+                                        "printer-resolution-supported",
+                                        "finishings-supported"};
+
 std::string textOf(const IppValue& value) {
     char area[48];
     switch (value.kind) {
@@ -141,6 +160,21 @@ std::string enumKeyword(std::string_view attribute, const std::string& number) {
         if (std::to_string(choice.value) == number) return choice.text;
     }
     return number;
+}
+
+std::vector<ShownAttribute> printerDescription(const IppMessage& answer) {
+    std::vector<ShownAttribute> shownOnes;
+    for (const std::string_view name : kDescription) {
+        const IppAttribute* const attribute = findAttribute(answer, IppGroup::printer, name);
+        if (attribute == nullptr) continue;
+        std::vector<std::string> values = attributeValues(*attribute);
+        if (values.empty()) continue;
+        for (std::string& value : values) {
+            if (enumKeyword(name, value) != value) value = enumText(name, value);
+        }
+        shownOnes.push_back({name, shownValues(values), attribute});
+    }
+    return shownOnes;
 }
 
 Json numberOrNull(const std::string& text) {

@@ -39,6 +39,16 @@ std::string enumText(std::string_view attribute, const std::string& number);
 /// The name alone, such as "idle"; the number if it has none.
 std::string enumKeyword(std::string_view attribute, const std::string& number);
 
+/// An attribute of an answer, with its values for people.
+struct ShownAttribute {
+    std::string_view name;
+    std::string values;  ///< as shownValues() gives them; enumerated ones with their names
+    const IppAttribute* attribute;
+};
+
+/// What `probe` shows of a printer, in this order; what the answer lacks is left out.
+std::vector<ShownAttribute> printerDescription(const IppMessage& answer);
+
 // For scripts.
 
 /// The number that the text is, or null.

@@ -19,26 +19,6 @@
 namespace velmora::ctl {
 namespace {
 
-/// What is shown of a printer, in this order.
-constexpr const char* kDescription[] = {"printer-name",
-                                        "printer-make-and-model",
-                                        "printer-location",
-                                        "printer-info",
-                                        "printer-state",
-                                        "printer-state-reasons",
-                                        "printer-state-message",
-                                        "printer-is-accepting-jobs",
-                                        "queued-job-count",
-                                        "uri-authentication-supported",
-                                        "uri-security-supported",
-                                        "ipp-versions-supported",
-                                        "document-format-supported",
-                                        "media-supported",
-                                        "sides-supported",
-                                        "print-quality-supported",
-                                        "printer-resolution-supported",
-                                        "finishings-supported"};
-
 /// Paths of printers at the usual places.
 constexpr const char* kUsualPaths[] = {"/ipp/print", "/ipp", "/ipp/printer", "/printers"};
 
@@ -147,14 +127,9 @@ class Probe {
                 : "Printer: answers without a user name");
         json_["authentication"] = client_.target().useAuthentication != 0;
         Json attributes = Json::object();
-        for (const char* name : kDescription) {
-            std::vector<std::string> values = valuesOf(*answer.message, IppGroup::printer, name);
-            if (values.empty()) continue;
-            for (std::string& value : values) {
-                if (enumText(name, value).ends_with(")")) value = enumText(name, value);
-            }
-            say(std::string("  ") + name + ": " + shownValues(values));
-            attributes[name] = jsonValues(*findAttribute(*answer.message, IppGroup::printer, name));
+        for (const ShownAttribute& one : printerDescription(*answer.message)) {
+            say("  " + std::string(one.name) + ": " + one.values);
+            attributes[std::string(one.name)] = jsonValues(*one.attribute);
         }
         json_["attributes"] = std::move(attributes);
         reportJob(*answer.message);
