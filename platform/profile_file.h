@@ -12,8 +12,10 @@ class ProfileFile {
     const std::string& path() const noexcept { return path_; }
 
     /// The value of `key` in `section` through a 1024-byte area (at most 1023 bytes are returned);
-    /// empty when it is absent, empty or unreadable. GetPrivateProfileStringA.
-    std::string read(const std::string& section, const std::string& key) const;
+    /// empty when it is absent, empty or unreadable. `unreadable`, if it is given, tells whether
+    /// the file could not be read just now. GetPrivateProfileStringA.
+    std::string read(const std::string& section, const std::string& key,
+                     bool* unreadable = nullptr) const;
 
     /// Sets `key` in `section`; a file that cannot be written is left as it is, without a report.
     /// WritePrivateProfileStringA.
@@ -25,8 +27,9 @@ class ProfileFile {
 
 /// The text to show for `text`: the value that `section` holds under the text's key (textKey), or
 /// `text` itself. A text that is asked for and not there is written into the file with itself as
-/// value, so the file fills itself with everything a translator can change. An empty key gives an
-/// empty text and touches nothing.
+/// value, so the file fills itself with everything a translator can change; unless the file cannot
+/// be read, since it may hold another value then. An empty key gives an empty text and touches
+/// nothing.
 std::string lookupText(const ProfileFile& file, const std::string& section,
                        const std::string& text);
 
