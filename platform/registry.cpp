@@ -34,8 +34,8 @@ RegistryKey RegistryKey::create(const std::string& path) {
     return createBelow(HKEY_LOCAL_MACHINE, path);
 }
 
-RegistryKey RegistryKey::openSubkey(const std::string& name) const {
-    return key_ ? openBelow(key_.get(), name, nullptr) : RegistryKey();
+RegistryKey RegistryKey::openSubkey(const std::string& name, LSTATUS* status) const {
+    return key_ ? openBelow(key_.get(), name, status) : RegistryKey();
 }
 
 RegistryKey RegistryKey::createSubkey(const std::string& name) const {
@@ -81,13 +81,14 @@ LSTATUS RegistryKey::enumSubkey(DWORD index, std::string& name) const {
     return status;
 }
 
-std::optional<DWORD> RegistryKey::query(const char* name, std::span<std::byte> area,
-                                        DWORD* type) const {
+std::optional<DWORD> RegistryKey::query(const char* name, std::span<std::byte> area, DWORD* type,
+                                        LSTATUS* status) const {
     if (!key_) return std::nullopt;
     DWORD size = static_cast<DWORD>(area.size());
-    if (RegQueryValueExA(key_.get(), name, nullptr, type, reinterpret_cast<BYTE*>(area.data()),
-                         &size) != ERROR_SUCCESS)
-        return std::nullopt;
+    const LSTATUS result = RegQueryValueExA(key_.get(), name, nullptr, type,
+                                            reinterpret_cast<BYTE*>(area.data()), &size);
+    if (status != nullptr) *status = result;
+    if (result != ERROR_SUCCESS) return std::nullopt;
     return size;
 }
 

@@ -40,6 +40,12 @@ struct RegistryStamp {
     bool operator==(const RegistryStamp&) const = default;
 };
 
+/// Whether a key or value that gives this result is missing, and not only out of reach.
+constexpr bool isMissing(LSTATUS status) noexcept {
+    return status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND ||
+           status == ERROR_KEY_DELETED;
+}
+
 /// A key below HKEY_LOCAL_MACHINE. An object without a key (opening failed) reads as empty and
 /// ignores writes, since the callers' contracts have no error for either.
 class RegistryKey {
@@ -55,7 +61,7 @@ class RegistryKey {
 
     // The same below this key, by the subkey's name or by a path without a leading backslash. The
     // ANSI calls refuse paths of more than 260 characters, while a name alone may have 255.
-    RegistryKey openSubkey(const std::string& name) const;
+    RegistryKey openSubkey(const std::string& name, LSTATUS* status = nullptr) const;
     RegistryKey createSubkey(const std::string& name) const;
 
     explicit operator bool() const noexcept { return static_cast<bool>(key_); }
@@ -76,9 +82,9 @@ class RegistryKey {
     LSTATUS enumSubkey(DWORD index, std::string& name) const;
 
     /// RegQueryValueExA into `area`; on success the number of bytes that the value has, and its
-    /// type in `type` if that is given.
-    std::optional<DWORD> query(const char* name, std::span<std::byte> area,
-                               DWORD* type = nullptr) const;
+    /// type in `type` and the call's result in `status` if they are given.
+    std::optional<DWORD> query(const char* name, std::span<std::byte> area, DWORD* type = nullptr,
+                               LSTATUS* status = nullptr) const;
 
     bool setBinary(const char* name, std::span<const std::byte> data) const;
     /// REG_SZ, stored with its terminating zero.

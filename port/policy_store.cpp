@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <mutex>
+#include <optional>
 
 #include "platform/critical_section.h"
 #include "platform/own_identity.h"
@@ -12,19 +13,24 @@
 namespace velmora {
 namespace {
 
-void readValue(const RegistryKey& key, const PolicyValue& value, Policy& policy) {
+/// False if the registry keeps the value back; one that is missing or too long is known.
+bool readValue(const RegistryKey& key, const PolicyValue& value, Policy& policy) {
     std::array<std::byte, sizeof(std::uint32_t)> area{};
     DWORD type = REG_NONE;
-    const auto size = key.query(value.name, area, &type);
+    LSTATUS status = ERROR_SUCCESS;
+    const auto size = key.query(value.name, area, &type, &status);
+    if (!size && status != ERROR_MORE_DATA && !isMissing(status)) return false;
     const auto number =
         size ? parsePolicyValue(value, type, std::span(area).first(*size)) : std::nullopt;
     policy.*value.field = number.value_or(value.missing());
+    return true;
 }
 
-Policy readValues(const RegistryKey& key) {
+/// None if a value cannot be read.
+std::optional<Policy> readValues(const RegistryKey& key) {
     Policy policy;
     for (const PolicyValue& value : policyValues())
-        readValue(key, value, policy);
+        if (!readValue(key, value, policy)) return std::nullopt;
     return policy;
 }
 
@@ -53,19 +59,19 @@ LastPolicy& lastPolicy() {
     return last;
 }
 
-/// Calls `read` with the policy's key, which is empty if there is none; it gives the change of the
-/// last policy by what it has read. Gives that, or the last one if the key cannot be read.
-template <class Read>
-Policy machinePolicyBy(Read read) noexcept {
+/// Calls `read` with the policy's key, which is empty if there is none. What it has read becomes
+/// part of the last policy by `change`; if anything cannot be read, that one stands in for it.
+template <class Read, class Change>
+Policy machinePolicyBy(Read read, Change change) noexcept {
     try {
         const std::string path = policyRegistryKey(monitorRegistryKey());
         const OwnIdentity identity;
         LSTATUS status = ERROR_SUCCESS;
         const RegistryKey key = RegistryKey::open(path, &status);
-        const bool known = status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND ||
-                           status == ERROR_PATH_NOT_FOUND;
-        if (!known) return lastPolicy().get();
-        return lastPolicy().change(read(key));
+        const std::optional<Policy> found =
+            status == ERROR_SUCCESS || isMissing(status) ? read(key) : std::nullopt;
+        if (!found) return lastPolicy().get();
+        return lastPolicy().change([&](Policy& last) { change(*found, last); });
     } catch (...) {
         // Memory has run out.
         return lastPolicy().get();
@@ -79,18 +85,20 @@ std::string policyRegistryKey(const std::string& monitorKey) {
 }
 
 Policy machinePolicy() noexcept {
-    return machinePolicyBy([](const RegistryKey& key) {
-        return [policy = key ? readValues(key) : Policy()](Policy& last) { last = policy; };
-    });
+    return machinePolicyBy([](const RegistryKey& key) { return key ? readValues(key) : Policy(); },
+                           [](const Policy& found, Policy& last) { last = found; });
 }
 
 std::uint32_t machinePolicy(std::uint32_t Policy::*field) noexcept {
-    const Policy policy = machinePolicyBy([field](const RegistryKey& key) {
-        Policy read;
-        for (const PolicyValue& value : policyValues())
-            if (key && value.field == field) readValue(key, value, read);
-        return [field, number = read.*field](Policy& last) { last.*field = number; };
-    });
+    const Policy policy = machinePolicyBy(
+        [field](const RegistryKey& key) -> std::optional<Policy> {
+            Policy found;
+            for (const PolicyValue& value : policyValues())
+                if (key && value.field == field && !readValue(key, value, found))
+                    return std::nullopt;
+            return found;
+        },
+        [field](const Policy& found, Policy& last) { last.*field = found.*field; });
     return policy.*field;
 }
 
@@ -102,7 +110,7 @@ bool hasPolicy(const std::string& monitorKey) {
 
 Policy readPolicy(const std::string& monitorKey) {
     const RegistryKey key = RegistryKey::open(policyRegistryKey(monitorKey));
-    return key ? readValues(key) : Policy();
+    return key ? readValues(key).value_or(Policy()) : Policy();
 }
 
 bool createPolicy(const std::string& monitorKey, const Policy& policy) {
