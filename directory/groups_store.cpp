@@ -46,12 +46,29 @@ constexpr char kUri[] = "URI";
 constexpr char kUserName[] = "User name";
 constexpr char kPassword[] = "Password";
 
+/// The first failure of a load that keeps back what is stored.
+class LoadError {
+  public:
+    void note(LSTATUS status) noexcept {
+        if (first_ == ERROR_SUCCESS && status != ERROR_SUCCESS && !isMissing(status))
+            first_ = status;
+    }
+    LSTATUS first() const noexcept { return first_; }
+
+  private:
+    LSTATUS first_ = ERROR_SUCCESS;
+};
+
 class ValueArea {
   public:
+    explicit ValueArea(LoadError& error) noexcept : error_(error) {}
+
     /// False leaves the area as it was, whatever the platform wrote into it before it gave up.
     bool query(const RegistryKey& key, const char* name) {
-        if (!key.query(name, area_)) {
+        LSTATUS status = ERROR_SUCCESS;
+        if (!key.query(name, area_, nullptr, &status)) {
             area_ = kept_;
+            if (status != ERROR_MORE_DATA) error_.note(status);
             return false;
         }
         kept_ = area_;
@@ -94,6 +111,7 @@ class ValueArea {
   private:
     using Area = std::array<std::byte, kLongestDirectoryText + 1>;
 
+    LoadError& error_;
     Area area_{};
     Area kept_{};
 };
@@ -129,17 +147,22 @@ void readNode(ValueArea& area, const RegistryKey& key, std::uint32_t id, CGroups
 /// Calls `visit(key, name)` for each subkey of `path`, in the registry's order. The key of a subkey
 /// that cannot be opened is empty.
 template <class Visit>
-void forEachSubkey(const std::string& path, Visit visit) {
-    const RegistryKey key = RegistryKey::open(path);
+void forEachSubkey(const std::string& path, LoadError& error, Visit visit) {
+    LSTATUS status = ERROR_SUCCESS;
+    const RegistryKey key = RegistryKey::open(path, &status);
+    error.note(status);
     if (!key) return;
     std::string name;
     for (DWORD index = 0;; ++index) {
-        const LSTATUS status = key.enumSubkey(index, name);
+        status = key.enumSubkey(index, name);
         if (status == ERROR_SUCCESS) {
-            visit(key.openSubkey(name), name);
+            const RegistryKey subkey = key.openSubkey(name, &status);
+            error.note(status);
+            visit(subkey, name);
         } else if (status != ERROR_MORE_DATA) {
             // The end; or a key that another save has just deleted, which would fail for ever. Only
             // a name that is too long says nothing about the names after it.
+            if (status != ERROR_NO_MORE_ITEMS) error.note(status);
             return;
         }
     }
@@ -313,19 +336,21 @@ void RegistryGroupsStore::load(CGroupsDB& directory) {
     root->name = rootName_;
     directory.Insert(std::move(root));
 
-    ValueArea area;
-    forEachSubkey(groupsKey_, [&](const RegistryKey& key, const std::string& name) {
+    LoadError error;
+    ValueArea area(error);
+    forEachSubkey(groupsKey_, error, [&](const RegistryKey& key, const std::string& name) {
         const std::uint32_t id = nodeIdOfKey(name.c_str());
         directory.ReserveId(id);
         if (key) readNode(area, key, id, directory);
     });
-    forEachSubkey(printersKey_, [&](const RegistryKey& key, const std::string& name) {
+    forEachSubkey(printersKey_, error, [&](const RegistryKey& key, const std::string& name) {
         if (!key) return;
         auto printer = std::make_unique<CGroupsDBPrinter>();
         printer->name = name;
         readTarget(area, key, *printer);
         directory.InsertPortPrinter(std::move(printer));
     });
+    loadError_ = error.first();
 }
 
 void RegistryGroupsStore::save(const CGroupsDB& directory) {

@@ -21,6 +21,11 @@ class RegistryGroupsStore : public GroupsStore {
     void load(CGroupsDB& directory) override;
     void save(const CGroupsDB& directory) override;
 
+    /// 0 if the last load has read all that is stored. Else the first code with which the registry
+    /// kept back a part that is there: to save the directory would delete that part. Values that
+    /// are missing, or too long, are not meant.
+    LSTATUS loadError() const noexcept { return loadError_; }
+
     // What a save of the whole directory does to one port's printer, for a store that is otherwise
     // as a save has left it. Names without a backslash. False when it could not be done so.
     void savePortPrinter(const CGroupsDBPrinter& printer);
@@ -39,6 +44,7 @@ class RegistryGroupsStore : public GroupsStore {
     std::string groupsKey_;
     std::string printersKey_;
     std::string rootName_;
+    LSTATUS loadError_ = ERROR_SUCCESS;
 };
 
 /// The id that the subkey's name means: a decimal number with atol's leniency (leading blanks,

@@ -16,9 +16,17 @@
 namespace velmora {
 namespace {
 
+/// A dialog with a part of the directory would store that part in place of the whole.
+bool readWhole(const RegistryGroupsStore& store) {
+    if (store.loadError() == ERROR_SUCCESS) return true;
+    SetLastError(static_cast<DWORD>(store.loadError()));
+    return false;
+}
+
 BOOL addPort(HWND window, const std::string& server) {
     RegistryGroupsStore store = directoryStore();
     CGroupsDB directory(store);
+    if (!readWhole(store)) return FALSE;
     PortConfig config;
     if (portList() == nullptr || !CDialogNewPort(window, directory, server).edit(config)) {
         SetLastError(ERROR_CANCELLED);
@@ -36,6 +44,7 @@ BOOL configurePort(HWND window, const std::string& name) {
     if (port == nullptr) return FALSE;
     RegistryGroupsStore store = directoryStore();
     CGroupsDB directory(store);
+    if (!readWhole(store)) return FALSE;
     PortConfig config = *port->config();
     if (CDialogConfigPort(window, directory).edit(config)) {
         portList()->update(*port, config);

@@ -36,9 +36,10 @@ class RegistryPortStore::PortPrinters {
             last_ = store.stamp();
             return;
         }
-        rewrite(store, [&](CGroupsDB& directory) {
+        const bool done = rewrite(store, [&](CGroupsDB& directory) {
             directory.SetPortPrinter(config.name, config.printer);
         });
+        if (!done && canBeAKey(config.name)) store.savePortPrinter(printer);
     }
 
     void remove(const std::string& name) {
@@ -50,7 +51,9 @@ class RegistryPortStore::PortPrinters {
             last_ = store.stamp();
             return;
         }
-        rewrite(store, [&](CGroupsDB& directory) { directory.RemovePortPrinter(name); });
+        const bool done =
+            rewrite(store, [&](CGroupsDB& directory) { directory.RemovePortPrinter(name); });
+        if (!done && canBeAKey(name)) store.erasePortPrinter(name);
     }
 
   private:
@@ -64,17 +67,24 @@ class RegistryPortStore::PortPrinters {
         return last_ && store.stamp() == last_;
     }
 
+    static bool canBeAKey(const std::string& name) {
+        return !name.empty() && name.find('\\') == std::string::npos;
+    }
+
     /// Whether the name is that of one key, which no port of another name has.
     bool isOneKey(const std::string& name) const {
-        if (name.empty() || name.find('\\') != std::string::npos) return false;
+        if (!canBeAKey(name)) return false;
         const auto found = names_.find(folded(name));
         return found == names_.end() || found->second == name;
     }
 
+    /// False, with nothing written, if the directory cannot be read whole: what was not read would
+    /// be deleted.
     template <class Change>
-    void rewrite(RegistryGroupsStore& store, Change change) {
+    bool rewrite(RegistryGroupsStore& store, Change change) {
         last_.reset();
         CGroupsDB directory(store);
+        if (store.loadError() != ERROR_SUCCESS) return false;
         change(directory);
         directory.Save();
         names_.clear();
@@ -82,6 +92,7 @@ class RegistryPortStore::PortPrinters {
             names_[folded(name)] = name;
         const bool oneKeyEach = names_.size() == directory.portPrinters().size();
         if (oneKeyEach) last_ = store.stamp();
+        return true;
     }
 
     std::optional<RegistryGroupsStore::Stamp> last_;

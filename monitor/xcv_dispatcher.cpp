@@ -102,6 +102,8 @@ DWORD configPort(const XcvCall& call) {
 DWORD getGroupsDb(const XcvCall& call) {
     RegistryGroupsStore store = directoryStore();
     const CGroupsDB directory(store);
+    // Who gets a part of it would store that part in place of the whole.
+    if (store.loadError() != ERROR_SUCCESS) return static_cast<DWORD>(store.loadError());
     const std::size_t size = directory.GetSize();
     if (!fits(call, size)) return tooSmall(call, size);
     directory.Serialize(static_cast<std::byte*>(call.output));
@@ -109,13 +111,13 @@ DWORD getGroupsDb(const XcvCall& call) {
 }
 
 DWORD setGroupsDb(const XcvCall& call) {
-    RegistryGroupsStore store = directoryStore();
-    CGroupsDB directory(store);
+    CGroupsDB directory;
     const auto read = [&](std::span<const std::byte> bytes) {
         return directory.Deserialize(bytes);
     };
+    RegistryGroupsStore store = directoryStore();
     if (!parsedInput(call, read)) return ERROR_INVALID_PARAMETER;
-    directory.Save();
+    store.save(directory);
     return ERROR_SUCCESS;
 }
 

@@ -86,7 +86,8 @@ PortConfig XcvConnection::getConfigInfo(const std::string& name) {
 
 void XcvConnection::getGroupsDB(CGroupsDB& directory) {
     DWORD needed = 0;
-    call(kGetGroupsDb, {}, {}, needed);
+    const DWORD status = call(kGetGroupsDb, {}, {}, needed);
+    if (status != ERROR_SUCCESS && status != ERROR_INSUFFICIENT_BUFFER) throw XcvException(status);
     std::vector<std::byte> payload(needed);
     callOrThrow(kGetGroupsDb, {}, payload);
     if (!directory.Deserialize(payload)) throw XcvException(ERROR_INVALID_DATA);
