@@ -60,10 +60,11 @@ DWORD WINAPI waitShortly(HANDLE object, DWORD milliseconds) {
 }  // namespace
 
 ImportPatch::ImportPatch(const char* library, const char* function, void (*replacement)(),
-                         HMODULE module)
+                         HMODULE module, void** original)
     : entry_(findImport(library, function, module)) {
     if (entry_ == nullptr) throw std::runtime_error(std::string("not imported: ") + function);
     original_ = *entry_;
+    if (original != nullptr) *original = original_;
     writeImport(entry_, reinterpret_cast<void*>(replacement));
 }
 

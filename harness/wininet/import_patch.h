@@ -5,12 +5,12 @@
 namespace velmora::testing {
 
 /// Redirects one function that a module (by default this program) imports, for calls from
-/// the module's own code, as long as this object lives. Throws std::runtime_error when the module
-/// does not import it.
+/// the module's own code, as long as this object lives. What it led to goes to `original` first, if
+/// that is given. Throws std::runtime_error when the module does not import it.
 class ImportPatch {
   public:
     ImportPatch(const char* library, const char* function, void (*replacement)(),
-                HMODULE module = nullptr);
+                HMODULE module = nullptr, void** original = nullptr);
     ~ImportPatch();
     ImportPatch(const ImportPatch&) = delete;
     ImportPatch& operator=(const ImportPatch&) = delete;

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <windows.h>
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "harness/wininet/import_patch.h"
+
+namespace velmora::testing {
+
+/// What a call of the platform is for. The bits of a set of kinds.
+enum FaultKind : unsigned {
+    kMemoryFault = 1,
+    kThreadFault = 2,
+    kEventFault = 4,
+    kRegistryFault = 8,
+    kFileFault = 16,
+    kInternetFault = 32,
+    kSpoolerFault = 64,
+};
+inline constexpr std::size_t kFaultKinds = 7;
+inline constexpr unsigned kEveryFault = (1U << kFaultKinds) - 1;
+
+const char* nameOf(FaultKind kind) noexcept;
+
+/// What the module has got from the platform and not given back.
+struct HeldResources {
+    long keys = 0;      ///< of the registry
+    long handles = 0;   ///< files, threads, events, timers, tokens
+    long internet = 0;  ///< of WinInet
+    long printers = 0;  ///< of the spooler
+    long blocks = 0;    ///< of memory
+    long threads = 0;   ///< that run
+
+    bool operator==(const HeldResources&) const = default;
+};
+std::string shown(const HeldResources& held);
+
+/// The calls that a module makes to the platform, one of which fails on demand: by its import
+/// table, and for the spooler's functions by GetProcAddress. What gives something back
+/// (RegCloseKey, free, SetEvent and their like) does not fail: it does so only for what is not
+/// valid. Nor does the question which module an address is in. Any thread may call. One object at a
+/// time, made before the module first asks for the spooler; what was handed out by GetProcAddress
+/// works on after its end.
+class FailingCalls {
+  public:
+    struct Fault {
+        const char* function = nullptr;  ///< null: no call had that number
+        FaultKind kind = kMemoryFault;
+        DWORD code = 0;  ///< what the call gave as its error
+    };
+
+    /// Throws std::runtime_error when the module does not import one of the functions.
+    explicit FailingCalls(HMODULE module);
+    ~FailingCalls();
+    FailingCalls(const FailingCalls&) = delete;
+    FailingCalls& operator=(const FailingCalls&) = delete;
+
+    /// From now on call number `index` (from 0) of those of `kinds` fails, and no other. A crash
+    /// names it, and so does a hang of half a minute, which ends the program.
+    void fail(std::size_t index, unsigned kinds) noexcept;
+    /// Whether that call has been made.
+    static bool happened() noexcept;
+    /// All succeed again. What has failed since fail().
+    Fault succeed() noexcept;
+
+    static HeldResources held() noexcept;
+
+  private:
+    class Watch;
+
+    std::vector<std::unique_ptr<ImportPatch>> patches_;
+    std::unique_ptr<Watch> watch_;
+};
+
+}  // namespace velmora::testing

@@ -1,0 +1,235 @@
+#pragma once
+
+#include <windows.h>
+
+#include <array>
+#include <cstdio>
+#include <functional>
+#include <map>
+#include <span>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "harness/failing_calls.h"
+#include "tests/contract/machine_of_two_ports.h"
+
+namespace velmora::testing {
+
+// The built library on a machine in trouble: of all the calls that an entry makes to the platform
+// one fails, each in its turn. The entry then does what it is documented to do, what is stored is
+// what was there before or what was to be there, nothing is kept that is not needed, and the same
+// call succeeds at once when all is well again.
+
+/// What a call may come to when something fails.
+struct Documented {
+    unsigned kinds;       ///< of faults, a set
+    std::string outcome;  ///< "CODE" in it stands for the error of what has failed
+};
+
+struct Scenario {
+    std::string name;
+    /// Brings the machine into the state from which the call starts. Nothing fails.
+    std::function<void()> before;
+    /// The entry, and what it came to in words.
+    std::function<std::string()> call;
+    /// What it comes to when nothing fails, and may come to whatever fails.
+    std::string good;
+    std::vector<Documented> documented;
+    unsigned kinds = kEveryFault;
+    /// Faults of which the caller is not told: what was to be stored need not be.
+    unsigned silent = kRegistryFault;
+    std::size_t step = 1;  ///< every how many calls one is tried
+    /// What a failed call may keep beyond what a successful one does.
+    HeldResources kept = {};
+    /// Whether the next call starts from the same state, and not from what the failed one has left.
+    bool again = false;
+    /// After every how many failed calls the next one is tried.
+    std::size_t nextCalls = 1;
+};
+
+/// How often which kind of call was tried.
+class TriedPlaces {
+  public:
+    void add(FaultKind kind) { ++tried_[nameOf(kind)]; }
+    std::size_t all() const {
+        std::size_t sum = 0;
+        for (const auto& [kind, count] : tried_)
+            sum += count;
+        return sum;
+    }
+    void add(const TriedPlaces& others) {
+        for (const auto& [kind, count] : others.tried_)
+            tried_[kind] += count;
+    }
+    void print(const std::string& name) const {
+        std::printf("%-44s %6zu places:", name.c_str(), all());
+        for (const auto& [kind, count] : tried_)
+            std::printf(" %s %zu", kind.c_str(), count);
+        std::printf("\n");
+        std::fflush(stdout);
+    }
+    /// Of the whole program.
+    static TriedPlaces& total() {
+        static TriedPlaces places;
+        return places;
+    }
+
+  private:
+    std::map<std::string, std::size_t> tried_;
+};
+
+class FailingCallsTest : public MachineOfTwoPorts {
+  protected:
+    /// Values by their paths: of the registry and of the settings file.
+    using State = std::map<std::string, std::string>;
+
+    static void TearDownTestSuite() { TriedPlaces::total().print("all so far"); }
+
+    void tryEverywhere(const Scenario& scenario) {
+        SCOPED_TRACE(scenario.name);
+        scenario.before();
+        const State old = state();
+        ASSERT_EQ(scenario.call(), scenario.good) << "nothing fails";
+        const State wanted = state();
+        // The first exception that is thrown makes what the runtime keeps.
+        scenario.before();
+        calls_.fail(0, kMemoryFault);
+        scenario.call();
+        calls_.succeed();
+        const HeldResources usual = growthOf(scenario);
+        TriedPlaces tried;
+        for (std::size_t index = 0;; index += scenario.step) {
+            scenario.before();
+            const HeldResources before = FailingCalls::held();
+            calls_.fail(index, scenario.kinds);
+            const std::string outcome = scenario.call();
+            const FailingCalls::Fault fault = calls_.succeed();
+            if (fault.function == nullptr) {
+                EXPECT_EQ(outcome, scenario.good) << "the last run, without a fault";
+                break;
+            }
+            tried.add(fault.kind);
+            SCOPED_TRACE(std::string(fault.function) + " fails, call number " +
+                         std::to_string(index));
+            expectDocumented(scenario, fault, outcome);
+            const bool stored = outcome == scenario.good && (scenario.silent & fault.kind) == 0;
+            expectOldOrNew(state(), stored ? wanted : old, wanted);
+            if (tried.all() % scenario.nextCalls != 0) continue;
+            if (scenario.again) scenario.before();
+            ASSERT_EQ(scenario.call(), scenario.good) << "the next call";
+            expectOldOrNew(state(), wanted, wanted);
+            expectNoLeak(FailingCalls::held(), before, usual, scenario.kept);
+        }
+        EXPECT_GT(tried.all(), 0u);
+        tried.print(scenario.name);
+        TriedPlaces::total().add(tried);
+    }
+
+    static std::string words(BOOL result) {
+        const DWORD code = GetLastError();
+        if (result) return "TRUE";
+        return code == kUntouched ? "FALSE" : "FALSE " + std::to_string(code);
+    }
+
+    /// The last error before a call whose own one is looked at.
+    static constexpr DWORD kUntouched = 0xDEAD;
+
+  private:
+    static State state() {
+        State found;
+        for (const char* name : {"\\Ports", "\\Printer groups", "\\Printers"})
+            readKey(kDefaultMonitorKey + name, found);
+        std::string section;
+        std::istringstream lines(readSettingsFile());
+        for (std::string line; std::getline(lines, line);) {
+            if (line.starts_with('[')) section = line;
+            const std::size_t sign = line.find('=');
+            if (sign != line.npos) found[section + line.substr(0, sign)] = line.substr(sign + 1);
+        }
+        return found;
+    }
+    static void readKey(const std::string& path, State& found) {
+        HKEY key = nullptr;
+        if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
+            return;
+        std::array<char, 256> name{};
+        std::array<char, 2048> data{};
+        for (DWORD index = 0;; ++index) {
+            DWORD length = name.size(), size = data.size(), type = 0;
+            if (RegEnumValueA(key, index, name.data(), &length, nullptr, &type,
+                              reinterpret_cast<BYTE*>(data.data()), &size) != ERROR_SUCCESS)
+                break;
+            found[path + "\\" + name.data()] = std::string(data.data(), size);
+        }
+        for (DWORD index = 0; RegEnumKeyA(key, index, name.data(), name.size()) == ERROR_SUCCESS;
+             ++index)
+            readKey(path + "\\" + name.data(), found);
+        RegCloseKey(key);
+    }
+
+    static std::string withCode(std::string text, DWORD code) {
+        constexpr std::string_view kCode = "CODE";
+        const std::size_t place = text.find(kCode);
+        return place == text.npos ? text : text.replace(place, kCode.size(), std::to_string(code));
+    }
+    static void expectDocumented(const Scenario& scenario, const FailingCalls::Fault& fault,
+                                 const std::string& outcome) {
+        if (outcome == scenario.good) return;
+        for (const Documented& documented : scenario.documented)
+            if ((documented.kinds & fault.kind) != 0 &&
+                withCode(documented.outcome, fault.code) == outcome)
+                return;
+        ADD_FAILURE() << "not documented: " << outcome;
+    }
+    /// Each value as it was or as it was to be; missing only where it was or was to be missing. The
+    /// settings file fills itself with every text that is asked for.
+    static void expectOldOrNew(const State& found, const State& old, const State& wanted) {
+        State all = found;
+        all.insert(old.begin(), old.end());
+        all.insert(wanted.begin(), wanted.end());
+        for (const auto& value : all) {
+            const std::string& path = value.first;
+            const auto is = [&](const State& other) {
+                const auto a = found.find(path), b = other.find(path);
+                return a == found.end() ? b == other.end()
+                                        : b != other.end() && a->second == b->second;
+            };
+            const bool added = path.starts_with('[') && !old.contains(path);
+            EXPECT_TRUE(added || is(old) || is(wanted)) << path << " is neither old nor new";
+        }
+    }
+
+    /// Of two calls in a row without a fault.
+    HeldResources growthOf(const Scenario& scenario) {
+        HeldResources growth;
+        // Twice: what is made once is there the second time.
+        for (int turn = 0; turn < 2; ++turn) {
+            scenario.before();
+            const HeldResources before = FailingCalls::held();
+            scenario.call();
+            if (scenario.again) scenario.before();
+            scenario.call();
+            growth = difference(FailingCalls::held(), before);
+        }
+        return growth;
+    }
+    static HeldResources difference(const HeldResources& a, const HeldResources& b) {
+        return {a.keys - b.keys,         a.handles - b.handles, a.internet - b.internet,
+                a.printers - b.printers, a.blocks - b.blocks,   a.threads - b.threads};
+    }
+    static void expectNoLeak(const HeldResources& now, const HeldResources& before,
+                             const HeldResources& usual, const HeldResources& kept) {
+        const HeldResources growth = difference(difference(now, before), usual);
+        EXPECT_TRUE(growth.keys <= kept.keys && growth.handles <= kept.handles &&
+                    growth.internet <= kept.internet && growth.printers <= kept.printers &&
+                    growth.blocks <= kept.blocks && growth.threads <= kept.threads)
+            << "kept more than usual: " << shown(growth);
+    }
+
+    FailingCalls calls_{dll_.module()};
+};
+
+}  // namespace velmora::testing
