@@ -132,10 +132,14 @@ def use_shim_on(server, monitor):
     return set_value(server_print(server) + "Monitors\\" + monitor, "Driver", "velmora_shim.dll")
 
 
+def break_call(name, error):
+    """A call ends with this error, 0 for none; needs simulate_servers(), and names as there."""
+    return Step("reg", "add", SERVERS[:-1], "/v", name, "/t", "REG_DWORD", "/d", str(error), "/f")
+
+
 def break_queues(error):
-    """Making a queue ends with this error, 0 for none; needs simulate_servers()."""
-    return Step("reg", "add", SERVERS[:-1], "/v", "AddPrinter", "/t", "REG_DWORD", "/d", str(error),
-                "/f")
+    """break_call() of the making of a queue."""
+    return break_call("AddPrinter", error)
 
 
 def break_channel(command, error, after=0, calls=0):
@@ -254,6 +258,16 @@ class ToolPrefix(WinePrefix):
             steps += [Step("reg", "copy", "HKLM\\" + key, f"{SERVERS}{name}\\{key}", "/s", "/f")
                       for key in (PRINT[5:-1], _LOCAL_PORTS, KEY[5:])]
         return steps
+
+    def own_files(self, server):
+        """Gives a simulated server a system directory of its own, with the spooler in it and nothing
+        of ours; its path."""
+        share = os.path.join(self.root, "dosdevices", "unc", server, "admin$")
+        os.remove(share)
+        system = os.path.join(share, "System32")
+        os.makedirs(os.path.join(system, "spool"))
+        shutil.copy(self.path("windows", "system32", "spoolsv.exe"), system)
+        return system
 
     def wine(self, *words, stdin=b""):
         process = self.run(words, TIMEOUT, input=stdin, capture_output=True)

@@ -22,10 +22,18 @@ std::uint32_t makeDirectory(const std::string& path, SECURITY_ATTRIBUTES* rights
 }  // namespace
 
 std::string deliveryDirectory() {
-    return systemDirectory() + "\\spool\\Velmora";
+    return deliveryDirectory(systemDirectory());
+}
+
+std::string deliveryDirectory(const std::string& systemDirectory) {
+    return systemDirectory + "\\spool\\Velmora";
 }
 
 std::uint32_t makeDeliveryDirectory() {
+    return makeDeliveryDirectory(systemDirectory());
+}
+
+std::uint32_t makeDeliveryDirectory(const std::string& systemDirectory) {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorA(kRights, SDDL_REVISION_1, &descriptor,
                                                               nullptr)) {
@@ -34,8 +42,9 @@ std::uint32_t makeDeliveryDirectory() {
     const UniqueLocalMemory owner(descriptor);
     SECURITY_ATTRIBUTES rights{sizeof rights, descriptor, FALSE};
     // The spooler's own directory is there on Windows; elsewhere it gets the rights of its parent.
-    const std::uint32_t error = makeDirectory(systemDirectory() + "\\spool", nullptr);
-    return error != ERROR_SUCCESS ? error : makeDirectory(deliveryDirectory(), &rights);
+    const std::uint32_t error = makeDirectory(systemDirectory + "\\spool", nullptr);
+    return error != ERROR_SUCCESS ? error
+                                  : makeDirectory(deliveryDirectory(systemDirectory), &rights);
 }
 
 }  // namespace velmora

@@ -17,8 +17,10 @@
 // system directory is this computer's.
 //
 // A server with the value "Silent" does not answer: calls that name it block for ten minutes.
-// The number "AddPrinter" in "Software\Simulated servers" is an error that making a queue ends
-// with.
+// A number in "Software\Simulated servers" is an error that calls end with: "AddPrinter" the making
+// of a queue, also here; and what is asked of a server: "AddMonitor", "DeleteMonitor",
+// "RegConnectRegistry", and "CopyFile" to its shares. A server's service manager is this
+// computer's.
 
 namespace {
 
@@ -27,7 +29,22 @@ constexpr char kServers[] = "Software\\Simulated servers";
 
 std::string server;  // "\\NAME"; empty: the tool is about this computer, or one that is not there
 bool silent = false;
-DWORD addPrinterError = 0;
+
+/// The calls that can be made to fail, with the errors that they end with.
+struct Faults {
+    DWORD addPrinter = 0;
+    DWORD addMonitor = 0;
+    DWORD deleteMonitor = 0;
+    DWORD connectRegistry = 0;
+    DWORD copyFile = 0;
+};
+Faults faults;
+
+/// Whether the call is to fail, which sets the last error.
+bool fails(DWORD error) {
+    if (error != 0) SetLastError(error);
+    return error != 0;
+}
 
 /// Whether the text begins with the server's name.
 bool namesServer(const char* text) {
@@ -75,18 +92,17 @@ BOOL WINAPI enumPrinters(DWORD flags, char* name, DWORD level, BYTE* data, DWORD
 }
 
 BOOL WINAPI addMonitor(char* name, DWORD level, BYTE* data) {
+    if (namesServer(name) && fails(faults.addMonitor)) return FALSE;
     return realAddMonitor(own(name), level, data);
 }
 
 BOOL WINAPI deleteMonitor(char* name, char* environment, char* monitor) {
+    if (namesServer(name) && fails(faults.deleteMonitor)) return FALSE;
     return realDeleteMonitor(own(name), environment, monitor);
 }
 
 HANDLE WINAPI addPrinter(char* name, DWORD level, BYTE* data) {
-    if (addPrinterError != 0) {
-        SetLastError(addPrinterError);
-        return nullptr;
-    }
+    if (fails(faults.addPrinter)) return nullptr;
     return realAddPrinter(own(name), level, data);
 }
 
@@ -99,7 +115,17 @@ BOOL WINAPI openPrinter(char* name, HANDLE* printer, PRINTER_DEFAULTSA* defaults
 LSTATUS WINAPI connectRegistry(const char* name, HKEY root, HKEY* key) {
     if (!namesServer(name)) return RegConnectRegistryA(name, root, key);
     own(name);
+    if (faults.connectRegistry != 0) return static_cast<LSTATUS>(faults.connectRegistry);
     return RegOpenKeyExA(root, nullptr, 0, KEY_ALL_ACCESS, key);
+}
+
+BOOL WINAPI copyFile(const char* from, const char* to, BOOL onlyNew) {
+    if (namesServer(to) && fails(faults.copyFile)) return FALSE;
+    return CopyFileA(from, to, onlyNew);
+}
+
+SC_HANDLE WINAPI openManager(const char* name, const char* database, DWORD access) {
+    return OpenSCManagerA(own(name), database, access);
 }
 
 using AnyFunction = void (*)();
@@ -170,9 +196,15 @@ std::string serverOfCommandLine() {
 void simulate() {
     HKEY servers = nullptr;
     if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, kServers, 0, KEY_READ, &servers) != ERROR_SUCCESS) return;
-    DWORD size = sizeof addPrinterError;
-    RegQueryValueExA(servers, "AddPrinter", nullptr, nullptr,
-                     reinterpret_cast<BYTE*>(&addPrinterError), &size);
+    const auto readFault = [&](const char* name, DWORD& error) {
+        DWORD size = sizeof error;
+        RegQueryValueExA(servers, name, nullptr, nullptr, reinterpret_cast<BYTE*>(&error), &size);
+    };
+    readFault("AddPrinter", faults.addPrinter);
+    readFault("AddMonitor", faults.addMonitor);
+    readFault("DeleteMonitor", faults.deleteMonitor);
+    readFault("RegConnectRegistry", faults.connectRegistry);
+    readFault("CopyFile", faults.copyFile);
     const std::string name = serverOfCommandLine();
     HKEY root = nullptr;
     if (!name.empty() &&
@@ -183,6 +215,8 @@ void simulate() {
     }
     replaceImport("GetProcAddress", anyFunction(&findFunction));
     replaceImport("RegConnectRegistryA", anyFunction(&connectRegistry));
+    replaceImport("CopyFileA", anyFunction(&copyFile));
+    replaceImport("OpenSCManagerA", anyFunction(&openManager));
 }
 
 }  // namespace

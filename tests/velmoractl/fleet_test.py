@@ -12,9 +12,10 @@ import textwrap
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "harness"))
 from end_to_end_test import Tool
-from tool_prefix import (CONFLICT, DENIED, DIFFERENT, MONITOR, NOBODY, NOT_FOUND, ROOT, USAGE,
-                         break_channel, mend_channel, options, printer_driver,
-                         run_tests, tool, use_shim)
+from tool_prefix import (CONFLICT, DENIED, DIFFERENT, FAILED, KEY, MONITOR, NOBODY, NOT_FOUND,
+                         ROOT, SERVERS, USAGE, Step, break_call, break_channel,
+                         mend_channel, options, printer_driver, run_tests, server_print, tool,
+                         use_shim, use_shim_on)
 
 
 def changes(result):
@@ -183,6 +184,98 @@ class FleetFile(Tool):
         self.assertIn(("remove", "port", "Drafts"), changes(results[12]))
         self.assertEqual([("remove", "queue", "Sales printer")], changes(results[13]))
         self.assertIn('"Sales printer" prints to the port "Sales"', results[11].err)
+
+
+class SetUpElsewhere(Tool):
+    """The monitor is set up on simulated servers and removed from them. Their files are their own;
+    what registers the monitor is this computer's spooler, which finds the library here."""
+
+    def ours(self, system):
+        """What is of ours in a system directory: its files, and what is in the spooler's folder."""
+        files = (name for name in os.listdir(system) if name.startswith("Velmora"))
+        return sorted(files), os.listdir(os.path.join(system, "spool"))
+
+    def registry(self, server):
+        """Steps that find the monitor's key and its registration."""
+        return [Step("reg", "query", f"{SERVERS}{server}\\{KEY[5:]}", code=1),
+                Step("reg", "query", server_print(server) + "Monitors\\" + MONITOR, code=1)]
+
+    def test_both_servers_or_what_has_been_taken_back(self):
+        self.batch(tool("install", "--quiet"), *printer_driver(options.arch))
+        self.batch(*self.prefix.simulate_servers("NORTH", "SOUTH"),
+                   *(Step("reg", "delete", key, "/f") for server in ("NORTH", "SOUTH")
+                     for key in (f"{SERVERS}{server}\\{KEY[5:]}",
+                                 server_print(server) + "Monitors\\" + MONITOR)))
+        north, south = (self.prefix.own_files(server) for server in ("NORTH", "SOUTH"))
+        install = ["install", "--server", "NORTH"]
+        both = ["--server", "NORTH,SOUTH"]
+
+        # Whatever fails: it is named, and nothing is left.
+        (_, registry, _, _, copy, _, _, monitor, *gone, _, share) = self.batch(
+            break_call("RegConnectRegistry", 53), tool(*install, code=FAILED),
+            break_call("RegConnectRegistry", 0),
+            break_call("CopyFile", 5), tool(*install, code=DENIED), break_call("CopyFile", 0),
+            break_call("AddMonitor", 50), tool(*install, "--json", code=FAILED),
+            *self.registry("NORTH"), break_call("AddMonitor", 0),
+            tool("install", "--server", "EAST", "--json", code=FAILED))
+        self.assertIn('the registry of "\\\\NORTH"', registry.err)
+        self.assertIn("nothing has been changed", copy.err)
+        error = monitor.json()["error"]
+        self.assertEqual("install, registering with the spooler", error["subject"])
+        self.assertIn("what was done before has been taken back", error["message"])
+        self.assertIn("on that computer", error["remedy"])
+        self.assertEqual("share-unreachable", share.json()["error"]["code"])
+        self.assertEqual(([], []), self.ours(north))
+
+        # A library for the other kind of Windows is refused.
+        program = os.path.join(south, "spoolsv.exe")
+        with open(program, "rb") as file:
+            image = bytearray(file.read())
+        headers = int.from_bytes(image[0x3C:0x40], "little")
+        other = image[:]
+        other[headers + 4:headers + 6] = b"\x64\x86" if options.arch == "x86" else b"\x4c\x01"
+        for data in (other, image):
+            with open(program, "wb") as file:
+                file.write(data)
+            if data is other:
+                wrong, = self.batch(tool("install", "--server", "SOUTH", code=USAGE))
+        self.assertIn("-bit Windows; nothing has been changed", wrong.err)
+        self.assertEqual(([], []), self.ours(south))
+
+        done, again, *_, added, ports, told = self.batch(
+            tool("install", *both, "--json"), tool("install", *both),
+            use_shim_on("NORTH", MONITOR), use_shim_on("SOUTH", MONITOR),
+            tool("port", "add", "Hall", "--url", NOBODY, *both),
+            tool("port", "list", *both, "-o", "names"),
+            tool("uninstall", "--dry-run", *both))
+        for part in done.json():
+            self.assertEqual(("copied", "written", True, MONITOR),
+                             tuple(part["answer"][key] for key in
+                                   ("library", "policy", "registered-now", "monitor")))
+        self.assertIn('NORTH: The monitor "Velmora IPP Port" is already registered', again.out)
+        self.assertIn("Velmora.dll\" is already there.", again.out)
+        for system in (north, south):
+            self.assertEqual((["Velmora.dat", "Velmora.dll"], ["Velmora"]), self.ours(system))
+        self.assertEqual("NORTH: Hall\nSOUTH: Hall\n", ports.out)
+        self.assertIn("SOUTH: Nothing stands in the way", told.out)
+
+        (_, kept, _, left, keep, remove, nothing, *gone) = self.batch(
+            break_call("DeleteMonitor", 5),
+            tool("uninstall", "--ports", "keep", "--server", "NORTH", code=DENIED),
+            break_call("DeleteMonitor", 0),
+            tool("port", "list", "--server", "NORTH", "-o", "names"),
+            tool("uninstall", "--ports", "keep", "--server", "NORTH"),
+            tool("uninstall", "--ports", "remove", "--server", "SOUTH"),
+            tool("uninstall", "--ports", "remove", "--server", "SOUTH"), *self.registry("SOUTH"))
+        self.assertIn("on that computer", kept.err)
+        self.assertEqual("Hall\n", left.out)
+        self.assertIn("settings stay", keep.out)
+        self.assertEqual((["Velmora.dat"], ["Velmora"]), self.ours(north))
+        self.assertEqual(([], ["Velmora"]), self.ours(south))
+        self.assertIn("there was nothing to undo", nothing.out)
+        # This computer's own was not touched.
+        own, = self.batch(tool("install", "--json"))
+        self.assertEqual(("same", False), (own.json()["library"], own.json()["registered-now"]))
 
 
 if __name__ == "__main__":

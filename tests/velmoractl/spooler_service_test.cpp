@@ -63,7 +63,7 @@ BOOL WINAPI jobsOfOffice(HANDLE printer, DWORD, DWORD, DWORD, BYTE* area, DWORD 
 }
 
 TEST(WaitingJobs, AreThoseOfAllPrintersThatCanBeAsked) {
-    const std::vector<WaitingJob> jobs = waitingJobs({twoPrinters, open, jobsOfOffice, close});
+    const std::vector<WaitingJob> jobs = waitingJobs("", {twoPrinters, open, jobsOfOffice, close});
     ASSERT_EQ(jobs.size(), 2u);
     EXPECT_EQ(jobs[0].printer, "Office");
     EXPECT_EQ(jobs[0].id, 7u);
@@ -74,7 +74,7 @@ TEST(WaitingJobs, AreThoseOfAllPrintersThatCanBeAsked) {
 }
 
 TEST(WaitingJobs, AreNoneWithoutAPrinter) {
-    EXPECT_TRUE(waitingJobs({noPrinters, open, jobsOfOffice, close}).empty());
+    EXPECT_TRUE(waitingJobs("", {noPrinters, open, jobsOfOffice, close}).empty());
 }
 
 }  // namespace

@@ -16,10 +16,14 @@ const char* delivered(std::string_view key) {
 }  // namespace
 
 std::string installedSetting(const char* key) {
-    std::string value = settingsFile().read("Strings", key);
+    return settingIn(settingsFile(), key);
+}
+
+std::string settingIn(const ProfileFile& file, const char* key) {
+    std::string value = file.read("Strings", key);
     if (!value.empty()) return value;
     // The library takes the key for the value of a file that lacks it.
-    return fileExists(settingsFile().path()) ? key : delivered(key);
+    return fileExists(file.path()) ? key : delivered(key);
 }
 
 std::string installedKey() {

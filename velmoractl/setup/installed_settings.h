@@ -2,6 +2,10 @@
 
 #include <string>
 
+namespace velmora {
+class ProfileFile;
+}
+
 namespace velmora::ctl {
 
 /// "Port Monitor Name" or "AppRegKey" from the settings file; the delivered one if there is no
@@ -9,6 +13,8 @@ namespace velmora::ctl {
 /// question must leave no trace on a computer that has no monitor, and the answer may change while
 /// the program runs.
 std::string installedSetting(const char* key);
+/// The same of a settings file that is elsewhere.
+std::string settingIn(const ProfileFile& file, const char* key);
 
 /// The monitor's key below HKEY_LOCAL_MACHINE by those settings.
 std::string installedKey();

@@ -20,15 +20,17 @@
 namespace velmora::ctl {
 namespace {
 
-#ifdef _WIN64
-constexpr WORD kMachine = IMAGE_FILE_MACHINE_AMD64;
-constexpr WORD kOtherMachine = IMAGE_FILE_MACHINE_I386;
-constexpr char kOtherWindows[] = "it is for 32-bit Windows";
-#else
-constexpr WORD kMachine = IMAGE_FILE_MACHINE_I386;
-constexpr WORD kOtherMachine = IMAGE_FILE_MACHINE_AMD64;
-constexpr char kOtherWindows[] = "it is for 64-bit Windows";
-#endif
+/// Why a library for one kind of Windows is not for another.
+const char* otherWindows(WORD machine) {
+    switch (machine) {
+        case IMAGE_FILE_MACHINE_I386:
+            return "it is for 32-bit Windows";
+        case IMAGE_FILE_MACHINE_AMD64:
+            return "it is for 64-bit Windows";
+        default:
+            return "it is for another kind of computer";
+    }
+}
 
 constexpr char kDamaged[] = "it is damaged or incomplete";
 
@@ -48,20 +50,20 @@ class ImageFile {
         bytes_.assign(std::istreambuf_iterator<char>(file), {});
     }
 
-    /// Throws NotOurs unless this is a whole port monitor for this kind of Windows.
-    void check() const {
-        if (bytes_.size() < sizeof(IMAGE_DOS_HEADER) || !bytes_.starts_with("MZ"))
-            throw NotOurs{"it is not a library"};
-        const auto start = at<IMAGE_DOS_HEADER>(0).e_lfanew;
-        if (start < 0) throw NotOurs{kDamaged};
-        const auto headers = static_cast<std::size_t>(start);
-        if (at<DWORD>(headers) != IMAGE_NT_SIGNATURE) throw NotOurs{"it is not a library"};
+    WORD machine() const { return at<IMAGE_FILE_HEADER>(headers() + sizeof(DWORD)).Machine; }
+
+    /// Throws NotOurs unless this is a whole port monitor for that kind of Windows.
+    void check(WORD wanted) const {
+        const std::size_t headers = this->headers();
         const auto file = at<IMAGE_FILE_HEADER>(headers + sizeof(DWORD));
-        if (file.Machine == kOtherMachine) throw NotOurs{kOtherWindows};
-        if (file.Machine != kMachine) throw NotOurs{"it is for another kind of computer"};
+        if (file.Machine != wanted) throw NotOurs{otherWindows(file.Machine)};
         if ((file.Characteristics & IMAGE_FILE_DLL) == 0)
             throw NotOurs{"it is a program and no library"};
-        const auto options = at<IMAGE_NT_HEADERS>(headers).OptionalHeader;
+        const bool wide = file.Machine == IMAGE_FILE_MACHINE_AMD64;
+        const DWORD fileSum = wide ? at<IMAGE_NT_HEADERS64>(headers).OptionalHeader.CheckSum
+                                   : at<IMAGE_NT_HEADERS32>(headers).OptionalHeader.CheckSum;
+        const DWORD exports = wide ? exportsOf(at<IMAGE_NT_HEADERS64>(headers).OptionalHeader)
+                                   : exportsOf(at<IMAGE_NT_HEADERS32>(headers).OptionalHeader);
         std::vector<IMAGE_SECTION_HEADER> sections;
         std::size_t place = headers + sizeof(DWORD) + sizeof file + file.SizeOfOptionalHeader;
         for (WORD i = 0; i < file.NumberOfSections; ++i, place += sizeof(IMAGE_SECTION_HEADER)) {
@@ -70,12 +72,31 @@ class ImageFile {
                 bytes_.size())
                 throw NotOurs{kDamaged};
         }
-        const std::size_t sum = headers + offsetof(IMAGE_NT_HEADERS, OptionalHeader.CheckSum);
-        if (options.CheckSum != 0 && options.CheckSum != checkSum(sum)) throw NotOurs{kDamaged};
-        checkExports(sections, options.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress);
+        // The same place in both forms of the headers.
+        static_assert(offsetof(IMAGE_NT_HEADERS32, OptionalHeader.CheckSum) ==
+                      offsetof(IMAGE_NT_HEADERS64, OptionalHeader.CheckSum));
+        const std::size_t sum = headers + offsetof(IMAGE_NT_HEADERS32, OptionalHeader.CheckSum);
+        if (fileSum != 0 && fileSum != checkSum(sum)) throw NotOurs{kDamaged};
+        checkExports(sections, exports);
     }
 
   private:
+    template <class Header>
+    static DWORD exportsOf(const Header& header) {
+        return header.DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress;
+    }
+
+    /// Where the headers begin.
+    std::size_t headers() const {
+        if (bytes_.size() < sizeof(IMAGE_DOS_HEADER) || !bytes_.starts_with("MZ"))
+            throw NotOurs{"it is not a library"};
+        const auto start = at<IMAGE_DOS_HEADER>(0).e_lfanew;
+        if (start < 0) throw NotOurs{kDamaged};
+        const auto headers = static_cast<std::size_t>(start);
+        if (at<DWORD>(headers) != IMAGE_NT_SIGNATURE) throw NotOurs{"it is not a library"};
+        return headers;
+    }
+
     template <class T>
     T at(std::size_t offset) const {
         if (offset > bytes_.size() || bytes_.size() - offset < sizeof(T)) throw NotOurs{kDamaged};
@@ -156,14 +177,30 @@ std::optional<Version> versionOf(const std::string& path) {
 
 }  // namespace
 
+WORD ownMachine() noexcept {
+#ifdef _WIN64
+    return IMAGE_FILE_MACHINE_AMD64;
+#else
+    return IMAGE_FILE_MACHINE_I386;
+#endif
+}
+
+WORD machineOf(const std::string& path) {
+    try {
+        return ImageFile(path).machine();
+    } catch (const NotOurs&) {
+        return 0;
+    }
+}
+
 void checkLibrary(const std::string& path, const std::string& name, const std::string& installed,
-                  Downgrade downgrade) {
+                  Downgrade downgrade, WORD machine) {
     const std::string what = "checking " + quotedPath(name);
     const auto refuse = [&](const std::string& why) {
         throw CommandError(ExitCode::usage, what, why, "take the file from the download again");
     };
     try {
-        ImageFile(path).check();
+        ImageFile(path).check(machine);
     } catch (const NotOurs& image) {
         refuse(image.why);
     }

@@ -71,6 +71,10 @@ std::string moveAside(const std::string& path) {
     return {};
 }
 
+void deleteAtNextStart(const std::string& path) noexcept {
+    if (!path.starts_with("\\\\")) MoveFileExA(path.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
+}
+
 PlacedFile::PlacedFile(const std::string& source, const std::string& target, const Prepare& prepare)
     : what_("copying " + quotedPath(source) + " to " + quotedPath(target)),
       target_(target),
@@ -111,7 +115,7 @@ FileChange PlacedFile::commit() {
                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
         fail(what_, error);
     }
-    MoveFileExA(aside.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
+    deleteAtNextStart(aside);
     copy_.clear();
     placed_ = true;
     return FileChange::replacedInUse;
@@ -123,16 +127,16 @@ void PlacedFile::keepOld() {
     if (backup_.empty()) fail(what_, GetLastError());
 }
 
-void PlacedFile::undo() noexcept {
-    if (!placed_) return;
+bool PlacedFile::undo() noexcept {
+    if (!placed_) return true;
     placed_ = false;
-    if (!there_) {
-        DeleteFileA(target_.c_str());
-    } else if (!backup_.empty() &&
-               MoveFileExA(backup_.c_str(), target_.c_str(),
-                           MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-        backup_.clear();
+    if (!there_) return DeleteFileA(target_.c_str()) != 0;
+    if (backup_.empty() || !MoveFileExA(backup_.c_str(), target_.c_str(),
+                                        MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+        return false;
     }
+    backup_.clear();
+    return true;
 }
 
 FileChange placeFile(const std::string& source, const std::string& target,

@@ -29,8 +29,8 @@ class PlacedFile {
 
     /// Keeps a copy of what is in the place, for undo(). Before commit(). Throws CommandError.
     void keepOld();
-    /// What was in the place comes back to it.
-    void undo() noexcept;
+    /// What was in the place comes back to it. False if it could not; true if nothing was placed.
+    bool undo() noexcept;
 
   private:
     std::string what_;
@@ -48,6 +48,10 @@ FileChange placeFile(const std::string& source, const std::string& target,
 /// Renames a file that is in use, which Windows allows, to a free name beside it; that name, or
 /// nothing if it cannot be done.
 std::string moveAside(const std::string& path);
+
+/// Lets Windows delete the file when it starts. Nothing for a file of another computer, whose
+/// start this one cannot prepare.
+void deleteAtNextStart(const std::string& path) noexcept;
 
 /// Whether the error says that somebody uses the file.
 bool isInUse(unsigned long error) noexcept;

@@ -95,10 +95,13 @@ CommandError stillRunning(DWORD error) {
 
 }  // namespace
 
-std::vector<WaitingJob> waitingJobs(const QueueFunctions& spooler) {
+std::vector<WaitingJob> waitingJobs(const std::string& server, const QueueFunctions& spooler) {
+    std::string computer = server;
+    char* const where = computer.empty() ? nullptr : computer.data();
+    const DWORD kind = server.empty() ? PRINTER_ENUM_LOCAL : PRINTER_ENUM_NAME;
     DWORD printers = 0;
     const std::vector<BYTE> area = listed([&](BYTE* to, DWORD size, DWORD& needed) {
-        return spooler.enumPrinters(PRINTER_ENUM_LOCAL, nullptr, 2, to, size, &needed, &printers);
+        return spooler.enumPrinters(kind, where, 2, to, size, &needed, &printers);
     });
     std::vector<WaitingJob> waiting;
     if (area.empty()) return waiting;
@@ -121,8 +124,9 @@ std::vector<WaitingJob> waitingJobs(const QueueFunctions& spooler) {
     return waiting;
 }
 
-void restartSpooler() {
-    const UniqueService manager(OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT));
+void restartSpooler(const std::string& server) {
+    const UniqueService manager(
+        OpenSCManagerA(server.empty() ? nullptr : server.c_str(), nullptr, SC_MANAGER_CONNECT));
     const UniqueService spooler = manager ? openService(manager.get(), kSpooler) : UniqueService();
     if (!spooler) throw stillRunning(GetLastError());
     const std::vector<std::string> others = dependents(spooler.get());

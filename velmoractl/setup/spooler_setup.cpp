@@ -3,6 +3,7 @@
 // Not part of WIN32_LEAN_AND_MEAN's windows.h.
 #include <aclapi.h>
 #include <sddl.h>
+#include <shlwapi.h>
 #include <winspool.h>
 #include <winver.h>
 
@@ -13,19 +14,12 @@
 
 #include "platform/handle.h"
 #include "platform/library.h"
-#include "platform/registry.h"
 #include "port/delivery_directory.h"
 #include "velmoractl/setup/placed_file.h"
 #include "velmoractl/text/console.h"
 
 namespace velmora::ctl {
 namespace {
-
-#ifdef _WIN64
-constexpr char kEnvironment[] = "Windows x64";
-#else
-constexpr char kEnvironment[] = "Windows NT x86";
-#endif
 
 // Protected from what the keys above grant; the system and administrators have all rights, here
 // and in all keys below.
@@ -59,25 +53,30 @@ bool monitorInstalled(const std::string& server, const std::string& monitor) {
                        [&](const MONITOR_INFO_1A& one) { return monitor == one.pName; });
 }
 
-DWORD addMonitor(const std::string& monitor, const std::string& library) {
+DWORD addMonitor(const std::string& server, const std::string& monitor, const std::string& library,
+                 WORD machine) {
+    std::string computer = server;
     std::string name = monitor;
     std::string file = library;
-    char environment[sizeof kEnvironment];
-    std::copy(std::begin(kEnvironment), std::end(kEnvironment), environment);
-    MONITOR_INFO_2A info{name.data(), environment, file.data()};
-    return AddMonitorA(nullptr, 2, reinterpret_cast<BYTE*>(&info)) ? 0 : GetLastError();
+    std::string environment =
+        machine == IMAGE_FILE_MACHINE_AMD64 ? "Windows x64" : "Windows NT x86";
+    MONITOR_INFO_2A info{name.data(), environment.data(), file.data()};
+    char* const where = computer.empty() ? nullptr : computer.data();
+    return AddMonitorA(where, 2, reinterpret_cast<BYTE*>(&info)) ? 0 : GetLastError();
 }
 
-DWORD deleteMonitor(const std::string& monitor) {
+DWORD deleteMonitor(const std::string& server, const std::string& monitor) {
+    std::string computer = server;
     std::string name = monitor;
-    return DeleteMonitorA(nullptr, nullptr, name.data()) ? 0 : GetLastError();
+    char* const where = computer.empty() ? nullptr : computer.data();
+    return DeleteMonitorA(where, nullptr, name.data()) ? 0 : GetLastError();
 }
 
-DWORD restrictKey(const std::string& path) {
+DWORD restrictKey(const std::string& path, HKEY root) {
     UniqueRegKey key;
-    DWORD error = static_cast<DWORD>(RegCreateKeyExA(
-        HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0,
-        KEY_READ | KEY_WRITE | WRITE_DAC | READ_CONTROL, nullptr, key.put(), nullptr));
+    const auto error = static_cast<DWORD>(RegCreateKeyExA(
+        root, path.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE | WRITE_DAC | READ_CONTROL, nullptr,
+        key.put(), nullptr));
     if (error != ERROR_SUCCESS) return error;
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorA(kRights, SDDL_REVISION_1, &descriptor,
@@ -96,9 +95,9 @@ DWORD restrictKey(const std::string& path) {
                            nullptr, rights, nullptr);
 }
 
-bool isRestricted(const std::string& path) {
+bool isRestricted(const std::string& path, HKEY root) {
     UniqueRegKey key;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, READ_CONTROL, key.put()) != 0) {
+    if (RegOpenKeyExA(root, path.c_str(), 0, READ_CONTROL, key.put()) != 0) {
         return false;
     }
     PACL rights = nullptr;
@@ -120,19 +119,44 @@ bool isRestricted(const std::string& path) {
            found.find(";;;BA)") != std::string::npos;
 }
 
-bool registerEventSource(const std::string& library) {
-    constexpr std::uint32_t kTypes =
+bool registerEventSource(const std::string& library, HKEY root) {
+    constexpr DWORD kTypes =
         EVENTLOG_ERROR_TYPE | EVENTLOG_WARNING_TYPE | EVENTLOG_INFORMATION_TYPE;
-    const RegistryKey source = RegistryKey::create(eventSourceKey());
-    return source.setText("EventMessageFile", library) &&
-           source.setNumber("TypesSupported", kTypes);
+    UniqueRegKey source;
+    if (RegCreateKeyExA(root, eventSourceKey().c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr,
+                        source.put(), nullptr) != ERROR_SUCCESS) {
+        return false;
+    }
+    const DWORD type = library.find('%') == std::string::npos ? REG_SZ : REG_EXPAND_SZ;
+    return RegSetValueExA(source.get(), "EventMessageFile", 0, type,
+                          reinterpret_cast<const BYTE*>(library.c_str()),
+                          static_cast<DWORD>(library.size() + 1)) == ERROR_SUCCESS &&
+           RegSetValueExA(source.get(), "TypesSupported", 0, REG_DWORD,
+                          reinterpret_cast<const BYTE*>(&kTypes), sizeof kTypes) == ERROR_SUCCESS;
 }
 
-void removeEventSource() {
-    RegistryKey::deleteTree(eventSourceKey());
+bool hasEventSource(HKEY root) {
+    return hasKey(eventSourceKey(), root);
 }
 
-void removeEmptyKeys(const std::string& path) {
+bool removeEventSource(HKEY root) {
+    SHDeleteKeyA(root, eventSourceKey().c_str());
+    return !hasEventSource(root);
+}
+
+bool hasKey(const std::string& path, HKEY root) {
+    UniqueRegKey key;
+    return RegOpenKeyExA(root, path.c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS;
+}
+
+bool removeKey(const std::string& path, HKEY root) {
+    SHDeleteKeyA(root, path.c_str());
+    if (hasKey(path, root)) return false;
+    removeEmptyKeys(path, root);
+    return true;
+}
+
+void removeEmptyKeys(const std::string& path, HKEY root) {
     std::string above = path;
     for (std::size_t end = above.rfind('\\'); end != std::string::npos; end = above.rfind('\\')) {
         above.resize(end);
@@ -141,14 +165,14 @@ void removeEmptyKeys(const std::string& path) {
             UniqueRegKey key;
             DWORD keys = 0;
             DWORD values = 0;
-            if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, above.c_str(), 0, KEY_READ, key.put()) != 0 ||
+            if (RegOpenKeyExA(root, above.c_str(), 0, KEY_READ, key.put()) != 0 ||
                 RegQueryInfoKeyA(key.get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr,
                                  &values, nullptr, nullptr, nullptr, nullptr) != 0 ||
                 keys + values > 0) {
                 return;
             }
         }
-        if (RegDeleteKeyA(HKEY_LOCAL_MACHINE, above.c_str()) != 0) return;
+        if (RegDeleteKeyA(root, above.c_str()) != 0) return;
     }
 }
 
@@ -162,8 +186,8 @@ FileRemoval removeFile(const std::string& path) {
     const DWORD error = GetLastError();
     if (isInUse(error)) {
         if (const std::string aside = moveAside(path); !aside.empty()) {
-            MoveFileExA(aside.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
-            return FileRemoval::atNextStart;
+            deleteAtNextStart(aside);
+            return aside.starts_with("\\\\") ? FileRemoval::renamed : FileRemoval::atNextStart;
         }
     }
     throw systemError("deleting " + quotedPath(path), error, "close what uses the file");
