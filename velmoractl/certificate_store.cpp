@@ -4,7 +4,9 @@
 // After windows.h.
 #include <wincrypt.h>
 
+#include <algorithm>
 #include <array>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -52,11 +54,40 @@ CommandError storeError(const std::string& what, DWORD error) {
                        "run the command as administrator");
 }
 
+/// What certlm.msc shows as the friendly name of a certificate that trustCertificate() has added.
+constexpr wchar_t kMark[] = L"Trusted by velmoractl";
+
+/// All trusted roots of the computer, whoever brought them.
 UniqueStore openRoots(DWORD access, const std::string& what) {
     UniqueStore store(CertOpenStore(CERT_STORE_PROV_SYSTEM_A, 0, 0,
                                     CERT_SYSTEM_STORE_LOCAL_MACHINE | access, "ROOT"));
     if (!store) throw storeError(what, GetLastError());
     return store;
+}
+
+/// Those of the registry alone, which is where added ones go: neither those of policies nor those
+/// that Windows brings. Deleting needs this one: Wine's store of all roots reports success and
+/// keeps the certificate.
+UniqueStore openStoredRoots(const std::string& what) {
+    UniqueStore store(CertOpenStore(CERT_STORE_PROV_SYSTEM_REGISTRY_A, 0, 0,
+                                    CERT_SYSTEM_STORE_LOCAL_MACHINE, "ROOT"));
+    if (!store) throw storeError(what, GetLastError());
+    return store;
+}
+
+void mark(PCCERT_CONTEXT certificate) {
+    std::array<wchar_t, std::size(kMark)> text{};
+    std::ranges::copy(kMark, text.begin());
+    CRYPT_DATA_BLOB name{sizeof kMark, reinterpret_cast<BYTE*>(text.data())};
+    CertSetCertificateContextProperty(certificate, CERT_FRIENDLY_NAME_PROP_ID, 0, &name);
+}
+
+bool isMarked(PCCERT_CONTEXT certificate) {
+    std::array<wchar_t, std::size(kMark)> text{};
+    DWORD size = sizeof text;
+    return CertGetCertificateContextProperty(certificate, CERT_FRIENDLY_NAME_PROP_ID, text.data(),
+                                             &size) &&
+           size == sizeof kMark && std::ranges::equal(text, kMark);
 }
 
 std::span<const std::uint8_t> bytesOf(PCCERT_CONTEXT certificate) {
@@ -105,11 +136,33 @@ bool trustCertificate(std::span<const std::uint8_t> encoded, const std::string& 
             throw storeError(what, GetLastError());
         }
         const UniqueCertificate certificate(added);
+        mark(added);
     }
     const UniqueStore stored = openRoots(CERT_STORE_READONLY_FLAG, what);
     if (find(stored, sha256)) return true;
     throw CommandError(ExitCode::failed, what, "the certificate has not been stored",
                        "look at the computer's trusted roots with certlm.msc");
+}
+
+Untrusted untrustCertificate(const std::string& sha256, bool any, const std::string& what) {
+    {
+        // Some systems store the changes when the store is closed.
+        const UniqueStore store = openStoredRoots(what);
+        UniqueCertificate found = find(store, sha256);
+        if (!found) {
+            const UniqueStore all = openRoots(CERT_STORE_READONLY_FLAG, what);
+            return find(all, sha256) ? Untrusted::elsewhere : Untrusted::absent;
+        }
+        if (!any && !isMarked(found.get())) return Untrusted::notOurs;
+        // It frees the certificate, whatever becomes of it.
+        if (!CertDeleteCertificateFromStore(found.release()))
+            throw storeError(what, GetLastError());
+    }
+    const UniqueStore left = openRoots(CERT_STORE_READONLY_FLAG, what);
+    if (!find(left, sha256)) return Untrusted::removed;
+    throw CommandError(ExitCode::failed, what,
+                       "the computer's trusted roots still hold the certificate",
+                       "a policy may bring it; look at them with certlm.msc");
 }
 
 }  // namespace velmora::ctl

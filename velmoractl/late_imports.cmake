@@ -4,12 +4,15 @@
 set(late_crypt32_dll
     CertAddEncodedCertificateToStore@24
     CertCloseStore@8
+    CertDeleteCertificateFromStore@4
     CertEnumCertificatesInStore@8
     CertFindExtension@12
     CertFreeCertificateChain@4
     CertFreeCertificateContext@4
+    CertGetCertificateContextProperty@16
     CertGetNameStringW@24
     CertOpenStore@20
+    CertSetCertificateContextProperty@16
     CertVerifyCertificateChainPolicy@16
     CertVerifyTimeValidity@8
     CryptDecodeObject@28

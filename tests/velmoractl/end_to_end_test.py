@@ -1306,7 +1306,7 @@ class Answers(WithPrinter):
         self.assertEqual({" ".join(verb) for verb in self.prefix.verbs()}, set(shapes))
         # Where there is a job that lasts, and a printer with a certificate (printers_test.py).
         self.assertEqual(set(shapes), checked | {"job cancel", "certificate show",
-                                                 "certificate trust"})
+                                                 "certificate trust", "certificate untrust"})
 
     def test_every_verb_tells_its_errors_in_json(self):
         verbs = self.prefix.verbs()

@@ -12,6 +12,7 @@ import io
 import os
 import re
 import signal
+import struct
 import sys
 import time
 
@@ -20,8 +21,8 @@ sys.path[:0] = [HARNESS, os.path.join(HARNESS, "peers")]
 import raw_http
 from end_to_end_test import Answers, Tool
 from printer_peer import Printer
-from tool_prefix import (CONFLICT, DONE, MONITOR, NOBODY, NOT_FOUND, PRINTER, USAGE, fleet, run_tests, tool,
-                         use_shim)
+from tool_prefix import (CONFLICT, DONE, MONITOR, NOBODY, NOT_FOUND, PRINTER, USAGE, Step, fleet,
+                         run_tests, tool, use_shim)
 
 # Its tests are run by the other program.
 documented, validate = Answers.documented, Answers.validate
@@ -146,7 +147,9 @@ class Certificates(Checked):
             tool("probe", "--all", "--days", "36500"), tool("status", "--days", "36500", "--json"),
             tool("certificate", "trust", url, "--fingerprint", "12", code=USAGE),
             tool("certificate", "show", url.replace("https", "ipp"), code=USAGE),
-            tool("certificate", "show", NOBODY.replace("ipp:", "https:"), code=PRINTER))
+            tool("certificate", "show", NOBODY.replace("ipp:", "https:"), code=PRINTER),
+            tool("certificate", "untrust", code=USAGE),
+            tool("certificate", "untrust", url, "--fingerprint", fingerprint, code=USAGE))
         self.validate("certificate-show", unknown.json())
         self.assertEqual((fingerprint.upper(), ["localhost"], "2049-12-31"), tuple(
             unknown.json()[key] for key in ("sha256", "names", "valid-until")))
@@ -164,6 +167,35 @@ class Certificates(Checked):
         self.validate("status", status.json())
         certificate = status.json()["ports"][0]["printers"][0]["certificate"]
         self.assertEqual("2049-12-31", certificate["valid-until"])
+        self.what_was_trusted_can_be_taken_back(url, fingerprint)
+
+    def what_was_trusted_can_be_taken_back(self, url, fingerprint):
+        by_print = ["certificate", "untrust", "--fingerprint", fingerprint]
+        trust = tool("certificate", "trust", url, "--fingerprint", fingerprint)
+        absent, gone, again, _, by_url, after, _ = self.batch(
+            tool("certificate", "untrust", "--fingerprint", "00" * 32, code=NOT_FOUND),
+            tool(*by_print, "--json"), tool("certificate", "untrust", url, code=NOT_FOUND), trust,
+            tool("certificate", "untrust", url), tool("certificate", "show", url, "--json"), trust)
+        self.assertIn("is not among this computer's trusted roots", absent.err)
+        self.validate("certificate-untrust", gone.json())
+        self.assertIn("is not among", again.err)
+        self.assertIn("is no longer among", by_url.out)
+        self.assertIn("is not trusted", after.json()["problems"][0])
+        # One without the mark that "certificate trust" leaves is somebody else's.
+        with open(os.path.join(self.crowd.directory, "certificate.der"), "rb") as file:
+            der = file.read()
+        key = ("HKLM\\Software\\Microsoft\\SystemCertificates\\Root\\Certificates\\" +
+               hashlib.sha1(der).hexdigest().upper())
+        # The certificate as its only property.
+        stored = struct.pack("<III", 32, 1, len(der)) + der
+        _, _, others, good, forced = self.batch(
+            tool(*by_print),
+            Step("reg", "add", key, "/v", "Blob", "/t", "REG_BINARY", "/d", stored.hex(), "/f"),
+            tool(*by_print, code=CONFLICT), tool("certificate", "show", url, "--json"),
+            tool(*by_print, "--force"))
+        self.assertIn("was not put there by", others.err)
+        self.assertEqual([], good.json()["problems"])
+        self.assertIn("is no longer among", forced.out)
 
 
 class Fit(Checked):

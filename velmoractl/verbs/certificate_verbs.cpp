@@ -21,6 +21,7 @@ struct CertificateOptions {
     std::string url;
     std::string fingerprint;
     unsigned timeout = 30;
+    bool force = false;
 };
 
 CertificateReport inspected(const CertificateOptions& options, const std::string& what) {
@@ -124,9 +125,52 @@ void trust(const Session& session, const CertificateOptions& options) {
     session.say("\"certificate show\" tells whether anything else is wrong with it.");
 }
 
-void addUrl(Verb verb, CertificateOptions& options) {
-    verb.text("url", options.url, "the printer's URL", "URL").required();
+/// The fingerprint that was given, or that of the root in the chain that the printer shows.
+std::string fingerprintToRemove(const CertificateOptions& options, const std::string& what) {
+    if (options.url.empty() == options.fingerprint.empty()) {
+        throw CommandError(ExitCode::usage, what,
+                           options.url.empty() ? "no certificate is named" : "two are named",
+                           "give the printer's URL, or --fingerprint SHA256");
+    }
+    if (options.url.empty()) return checkedFingerprint(options.fingerprint, what);
+    const CertificateReport report = inspected(options, what);
+    const auto root = std::ranges::find(report.links, true, &CertificateLink::selfSigned);
+    if (root != report.links.end()) return root->sha256;
+    throw CommandError(ExitCode::notFound, what,
+                       "the printer shows no certificate that is signed by itself",
+                       "give the one to remove with --fingerprint");
+}
+
+void untrust(const Session& session, const CertificateOptions& options) {
+    const std::string what = "certificate untrust" +
+                             (options.url.empty() ? std::string() : " " + quotedUrl(options.url));
+    checkHere(session, what);
+    const std::string wanted = fingerprintToRemove(options, what);
+    const std::string shownOne = "the certificate with SHA-256 " + shownFingerprint(wanted);
+    switch (untrustCertificate(wanted, options.force, what)) {
+        case Untrusted::absent:
+            throw CommandError(ExitCode::notFound, what,
+                               shownOne + " is not among this computer's trusted roots",
+                               "\"certificate show URL\" tells a printer's fingerprints");
+        case Untrusted::notOurs:
+            throw CommandError(ExitCode::conflict, what,
+                               shownOne + " was not put there by \"certificate trust\"",
+                               "make sure that nothing else needs it, and add --force");
+        case Untrusted::elsewhere:
+            throw CommandError(ExitCode::conflict, what,
+                               shownOne + " is brought by a policy or by Windows itself",
+                               "take it out of the policy that brings it");
+        case Untrusted::removed:
+            break;
+    }
+    if (session.wantsJson()) session.answer({{"sha256", wanted}, {"removed", true}});
+    session.say("The certificate with SHA-256 " + shownFingerprint(wanted) +
+                " is no longer among this computer's trusted roots.");
+}
+
+Option addUrl(Verb verb, CertificateOptions& options) {
     verb.seconds("--timeout", options.timeout, 1, 600, "longest wait for an answer, in seconds");
+    return verb.text("url", options.url, "the printer's URL", "URL");
 }
 
 }  // namespace
@@ -138,7 +182,8 @@ void addCertificateVerbs(Verb app, Session& session) {
     const auto shown = std::make_shared<CertificateOptions>();
     addUrl(addVerb(group, session, "show", "what a printer's certificate says, and its fingerprint",
                    kShow, [&session, shown] { show(session, *shown); }),
-           *shown);
+           *shown)
+        .required();
 
     const auto trusted = std::make_shared<CertificateOptions>();
     Verb trustVerb =
@@ -146,11 +191,23 @@ void addCertificateVerbs(Verb app, Session& session) {
                 "put a certificate that the printer shows among this computer's trusted roots",
                 "certificate trust https://printer.example:631/ipp/print --fingerprint SHA256",
                 [&session, trusted] { trust(session, *trusted); });
-    addUrl(trustVerb, *trusted);
+    addUrl(trustVerb, *trusted).required();
     trustVerb
         .text("--fingerprint", trusted->fingerprint,
               "its SHA-256, as the printer's own panel or page tells it", "SHA256")
         .required();
+
+    const auto removed = std::make_shared<CertificateOptions>();
+    Verb untrustVerb = addVerb(
+        group, session, "untrust",
+        "take a certificate that \"certificate trust\" has put there out of this computer's "
+        "trusted roots",
+        "certificate untrust --fingerprint SHA256",
+        [&session, removed] { untrust(session, *removed); });
+    addUrl(untrustVerb, *removed);
+    untrustVerb.text("--fingerprint", removed->fingerprint,
+                     "its SHA-256, for a printer that is no longer there", "SHA256");
+    untrustVerb.flag("--force", removed->force, "also one that somebody else has put there");
 }
 
 }  // namespace velmora::ctl
