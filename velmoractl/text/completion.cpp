@@ -38,7 +38,7 @@ NameKind nameKindOf(const std::string& verb, const std::string& option) {
 const char* powershellCompletion() {
     return R"script(# Completion for velmoractl. For every session, add this line to the file that $PROFILE names:
 #   velmoractl completion powershell | Out-String | Invoke-Expression
-Register-ArgumentCompleter -Native -CommandName velmoractl, velmoractl.exe -ScriptBlock {
+Register-ArgumentCompleter -Native -CommandName @('velmoractl', 'velmoractl.exe') -ScriptBlock {
     param($wordToComplete, $commandAst, $cursorPosition)
     $words = @($commandAst.CommandElements | Select-Object -Skip 1 |
         Where-Object { $_.Extent.EndOffset -lt $cursorPosition } |
