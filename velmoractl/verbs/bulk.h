@@ -12,9 +12,6 @@ class MonitorChannel;
 
 // What verbs that change many things have in common.
 
-/// How to go on after a change of many that was ended midway.
-inline constexpr char kRepeatCommand[] = "run the same command again to go on with the rest";
-
 /// --all, --match and --where. `things`: "ports" or "printers", for the help.
 void addSelectionOptions(Verb verb, Selection& selection, const std::string& things,
                          const std::vector<std::string>& keys);

@@ -6,7 +6,7 @@
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/text/bulk_plan.h"
 #include "velmoractl/text/console.h"
-#include "velmoractl/text/queue_plan.h"
+#include "velmoractl/text/plan_steps.h"
 #include "velmoractl/verbs/bulk.h"
 #include "velmoractl/verbs/plan_run.h"
 #include "velmoractl/verbs/port_checks.h"
@@ -35,22 +35,6 @@ PasswordKinds kindsOf(const PasswordOptions& options, const std::string& what) {
         kinds.patterns |= kind == "patterns";
     }
     return kinds;
-}
-
-/// Ports first: storing one stores its pattern too.
-void change(const Session& session, MonitorChannel& channel, const PasswordPlan& plan,
-            const std::string& password, const std::string& what) {
-    carryOut(session, channel, plan.ports, {}, false, what, kRepeatCommand);
-    try {
-        channel.changeDirectory(
-            what, [&](CGroupsDB& directory) { applyPasswords(directory, plan, password); });
-    } catch (const CommandError& error) {
-        throw CommandError(error.code(), what,
-                           error.why() +
-                               "; the ports have the new password, the printers and "
-                               "patterns of the directory do not",
-                           error.remedy() + "; then " + kRepeatCommand, error.keyword());
-    }
 }
 
 void set(const Session& session, const PasswordOptions& options) {
@@ -84,7 +68,7 @@ void set(const Session& session, const PasswordOptions& options) {
     }
     checkSizes(plan.ports.portsToChange, what);
     if (!options.dryRun && !plan.ports.changes.empty()) {
-        change(session, channel, plan, credentials.password, what);
+        carryOut(session, channel, plan, credentials.password, what);
     }
     reportPlan(session, plan.ports, options.dryRun, "All of them have this password");
 }

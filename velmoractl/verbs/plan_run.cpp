@@ -2,121 +2,62 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
-#include <set>
+#include <vector>
 
-#include "port/port_config.h"
 #include "velmoractl/monitor_channel.h"
 #include "velmoractl/spooler_queues.h"
-#include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/console.h"
+#include "velmoractl/text/plan_steps.h"
 #include "velmoractl/text/progress_bar.h"
-#include "velmoractl/text/queue_plan.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {
 namespace {
 
-/// First what ports may name, then the ports, then what no port names any
-/// more. Between two ports it may be ended; the same file then brings the rest.
-class PlanRun {
+/// The channel and the spooler, with a bar that shows how far it is.
+class ConfiguredServer : public Configured {
   public:
-    PlanRun(const Session& session, MonitorChannel& channel, const ConfigurationPlan& plan,
-            const QueuePlan& queues, bool hasDirectory, const std::string& what,
-            const std::string& goOn)
-        : session_(session),
+    ConfiguredServer(const Session& session, MonitorChannel& channel, std::size_t steps,
+                     const std::string& what)
+        : server_(session.server),
           channel_(channel),
-          plan_(plan),
-          queues_(queues),
-          hasDirectory_(hasDirectory),
           what_(what),
-          goOn_(goOn),
-          queueSteps_(queues_.toRemove.size() + queues_.toAdd.size() + queues_.toChange.size()),
-          total_(plan_.portsToRemove.size() + plan_.portsToAdd.size() + plan_.portsToChange.size() +
-                 queueSteps_),
-          bar_(total_, !session.quiet && !session.wantsJson()) {}
+          bar_(steps, !session.quiet && !session.wantsJson()) {}
 
-    void run() {
-        const InterruptNote note;
-        if (hasDirectory_) {
-            guarded("the groups and printers may not be there", [&] {
-                channel_.changeDirectory(what_,
-                                         [&](CGroupsDB& directory) { grow(directory, plan_); });
-            });
-        }
-        for (const std::string& name : queues_.toRemove)
-            step([&] { removeQueue(session_.server, name, what_); });
-        // Names that differ in capital and small letters alone are one name to Windows.
-        std::set<std::string> coming;
-        for (const PortConfig& port : plan_.portsToAdd)
-            coming.insert(foldedName(port.name));
-        const auto removePorts = [&](bool clashing) {
-            for (const std::string& name : plan_.portsToRemove) {
-                if (coming.contains(foldedName(name)) != clashing) continue;
-                step([&] { channel_.removePort(name); });
-            }
-        };
-        removePorts(true);
-        for (const PortConfig& port : plan_.portsToAdd)
-            step([&] { channel_.addPort(port); });
-        for (const PortConfig& port : plan_.portsToChange)
-            step([&] { channel_.changePort(port); });
-        for (const QueueDescription& queue : queues_.toAdd)
-            step([&] { addQueue(session_.server, queue, what_); });
-        for (const QueueDescription& queue : queues_.toChange)
-            step([&] { changeQueue(session_.server, queue, what_); });
-        removePorts(false);
-        bar_.end();
-        if (hasDirectory_) {
-            guarded("groups and printers that the file lacks may still be there", [&] {
-                channel_.changeDirectory(
-                    what_, [&](CGroupsDB& directory) { complete(directory, plan_, foldedName); });
-            });
-        }
+    void changeDirectory(const std::function<void(CGroupsDB&)>& change) override {
+        channel_.changeDirectory(what_, change);
     }
+    bool hasPort(const std::string& name) override {
+        const std::vector<std::string> names = channel_.portNames();
+        return std::ranges::find(names, name) != names.end();
+    }
+    void addPort(const PortConfig& port) override { channel_.addPort(port); }
+    void changePort(const PortConfig& port) override { channel_.changePort(port); }
+    void removePort(const std::string& name) override { channel_.removePort(name); }
+    void addQueue(const QueueDescription& queue) override {
+        ctl::addQueue(server_, queue, what_ + queueOf(queue.name));
+    }
+    void changeQueue(const QueueDescription& queue) override {
+        ctl::changeQueue(server_, queue, what_ + queueOf(queue.name));
+    }
+    void removeQueue(const std::string& name) override {
+        ctl::removeQueue(server_, name, what_ + queueOf(name));
+    }
+    FoldName folding() const override { return foldedName; }
+    bool ended() override { return InterruptNote::pressed(); }
+    void progress(std::size_t done) override { bar_.show(done); }
+    void noMoreProgress() override { bar_.end(); }
 
   private:
-    std::string progress() const {
-        return std::to_string(done_) + " of " + std::to_string(total_) +
-               (queueSteps_ == 0 ? " ports are done" : " ports and queues are done");
-    }
+    static std::string queueOf(const std::string& name) { return ", queue " + quotedAnsi(name); }
 
-    /// Runs a part of the import; an error in it says what is done, what is not, and how to go on.
-    template <class Body>
-    void guarded(const std::string& rest, Body&& body) {
-        try {
-            body();
-        } catch (const CommandError& error) {
-            bar_.end();
-            const bool named = error.subject() == what_;
-            throw CommandError(error.code(), named ? what_ : what_ + ", " + error.subject(),
-                               error.why() + "; " + progress() + (rest.empty() ? "" : ", " + rest),
-                               error.remedy() + "; then " + goOn_, error.keyword());
-        }
-    }
-
-    template <class Body>
-    void step(Body&& body) {
-        if (InterruptNote::pressed()) {
-            bar_.end();
-            throw CommandError(ExitCode::cancelled, what_, "you have ended it; " + progress(),
-                               goOn_);
-        }
-        guarded({}, body);
-        bar_.show(++done_);
-    }
-
-    const Session& session_;
+    const std::string server_;
     MonitorChannel& channel_;
-    const ConfigurationPlan& plan_;
-    const QueuePlan& queues_;
-    const bool hasDirectory_;
     const std::string what_;
-    const std::string goOn_;
-    const std::size_t queueSteps_;
-    const std::size_t total_;
-    std::size_t done_ = 0;
+    const InterruptNote note_;
     ProgressBar bar_;
 };
 
@@ -135,7 +76,20 @@ Json described(const Change& change) {
 void carryOut(const Session& session, MonitorChannel& channel, const ConfigurationPlan& plan,
               const QueuePlan& queues, bool hasDirectory, const std::string& what,
               const std::string& goOn) {
-    PlanRun(session, channel, plan, queues, hasDirectory, what, goOn).run();
+    ConfiguredServer there(session, channel, stepsOf(plan, queues), what);
+    carryOut(there, plan, queues, hasDirectory, what, goOn);
+}
+
+void carryOut(const Session& session, MonitorChannel& channel, const PasswordPlan& plan,
+              const std::string& password, const std::string& what) {
+    ConfiguredServer there(session, channel, stepsOf(plan.ports, {}), what);
+    carryOut(there, plan, password, what);
+}
+
+void carryOut(const Session& session, MonitorChannel& channel, const PortRename& rename,
+              const std::string& what) {
+    ConfiguredServer there(session, channel, 0, what);
+    carryOut(there, rename, systemCodec(), what);
 }
 
 void listPlan(const Session& session, const ChangeList& plan, const char* flag, bool value,

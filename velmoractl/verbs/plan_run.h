@@ -9,15 +9,19 @@ namespace velmora::ctl {
 class MonitorChannel;
 struct ChangeList;
 struct ConfigurationPlan;
+struct PasswordPlan;
+struct PortRename;
 struct QueuePlan;
 
-/// Carries a plan out: first what ports may name, then the ports and the queues that print to them,
-/// then what nothing names any more. `hasDirectory`: the plan has groups and printers. Between two
-/// ports it may be ended; `goOn` says how the rest is done then. Throws CommandError, which begins
-/// with `what`, and says what is done.
+// Plans carried out on a monitor and its spooler, see plan_steps.h.
+
 void carryOut(const Session& session, MonitorChannel& channel, const ConfigurationPlan& plan,
               const QueuePlan& queues, bool hasDirectory, const std::string& what,
               const std::string& goOn);
+void carryOut(const Session& session, MonitorChannel& channel, const PasswordPlan& plan,
+              const std::string& password, const std::string& what);
+void carryOut(const Session& session, MonitorChannel& channel, const PortRename& rename,
+              const std::string& what);
 
 /// The changes: in JSON beside the answer's flag of that name, or as lines; `equal` says that there
 /// are none.

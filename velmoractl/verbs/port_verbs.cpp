@@ -11,6 +11,7 @@
 #include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/directory_paths.h"
+#include "velmoractl/text/plan_steps.h"
 #include "velmoractl/text/queue_plan.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/text/template_attributes.h"
@@ -380,58 +381,47 @@ struct RenameOptions {
     bool dryRun = false;
 };
 
-/// The queues that print to the port, as they are when it has its new name.
-std::vector<QueueDescription> renamedQueues(const Session& session, const RenameOptions& options,
-                                            const std::string& what) {
-    std::vector<QueueDescription> result;
-    for (QueueDescription& queue : descriptionsOf(spoolerQueues(session.server, what))) {
-        std::vector<std::string> ports = portsOfQueue(queue.port);
-        if (std::ranges::find(ports, options.name) == ports.end()) continue;
-        std::ranges::replace(ports, options.name, options.to);
-        queue.port.clear();
-        for (const std::string& port : ports)
-            queue.port += (queue.port.empty() ? "" : ",") + port;
-        result.push_back(std::move(queue));
-    }
-    return result;
+/// The queues that print to the port.
+std::vector<QueueDescription> queuesOfPort(const Session& session, const std::string& port,
+                                           const std::string& what) {
+    std::vector<QueueDescription> queues = descriptionsOf(spoolerQueues(session.server, what));
+    std::erase_if(queues, [&](const QueueDescription& queue) {
+        const std::vector<std::string> ports = portsOfQueue(queue.port);
+        return std::ranges::find(ports, port) == ports.end();
+    });
+    return queues;
 }
 
-/// The monitor's channel has no renaming: a new port, then its queues, and then the old one is
-/// removed, so that an error leaves every queue a port.
+/// Whether the port of the new name is what an earlier renaming has left: a copy of the old one.
+bool isLeftCopy(MonitorChannel& channel, const PortConfig& before, const std::string& to) {
+    const std::vector<std::string> names = channel.portNames();
+    if (std::ranges::find(names, to) == names.end()) return false;
+    PortConfig copy = channel.port(to);
+    copy.name = before.name;
+    return copy == before;
+}
+
 void rename(const Session& session, const RenameOptions& options) {
     const std::string what = "port rename " + quotedAnsi(options.name);
     checkNewPortName(options.to, what);
     MonitorChannel channel(session);
     const auto lock = options.dryRun ? nullptr : channel.lock(what);
-    PortConfig port = channel.port(options.name);
+    const PortConfig before = channel.port(options.name);
+    PortRename step{before, options.to, false, {}};
     ConfigurationPlan plan;
-    std::vector<QueueDescription> queues;
     if (options.to != options.name) {
-        checkNameIsFree(channel, options.to, what);
-        queues = renamedQueues(session, options, what);
-        port.name = options.to;
-        checkSize(port, what);
-        plan.changes = {change(Change::Kind::add, options.to)};
-        for (const QueueDescription& queue : queues)
+        step.newIsThere = isLeftCopy(channel, before, options.to);
+        if (!step.newIsThere) checkNameIsFree(channel, options.to, what);
+        step.queues = queuesOfPort(session, options.name, what);
+        PortConfig after = before;
+        after.name = options.to;
+        checkSize(after, what);
+        if (!step.newIsThere) plan.changes = {change(Change::Kind::add, options.to)};
+        for (const QueueDescription& queue : step.queues)
             plan.changes.push_back({Change::Kind::change, "queue", toUtf8(queue.name), {}});
         plan.changes.push_back(change(Change::Kind::remove, options.name));
     }
-    if (!options.dryRun && !plan.changes.empty()) {
-        channel.addPort(port);
-        try {
-            for (const QueueDescription& queue : queues)
-                changeQueue(session.server, queue, what);
-            channel.removePort(options.name);
-        } catch (const CommandError& error) {
-            throw CommandError(error.code(), what,
-                               error.why() + "; there is the port " + quotedAnsi(options.to) +
-                                   " now, and the old one too",
-                               error.remedy() +
-                                   "; then give the queues of the old one the new one, and "
-                                   "take the old one away with \"port remove\"",
-                               error.keyword());
-        }
-    }
+    if (!options.dryRun && !plan.changes.empty()) carryOut(session, channel, step, what);
     reportPlan(session, plan, options.dryRun, "The port has that name");
 }
 
