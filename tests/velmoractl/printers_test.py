@@ -9,6 +9,7 @@ import csv
 import hashlib
 import http.client
 import io
+import json
 import os
 import re
 import signal
@@ -86,12 +87,25 @@ class FleetProbe(Checked):
     def test_what_is_asked_can_be_chosen(self):
         file = self.write("fleet.json", fleet({"name": "P", "url": self.ready},
                                               {"name": "Q", "url": self.base + "/ready/2"}))
-        table, group, ports, urls, names, *_ = self.batch(
+        described = {"format": "velmora-configuration", "version": 2}
+        base = self.write("base.json", json.dumps(dict(
+            described, templates={"draft": {"job-template": {"print-quality": "draft"}}},
+            ports=[{"name": "P", "url": self.ready}])).encode())
+        more = json.dumps(dict(described, ports=[
+            {"name": "Q", "url": self.base + "/ready/2", "template": "draft"}])).encode()
+        table_file = self.write("ports.csv", f"name,url\r\nR,{self.base}/ready/4\r\n".encode())
+        bad = self.write("bad.json", b"{")
+        (table, group, ports, urls, names, several, twice, input_twice, wrong, *_) = self.batch(
             tool("probe", "--all", code=PRINTER),
             tool("probe", "--group", "Floor", "-o", "csv", code=PRINTER),
             tool("probe", "--port", "Good", "--port", "Bad", "-o", "names", code=PRINTER),
             tool("probe", self.ready, self.base + "/ready/3", "--json"),
             tool("probe", "--file", file, "-o", "names"),
+            tool("probe", "--file", base, "--file", "-", "--csv", table_file, "-o", "names",
+                 stdin=more),
+            tool("probe", "--file", "-", "--csv", "-", code=USAGE),
+            tool("probe", "--file", "-", "--password-stdin", "--user", "u", code=USAGE),
+            tool("probe", "--file", base, "--file", bad, code=USAGE),
             tool("probe", "--group", "Flor", code=NOT_FOUND),
             tool("probe", "--port", "Good", "--port", "god", code=NOT_FOUND),
             tool("probe", "--all", "--file", file, code=USAGE),
@@ -110,6 +124,11 @@ class FleetProbe(Checked):
         self.assertEqual([(True, []), (True, [])],
                          [(one["ready"], one["ports"]) for one in urls.json()])
         self.assertEqual([self.ready, self.base + "/ready/2"], names.out.split())
+        self.assertEqual([self.ready, self.base + "/ready/2", self.base + "/ready/4"],
+                         several.out.split())
+        for result in (twice, input_twice):
+            self.assertIn("the standard input is named twice", result.err)
+        self.assertIn("bad.json", wrong.err)
 
     def test_results_come_as_they_are_known(self):
         # As long as the silent one is waited for, the other is shown.

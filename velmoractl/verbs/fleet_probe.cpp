@@ -18,7 +18,6 @@
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/fleet_list.h"
 #include "velmoractl/text/fleet_report.h"
-#include "velmoractl/text/safe_file.h"
 #include "velmoractl/text/shown_text.h"
 
 namespace velmora::ctl {
@@ -53,12 +52,11 @@ void useStored(const Session& session, const UseOfStock& use) {
         });
 }
 
-/// A fleet file as it would be after its import into what is stored.
-void useFile(const Session& session, const Stock& stored, const std::string& file,
-             const UseOfStock& use, const std::string& what) {
+/// Fleet files as they would be after their import into what is stored.
+void useFiles(const Session& session, const Stock& stored, const FleetFiles& files,
+              const UseOfStock& use, const std::string& what) {
+    Configuration wanted = readFiles(files, stored.directory, what, "correct the file");
     try {
-        Configuration wanted =
-            readConfiguration(readWholeFile(file, what), stored.directory, systemCodec());
         // What is stored and not in the file is not asked.
         std::set<std::string> urls;
         if (wanted.directory) {
@@ -76,8 +74,8 @@ void useFile(const Session& session, const Stock& stored, const std::string& fil
 }
 
 /// Where the monitor is not there, the file as it is.
-void useFile(const Session& session, const std::string& file, const UseOfStock& use,
-             const std::string& what) {
+void useFiles(const Session& session, const FleetFiles& files, const UseOfStock& use,
+              const std::string& what) {
     std::optional<MonitorChannel> channel;
     try {
         channel.emplace(session);
@@ -87,10 +85,10 @@ void useFile(const Session& session, const std::string& file, const UseOfStock& 
     if (!channel) {
         const std::vector<PortConfig> noPorts;
         const ConfigurationPlan nothing;
-        return useFile(session, {noPorts, *nothing.grown, {}}, file, use, what);
+        return useFiles(session, {noPorts, *nothing.grown, {}}, files, use, what);
     }
     channel->readAll([&](const std::vector<PortConfig>& ports, const CGroupsDB& directory) {
-        useFile(session, {ports, directory, {}}, file, use, what);
+        useFiles(session, {ports, directory, {}}, files, use, what);
     });
 }
 
@@ -160,9 +158,14 @@ void addStored(FleetList& list, const Session& session, const Stock& stock,
 std::vector<FleetPrinter> chosenPrinters(const Session& session, const ProbeOptions& options,
                                          const std::string& what) {
     FleetList list;
-    if (!options.file.empty()) {
-        useFile(
-            session, options.file, [&](const Stock& stock) { addEverything(list, stock); }, what);
+    if (!options.files.empty()) {
+        checkFiles(options.files, what);
+        if (options.files.readsInput() && options.credentials.passwordFromInput) {
+            throw CommandError(ExitCode::usage, what, "the standard input is named twice",
+                               "give the password or the file another way");
+        }
+        useFiles(
+            session, options.files, [&](const Stock& stock) { addEverything(list, stock); }, what);
     } else if (options.all || !options.ports.empty() || !options.groups.empty()) {
         useStored(session,
                   [&](const Stock& stock) { addStored(list, session, stock, options, what); });

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "velmoractl/verbs/fleet_files.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/session.h"
 
@@ -13,7 +14,7 @@ struct ProbeOptions {
     std::vector<std::string> urls;
     std::vector<std::string> ports;
     std::vector<std::string> groups;
-    std::string file;
+    FleetFiles files;
     bool all = false;
     Credentials credentials;  ///< for the URLs
     unsigned timeout = 30;

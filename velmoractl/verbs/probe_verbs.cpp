@@ -242,7 +242,7 @@ Targets probedTargets(const Session& session, const ProbeOptions& options,
 
 /// Whether one list of many printers is asked for, and not all about one.
 bool isFleet(const Session& session, const ProbeOptions& options) {
-    return options.all || !options.groups.empty() || !options.file.empty() ||
+    return options.all || !options.groups.empty() || !options.files.empty() ||
            options.urls.size() + options.ports.size() > 1 ||
            (!session.output.empty() && session.output != "json");
 }
@@ -293,7 +293,14 @@ void addProbeVerbs(Verb app, Session& session) {
                "the printers below this group, with the templates of their ports; may be repeated",
                "GROUP");
     Option all = verb.flag("--all", probed->all, "the printers of all ports and of the directory");
-    verb.text("--file", probed->file, "the printers of a fleet file", "FLEET").excludes(all);
+    verb.texts(
+            "--file", probed->files.files,
+            "the printers of a fleet file, \"-\" is the standard input; may be repeated: several "
+            "are read as if they were one",
+            "FLEET")
+        .excludes(all);
+    verb.texts("--csv", probed->files.tables, "the same of a table; may be repeated", "TABLE")
+        .excludes(all);
     verb.flag("--allow-unknown", probed->allowUnknown,
               "a printer that cannot say whether it would take a job counts as ready");
     verb.flag("--prompt", probed->prompt,

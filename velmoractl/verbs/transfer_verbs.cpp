@@ -14,6 +14,7 @@
 #include "velmoractl/text/safe_file.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/verbs/bulk.h"
+#include "velmoractl/verbs/fleet_files.h"
 #include "velmoractl/verbs/plan_run.h"
 #include "velmoractl/verbs/port_checks.h"
 #include "velmoractl/verbs/queue_checks.h"
@@ -23,9 +24,8 @@ namespace velmora::ctl {
 namespace {
 
 struct TransferOptions {
-    std::string file;                ///< that is written
-    std::vector<std::string> files;  ///< that are read
-    std::vector<std::string> tables;
+    std::string file;   ///< that is written
+    FleetFiles wanted;  ///< that are read
     std::string formatVersion = "1";
     bool table = false;  ///< written
     bool passwords = false;
@@ -127,43 +127,9 @@ void exportAll(const Session& session, const TransferOptions& options) {
         });
 }
 
-std::string fileWords(const std::string& file) {
-    return file == "-" ? "the standard input" : quotedPath(file);
-}
-
-std::string fileWords(const TransferOptions& options) {
-    std::string text;
-    for (const auto* list : {&options.files, &options.tables}) {
-        for (const std::string& file : *list)
-            text += (text.empty() ? "" : ", ") + fileWords(file);
-    }
-    return text;
-}
-
-void checkFiles(const TransferOptions& options, const std::string& what) {
-    if (options.files.empty() && options.tables.empty()) {
-        throw CommandError(ExitCode::usage, "the command line", "no file is named",
-                           "give a file, or --csv FILE");
-    }
-    if (std::ranges::count(options.files, "-") + std::ranges::count(options.tables, "-") > 1) {
-        throw CommandError(ExitCode::usage, what, "the standard input is named twice",
-                           "it can be read once");
-    }
-}
-
 Configuration readWanted(const TransferOptions& options, const CGroupsDB& directory,
                          const std::string& what) {
-    std::vector<FileText> files;
-    for (const std::string& name : options.files)
-        files.push_back({fileWords(name), readWholeFile(name, what), false});
-    for (const std::string& name : options.tables)
-        files.push_back({fileWords(name), readWholeFile(name, what), true});
-    try {
-        return readConfiguration(files, directory, systemCodec());
-    } catch (const FileError& error) {
-        throw CommandError(ExitCode::usage, what, error.what(),
-                           "correct the file; nothing has been changed", "bad-file");
-    }
+    return readFiles(options.wanted, directory, what, "correct the file; nothing has been changed");
 }
 
 /// The kinds that --remove-others names; alone it means all kinds that the file holds.
@@ -336,8 +302,8 @@ ImportPlan planned(const Session& session, MonitorChannel& channel, const Transf
 }
 
 void importAll(const Session& session, const TransferOptions& options) {
-    const std::string what = "import of " + fileWords(options);
-    checkFiles(options, what);
+    const std::string what = "import of " + fileWords(options.wanted);
+    checkFiles(options.wanted, what);
     MonitorChannel channel(session);
     // Held to the end: what is compared now is what is changed.
     const auto lock = options.dryRun ? nullptr : channel.lock(what);
@@ -357,8 +323,8 @@ void importAll(const Session& session, const TransferOptions& options) {
 }
 
 void diff(const Session& session, const TransferOptions& options) {
-    const std::string what = "diff with " + fileWords(options);
-    checkFiles(options, what);
+    const std::string what = "diff with " + fileWords(options.wanted);
+    checkFiles(options.wanted, what);
     MonitorChannel channel(session);
     ConfigurationPlan plan;
     channel.readDirectory([&](const CGroupsDB& directory) {
@@ -373,12 +339,12 @@ void diff(const Session& session, const TransferOptions& options) {
 }
 
 void addImportOptions(Verb verb, TransferOptions& options) {
-    verb.words("files", options.files,
+    verb.words("files", options.wanted.files,
                "a file that \"export\" wrote, or one like it, or several of version 2; - for the "
                "standard input",
                "FILES");
     verb.texts(
-        "--csv", options.tables,
+        "--csv", options.wanted.tables,
         "ports as a table with named columns, as \"export --csv\" writes it; may be repeated",
         "FILE");
     options.removeOption =
