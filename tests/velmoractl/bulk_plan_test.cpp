@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "harness/empty_directory.h"
+#include "harness/latin1_codec.h"
 #include "port/port_config.h"
-#include "tests/velmoractl/latin1_codec.h"
 #include "velmoractl/command_error.h"
 #include "velmoractl/text/directory_paths.h"
 

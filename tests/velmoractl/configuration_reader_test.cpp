@@ -4,8 +4,8 @@
 #include <nlohmann/json.hpp>
 
 #include "harness/empty_directory.h"
+#include "harness/latin1_codec.h"
 #include "port/port_config.h"
-#include "tests/velmoractl/latin1_codec.h"
 #include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/directory_paths.h"
 

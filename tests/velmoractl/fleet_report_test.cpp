@@ -5,8 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "harness/latin1_codec.h"
 #include "ipp/job_template.h"
-#include "tests/velmoractl/latin1_codec.h"
 #include "velmoractl/text/fleet_list.h"
 
 namespace velmora::ctl {

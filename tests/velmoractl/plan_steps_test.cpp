@@ -10,8 +10,8 @@
 #include <set>
 
 #include "harness/empty_directory.h"
+#include "harness/latin1_codec.h"
 #include "port/port_config.h"
-#include "tests/velmoractl/latin1_codec.h"
 #include "velmoractl/command_error.h"
 #include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/selection.h"

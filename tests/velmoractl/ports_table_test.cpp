@@ -6,8 +6,8 @@
 #include <nlohmann/json.hpp>
 
 #include "directory/groups_db.h"
+#include "harness/latin1_codec.h"
 #include "port/port_config.h"
-#include "tests/velmoractl/latin1_codec.h"
 #include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/configuration_versions.h"
 #include "velmoractl/text/directory_paths.h"

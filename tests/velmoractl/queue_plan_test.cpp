@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/velmoractl/latin1_codec.h"
+#include "harness/latin1_codec.h"
 
 namespace velmora::ctl {
 namespace {
