@@ -273,11 +273,11 @@ async def many_continues(exchange):
 
 
 async def flood(exchange):
-    """An answer in front of 24 MiB of nothing."""
+    """An answer in front of 18 MiB of nothing."""
     await exchange.read("either")
     await exchange.send(b"HTTP/1.1 200 OK\r\nContent-Type: application/ipp\r\n"
                         b"Content-Length: %d\r\n\r\n" % (1 << 40) + raw_http.ipp_answer())
-    for _ in range(24):
+    for _ in range(18):
         await exchange.send(bytes(1 << 20))
     raise Ended
 

@@ -106,8 +106,9 @@ class Printers:
 
 
 def rows(path):
-    with open(path, encoding="ascii", newline="") as file:
-        return list(csv.DictReader(file))
+    """The rows that are complete: the server may be writing the next one."""
+    with open(path, encoding="ascii") as file:
+        return list(csv.DictReader(line for line in file if line.endswith("\n")))
 
 
 def numbers(row):
@@ -166,12 +167,17 @@ class Run:
             peer_process.stop(server)
         if server.returncode != 0:
             self.findings.append(f"the server ended with code {server.returncode}")
+        if not os.path.exists(os.path.join(self.out, "samples.csv")):
+            sys.exit(f"soak: the server does not start, code {server.returncode}")
         for path in sorted(glob.glob(self.prefix.path("windows", "system32", "spool", "Velmora",
                                                       "*.jsonl")), reverse=True):
             shutil.copy(path, self.out)
 
     def tell(self):
-        last = rows(os.path.join(self.out, "samples.csv"))[-1]
+        samples = os.path.join(self.out, "samples.csv")
+        if not os.path.exists(samples) or not rows(samples):
+            return  # it is still being set up
+        last = rows(samples)[-1]
         count = len(rows(os.path.join(self.out, "jobs.csv")))
         print(f"{int(last['time']) // 1000:5} s  {count:6} jobs  "
               f"{int(last['committed']) >> 20:5} MiB committed  {int(last['heap']) >> 10:7} KiB used  "
@@ -189,7 +195,7 @@ class Run:
         accepted = sum(line["outcome"] == "accepted" and
                        self.printers.kinds.get(line["printer"]) == "real"
                        for line in self.record())
-        end = time.monotonic() + 20
+        end = time.monotonic() + 60
         while time.monotonic() < end:
             if sum(self.printers.kinds[arrival["printer"]] == "real"
                    for arrival in self.printers.arrivals()) >= accepted:
@@ -311,9 +317,11 @@ def main():
     out = os.path.abspath(options.out or os.path.join(ROOT, "build", "soak"))
     peer_process.end_on_signal()
     os.makedirs(out, exist_ok=True)
-    for name in ("arrivals.jsonl", *map(os.path.basename, glob.glob(out + "/deliveries*.jsonl"))):
-        if os.path.exists(os.path.join(out, name)):
-            os.remove(os.path.join(out, name))
+    # Of an earlier run.
+    for path in glob.glob(out + "/*.jsonl") + glob.glob(out + "/*.csv"):
+        os.remove(path)
+    for path in glob.glob(out + "/real-*"):
+        shutil.rmtree(path)
     with tempfile.TemporaryDirectory(dir=options.built, prefix="soak-") as place:
         run = Run(options, out, place)
         run.play()

@@ -13,7 +13,7 @@ BUSY = 0x0507  # server-error-busy (RFC 2911, 13.1.5.8)
 # when the server was warm. The platform's client keeps a connection to each of sixty printers for a
 # while, with some handles each, and the heaps keep the room of the worst moment: answers that eight
 # threads read at once, and the documents that multi-target jobs hold.
-BOUNDS = {"heap": 2 << 20, "handles": 150, "threads": 12, "slots": 2, "committed": 256 << 20}
+BOUNDS = {"heap": 2 << 20, "handles": 150, "threads": 4, "slots": 2, "committed": 256 << 20}
 WARM = 0.2  # of the time
 
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """What a soak run calls wrong, and what its charts show."""
 
+import asyncio
 import os
 import subprocess
 import sys
@@ -9,9 +10,10 @@ import unittest
 import xml.etree.ElementTree
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-sys.path.insert(0, os.path.join(ROOT, "harness", "soak"))
+sys.path[:0] = [os.path.join(ROOT, "harness", "soak"), os.path.join(ROOT, "harness", "peers")]
 import charts  # noqa: E402
 import printers  # noqa: E402
+import raw_http  # noqa: E402
 import verdict  # noqa: E402
 
 GOOD, FAULTY, REAL = "ipp://good", "ipp://faulty", "ipp://real"
@@ -177,6 +179,38 @@ class Request(unittest.TestCase):
     def test_attributes_that_are_not_complete(self):
         for size in range(len(self.FRONT)):
             self.assertIsNone(printers.ipp_front(self.FRONT[:size]), size)
+
+
+class Body(unittest.TestCase):
+    @staticmethod
+    def received(head, data, cut):
+        """The pieces of the body when it comes in pieces of `cut` bytes, and what is left."""
+        async def read():
+            reader = asyncio.StreamReader()
+            incoming = printers.Incoming(reader, 0)
+            request = raw_http.Request(head)
+
+            async def send():
+                for at in range(0, len(data), cut):
+                    reader.feed_data(data[at:at + cut])
+                    await asyncio.sleep(0)
+            sending = asyncio.create_task(send())
+            body = b"".join([piece async for piece in incoming.body(request)])
+            await sending
+            reader.feed_eof()
+            return body, bytes(incoming.buffer) + await reader.read()
+        return asyncio.run(read())
+
+    def test_chunks_are_joined_however_they_come(self):
+        data = b"5\r\nabcde\r\n1\r\n\r\r\n0\r\n\r\nPOST"
+        for cut in range(1, len(data) + 1):
+            self.assertEqual(self.received(b"POST / HTTP/1.1\r\nTransfer-Encoding: chunked", data, cut),
+                             (b"abcde\r", b"POST"), cut)
+
+    def test_a_body_of_stated_length(self):
+        for cut in range(1, 10):
+            self.assertEqual(self.received(b"POST / HTTP/1.1\r\nContent-Length: 5", b"abcdePOST", cut),
+                             (b"abcde", b"POST"), cut)
 
 
 class Command(unittest.TestCase):
