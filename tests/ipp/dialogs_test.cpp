@@ -308,5 +308,62 @@ TEST_F(Dialogs, EachFaultOfACertificateIsAskedAbout) {
     }
 }
 
+/// A real server, and jobs as they are stored there.
+class CupsDialogs : public Dialogs {
+  protected:
+    static PrintTarget withPassword(PrintTarget target, const char* password) {
+        target.useAuthentication = 1;
+        target.userName = "user";
+        target.password = password;
+        return target;
+    }
+
+    const std::string document = testDocument(3000);
+};
+
+TEST_F(CupsDialogs, ServerThatKnowsItsUsersTakesTheirJobs) {
+    Peer server("cups_server --basic user:secret");
+    const BasicAuthentication authentication;
+    const DialogUser user({});
+    EXPECT_TRUE(printDocument(withPassword(targetOf(server.url()), "secret"), document));
+    EXPECT_FALSE(user.surprised());
+    EXPECT_EQ(server.file("spool/d00001-001"), document);
+}
+
+TEST_F(CupsDialogs, PasswordThatOnlyJobsNeedIsSentAlongOrTheJobFails) {
+    Peer server("cups_server --basic-jobs user:secret");
+    const DialogUser user({});
+    EXPECT_FALSE(printDocument(targetOf(server.url()), document));
+    EXPECT_FALSE(server.file("spool/d*"));
+    const BasicAuthentication authentication;
+    EXPECT_TRUE(printDocument(withPassword(targetOf(server.url()), "secret"), document));
+    EXPECT_FALSE(user.surprised()) << "nobody is asked for a job's password";
+    EXPECT_EQ(server.file("spool/d00001-001"), document);
+}
+
+TEST_F(CupsDialogs, CertificateOfTheServersOwnIsAskedAbout) {
+    Peer server("cups_server --certificate self-signed");
+    {
+        const DialogUser user({{kSecurityTitle, 2}});
+        EXPECT_FALSE(printDocument(targetOf(server.url()), document));
+        EXPECT_EQ(user.answered(), 1u);
+    }
+    EXPECT_FALSE(server.file("spool/d*"));
+    const DialogUser user({{kSecurityTitle, 1}});
+    EXPECT_TRUE(printDocument(targetOf(server.url()), document));
+    EXPECT_EQ(user.answered(), 1u);
+    EXPECT_FALSE(user.surprised());
+    EXPECT_EQ(server.file("spool/d00001-001"), document);
+}
+
+TEST_F(CupsDialogs, ServerThatWantsEncryptionGetsNothingWithoutIt) {
+    Peer server("cups_server --certificate self-signed");
+    const DialogUser user({});
+    for (const char* scheme : {"ipp", "http", "HTTPS", "ipps"})
+        EXPECT_FALSE(printDocument(targetOf(server.url(scheme)), document)) << scheme;
+    EXPECT_FALSE(user.surprised());
+    EXPECT_FALSE(server.file("spool/d*"));
+}
+
 }  // namespace
 }  // namespace velmora
