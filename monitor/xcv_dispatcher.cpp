@@ -20,7 +20,6 @@ namespace {
 struct XcvCall {
     const void* input;
     std::size_t statedSize;
-    std::size_t inputLimit;  ///< no input is read beyond it
     void* output;
     DWORD outputSize;
     DWORD* needed;  ///< may be null
@@ -39,8 +38,26 @@ bool fits(const XcvCall& call, std::size_t size) {
 // Inputs are copied up to their own end, or as far as the memory can be read, and parsed from the
 // copy. One that has no end there is refused, and nothing is changed.
 
+/// Reads the input within its stated size, and beyond that if it does not end there. `read` takes
+/// how far it may read, and gives something that is false if there is no end. Without a stated size
+/// there is no limit. The policy is asked only where it decides: most inputs end where they say,
+/// and a tool that looks at thousands of ports makes thousands of calls.
+template <class Read>
+auto boundedInput(const XcvCall& call, Read read) {
+    auto input = read(call.statedSize);
+    if (input || (call.statedSize != 0 && machinePolicy(&Policy::statedSizes) != 0)) return input;
+    return read(CallerMemory::kNoLimit);
+}
+
+template <class Char>
+std::optional<std::basic_string<Char>> textInput(const XcvCall& call) {
+    return boundedInput(call, [&](std::size_t limit) {
+        return callerText(static_cast<const Char*>(call.input), limit);
+    });
+}
+
 std::optional<std::string> wideInput(const XcvCall& call) {
-    const auto text = callerText(static_cast<const wchar_t*>(call.input), call.inputLimit);
+    const auto text = textInput<wchar_t>(call);
     if (!text) return std::nullopt;
     return toAnsi(*text);
 }
@@ -48,11 +65,16 @@ std::optional<std::string> wideInput(const XcvCall& call) {
 /// Parses what there is, and more of it as long as that fails. `parse` gives something that is
 /// false if the bytes do not hold a whole input.
 template <class Parse>
-auto parsedInput(const XcvCall& call, Parse parse) {
-    CallerMemory memory(call.input, call.inputLimit, call.statedSize);
+auto parsedWithin(const XcvCall& call, std::size_t limit, Parse parse) {
+    CallerMemory memory(call.input, limit, call.statedSize);
     while (memory.reach(memory.bytes().size() + 1))
         if (auto result = parse(memory.bytes())) return result;
     return decltype(parse(memory.bytes())){};
+}
+
+template <class Parse>
+auto parsedInput(const XcvCall& call, Parse parse) {
+    return boundedInput(call, [&](std::size_t limit) { return parsedWithin(call, limit, parse); });
 }
 
 DWORD monitorUi(const XcvCall& call) {
@@ -82,7 +104,7 @@ DWORD deletePort(const XcvCall& call) {
 }
 
 DWORD getConfigInfo(const XcvCall& call) {
-    const auto name = callerText(static_cast<const char*>(call.input), call.inputLimit);
+    const auto name = textInput<char>(call);
     Port* const port = name ? findPort(*name) : nullptr;
     if (port == nullptr) return ERROR_INVALID_PARAMETER;
     const PackedPortConfig record = pack(*port->config());
@@ -147,10 +169,8 @@ DWORD dispatch(const wchar_t* address, const XcvCall& call) {
 DWORD WINAPI xcvDataPort(HANDLE, const wchar_t* command, BYTE* input, DWORD inputSize, BYTE* output,
                          DWORD outputSize, DWORD* needed) {
     return guardedCall([&] {
-        const bool bounded = inputSize != 0 && machinePolicy(&Policy::statedSizes) != 0;
         return dispatch(command, {.input = input,
                                   .statedSize = inputSize,
-                                  .inputLimit = bounded ? inputSize : CallerMemory::kNoLimit,
                                   .output = output,
                                   .outputSize = outputSize,
                                   .needed = needed});
