@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace velmora {
@@ -30,9 +31,38 @@ std::uintptr_t regionEnd(std::uintptr_t address) noexcept {
     return reinterpret_cast<std::uintptr_t>(info.BaseAddress) + info.RegionSize;
 }
 
+// Copy at most `size` characters, the terminator included; false if one cannot be read.
+// lstrcpyn catches the fault itself.
+bool copyText(char* area, const char* address, int size) noexcept {
+    return lstrcpynA(area, address, size) != nullptr;
+}
+bool copyText(wchar_t* area, const wchar_t* address, int size) noexcept {
+    return lstrcpynW(area, address, size) != nullptr;
+}
+
+/// A text that ends soon, which is what the spooler is given at nearly every call. None says
+/// nothing. Under Wine ReadProcessMemory stops the whole thread from outside, which takes longer
+/// than the rest of such a call.
+template <class Char>
+std::optional<std::basic_string<Char>> shortTextAt(const Char* address, std::size_t limit) {
+    const auto begin = reinterpret_cast<std::uintptr_t>(address);
+    const std::uintptr_t end = regionEnd(begin);
+    if (begin == 0 || end <= begin) return std::nullopt;
+    std::array<Char, kFirstLook> area;
+    // The first character beyond the limit may be touched, but nothing beyond the region.
+    const std::size_t size =
+        std::min(std::min(limit / sizeof(Char), area.size() - 1) + 1, (end - begin) / sizeof(Char));
+    if (size == 0 || !copyText(area.data(), address, static_cast<int>(size))) return std::nullopt;
+    const auto terminator = std::find(area.begin(), area.begin() + size - 1, Char{});
+    // In the last place the terminator is lstrcpyn's own.
+    if (terminator == area.begin() + size - 1) return std::nullopt;
+    return std::basic_string<Char>(area.begin(), terminator);
+}
+
 /// Searches what has been copied, and copies on until the terminator has come.
 template <class Char>
 std::optional<std::basic_string<Char>> textAt(const Char* address, std::size_t limit) {
+    if (auto text = shortTextAt(address, limit)) return text;
     CallerMemory memory(address, limit);
     std::basic_string<Char> text;
     while (memory.reach((text.size() + 1) * sizeof(Char))) {

@@ -136,6 +136,33 @@ TEST(CallerText, LongTextsAcrossRegionsAreWhole) {
     EXPECT_EQ(text->size(), 2 * GuardedPages::kPage - 1);
 }
 
+TEST(CallerText, TextsOfEveryLengthEndWhereTheyEnd) {
+    const GuardedPages pages(PAGE_READWRITE | PAGE_GUARD);
+    std::memset(pages.base(), 'x', 2 * GuardedPages::kPage);
+    for (const std::size_t length : {0u, 1u, 2u, 253u, 254u, 255u, 256u, 257u, 510u, 511u, 512u}) {
+        // In the midst of other text, and as the last of what can be read.
+        for (char* const end : {pages.base() + 2000, pages.end()}) {
+            char* const text = end - length - 1;
+            end[-1] = '\0';
+            for (const std::size_t limit : {length + 1, length + 2, CallerMemory::kNoLimit}) {
+                EXPECT_EQ(callerText(text, limit), std::string(length, 'x')) << length;
+            }
+            EXPECT_FALSE(callerText(text, length)) << length;
+            end[-1] = 'x';
+        }
+        const std::wstring wide(length, L'w');
+        const std::size_t bytes = (length + 1) * sizeof(wchar_t);
+        std::memcpy(pages.end() - bytes, wide.c_str(), bytes);
+        EXPECT_EQ(callerText(wideAt(pages.end() - bytes)), wide) << length;
+        EXPECT_EQ(callerText(wideAt(pages.end() - bytes), bytes), wide) << length;
+        EXPECT_FALSE(callerText(wideAt(pages.end() - bytes), bytes - 1)) << length;
+        std::memset(pages.end() - bytes, 'x', bytes);
+    }
+    MEMORY_BASIC_INFORMATION info{};
+    ASSERT_NE(VirtualQuery(pages.end(), &info, sizeof info), 0u);
+    EXPECT_NE(info.Protect & PAGE_GUARD, 0u);
+}
+
 /// Whoever asks first and reads afterwards faults here within some thousand rounds.
 TEST(CallerMemory, ANeighbourThatIsFreedMeanwhileIsNoFault) {
     auto* const base = static_cast<char*>(
@@ -152,8 +179,14 @@ TEST(CallerMemory, ANeighbourThatIsFreedMeanwhileIsNoFault) {
                 VirtualFree(base + GuardedPages::kPage, 15 * GuardedPages::kPage, MEM_DECOMMIT);
             }
         });
-        for (int round = 0; round < 4000; ++round)
+        // A text that goes on into the neighbour's pages, which are zero when they come.
+        const char* const text = base + GuardedPages::kPage - 2;
+        for (int round = 0; round < 4000; ++round) {
             EXPECT_GE(reachable(base), GuardedPages::kPage);
+            if (round % 4 == 0) {
+                EXPECT_EQ(callerText(text).value_or("xx"), "xx");
+            }
+        }
         over = true;
     }
     VirtualFree(base, 0, MEM_RELEASE);
