@@ -176,14 +176,18 @@ void MonitorChannel::readPrinting(
     use(targets(config), config.jobTemplate);
 }
 
-std::unique_ptr<ConfigurationLock> MonitorChannel::lock(const std::string& what) const {
-    auto lock = std::make_unique<ConfigurationLock>(kLongestWait);
-    if (lock->held()) return lock;
+std::shared_ptr<ConfigurationLock> MonitorChannel::lock(const std::string& what) const {
+    if (auto held = held_.lock()) return held;
+    auto lock = std::make_shared<ConfigurationLock>(kLongestWait);
+    if (lock->held()) {
+        held_ = lock;
+        return lock;
+    }
     throw CommandError(ExitCode::conflict, what, "another program is changing the configuration",
                        "wait for it to end, and try again", "busy");
 }
 
-std::unique_ptr<ConfigurationLock> MonitorChannel::lockDirectory(const std::string& what) const {
+std::shared_ptr<ConfigurationLock> MonitorChannel::lockDirectory(const std::string& what) const {
     for (int poll = 0;; ++poll) {
         auto held = lock(what);
         if (!OpenDialogMark::exists()) return held;

@@ -65,11 +65,12 @@ class MonitorChannel {
                                                const JobTemplate& job)>& use);
 
     /// Keeps other commands on this computer from changing ports and directory. Waits a while, then
-    /// fails with ExitCode::conflict. The functions below take it themselves.
-    std::unique_ptr<ConfigurationLock> lock(const std::string& what) const;
+    /// fails with ExitCode::conflict. The functions below take it themselves. One that is held is
+    /// given once more: a channel is used by one thread.
+    std::shared_ptr<ConfigurationLock> lock(const std::string& what) const;
     /// The same, and fails too as long as a port dialog is open: its OK would store the directory
     /// that it has read.
-    std::unique_ptr<ConfigurationLock> lockDirectory(const std::string& what) const;
+    std::shared_ptr<ConfigurationLock> lockDirectory(const std::string& what) const;
 
     // Each reads back what it has stored, and fails unless that is what was to be stored.
     void addPort(const PortConfig& port);
@@ -114,6 +115,7 @@ class MonitorChannel {
     const std::string server_;
     const std::string monitor_;
     std::unique_ptr<Xcv> xcv_;
+    mutable std::weak_ptr<ConfigurationLock> held_;
 };
 
 }  // namespace velmora::ctl

@@ -309,7 +309,7 @@ void importAll(const Session& session, const TransferOptions& options) {
     const auto lock = options.dryRun ? nullptr : channel.lock(what);
     Configuration wanted;
     ImportPlan plan;
-    std::unique_ptr<ConfigurationLock> noDialog;
+    std::shared_ptr<ConfigurationLock> noDialog;
     channel.readDirectory([&](const CGroupsDB& directory) {
         wanted = readWanted(options, directory, what);
         if (!options.dryRun && wanted.directory) noDialog = channel.lockDirectory(what);
