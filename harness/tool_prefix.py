@@ -183,7 +183,8 @@ def _program(pid, name):
 
 
 def _programs_of(prefix, name):
-    """The processes in the prefix that run a program of that name."""
+    """The processes in the prefix that run a program of that name, or of one of several."""
+    names = (name,) if isinstance(name, str) else name
     found = []
     for pid in filter(str.isdigit, os.listdir("/proc")):
         try:
@@ -193,7 +194,7 @@ def _programs_of(prefix, name):
                 program = file.read().split(b"\0")[0]
         except OSError:  # it has ended, or is somebody else's
             continue
-        if ours and program.endswith(name.encode()):
+        if ours and program.endswith(tuple(one.encode() for one in names)):
             found.append(pid)
     return found
 
@@ -222,6 +223,19 @@ def peak_memory(prefix):
     finally:
         over.set()
         watcher.join()
+
+
+def server_calls(prefix):
+    """How many answers the prefix's Wine server has written: about one for each call that programs
+    make of the kernel. Unlike times they do not depend on what else the machine does."""
+    calls = 0
+    for pid in _programs_of(prefix, ("wineserver", "wineserver32", "wineserver64")):
+        try:
+            with open(f"/proc/{pid}/io", encoding="ascii") as file:
+                calls += int(re.search(r"^syscw: (\d+)", file.read(), re.M)[1])
+        except OSError:
+            pass
+    return calls
 
 
 class ToolPrefix(WinePrefix):
