@@ -54,9 +54,13 @@ class Sink:
                 file.write(data)
 
     def authorized(self, request):
-        if not self.options.basic:
+        basic = self.options.basic
+        if self.options.basic_file:
+            with open(self.options.basic_file, encoding="latin-1") as file:
+                basic = file.read().strip()
+        if not basic:
             return True
-        word = base64.b64encode(self.options.basic.encode("latin-1")).decode("ascii")
+        word = base64.b64encode(basic.encode("latin-1")).decode("ascii")
         return request.fields.get("authorization") == "Basic " + word
 
     def reply(self, request):
@@ -113,6 +117,7 @@ def main():
     parser.add_argument("--directory", required=True, help="where requests are written")
     parser.add_argument("--status", default="0", help="IPP status of the answers (0x... allowed)")
     parser.add_argument("--basic", help="USER:PASSWORD to ask for; others get 401")
+    parser.add_argument("--basic-file", help="the same, read anew for each request")
     parser.add_argument("--certificate", choices=sorted(certificates.DATES),
                         help="serve https with a certificate of this kind (certificate.der in DIR)")
     parser.add_argument("--then", choices=sorted(certificates.DATES),

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <string>
 
+#include "harness/simulated_servers/credentials.h"
+
 // Other computers for the administration tool's tests: Wine's spooler and registry know no other
 // computer than their own. A run of the tool is about one server, which its command line names.
 //
@@ -23,6 +25,9 @@
 // computer's.
 
 namespace {
+
+using velmora::testing::AnyFunction;
+using velmora::testing::withCredentials;
 
 constexpr DWORD kSilenceMs = 600'000;
 constexpr char kServers[] = "Software\\Simulated servers";
@@ -69,6 +74,7 @@ decltype(&AddMonitorA) realAddMonitor = nullptr;
 decltype(&DeleteMonitorA) realDeleteMonitor = nullptr;
 decltype(&AddPrinterA) realAddPrinter = nullptr;
 decltype(&OpenPrinterA) realOpenPrinter = nullptr;
+decltype(&StartDocPrinterA) realStartDoc = nullptr;
 
 BOOL WINAPI enumPorts(char* name, DWORD level, BYTE* data, DWORD size, DWORD* needed,
                       DWORD* count) {
@@ -128,8 +134,6 @@ SC_HANDLE WINAPI openManager(const char* name, const char* database, DWORD acces
     return OpenSCManagerA(own(name), database, access);
 }
 
-using AnyFunction = void (*)();
-
 template <class Function>
 AnyFunction anyFunction(Function* function) {
     return reinterpret_cast<AnyFunction>(function);
@@ -141,8 +145,26 @@ FARPROC replaced(HMODULE library, const char* name, Function*& real, Function* o
     return reinterpret_cast<FARPROC>(anyFunction(ours));
 }
 
+void replaceImport(HMODULE module, const char* wanted, AnyFunction function);
+
+/// The monitor runs in this process. By the time of a document it is there, and sends it by
+/// wininet.dll.
+DWORD WINAPI startDoc(HANDLE printer, DWORD level, BYTE* document) {
+    const HMODULE monitor = GetModuleHandleA("Velmora.dll");
+    const HMODULE wininet = GetModuleHandleA("wininet.dll");
+    for (const char* name : {"InternetSetOptionA", "HttpOpenRequestA", "HttpSendRequestExA"}) {
+        if (monitor != nullptr && wininet != nullptr)
+            replaceImport(monitor, name, withCredentials(wininet, name));
+    }
+    return realStartDoc(printer, level, document);
+}
+
 FARPROC WINAPI findFunction(HMODULE library, const char* name) {
     const auto is = [&](const char* wanted) { return std::strcmp(name, wanted) == 0; };
+    if (library == GetModuleHandleA("wininet.dll")) {
+        const AnyFunction function = withCredentials(library, name);
+        if (function != nullptr) return reinterpret_cast<FARPROC>(function);
+    }
     if (library != GetModuleHandleA("winspool.drv")) return GetProcAddress(library, name);
     if (is("EnumPortsA")) return replaced(library, name, realEnumPorts, &enumPorts);
     if (is("EnumMonitorsA")) return replaced(library, name, realEnumMonitors, &enumMonitors);
@@ -153,12 +175,13 @@ FARPROC WINAPI findFunction(HMODULE library, const char* name) {
     if (is("DeleteMonitorA")) return replaced(library, name, realDeleteMonitor, &deleteMonitor);
     if (is("AddPrinterA")) return replaced(library, name, realAddPrinter, &addPrinter);
     if (is("OpenPrinterA")) return replaced(library, name, realOpenPrinter, &openPrinter);
+    if (is("StartDocPrinterA")) return replaced(library, name, realStartDoc, &startDoc);
     return GetProcAddress(library, name);
 }
 
-/// Puts `function` into the program's import table.
-void replaceImport(const char* wanted, AnyFunction function) {
-    auto* const base = reinterpret_cast<BYTE*>(GetModuleHandleA(nullptr));
+/// Puts `function` into the import table of a module.
+void replaceImport(HMODULE module, const char* wanted, AnyFunction function) {
+    auto* const base = reinterpret_cast<BYTE*>(module);
     const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(
         base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
     const IMAGE_DATA_DIRECTORY& table =
@@ -213,10 +236,11 @@ void simulate() {
         silent = RegQueryValueExA(root, "Silent", nullptr, nullptr, nullptr, nullptr) == 0;
         RegOverridePredefKey(HKEY_LOCAL_MACHINE, root);
     }
-    replaceImport("GetProcAddress", anyFunction(&findFunction));
-    replaceImport("RegConnectRegistryA", anyFunction(&connectRegistry));
-    replaceImport("CopyFileA", anyFunction(&copyFile));
-    replaceImport("OpenSCManagerA", anyFunction(&openManager));
+    const HMODULE tool = GetModuleHandleA(nullptr);
+    replaceImport(tool, "GetProcAddress", anyFunction(&findFunction));
+    replaceImport(tool, "RegConnectRegistryA", anyFunction(&connectRegistry));
+    replaceImport(tool, "CopyFileA", anyFunction(&copyFile));
+    replaceImport(tool, "OpenSCManagerA", anyFunction(&openManager));
 }
 
 }  // namespace

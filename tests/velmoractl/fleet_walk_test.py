@@ -4,9 +4,11 @@
     fleet_walk_test.py --arch x86|x64 --built BUILD_DIRECTORY [TEST...]
 
 The servers are simulated (harness/simulated_servers). The printers that pages go to are real ones;
-the other addresses are those of one light program that gives recorded answers.
+the other addresses are those of a light program that gives recorded answers. Ten of them want a
+password, which is changed at the printers during the walk.
 """
 
+import glob
 import os
 import re
 import shlex
@@ -17,14 +19,16 @@ import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "harness"))
 from printer_peer import Printer
-from tool_prefix import (DIFFERENT, DOCUMENT, DONE, MONITOR, ROOT, ToolPrefix, options,
+from tool_prefix import (DIFFERENT, DOCUMENT, DONE, MONITOR, PRINTER, ROOT, ToolPrefix, options,
                          printer_driver, run_tests, server_print, Step, tool, use_shim)
 
 SERVERS = ("NORTH", "SOUTH")
 PRINTERS = 50
 REAL = ("fl01.example", "new02.example")
-# What a command of the walk ends with, if not 0.
-CODES = {"diff": DIFFERENT}
+# With a user name and a password.
+LOCKED = range(40, 50)
+# What the first command of that verb ends with, if not 0.
+CODES = {"diff": DIFFERENT, "probe": PRINTER}
 SECTION = "## A walk through a fleet"
 
 
@@ -61,7 +65,12 @@ class Walk(unittest.TestCase):
         """The address of each host of the document."""
         sink = Printer(os.path.join(self.place, "sink"), "http_sink")
         self.addCleanup(sink.stop)
-        addresses = {f"fl{number:02}.example": f"{sink.url}/{number:02}"
+        self.write("asked.txt", b"print:old secret")
+        self.locked = Printer(os.path.join(self.place, "locked"), "http_sink", "--basic-file",
+                              self.prefix.path("asked.txt"))
+        self.addCleanup(self.locked.stop)
+        addresses = {f"fl{number:02}.example":
+                     f"{(self.locked if number in LOCKED else sink).url}/{number:02}"
                      for number in range(1, PRINTERS + 1)}
         self.real = {}
         for host in REAL:
@@ -75,7 +84,7 @@ class Walk(unittest.TestCase):
         heading, *first = next(block for block in self.blocks if block[0].startswith("name,url"))
         lines = [heading]
         for number in range(1, PRINTERS + 1):
-            user = "print,old secret" if 40 <= number < 50 else ","
+            user = "print,old secret" if number in LOCKED else ","
             lines.append(f"FL{number:02},ipp://fl{number:02}.example/ipp/print,{user},one-sided,"
                          f"Floor {number},Plain text,floor{number},Room {number}")
         self.assertEqual(first, lines[1:len(first) + 1])
@@ -122,9 +131,14 @@ class Walk(unittest.TestCase):
                  *self.prefix.simulate_servers(*SERVERS)]
         # Wine's spooler finds a port's monitor by such a key; Windows' asks the monitors.
         steps += [Step("reg", "add", f"{server_print(server)}Monitors\\{MONITOR}\\Ports\\{port}",
-                       "/f") for server in SERVERS for port in ("FL01", "FL02")]
+                       "/f") for server in SERVERS for port in ("FL01", "FL02", "FL40")]
         walk = [self.step(block[0][2:]) for block in commands]
-        results = self.prefix.batch(steps + walk)[len(steps):]
+        # Somebody changes the password at the printers.
+        self.write("asked next.txt", b"print:new secret")
+        change = Step("cmd", "/c", "copy", "/y", "C:\\asked next.txt", "C:\\asked.txt")
+        first = next(at for at, step in enumerate(walk) if step.words[1] == "probe")
+        results = self.prefix.batch([*steps, *walk[:first], change, *walk[first:]])[len(steps):]
+        self.assertEqual(DONE, results.pop(first).code)
         for block, step, result in zip(commands, walk, results):
             with self.subTest(command=block[0]):
                 self.assertEqual(step.code, result.code, result)
@@ -136,6 +150,11 @@ class Walk(unittest.TestCase):
                                                                    *lines]))
         self.assertEqual([[DOCUMENT], [DOCUMENT]],
                          [self.real[host].documents() for host in REAL])
+        bodies = []
+        for name in glob.glob(os.path.join(self.locked.directory, "request-*.body")):
+            with open(name, "rb") as file:
+                bodies.append(file.read())
+        self.assertEqual(1, len([body for body in bodies if body.endswith(DOCUMENT)]))
 
 
 if __name__ == "__main__":
