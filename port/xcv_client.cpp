@@ -11,6 +11,7 @@ namespace velmora {
 namespace {
 
 constexpr std::size_t kLongestName = 1024;
+constexpr int kMoreTries = 10;  ///< to fetch what grows while it is fetched
 
 std::wstring wideName(const std::string& name) {
     return toWide(name).substr(0, kLongestName);
@@ -86,10 +87,18 @@ PortConfig XcvConnection::getConfigInfo(const std::string& name) {
 
 void XcvConnection::getGroupsDB(CGroupsDB& directory) {
     DWORD needed = 0;
-    const DWORD status = call(kGetGroupsDb, {}, {}, needed);
+    DWORD status = call(kGetGroupsDb, {}, {}, needed);
     if (status != ERROR_SUCCESS && status != ERROR_INSUFFICIENT_BUFFER) throw XcvException(status);
     std::vector<std::byte> payload(needed);
-    callOrThrow(kGetGroupsDb, {}, payload);
+    status = call(kGetGroupsDb, {}, payload, needed);
+    // Somebody else may have made the directory larger meanwhile.
+    for (int tries = 0;
+         tries < kMoreTries && status == ERROR_INSUFFICIENT_BUFFER && needed > payload.size();
+         ++tries) {
+        payload.resize(needed);
+        status = call(kGetGroupsDb, {}, payload, needed);
+    }
+    if (status != ERROR_SUCCESS) throw XcvException(status);
     if (!directory.Deserialize(payload)) throw XcvException(ERROR_INVALID_DATA);
 }
 

@@ -42,6 +42,7 @@ class RecordingSpooler {
     DWORD xcvError = 0;
     DWORD status = 0;
     Block answer;
+    std::vector<Block> laterAnswers;  ///< each takes the place of the one before after a call
 
     std::string opened;
     DWORD access = 0;
@@ -84,6 +85,10 @@ class RecordingSpooler {
             *status = ERROR_INSUFFICIENT_BUFFER;
         } else if (!answer.empty()) {
             std::memcpy(output, answer.data(), answer.size());
+        }
+        if (!current_->laterAnswers.empty()) {
+            current_->answer = current_->laterAnswers.front();
+            current_->laterAnswers.erase(current_->laterAnswers.begin());
         }
         return TRUE;
     }
@@ -210,6 +215,45 @@ TEST_F(XcvClient, DirectoryIsFetchedInTwoCalls) {
     EXPECT_FALSE(spooler.commands[0].hasOutput);
     EXPECT_EQ(spooler.commands[0].outputSize, 0u);
     EXPECT_EQ(spooler.commands[1].outputSize, 31u);
+}
+
+Block directoryNamed(const std::string& name) {
+    return Bytes().u32(1).u32(1).u32(0).text(name).u32(0).u32(0).data();
+}
+
+// Another administrator changes a port between the two calls.
+TEST_F(XcvClient, DirectoryThatGrowsWhileItIsFetchedArrivesWhole) {
+    spooler.answer = directoryNamed("All");
+    spooler.laterAnswers = {directoryNamed("All groups"), directoryNamed("All groups of all")};
+    CGroupsDB directory;
+    open("", kMonitor, "M").getGroupsDB(directory);
+    ASSERT_NE(directory.FindGroup(1), nullptr);
+    EXPECT_EQ(directory.FindGroup(1)->name, "All groups of all");
+    std::vector<DWORD> sizes;
+    for (const Command& command : spooler.commands)
+        sizes.push_back(command.outputSize);
+    EXPECT_EQ(sizes, (std::vector<DWORD>{0, 24, 31, 38}));
+}
+
+TEST_F(XcvClient, DirectoryThatDoesNotStopGrowingIsAnError) {
+    for (std::size_t length = 1; length < 100; ++length)
+        spooler.laterAnswers.push_back(directoryNamed(std::string(length, 'n')));
+    spooler.answer = directoryNamed("");
+    CGroupsDB directory;
+    directory.AddGroup("kept", 1);
+    EXPECT_EQ(codeOf([&] { open("", kMonitor, "M").getGroupsDB(directory); }),
+              static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+    EXPECT_EQ(spooler.commands.size(), 12u) << "the size, the first try and ten more";
+    EXPECT_EQ(directory.nodes().size(), 1u);
+}
+
+// A monitor that refuses without saying how much it needs is not asked again.
+TEST_F(XcvClient, RefusedSizeThatDoesNotGrowIsAnError) {
+    spooler.status = ERROR_INSUFFICIENT_BUFFER;
+    CGroupsDB directory;
+    EXPECT_EQ(codeOf([&] { open("", kMonitor, "M").getGroupsDB(directory); }),
+              static_cast<DWORD>(ERROR_INSUFFICIENT_BUFFER));
+    EXPECT_EQ(spooler.commands.size(), 2u);
 }
 
 TEST_F(XcvClient, DirectoryThatDoesNotArriveIsAnError) {
