@@ -70,12 +70,14 @@ class SoakDirectory {
     std::uint32_t nextId_ = 1;
 };
 
-/// One port. `inUse` is held by whoever prints to it, adds or removes it; the rest belongs to
-/// whoever holds the configuration's mutex, but for `exists`, which changes with both held.
+/// One port. Whoever holds `inUse` prints to it; whoever holds `configuring` changes it; whoever
+/// adds or removes it holds both. In this order: `configuring`, anything else, `inUse`.
 struct SoakPort {
+    std::mutex configuring;
     std::mutex inUse;
     std::string name;
-    bool exists = false;
+    std::atomic<bool> exists = false;
+    // Read with the configuration's mutex, changed with that and `configuring`.
     std::string url;  ///< of a single-target port
     std::vector<std::uint32_t> groups;
     Version version;

@@ -54,7 +54,8 @@ class LoadedMonitor {
         const auto call = monitor<XcvDataPortEntry>(16);
         DWORD needed = 0;
         DWORD status = call(nullptr, command, input, static_cast<DWORD>(size), nullptr, 0, &needed);
-        if (output != nullptr && status == ERROR_INSUFFICIENT_BUFFER) {
+        // What somebody else is changing may be larger by then.
+        for (int i = 0; i < 100 && output != nullptr && status == ERROR_INSUFFICIENT_BUFFER; ++i) {
             output->resize(needed);
             status = call(nullptr, command, input, static_cast<DWORD>(size), output->data(), needed,
                           &needed);

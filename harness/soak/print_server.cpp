@@ -147,13 +147,15 @@ class PrintServer {
         }
     }
 
-    /// Most documents are small, some are as large as they may be.
+    /// Most documents are small, some are as large as they may be. In pieces of 1,024 bytes the
+    /// largest would keep everybody else waiting when the library is to be loaded again.
     std::size_t documentSize(Random& random) const {
-        if (below(random, 60) == 0) return below(random, 2) == 0 ? kSmallest : options_.largest;
+        const std::size_t largest = prompt_ ? options_.largest : options_.largest / 16;
+        if (below(random, 60) == 0) return below(random, 2) == 0 ? kSmallest : largest;
         std::size_t size = kSmallest;
-        while (size < options_.largest && below(random, 4) != 0)
+        while (size < largest && below(random, 4) != 0)
             size *= 2;
-        return std::min(size + below(random, size), options_.largest);
+        return std::min(size + below(random, size), largest);
     }
 
     /// Where the job goes as far as that is certain now.
@@ -179,7 +181,9 @@ class PrintServer {
         const unsigned id = ++lastJob_;
         const std::size_t size = documentSize(random);
         constexpr std::size_t kBuffers[] = {512, 4096, 16384, 65536, 200000};
-        const std::size_t buffer = kBuffers[below(random, std::size(kBuffers))];
+        std::size_t buffer = kBuffers[below(random, std::size(kBuffers))];
+        // Large documents do not come in crumbs.
+        if (size > kSmallest * 256) buffer = std::max(buffer, std::size_t{16384});
         // Somebody deletes the job meanwhile.
         const std::size_t given = below(random, 25) == 0 ? below(random, size) : size;
         const auto begin = report_.now();
@@ -233,7 +237,7 @@ class PrintServer {
         return written;
     }
 
-    // Configuring: one at a time, as the dialogs and the tool take turns.
+    // Configuring. A dialog may be open while somebody else works at another port.
 
     void administer() {
         auto lastReload = report_.now();
@@ -244,7 +248,6 @@ class PrintServer {
             }
             {
                 const Gate::Visit visit(gate_);
-                const std::lock_guard turn(administration_);
                 administerOnce();
             }
             Sleep(static_cast<DWORD>(50 + below(random_, 200)));
@@ -255,17 +258,20 @@ class PrintServer {
         const std::size_t choice = below(random_, 10);
         SoakPort& port =
             *std::next(ports_.begin(), static_cast<std::ptrdiff_t>(below(random_, ports_.size())));
+        const std::unique_lock configuring(port.configuring, std::try_to_lock);
         if (choice < 3) {
-            if (port.exists) configurePort(port);
+            if (configuring && port.exists) configurePort(port);
         } else if (choice < 6) {
+            const std::lock_guard turn(membership_);
             const std::unique_lock use(port.inUse, std::try_to_lock);
-            if (!use) return;
+            if (!configuring || !use) return;
             if (!port.exists)
                 addPort(port);
             else if (missingPorts() < kMissingPorts)
                 removePort(port);
             checkPorts();
         } else if (choice < 8) {
+            const std::lock_guard turn(directoryTurn_);
             editDirectory();
         } else {
             switchPolicy();
@@ -273,7 +279,8 @@ class PrintServer {
     }
 
     std::size_t missingPorts() const {
-        return static_cast<std::size_t>(std::ranges::count(ports_, false, &SoakPort::exists));
+        return static_cast<std::size_t>(
+            std::ranges::count_if(ports_, [](const SoakPort& port) { return !port.exists; }));
     }
 
     void expectSuccess(DWORD status, const char* what, const std::string& object) {
@@ -292,20 +299,21 @@ class PrintServer {
             port.groups = directory_.someGroups(random_);
     }
 
-    /// With `port.inUse`.
+    /// With `port.inUse`, `port.configuring` and `membership_`.
     void addPort(SoakPort& port) {
         expectSuccess(monitor_->xcv(L"AddPort", port.wideName()), "AddPort", port.name);
         configurePort(port);
         port.exists = true;
     }
 
+    /// With `port.configuring`.
     void configurePort(SoakPort& port) {
         const Version::Change change(port.version);
         chooseTargets(port);
         expectSuccess(monitor_->xcv(L"ConfigPort", port.record()), "ConfigPort", port.name);
     }
 
-    /// With `port.inUse`.
+    /// With the same.
     void removePort(SoakPort& port) {
         expectSuccess(monitor_->xcv(L"DeletePort", port.wideName()), "DeletePort", port.name);
         port.exists = false;
@@ -340,18 +348,20 @@ class PrintServer {
             std::vector<DWORD> choices;
         };
         static const std::vector<Value> kValues = {
-            {"PromptDelivery", {1, 1, 1, 0}}, {"StatedSizes", {0, 1}},
-            {"AdministratorsOnly", {0, 1}},   {"ConnectTimeout", {20, 30}},
-            {"SendTimeout", {60, 120}},       {"ReceiveTimeout", {120, 300}},
-            {"DeliveryRecord", {200, 400}},   {"EventLog", {0, 1, 2}}};
-        const Value& value = kValues[below(random_, kValues.size())];
-        const DWORD number = value.choices[below(random_, value.choices.size())];
+            {"PromptDelivery", {1, 0}},     {"StatedSizes", {0, 1}},
+            {"AdministratorsOnly", {0, 1}}, {"ConnectTimeout", {20, 30}},
+            {"SendTimeout", {60, 120}},     {"ReceiveTimeout", {120, 300}},
+            {"DeliveryRecord", {200, 400}}, {"EventLog", {0, 1, 2}}};
+        // Prompt delivery is not off for long: it is where most of the work is.
+        const Value& value = kValues[prompt_ ? below(random_, kValues.size()) : 0];
+        const DWORD number = prompt_ ? value.choices[below(random_, value.choices.size())] : 1;
         HKEY key = nullptr;
         RegOpenKeyExA(HKEY_LOCAL_MACHINE, policyRegistryKey(kDefaultMonitorKey).c_str(), 0,
                       KEY_WRITE, &key);
         const LSTATUS status = RegSetValueExA(
             key, value.name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof number);
         RegCloseKey(key);
+        if (&value == &kValues[0]) prompt_ = number != 0;
         expectSuccess(static_cast<DWORD>(status), "policy",
                       value.name + ("=" + std::to_string(number)));
     }
@@ -411,14 +421,13 @@ class PrintServer {
             report_.finding("the directory is not the one that was stored");
     }
 
-    // Dialogs. All are shown by one thread, by turns with the other configuring.
+    // Dialogs. All are shown by one thread.
 
     void workAtDialogs() {
         Random random(options_.seed + 1);
         while (!over()) {
             {
                 const Gate::Visit visit(gate_);
-                const std::lock_guard turn(administration_);
                 workAtDialog(random);
             }
             Sleep(static_cast<DWORD>(200 + below(random, 1500)));
@@ -439,19 +448,31 @@ class PrintServer {
         for (const int page : {1, 2, 0})
             if (below(random, 2) == 0 || page == 0)
                 steps.emplace_back([page](HWND sheet) { openPage(sheet, page); });
-        const std::unique_lock use(port.inUse, std::try_to_lock);
-        if (!port.exists) {
-            if (use) addPortByDialog(port, url, confirms, steps);
-        } else if (use && missingPorts() < kMissingPorts && below(random, 4) == 0) {
-            expectSuccess(
-                monitor_->ui<PortUiEntry>(3)(nullptr, nullptr, port.wideName().c_str()) ? 0 : 1,
-                "DeletePortUI", port.name);
-            port.exists = false;
-        } else {
+        const std::unique_lock configuring(port.configuring, std::try_to_lock);
+        if (!configuring) return;
+        // Whoever presses OK stores the directory too, as it was when the dialog opened.
+        const std::lock_guard turn(directoryTurn_);
+        if (port.exists && below(random, 4) != 0) {
             configureByDialog(port, url, confirms, steps);
+            checkDirectory();
+            return;
         }
+        const std::lock_guard members(membership_);
+        const std::unique_lock use(port.inUse, std::try_to_lock);
+        if (!use) return;
+        if (!port.exists)
+            addPortByDialog(port, url, confirms, steps);
+        else if (missingPorts() < kMissingPorts)
+            removeByInterface(port);
         checkPorts();
         checkDirectory();
+    }
+
+    /// With `port.inUse`, `port.configuring` and `membership_`. No dialog asks.
+    void removeByInterface(SoakPort& port) {
+        const BOOL done = monitor_->ui<PortUiEntry>(3)(nullptr, nullptr, port.wideName().c_str());
+        expectSuccess(done ? 0 : 1, "DeletePortUI", port.name);
+        port.exists = false;
     }
 
     void finishSteps(SheetSteps& steps, bool confirms) {
@@ -460,7 +481,7 @@ class PrintServer {
                 [](HWND sheet) { PostMessageA(sheet, PSM_PRESSBUTTON, PSBTN_OK, 0); });
     }
 
-    /// With `port.inUse`.
+    /// With `port.inUse`, `port.configuring` and `membership_`.
     void addPortByDialog(SoakPort& port, const std::string& url, bool confirms, SheetSteps steps) {
         const Version::Change change(port.version);
         steps.emplace_back([&](HWND sheet) {
@@ -483,23 +504,20 @@ class PrintServer {
         checkRecord(port);
     }
 
+    /// With `port.configuring`.
     void configureByDialog(SoakPort& port, const std::string& url, bool confirms,
                            SheetSteps steps) {
         std::optional<Version::Change> change;
-        // Whoever presses OK stores the port and the directory.
-        std::optional<Version::Change> directoryChange;
-        if (confirms) {
-            change.emplace(port.version);
-            directoryChange.emplace(directoryVersion_);
-        }
+        if (confirms) change.emplace(port.version);
         const bool single = !port.url.empty();
         if (single) steps.emplace_back([&](HWND sheet) { typeInto(sheet, IDC_PORT_URL, url); });
         finishSteps(steps, confirms);
         const SheetPerson person(steps);
         const BOOL done = monitor_->ui<PortUiEntry>(2)(nullptr, nullptr, port.wideName().c_str());
-        expectSuccess(done && person.sheets() == 1 ? 0 : 1, "ConfigurePortUI",
-                      port.name + (confirms ? "" : " cancelled"));
-        if (confirms && single) {
+        const DWORD error = done ? 0 : GetLastError();
+        expectSuccess(error == 0 && person.sheets() != 1 ? ERROR_NO_MORE_ITEMS : error,
+                      "ConfigurePortUI", port.name + (confirms ? "" : " cancelled"));
+        if (confirms && single && done) {
             const std::lock_guard lock(model_);
             port.url = url;
         }
@@ -515,9 +533,11 @@ class PrintServer {
     std::mutex reloading_;
     std::atomic<int> reloads_ = 0;
     std::atomic<bool> ended_ = false;
-    std::mutex administration_;  ///< whose turn it is to configure
-    std::mutex model_;           ///< what is configured
-    Random random_;              ///< of whoever administers
+    std::atomic<bool> prompt_ = true;  ///< the policy for jobs that begin now
+    std::mutex directoryTurn_;         ///< whose turn it is to edit the directory
+    std::mutex membership_;            ///< which ports there are
+    std::mutex model_;                 ///< what is configured
+    Random random_;                    ///< of whoever administers
     SoakDirectory directory_;
     Version directoryVersion_;
     std::size_t storedNodes_ = 0;  ///< bytes
