@@ -9,6 +9,7 @@
 #include "monitor/process_objects.h"
 #include "platform/text.h"
 #include "port/entry_guard.h"
+#include "port/policy_store.h"
 #include "port/port_config.h"
 #include "port/settings.h"
 #include "ui/port_sheet.h"
@@ -16,11 +17,11 @@
 namespace velmora {
 namespace {
 
-/// A dialog with a part of the directory would store that part in place of the whole.
+/// Whether a dialog may open with the directory that `store` has loaded; sets the last error.
 bool readWhole(const RegistryGroupsStore& store) {
-    if (store.loadError() == ERROR_SUCCESS) return true;
-    SetLastError(static_cast<DWORD>(store.loadError()));
-    return false;
+    const LSTATUS status = keptBack(store);
+    if (status != ERROR_SUCCESS) SetLastError(static_cast<DWORD>(status));
+    return status == ERROR_SUCCESS;
 }
 
 BOOL addPort(HWND window, const std::string& server) {

@@ -124,8 +124,7 @@ DWORD configPort(const XcvCall& call) {
 DWORD getGroupsDb(const XcvCall& call) {
     RegistryGroupsStore store = directoryStore();
     const CGroupsDB directory(store);
-    // Who gets a part of it would store that part in place of the whole.
-    if (store.loadError() != ERROR_SUCCESS) return static_cast<DWORD>(store.loadError());
+    if (const LSTATUS status = keptBack(store)) return static_cast<DWORD>(status);
     const std::size_t size = directory.GetSize();
     if (!fits(call, size)) return tooSmall(call, size);
     directory.Serialize(static_cast<std::byte*>(call.output));

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 
+#include "directory/groups_store.h"
 #include "platform/critical_section.h"
 #include "platform/own_identity.h"
 #include "platform/registry.h"
@@ -106,6 +107,11 @@ bool hasPolicy(const std::string& monitorKey) {
     LSTATUS status = ERROR_SUCCESS;
     RegistryKey::open(policyRegistryKey(monitorKey), &status);
     return status != ERROR_FILE_NOT_FOUND && status != ERROR_PATH_NOT_FOUND;
+}
+
+LSTATUS keptBack(const RegistryGroupsStore& store) {
+    const LSTATUS status = store.loadError();
+    return status != ERROR_SUCCESS && hasPolicy(monitorRegistryKey()) ? status : ERROR_SUCCESS;
 }
 
 Policy readPolicy(const std::string& monitorKey) {

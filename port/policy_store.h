@@ -1,10 +1,14 @@
 #pragma once
 
+#include <windows.h>
+
 #include <string>
 
 #include "port/policy.h"
 
 namespace velmora {
+
+class RegistryGroupsStore;
 
 // The machine's policy is kept below the monitor's key, key "Policy", one value each. `monitorKey`
 // is that key below HKEY_LOCAL_MACHINE, without a trailing backslash.
@@ -22,6 +26,11 @@ std::uint32_t machinePolicy(std::uint32_t Policy::*field) noexcept;
 
 /// Whether there is a key, whatever is in it.
 bool hasPolicy(const std::string& monitorKey);
+
+/// On a machine with a policy, the code with which the registry kept back a part of the directory
+/// that `store` has loaded last: who gets a part of it would store that part in place of the whole.
+/// 0 if all was read, and without a policy, where deployed systems read what can be read.
+LSTATUS keptBack(const RegistryGroupsStore& store);
 
 /// The values that the key holds; missing ones as in a default policy.
 Policy readPolicy(const std::string& monitorKey);

@@ -16,8 +16,15 @@ HWND pageOf(HWND sheet) {
     return reinterpret_cast<HWND>(SendMessageA(sheet, PSM_GETCURRENTPAGEHWND, 0, 0));
 }
 
+/// A policy, whatever is in it, keeps a dialog from storing a part of the directory.
 class FailingDialogs : public FailingCallsTest {
   protected:
+    void SetUp() override {
+        FailingCallsTest::SetUp();
+        writeRegistryRaw(kDefaultMonitorKey + "\\Policy", "StatedSizes", REG_DWORD,
+                         Bytes().u32(1).data());
+    }
+
     struct Dialog {
         const char* name;
         std::function<BOOL()> entry;
