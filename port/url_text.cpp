@@ -6,8 +6,8 @@ namespace velmora {
 namespace {
 
 struct Range {
-    std::size_t begin = 0;
-    std::size_t end = 0;  ///< position of the "@"; equal to `begin` if there is none
+    std::size_t begin;
+    std::size_t end;  ///< position of the "@"; equal to `begin` if there is none
 };
 
 /// The last "@" before the path ends it: a password may hold one.

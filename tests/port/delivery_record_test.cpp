@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+#include <vector>
+
 namespace velmora {
 namespace {
 
@@ -72,6 +75,48 @@ TEST(DeliveryLine, IsAtMostFourKilobytesAndSaysWhatWasCut) {
             EXPECT_NE(line.find(R"("cut":true)"), std::string::npos);
             EXPECT_TRUE(line.ends_with("}\n"));
         }
+    }
+}
+
+TEST(DeliveryLine, GivesEachTextWhatAllTogetherLeave) {
+    const std::string longText(50000, 'x');
+    const auto textsOf = [](const std::string& line) {
+        std::vector<std::size_t> lengths;
+        for (std::size_t begin = line.find("xx"); begin != line.npos;
+             begin = line.find("xx", begin)) {
+            const std::size_t end = line.find('"', begin);
+            lengths.push_back(end - begin);
+            begin = end;
+        }
+        return lengths;
+    };
+    DeliveryEntry entry = sampleEntry();
+    entry.document = longText;
+    EXPECT_EQ(textsOf(deliveryLine(entry)), std::vector<std::size_t>(1, 2048));
+    entry.port = entry.user = longText;
+    EXPECT_EQ(textsOf(deliveryLine(entry)), std::vector<std::size_t>(3, 1024));
+    entry.printer = entry.errorText = longText;
+    entry.reason = {DeliveryStep::connect, 12029, 0, 0};
+    EXPECT_EQ(textsOf(deliveryLine(entry)), std::vector<std::size_t>(5, 512));
+}
+
+TEST(DeliveryLine, ALineOfExactlyTheLimitIsWhole) {
+    DeliveryEntry entry = sampleEntry();
+    entry.document.clear();
+    const std::size_t rest = deliveryLine(entry).size();
+    entry.document.assign(kLongestDeliveryLine - rest, 'x');
+    EXPECT_EQ(deliveryLine(entry).size(), kLongestDeliveryLine);
+    EXPECT_EQ(deliveryLine(entry).find("\"cut\""), std::string::npos);
+    entry.document += 'x';
+    EXPECT_NE(deliveryLine(entry).find("\"cut\""), std::string::npos);
+}
+
+TEST(DeliveryLine, SecondsAreThousandMilliseconds) {
+    DeliveryEntry entry = sampleEntry();
+    for (const auto& [duration, seconds] : {std::pair{999u, "0.999"}, {1000u, "1.000"}}) {
+        entry.duration = duration;
+        EXPECT_NE(deliveryLine(entry).find(std::string("\"seconds\":") + seconds + ","),
+                  std::string::npos);
     }
 }
 

@@ -27,6 +27,12 @@ TEST(UrlText, PasswordsAreFound) {
     }
 }
 
+TEST(UrlText, NothingBehindTheTextIsRead) {
+    const std::string_view url = std::string_view("ipp://@host").substr(0, 6);
+    EXPECT_FALSE(hasUserInfo(url));
+    EXPECT_EQ(withoutUserInfo(url), "ipp://");
+}
+
 TEST(UrlText, OtherUrlsStayAsTheyAre) {
     for (const char* url : {"", "ipp://host/p", "ipp://host:631/a@b", "ipp://host?u:p@h",
                             "ipp://host#u:p@h", "://", "ipp://[::1]:631/p"}) {
