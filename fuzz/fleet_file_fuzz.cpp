@@ -9,6 +9,7 @@
 
 #include "harness/empty_directory.h"
 #include "harness/latin1_codec.h"
+#include "port/port_config.h"
 #include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/ports_table.h"
 #include "velmoractl/text/shown_text.h"

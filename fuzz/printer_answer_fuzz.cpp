@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "harness/wire.h"
+#include "ipp/job_template.h"
 #include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/text/template_fit.h"
