@@ -409,7 +409,7 @@ class Verbs(WithPrinter):
             (NOT_FOUND, ["print", DOWNLOAD + "\\Velmora.dat", "--port", "P"]),
             (USAGE, ["print", DOWNLOAD + "\\Velmora.dat", "--port", "Office", "--wait", "x"]),
             (USAGE, ["install", "--from", "C:\\windows"]),
-            (USAGE, ["install", "--language", "xx"]), (USAGE, ["install", "--server", "elsewhere"]),
+            (USAGE, ["install", "--language", "xx"]), (FAILED, ["install", "--server", "elsewhere"]),
             (USAGE, ["uninstall", "--ports", "burn"]), (USAGE, ["status", "--timeout", "x"]),
             (NOT_INSTALLED, ["port", "list", "--monitor", "Another"]),
         ]
