@@ -4,11 +4,11 @@
 #include <exception>
 #include <mutex>
 #include <optional>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "velmoractl/text/console.h"
+#include "velmoractl/unattended.h"
 
 namespace velmora::ctl {
 namespace {
@@ -166,7 +166,7 @@ DocumentHandover::DocumentHandover(UniquePrinter printer, To to, std::string tit
     state_->title = std::move(title);
     state_->file = std::move(file);
     state_->what = std::move(what);
-    std::thread([state = state_] { state->run(); }).detach();
+    startUnattended([state = state_] { state->run(); });
 }
 
 DocumentHandover::~DocumentHandover() = default;

@@ -10,7 +10,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <utility>
 
 #include "velmoractl/internet.h"
@@ -18,6 +17,7 @@
 #include "velmoractl/printer_client.h"
 #include "velmoractl/text/fleet_list.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/unattended.h"
 
 namespace velmora::ctl {
 namespace {
@@ -119,12 +119,12 @@ class Asking {
     };
 
     void start(std::size_t one) {
-        std::thread([desk = desk_, printer = printers_[one], limit = limit_, one] {
+        startUnattended([desk = desk_, printer = printers_[one], limit = limit_, one] {
             FleetResult result = ask(printer, limit);
             const std::scoped_lock lock(desk->mutex);
             desk->answers.emplace_back(one, std::move(result));
             desk->changed.notify_all();
-        }).detach();
+        });
         running_[one] = Clock::now() + limit_;
     }
 

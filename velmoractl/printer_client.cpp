@@ -7,13 +7,13 @@
 #include <condition_variable>
 #include <exception>
 #include <mutex>
-#include <thread>
 
 #include "ipp/connection.h"
 #include "ipp/print_job.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/unattended.h"
 
 namespace velmora::ctl {
 namespace {
@@ -117,7 +117,7 @@ bool runBounded(std::function<void()> body, std::chrono::milliseconds limit) {
         std::exception_ptr failure;
     };
     const auto state = std::make_shared<State>();
-    std::thread thread([state, body = std::move(body)] {
+    startUnattended([state, body = std::move(body)] {
         std::exception_ptr failure;
         try {
             body();
@@ -129,14 +129,8 @@ bool runBounded(std::function<void()> body, std::chrono::milliseconds limit) {
         state->ended = true;
         state->changed.notify_all();
     });
-    {
-        std::unique_lock lock(state->mutex);
-        if (!state->changed.wait_for(lock, limit, [&] { return state->ended; })) {
-            thread.detach();
-            return false;
-        }
-    }
-    thread.join();
+    std::unique_lock lock(state->mutex);
+    if (!state->changed.wait_for(lock, limit, [&] { return state->ended; })) return false;
     if (state->failure) std::rethrow_exception(state->failure);
     return true;
 }
