@@ -1,12 +1,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "harness/empty_directory.h"
 #include "harness/latin1_codec.h"
 #include "port/port_config.h"
@@ -23,14 +23,9 @@ using namespace velmora;
 using namespace velmora::ctl;
 using namespace velmora::testing;
 
-void require(bool holds) {
-    if (!holds) std::abort();
-}
-
 void requireLine(const std::string& line) {
     require(isUtf8(line) && !line.empty());
-    for (const char c : line)
-        require(static_cast<unsigned char>(c) >= 0x20 && c != 0x7F);
+    requirePrintable(line);
 }
 
 /// What the ports of a file without a directory can name.

@@ -1,7 +1,7 @@
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "harness/directory_check.h"
 
 // Any bytes, as a directory's payload: taken, refused, stored and written as the model does it. A
@@ -11,10 +11,6 @@ namespace {
 
 using namespace velmora;
 using namespace velmora::testing;
-
-void require(bool holds) {
-    if (!holds) std::abort();
-}
 
 FlatBytes payloadOf(const CGroupsDB& directory) {
     FlatBytes payload(directory.GetSize());

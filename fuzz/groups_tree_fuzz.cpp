@@ -1,9 +1,9 @@
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "directory/child_index.h"
+#include "fuzz/require.h"
 #include "harness/directory_check.h"
 
 // The bytes are steps on a directory and on its model: additions, changes, moves, copies, deletions
@@ -15,10 +15,6 @@ namespace {
 using namespace velmora;
 using namespace velmora::testing;
 using Ids = ModelDirectory::Ids;
-
-void require(bool holds) {
-    if (!holds) std::abort();
-}
 
 template <class Node>
 Ids idsOf(const std::vector<Node*>& list) {

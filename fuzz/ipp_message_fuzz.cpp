@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "harness/ipp_message_check.h"
 #include "harness/wire.h"
 
@@ -14,10 +14,6 @@ namespace {
 
 using namespace velmora;
 using namespace velmora::testing;
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 /// Every length that the writer can be given an area of must give the same bytes or none.
 void requireWritten(const IppMessage& message, const ModelMessage& model, bool isResponse) {

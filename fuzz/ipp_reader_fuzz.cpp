@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "harness/ipp_dump.h"
 #include "harness/wire.h"
 
@@ -18,10 +18,6 @@ namespace {
 
 using namespace velmora;
 using namespace velmora::testing;
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 struct Read {
     UniqueIppMessage message = newIppMessage();

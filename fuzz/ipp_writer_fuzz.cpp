@@ -1,11 +1,11 @@
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <deque>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "harness/ipp_message_check.h"
 #include "harness/wire.h"
 
@@ -18,10 +18,6 @@ namespace {
 
 using namespace velmora;
 using namespace velmora::testing;
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 /// The bytes one by one, and zeros after them.
 class Script {

@@ -1,9 +1,9 @@
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "harness/packed_record_model.h"
 #include "port/port_config.h"
 
@@ -13,10 +13,6 @@ namespace {
 
 using namespace velmora;
 using namespace velmora::testing;
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 ModelRecord modelOf(const PortConfig& port) {
     const JobTemplate& job = port.jobTemplate;

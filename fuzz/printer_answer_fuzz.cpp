@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "fuzz/require.h"
 #include "harness/wire.h"
 #include "ipp/job_template.h"
 #include "velmoractl/text/ipp_text.h"
@@ -22,14 +22,9 @@ using namespace velmora;
 using namespace velmora::ctl;
 using namespace velmora::testing;
 
-void require(bool holds) {
-    if (!holds) std::abort();
-}
-
 void requireSafe(const std::string& line) {
     require(isUtf8(line));
-    for (const char c : line)
-        require(static_cast<unsigned char>(c) >= 0x20 && c != 0x7F);
+    requirePrintable(line);
     // What is safe is not changed by being made safe, apart from backslashes.
     std::string plain = line;
     std::replace(plain.begin(), plain.end(), '\\', '/');

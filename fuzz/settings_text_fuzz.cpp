@@ -1,8 +1,8 @@
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
+#include "fuzz/require.h"
 #include "harness/escaped_text_model.h"
 #include "platform/escaped_text.h"
 
@@ -13,10 +13,6 @@ namespace {
 
 using namespace velmora;
 using namespace velmora::testing;
-
-void require(bool holds) {
-    if (!holds) std::abort();
-}
 
 bool never(unsigned char) {
     return false;
