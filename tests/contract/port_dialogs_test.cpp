@@ -1,7 +1,5 @@
 #include <windows.h>
 
-#include <commctrl.h>
-
 #include <algorithm>
 #include <utility>
 #include <vector>
@@ -28,19 +26,6 @@ using PortDialogA = BOOL(WINAPI*)(const char*, HWND, const char*);
 using Block = std::vector<std::byte>;
 using Calls = std::vector<std::string>;
 
-/// Makes a group below "All groups" on the printer groups page.
-void addGroup(const SheetDriver& sheet, const std::string& name) {
-    const DialogDriver page = sheet.openPage(2);
-    const HWND tree = page.control(IDC_GROUPS_TREE);
-    const auto root = SendMessageA(tree, TVM_GETNEXTITEM, TVGN_ROOT, 0);
-    SendMessageA(tree, TVM_SELECTITEM, TVGN_CARET, root);
-    page.click(IDC_GROUPS_NEW_GROUP);
-    const auto editor = reinterpret_cast<HWND>(SendMessageA(tree, TVM_GETEDITCONTROL, 0, 0));
-    ASSERT_NE(editor, nullptr);
-    SendMessageA(editor, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(name.c_str()));
-    SendMessageA(tree, TVM_ENDEDITLABELNOW, FALSE, 0);
-}
-
 class PortDialogs : public CleanStateTest {
   protected:
     void SetUp() override {
@@ -61,7 +46,7 @@ class PortDialogs : public CleanStateTest {
                      [&](const SheetDriver& sheet) {
                          if (!newPort.empty()) sheet.page().type(IDC_PORT_NAME, newPort);
                          sheet.page().type(IDC_PORT_URL, "ipp://printer");
-                         addGroup(sheet, name);
+                         addGroup(sheet.openPage(2), name);
                          sheet.ok();
                      });
         EXPECT_TRUE(result);

@@ -1,6 +1,5 @@
 #include <windows.h>
 
-#include <commctrl.h>
 #include <winspool.h>
 
 #include "harness/clean_state.h"
@@ -52,18 +51,6 @@ class PortUiThroughSpooler : public CleanStateTest {
             },
             person);
         return result;
-    }
-
-    /// Makes a group below "All groups" on the printer groups page.
-    static void addGroup(const DialogDriver& page, const std::string& name) {
-        const HWND tree = page.control(IDC_GROUPS_TREE);
-        const auto root = SendMessageA(tree, TVM_GETNEXTITEM, TVGN_ROOT, 0);
-        SendMessageA(tree, TVM_SELECTITEM, TVGN_CARET, root);
-        page.click(IDC_GROUPS_NEW_GROUP);
-        const auto editor = reinterpret_cast<HWND>(SendMessageA(tree, TVM_GETEDITCONTROL, 0, 0));
-        ASSERT_NE(editor, nullptr);
-        SendMessageA(editor, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(name.c_str()));
-        SendMessageA(tree, TVM_ENDEDITLABELNOW, FALSE, 0);
     }
 
     DWORD lastError_ = 0;
