@@ -43,8 +43,10 @@ struct Function {
 };
 
 std::atomic<bool> armed{false};
+std::atomic<bool> paused{false};
 std::atomic<unsigned> failingKinds{0};
 std::atomic<std::size_t> callsMade{0};
+std::array<std::atomic<std::size_t>, kFaultKinds> callsOfKind{};
 std::atomic<std::size_t> failingCall{0};
 std::atomic<const Function*> failed{nullptr};
 std::array<std::atomic<long>, kResources> held{};
@@ -52,7 +54,9 @@ std::atomic<long> threads{0};
 
 /// Whether this call is the one.
 bool fails(const Function& function) noexcept {
-    if (!armed || (function.kind & failingKinds) == 0) return false;
+    if (!armed || paused || function.kind == 0) return false;
+    ++callsOfKind[std::countr_zero(function.kind)];
+    if ((function.kind & failingKinds) == 0) return false;
     if (callsMade++ != failingCall) return false;
     failed = &function;
     return true;
@@ -419,11 +423,26 @@ FailingCalls::~FailingCalls() {
 
 void FailingCalls::fail(std::size_t index, unsigned kinds) noexcept {
     callsMade = 0;
+    for (std::atomic<std::size_t>& calls : callsOfKind)
+        calls = 0;
     failingCall = index;
     failingKinds = kinds;
     failed = nullptr;
+    paused = false;
     watch_->begin();
     armed = true;
+}
+
+void FailingCalls::pause() noexcept {
+    paused = true;
+}
+
+void FailingCalls::resume() noexcept {
+    paused = false;
+}
+
+std::size_t FailingCalls::calls(FaultKind kind) noexcept {
+    return callsOfKind[std::countr_zero(static_cast<unsigned>(kind))];
 }
 
 bool FailingCalls::happened() noexcept {

@@ -23,6 +23,9 @@ enum FaultKind : unsigned {
     kSpoolerFault = 64,
 };
 inline constexpr std::size_t kFaultKinds = 7;
+inline constexpr FaultKind kEachFault[kFaultKinds] = {kMemoryFault,   kThreadFault, kEventFault,
+                                                      kRegistryFault, kFileFault,   kInternetFault,
+                                                      kSpoolerFault};
 inline constexpr unsigned kEveryFault = (1U << kFaultKinds) - 1;
 
 const char* nameOf(FaultKind kind) noexcept;
@@ -63,6 +66,11 @@ class FailingCalls {
     /// From now on call number `index` (from 0) of those of `kinds` fails, and no other. A crash
     /// names it, and so does a hang of half a minute, which ends the program.
     void fail(std::size_t index, unsigned kinds) noexcept;
+    /// Calls do not count, and none fails, until the next resume() or fail().
+    static void pause() noexcept;
+    static void resume() noexcept;
+    /// How many calls of that kind have counted since fail().
+    static std::size_t calls(FaultKind kind) noexcept;
     /// Whether that call has been made.
     static bool happened() noexcept;
     /// All succeed again. What has failed since fail().

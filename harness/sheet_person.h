@@ -8,19 +8,22 @@
 #include <cstddef>
 #include <functional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace velmora::testing {
 
 /// What is done with a sheet, one step a tick of the timer. A sheet that is still there after the
-/// last step is cancelled.
+/// last step is cancelled. The same for a dialog that a sheet opens.
 using SheetSteps = std::vector<std::function<void(HWND sheet)>>;
 
 /// Sits before every dialog that this thread shows, as long as the object lives, and works from a
 /// timer, so that whatever fails, open dialogs are closed. One at a time.
 class SheetPerson {
   public:
-    explicit SheetPerson(const SheetSteps& steps) : steps_(steps) {
+    /// `dialogSteps`: for dialogs with something to fill in.
+    explicit SheetPerson(const SheetSteps& steps, SheetSteps dialogSteps = {})
+        : steps_(steps), dialogSteps_(std::move(dialogSteps)) {
         present = this;
         timer_ = SetTimer(nullptr, 0, USER_TIMER_MINIMUM, &tick);
     }
@@ -57,8 +60,15 @@ class SheetPerson {
             step_ = 0;
             ++sheets_;
         }
+        const bool isForm = !isSheet && FindWindowExA(dialog, nullptr, "Edit", nullptr) != nullptr;
+        if (isForm && dialog != form_) {
+            form_ = dialog;
+            formStep_ = 0;
+        }
         if (isSheet && step_ < steps_.size())
             steps_[step_++](dialog);
+        else if (isForm && formStep_ < dialogSteps_.size())
+            dialogSteps_[formStep_++](dialog);
         else
             PostMessageA(dialog, WM_COMMAND, IDCANCEL, 0);
     }
@@ -66,9 +76,12 @@ class SheetPerson {
     inline static SheetPerson* present = nullptr;
 
     const SheetSteps& steps_;
+    const SheetSteps dialogSteps_;
     UINT_PTR timer_ = 0;
     HWND sheet_ = nullptr;
     std::size_t step_ = 0;
+    HWND form_ = nullptr;
+    std::size_t formStep_ = 0;
     int sheets_ = 0;
 };
 

@@ -2,9 +2,11 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <functional>
+#include <limits>
 #include <map>
 #include <span>
 #include <sstream>
@@ -42,6 +44,12 @@ struct Scenario {
     /// Faults of which the caller is not told: what was to be stored need not be.
     unsigned silent = kRegistryFault;
     std::size_t step = 1;  ///< every how many calls one is tried
+    /// If not 0: how many calls of each kind are tried instead; evenly spaced, the first and the
+    /// last among them.
+    std::size_t places = 0;
+    bool changes = false;  ///< whether a success changes what is stored
+    /// Another scenario has made what is made once and kept.
+    bool warm = false;
     /// What a failed call may keep beyond what a successful one does.
     HeldResources kept = {};
     /// Whether the next call starts from the same state, and not from what the failed one has left.
@@ -81,6 +89,16 @@ class TriedPlaces {
     std::map<std::string, std::size_t> tried_;
 };
 
+/// `wanted` numbers below `count`, evenly spaced, the first and the last among them; all, if there
+/// are no more.
+inline std::vector<std::size_t> spaced(std::size_t count, std::size_t wanted) {
+    const std::size_t size = std::min(count, wanted);
+    std::vector<std::size_t> numbers;
+    for (std::size_t i = 0; i < size; ++i)
+        numbers.push_back(size == 1 ? 0 : i * (count - 1) / (size - 1));
+    return numbers;
+}
+
 class FailingCallsTest : public MachineOfTwoPorts {
   protected:
     /// Values by their paths: of the registry and of the settings file.
@@ -100,28 +118,26 @@ class FailingCallsTest : public MachineOfTwoPorts {
         scenario.call();
         calls_.succeed();
         const HeldResources usual = growthOf(scenario);
+        if (scenario.changes) {
+            EXPECT_NE(old, wanted);
+        }
         TriedPlaces tried;
-        for (std::size_t index = 0;; index += scenario.step) {
+        const Trial trial{scenario, old, wanted, usual, tried};
+        if (scenario.places == 0) {
+            tryPlaces(trial, scenario.kinds, 0, scenario.step);
+        } else {
+            // Most calls are for memory; the others are not to drown in them.
             scenario.before();
-            const HeldResources before = FailingCalls::held();
-            calls_.fail(index, scenario.kinds);
-            const std::string outcome = scenario.call();
-            const FailingCalls::Fault fault = calls_.succeed();
-            if (fault.function == nullptr) {
-                EXPECT_EQ(outcome, scenario.good) << "the last run, without a fault";
-                break;
+            calls_.fail(kNever, kEveryFault);
+            scenario.call();
+            calls_.succeed();
+            std::array<std::size_t, kFaultKinds> calls{};
+            std::ranges::transform(kEachFault, calls.begin(), &FailingCalls::calls);
+            for (std::size_t i = 0; i < kFaultKinds; ++i) {
+                if ((scenario.kinds & kEachFault[i]) == 0) continue;
+                for (const std::size_t index : spaced(calls[i], scenario.places))
+                    tryPlaces(trial, kEachFault[i], index, 1, index + 1);
             }
-            tried.add(fault.kind);
-            SCOPED_TRACE(std::string(fault.function) + " fails, call number " +
-                         std::to_string(index));
-            expectDocumented(scenario, fault, outcome);
-            const bool stored = outcome == scenario.good && (scenario.silent & fault.kind) == 0;
-            expectOldOrNew(state(), stored ? wanted : old, wanted);
-            if (tried.all() % scenario.nextCalls != 0) continue;
-            if (scenario.again) scenario.before();
-            ASSERT_EQ(scenario.call(), scenario.good) << "the next call";
-            expectOldOrNew(state(), wanted, wanted);
-            expectNoLeak(FailingCalls::held(), before, usual, scenario.kept);
         }
         EXPECT_GT(tried.all(), 0u);
         tried.print(scenario.name);
@@ -138,6 +154,44 @@ class FailingCallsTest : public MachineOfTwoPorts {
     static constexpr DWORD kUntouched = 0xDEAD;
 
   private:
+    static constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
+
+    struct Trial {
+        const Scenario& scenario;
+        const State& old;
+        const State& wanted;
+        const HeldResources& usual;
+        TriedPlaces& tried;
+    };
+
+    /// The calls of those kinds from `index` on, every `step`th, up to the last one or up to `end`.
+    void tryPlaces(const Trial& trial, unsigned kinds, std::size_t index, std::size_t step,
+                   std::size_t end = kNever) {
+        const Scenario& scenario = trial.scenario;
+        for (; index < end; index += step) {
+            scenario.before();
+            const HeldResources before = FailingCalls::held();
+            calls_.fail(index, kinds);
+            const std::string outcome = scenario.call();
+            const FailingCalls::Fault fault = calls_.succeed();
+            if (fault.function == nullptr) {
+                EXPECT_EQ(outcome, scenario.good) << "the last run, without a fault";
+                return;
+            }
+            trial.tried.add(fault.kind);
+            SCOPED_TRACE(std::string(fault.function) + " fails, call number " +
+                         std::to_string(index));
+            expectDocumented(scenario, fault, outcome);
+            const bool stored = outcome == scenario.good && (scenario.silent & fault.kind) == 0;
+            expectOldOrNew(state(), stored ? trial.wanted : trial.old, trial.wanted);
+            if (trial.tried.all() % scenario.nextCalls != 0) continue;
+            if (scenario.again) scenario.before();
+            ASSERT_EQ(scenario.call(), scenario.good) << "the next call";
+            expectOldOrNew(state(), trial.wanted, trial.wanted);
+            expectNoLeak(FailingCalls::held(), before, trial.usual, scenario.kept);
+        }
+    }
+
     static State state() {
         State found;
         for (const char* name : {"\\Ports", "\\Printer groups", "\\Printers"})
@@ -206,7 +260,7 @@ class FailingCallsTest : public MachineOfTwoPorts {
     HeldResources growthOf(const Scenario& scenario) {
         HeldResources growth;
         // Twice: what is made once is there the second time.
-        for (int turn = 0; turn < 2; ++turn) {
+        for (int turn = scenario.warm ? 1 : 0; turn < 2; ++turn) {
             scenario.before();
             const HeldResources before = FailingCalls::held();
             scenario.call();
