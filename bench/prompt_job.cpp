@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "ipp/job_template.h"
+#include "harness/printing.h"
 #include "monitor/delivery_output.h"
 #include "monitor/jobs/ipp_delivery.h"
 #include "monitor/jobs/port_job.h"
@@ -24,7 +24,7 @@ namespace {
 
 std::unique_ptr<Delivery> connectOrStop(const DeliveryOrder& order,
                                         const ConnectionOptions& options) {
-    auto delivery = connectToPrinter(order, JobTemplate(), options);
+    auto delivery = connectToPrinter(order, testing::newPortTemplate(), options);
     if (delivery == nullptr || delivery->failed()) stop("a printer is not reached");
     return delivery;
 }
@@ -33,9 +33,7 @@ void printPromptly(const std::string& url, std::size_t printers, const std::stri
                    std::size_t callSize, Pace pace, const Policy& policy) {
     ConnectionOptions options;
     options.promptDelivery = pace == Pace::prompt;
-    PrintTarget target;
-    target.url = url;
-    const std::vector targets(printers, target);
+    const std::vector targets(printers, testing::targetOf(url));
     PortJob job({1, "Document", nullptr}, [](const JobInfo&) {});
     job.recordIn(newJobRecord(policy, "Port", 1, L"Document", targets));
     const Connect connect = [&options](const DeliveryOrder& order) {

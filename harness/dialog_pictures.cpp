@@ -7,9 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "directory/groups_db.h"
 #include "harness/dialog_driver.h"
-#include "harness/empty_directory.h"
 #include "harness/real_input.h"
 #include "harness/sheet_records.h"
 #include "platform/profile_file.h"
@@ -72,17 +70,18 @@ void savePicture(HWND window, const std::string& name) {
     std::printf("%s\n", name.c_str());
 }
 
-CGroupsDB sampleDirectory() {
-    CGroupsDB directory = testing::emptyDirectory();
-    const auto floor = directory.AddGroup("First floor", 1)->id;
-    const auto office = directory.AddGroup("Accounting", floor)->id;
-    directory.AddPrinter("Laser 1", {"ipp://laser1/ipp", false, "", ""}, floor);
-    directory.AddPrinter("Laser 2", {"https://laser2.example/printers/lp", true, "u", "p"}, office);
-    directory.AddGroup("Cellar", 1);
-    directory.SetPortPrinter("Reception", {"ipp://reception/ipp", true, "user", "secret"});
-    directory.SetPortPrinter("Warehouse",
-                             {"ipp://warehouse.example:8631/printers/raw", false, "", ""});
-    return directory;
+/// Two floors, and a port of both.
+void fill(testing::SheetRecords& records) {
+    records.clearDirectory();
+    const auto floor = records.addGroup("First floor", 1);
+    const auto office = records.addGroup("Accounting", floor);
+    records.addPrinter("Laser 1", {"ipp://laser1/ipp", false, "", ""}, floor);
+    records.addPrinter("Laser 2", {"https://laser2.example/printers/lp", true, "u", "p"}, office);
+    const auto cellar = records.addGroup("Cellar", 1);
+    records.setPortPrinter("Reception", {"ipp://reception/ipp", true, "user", "secret"});
+    records.setPortPrinter("Warehouse",
+                           {"ipp://warehouse.example:8631/printers/raw", false, "", ""});
+    records.useMultiPort({floor, cellar}, "Everywhere");
 }
 
 /// The window that `owner` has opened on top of itself.
@@ -191,13 +190,13 @@ void show(PortSheet& sheet, PortConfig& config,
 }
 
 void takeAll() {
-    CGroupsDB directory = sampleDirectory();
     testing::SheetRecords records;
-    CDialogNewPort newPort(nullptr, directory, "");
-    show(newPort, records.config, picturesOfNewPort);
+    fill(records);
+    const testing::SheetRecords fresh;
+    CDialogNewPort newPort(nullptr, records.directory, "");
+    show(newPort, fresh.config, picturesOfNewPort);
 
-    records.useMultiPort({2, 6}, "Everywhere");
-    CDialogConfigPort configPort(nullptr, directory);
+    CDialogConfigPort configPort(nullptr, records.directory);
     show(configPort, records.config, picturesOfPort);
 }
 

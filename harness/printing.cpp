@@ -26,6 +26,11 @@ PrintTarget targetOf(const std::string& url) {
     return target;
 }
 
+const JobTemplate& newPortTemplate() {
+    static const JobTemplate values;
+    return values;
+}
+
 ConnectionOptions& connectionOptions() {
     static ConnectionOptions options;
     return options;
@@ -42,7 +47,7 @@ bool sendDocument(IppConnection& connection, const std::string& document) {
 
 std::unique_ptr<IppConnection> startJob(const PrintTarget& target, const std::string& name,
                                         const ConnectionOptions& options) {
-    return SendPrintJob(target, name, JobTemplate(), options);
+    return SendPrintJob(target, name, newPortTemplate(), options);
 }
 
 bool printDocument(const PrintTarget& target, const std::string& document, const std::string& name,
@@ -53,7 +58,7 @@ bool printDocument(const PrintTarget& target, const std::string& document, const
 
 bool printDocument(const PrintTarget& target, const std::string& document,
                    const std::string& name) {
-    return printDocument(target, document, name, JobTemplate());
+    return printDocument(target, document, name, newPortTemplate());
 }
 
 }  // namespace velmora::testing

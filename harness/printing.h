@@ -13,6 +13,9 @@ std::string testDocument(std::size_t size);
 /// A target without credentials.
 PrintTarget targetOf(const std::string& url);
 
+/// The template of a new port.
+const JobTemplate& newPortTemplate();
+
 /// What the tests of this program ask of their connections; the program decides.
 ConnectionOptions& connectionOptions();
 

@@ -20,6 +20,20 @@ CGroupsDB sampleDirectory() {
     return directory;
 }
 
+namespace {
+
+void addLines(const CGroupsDB& directory, std::uint32_t parent, std::size_t level,
+              std::vector<std::string>& lines) {
+    std::vector<CGroupsDBNode*> children;
+    directory.GetChildren(parent, children);
+    for (const CGroupsDBNode* child : children) {
+        lines.push_back(std::string(level, ' ') + child->name);
+        addLines(directory, child->id, level + 1, lines);
+    }
+}
+
+}  // namespace
+
 struct SheetRecords::Held {
     CGroupsDB directory = sampleDirectory();
     PortConfig config;
@@ -46,8 +60,17 @@ std::vector<std::byte> SheetRecords::packed() const {
     return pack(config);
 }
 
+void SheetRecords::clearDirectory() {
+    directory = emptyDirectory();
+}
+
 std::uint32_t SheetRecords::addGroup(const std::string& name, std::uint32_t parent) {
     return directory.AddGroup(name, parent)->id;
+}
+
+void SheetRecords::addPrinter(const std::string& name, const PrinterAddress& address,
+                              std::uint32_t parent) {
+    directory.AddPrinter(name, address, parent);
 }
 
 void SheetRecords::deleteNode(std::uint32_t id) {
@@ -56,6 +79,38 @@ void SheetRecords::deleteNode(std::uint32_t id) {
 
 std::size_t SheetRecords::nodeCount() const {
     return directory.nodes().size();
+}
+
+std::vector<std::string> SheetRecords::namesIn(std::uint32_t group) const {
+    std::vector<CGroupsDBNode*> children;
+    directory.GetChildren(group, children);
+    std::vector<std::string> names;
+    for (const CGroupsDBNode* child : children)
+        names.push_back(child->name);
+    return names;
+}
+
+CGroupsDBNode* SheetRecords::named(const std::string& name) const {
+    for (const auto& [id, node] : directory.nodes())
+        if (node->name == name) return node.get();
+    return nullptr;
+}
+
+std::vector<std::string> SheetRecords::outline() const {
+    std::vector<std::string> lines;
+    addLines(directory, 0, 0, lines);
+    return lines;
+}
+
+void SheetRecords::setPortPrinter(const std::string& port, const PrinterAddress& address) {
+    directory.SetPortPrinter(port, address);
+}
+
+std::map<std::string, PrinterAddress> SheetRecords::portPrinters() const {
+    std::map<std::string, PrinterAddress> addresses;
+    for (const auto& [port, printer] : directory.portPrinters())
+        addresses[port] = printer->address;
+    return addresses;
 }
 
 PortConfig singlePort() {

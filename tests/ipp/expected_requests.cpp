@@ -86,23 +86,26 @@ std::string goodAnswer(unsigned status) {
     return textOf(wire.u8({0x03}));
 }
 
-JobTemplate changedTemplate() {
-    JobTemplate values;
-    values.jobPriority = 77;
-    values.jobHoldUntil = "indefinite";
-    values.copies = 3;
-    values.printerResolution = {1200, 600, 3};
-    values.printQuality = 5;
-    values.pageRanges = "3-5,1-2, 9";
-    values.media = "Letter";
-    values.orientationRequested = 4;
-    values.numberUp = 2;
-    values.sides = "two-sided-long-edge";
-    values.multipleDocumentHandling = "separate-documents-collated-copies";
-    values.finishings = 4;
-    values.jobSheets = "standard";
-    values.ippAttributeFidelity = 1;
-    return values;
+const JobTemplate& changedTemplate() {
+    static const JobTemplate changed = [] {
+        JobTemplate values;
+        values.jobPriority = 77;
+        values.jobHoldUntil = "indefinite";
+        values.copies = 3;
+        values.printerResolution = {1200, 600, 3};
+        values.printQuality = 5;
+        values.pageRanges = "3-5,1-2, 9";
+        values.media = "Letter";
+        values.orientationRequested = 4;
+        values.numberUp = 2;
+        values.sides = "two-sided-long-edge";
+        values.multipleDocumentHandling = "separate-documents-collated-copies";
+        values.finishings = 4;
+        values.jobSheets = "standard";
+        values.ippAttributeFidelity = 1;
+        return values;
+    }();
+    return changed;
 }
 
 std::string userName() {

@@ -31,7 +31,7 @@ std::string chunk(const std::string& bytes);
 std::string goodAnswer(unsigned status = 0);
 
 /// A template whose every field differs from the default of a new port.
-JobTemplate changedTemplate();
+const JobTemplate& changedTemplate();
 
 /// The user of this process, as requests name it.
 std::string userName();

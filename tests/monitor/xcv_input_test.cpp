@@ -1,5 +1,5 @@
-// How far the channel's inputs are read. The policy is asked only for an input that does not end
-// within its stated size, and what it says then is what it says at that moment.
+// How far the channel's inputs are read. The policy is read only for an input that does not end
+// within its stated size, and anew each time.
 
 #include "monitor/xcv_dispatcher.h"
 
@@ -11,7 +11,6 @@
 #include "harness/clean_state.h"
 #include "harness/packed_record.h"
 #include "monitor/process_objects.h"
-#include "port/port_config.h"
 
 namespace velmora {
 namespace {

@@ -1,31 +1,10 @@
 #include "tests/ui/groups_page_fixture.h"
 
-#include "directory/groups_db.h"
-#include "ui/group_tree_rules.h"
-
 namespace velmora::testing {
-namespace {
-
-void addLines(const CGroupsDB& directory, std::uint32_t parent, std::size_t level, Lines& lines) {
-    std::vector<CGroupsDBNode*> children;
-    directory.GetChildren(parent, children);
-    for (const CGroupsDBNode* child : children) {
-        lines.push_back(std::string(level, ' ') + child->name);
-        addLines(directory, child->id, level + 1, lines);
-    }
-}
-
-}  // namespace
 
 void GroupsPageTest::SetUp() {
     PortSheetTest::SetUp();
     records.useMultiPort({1});
-}
-
-Lines GroupsPageTest::directoryLines() const {
-    Lines lines;
-    addLines(directory, 0, 0, lines);
-    return lines;
 }
 
 std::uint32_t GroupsPageTest::addChain(const std::string& name, std::uint32_t parent, int count) {
@@ -34,15 +13,10 @@ std::uint32_t GroupsPageTest::addChain(const std::string& name, std::uint32_t pa
     return parent;
 }
 
-std::vector<std::string> GroupsPageTest::names(std::uint32_t group) const {
-    return namesInGroup(directory, group);
-}
-
 CGroupsDBNode* GroupsPageTest::named(const std::string& name) const {
-    for (const auto& [id, node] : directory.nodes())
-        if (node->name == name) return node.get();
-    ADD_FAILURE() << "no node " << name;
-    return nullptr;
+    CGroupsDBNode* const node = records.named(name);
+    if (node == nullptr) ADD_FAILURE() << "no node " << name;
+    return node;
 }
 
 std::string GroupsPageTest::onlyMessage() {

@@ -60,9 +60,9 @@ class GroupsPageTest : public PortSheetTest {
     std::uint32_t addChain(const std::string& name, std::uint32_t parent, int count);
 
     /// The directory as the tree should show it.
-    Lines directoryLines() const;
+    Lines directoryLines() const { return records.outline(); }
 
-    std::vector<std::string> names(std::uint32_t group) const;
+    std::vector<std::string> names(std::uint32_t group) const { return records.namesIn(group); }
     CGroupsDBNode* named(const std::string& name) const;
     std::string onlyMessage();
 };

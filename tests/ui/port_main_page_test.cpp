@@ -2,7 +2,6 @@
 
 #include <commctrl.h>
 
-#include "directory/groups_db.h"
 #include "port/port_config.h"
 #include "tests/ui/port_sheet_fixture.h"
 
@@ -21,7 +20,7 @@ const Messages kUrlInvalid = {{"URL has invalid format", MessageIcon::error}};
 
 class PortMainPage : public PortSheetTest {
   protected:
-    /// OK is pressed and refused with `messages`; the focus goes to `control`.
+    /// Pressing OK is refused with `messages`; the focus goes to `control`.
     void expectRefused(const SheetDriver& sheet, const Messages& messages, int control) {
         sheet.ok();
         EXPECT_EQ(boxes.take(), messages);
@@ -225,7 +224,7 @@ TEST_F(PortMainPage, ARowHasTheFocusAsSoonAsTabReachesTheList) {
 
 TEST_F(PortMainPage, TheListIsFoundAgainAsItWasLeft) {
     for (int i = 0; i < 200; ++i)
-        directory.AddGroup("group " + std::to_string(i), 1);
+        records.addGroup("group " + std::to_string(i), 1);
     config = multiPort({5});
     EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
         const HWND list = sheet.page().control(IDC_PORT_GROUPS);
@@ -242,7 +241,7 @@ TEST_F(PortMainPage, TheListIsFoundAgainAsItWasLeft) {
         send(LVM_ENSUREVISIBLE, 100, FALSE);
         ASSERT_EQ(send(LVM_GETTOPINDEX, 0, 0), 100);
         sheet.openPage(1);
-        directory.DeleteNode(7);  // in the row above
+        records.deleteNode(7);  // in the row above
         sheet.openPage(0);
         EXPECT_EQ(send(LVM_GETTOPINDEX, 0, 0), 99);
         EXPECT_EQ(send(LVM_GETNEXTITEM, -1, LVNI_FOCUSED), 102);
@@ -275,20 +274,20 @@ TEST_F(PortMainPage, AUrlWithoutAuthenticationIsEnteredWithItsCredentialsAsTheyA
         sheet.page().click(IDC_PORT_AUTHENTICATION);
         sheet.ok();
     }));
-    ASSERT_EQ(directory.portPrinters().count("Port"), 1u);
-    const CGroupsDBPrinter& printer = *directory.portPrinters().at("Port");
-    EXPECT_EQ(printer.address, (PrinterAddress{"ipp://printer/queue", 0, "user", "secret"}));
+    ASSERT_EQ(records.portPrinters().count("Port"), 1u);
+    EXPECT_EQ(records.portPrinters().at("Port"),
+              (PrinterAddress{"ipp://printer/queue", 0, "user", "secret"}));
 }
 
 TEST_F(PortMainPage, LeavingWithoutAUrlDropsAnEntryOfTheNameThatWasTyped) {
-    directory.SetPortPrinter("Stale", {"ipp://old", 0, "", ""});
+    records.setPortPrinter("Stale", {"ipp://old", 0, "", ""});
     EXPECT_TRUE(runNew([&](const SheetDriver& sheet) {
         sheet.page().type(IDC_PORT_NAME, "Stale");
         sheet.page().click(IDC_PORT_MULTI);
-        EXPECT_EQ(directory.portPrinters().count("Stale"), 1u) << "until the page is left";
+        EXPECT_EQ(records.portPrinters().count("Stale"), 1u) << "until the page is left";
         sheet.ok();
     }));
-    EXPECT_EQ(directory.portPrinters().count("Stale"), 0u);
+    EXPECT_EQ(records.portPrinters().count("Stale"), 0u);
 }
 
 TEST_F(PortMainPage, AModeThatNoButtonShowsNeedsNoUrlAndKeepsGroups) {
@@ -306,16 +305,16 @@ TEST_F(PortMainPage, AModeThatNoButtonShowsNeedsNoUrlAndKeepsGroups) {
 }
 
 TEST_F(PortMainPage, ADirectoryWithoutItsRootIsListedAsItIs) {
-    directory = CGroupsDB();
-    directory.AddGroup("lost", 1);
-    config = multiPort({1, 2});
+    records.deleteNode(1);
+    const std::uint32_t lost = records.addGroup("lost", 1);
+    config = multiPort({1, lost});
     EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) {
         ASSERT_EQ(sheet.page().rows(IDC_PORT_GROUPS), 1);
         EXPECT_EQ(sheet.page().cell(IDC_PORT_GROUPS, 0, 0), "lost");
         sheet.ok();
     }));
-    EXPECT_EQ(config.targetIds, Ids{2});
-    directory = CGroupsDB();
+    EXPECT_EQ(config.targetIds, Ids{lost});
+    records.deleteNode(lost);
     EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) {
         EXPECT_EQ(sheet.page().rows(IDC_PORT_GROUPS), 0);
         sheet.ok();
@@ -341,19 +340,16 @@ TEST_F(PortMainPage, SelectingRowsTicksNothingAndKeepsTheOrder) {
 
 TEST_F(PortMainPage, PrinterOfThePortIsAbsentWhileThePageShowsAndEnteredWhenItIsLeft) {
     config = singlePort();
-    directory.SetPortPrinter("Port", {"ipp://old", false, "", ""});
-    directory.SetPortPrinter("Other", {"ipp://other", false, "", ""});
+    records.setPortPrinter("Port", {"ipp://old", false, "", ""});
+    records.setPortPrinter("Other", {"ipp://other", false, "", ""});
     EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
-        EXPECT_EQ(directory.portPrinters().count("Port"), 0u);
-        EXPECT_EQ(directory.portPrinters().count("Other"), 1u);
+        EXPECT_EQ(records.portPrinters().count("Port"), 0u);
+        EXPECT_EQ(records.portPrinters().count("Other"), 1u);
         sheet.ok();
     }));
-    const auto found = directory.portPrinters().find("Port");
-    ASSERT_NE(found, directory.portPrinters().end());
-    EXPECT_EQ(found->second->address.url, "ipp://printer/queue");
-    EXPECT_EQ(found->second->address.useAuthentication, 1);
-    EXPECT_EQ(found->second->address.userName, "user");
-    EXPECT_EQ(found->second->address.password, "secret");
+    ASSERT_EQ(records.portPrinters().count("Port"), 1u);
+    EXPECT_EQ(records.portPrinters().at("Port"),
+              (PrinterAddress{"ipp://printer/queue", 1, "user", "secret"}));
 }
 
 TEST_F(PortMainPage, MultiRemotePortKeepsThePrinterWhoseUrlStillStandsInTheBox) {
@@ -362,25 +358,25 @@ TEST_F(PortMainPage, MultiRemotePortKeepsThePrinterWhoseUrlStillStandsInTheBox) 
         sheet.page().click(IDC_PORT_MULTI);
         sheet.ok();
     }));
-    ASSERT_EQ(directory.portPrinters().count("Port"), 1u);
-    EXPECT_EQ(directory.portPrinters().at("Port")->address.url, "ipp://printer/queue");
+    ASSERT_EQ(records.portPrinters().count("Port"), 1u);
+    EXPECT_EQ(records.portPrinters().at("Port").url, "ipp://printer/queue");
     EXPECT_EQ(config.printer.url, "");
 }
 
 TEST_F(PortMainPage, LeavingWithoutAUrlDropsThePrinterOfThePort) {
     config = multiPort({2});
-    directory.SetPortPrinter("Port", {"ipp://old", false, "", ""});
+    records.setPortPrinter("Port", {"ipp://old", false, "", ""});
     EXPECT_TRUE(runConfigure([](const SheetDriver& sheet) { sheet.ok(); }));
-    EXPECT_EQ(directory.portPrinters().count("Port"), 0u);
+    EXPECT_EQ(records.portPrinters().count("Port"), 0u);
 }
 
 TEST_F(PortMainPage, ShowsTheDirectoryAsOtherPagesLeaveIt) {
     config = multiPort({7, 2, 5});
     EXPECT_TRUE(runConfigure([&](const SheetDriver& sheet) {
         sheet.openPage(2);
-        directory.DeleteNode(5);
-        directory.AddPrinter("c2", {"ipp://c2", false, "", ""}, 7);
-        directory.AddGroup("D", 1);
+        records.deleteNode(5);
+        records.addPrinter("c2", {"ipp://c2", false, "", ""}, 7);
+        records.addGroup("D", 1);
         const DialogDriver page = sheet.openPage(0);
         ASSERT_EQ(page.rows(IDC_PORT_GROUPS), 4);
         EXPECT_EQ(page.cell(IDC_PORT_GROUPS, 2, 0), "C");
@@ -409,15 +405,15 @@ TEST_F(PortMainPage, RenamedNewPortLeavesNoPrinterUnderItsFirstName) {
         sheet.page().type(IDC_PORT_NAME, "First");
         sheet.page().type(IDC_PORT_URL, "ipp://p");
         sheet.openPage(1);
-        EXPECT_EQ(directory.portPrinters().count("First"), 1u);
+        EXPECT_EQ(records.portPrinters().count("First"), 1u);
         const DialogDriver page = sheet.openPage(0);
-        EXPECT_TRUE(directory.portPrinters().empty());
+        EXPECT_TRUE(records.portPrinters().empty());
         EXPECT_EQ(page.text(IDC_PORT_URL), "ipp://p");
         page.type(IDC_PORT_NAME, "Second");
         sheet.ok();
     }));
-    EXPECT_EQ(directory.portPrinters().size(), 1u);
-    EXPECT_EQ(directory.portPrinters().count("Second"), 1u);
+    EXPECT_EQ(records.portPrinters().size(), 1u);
+    EXPECT_EQ(records.portPrinters().count("Second"), 1u);
 }
 
 TEST_F(PortMainPage, TabKeyVisitsTheControlsInTheirOrder) {
@@ -438,7 +434,7 @@ TEST_F(PortMainPage, TabKeyVisitsTheControlsInTheirOrder) {
 
 TEST_F(PortMainPage, TakesLongTextsAndTwoThousandGroups) {
     for (int i = 0; i < 2000; ++i)
-        directory.AddGroup("group " + std::to_string(i), 1);
+        records.addGroup("group " + std::to_string(i), 1);
     const std::string longName(2000, 'n');
     const std::string veryLong(32000, '\xE4');
     EXPECT_TRUE(runNew([&](const SheetDriver& sheet) {
@@ -454,7 +450,7 @@ TEST_F(PortMainPage, TakesLongTextsAndTwoThousandGroups) {
     EXPECT_EQ(config.name, longName);
     EXPECT_EQ(config.printer.userName, veryLong);
     EXPECT_EQ(config.printer.password, std::string(255, 'p'));
-    EXPECT_EQ(directory.portPrinters().count(longName), 1u);
+    EXPECT_EQ(records.portPrinters().count(longName), 1u);
 }
 
 }  // namespace

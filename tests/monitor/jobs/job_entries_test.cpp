@@ -4,17 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "directory/groups_db.h"
-#include "directory/groups_store.h"
 #include "harness/peer.h"
 #include "harness/printing.h"
-#include "ipp/job_template.h"
 #include "monitor/process_objects.h"
 #include "platform/handle.h"
 #include "platform/library.h"
 #include "port/policy_store.h"
-#include "port/port_config.h"
-#include "port/settings.h"
 #include "tests/ipp/expected_requests.h"
 #include "tests/monitor/jobs/job_test.h"
 
@@ -30,7 +25,7 @@ bool endsWith(const std::optional<std::string>& text, const std::string& end) {
     return text && text->ends_with(end);
 }
 
-/// Nobody listens there.
+/// A printer at whose address nobody listens.
 class NobodyThere {
   public:
     const std::string& url() const { return peer_.url(); }
@@ -159,7 +154,7 @@ TEST_P(JobEntriesOfEveryGeneration, NullArgumentsAreRefused) {
 
 class JobEntriesTest : public JobTest {};
 
-/// The sizes of the body's chunks, the terminating one left out.
+/// The sizes of the body's chunks without the last one.
 std::vector<std::size_t> chunkSizes(const std::string& raw) {
     std::vector<std::size_t> sizes;
     for (std::size_t at = 0;;) {
@@ -285,7 +280,8 @@ TEST_F(JobEntriesTest, AnswerOfThePrinterIsNotReported) {
 }
 
 TEST_F(JobEntriesTest, BrokenConnectionFailsWritingWithTheCountOfWhatWasAccepted) {
-    // More than the request itself, which start sends: the fault comes with the document's data.
+    // More than the request itself, which start sends, so that the fault comes with the document's
+    // data.
     Peer printer("faulty_printer --on 2 --size 2000 closes-in-body");
     const HANDLE port = singlePort(printer.url());
     ASSERT_TRUE(unicodeJobs().start(port, "Printer X", 77, 1, "Report"));
@@ -379,14 +375,6 @@ TEST_F(JobEntriesTest, JobOfADeletedPortGoesOnToItsEnd) {
     EXPECT_EQ(spooler_.takeCalls(), kWholeJob);
 }
 
-/// The port's job template, in place of that of a new port.
-void setTemplate(HANDLE handle, const JobTemplate& jobTemplate) {
-    auto* const port = static_cast<Port*>(handle);
-    PortConfig config = *port->config();
-    config.jobTemplate = jobTemplate;
-    portList()->update(*port, config);
-}
-
 /// The body of a Print-Job of these tests: the request and after it the document.
 std::string wholeJob(const Peer& printer, const std::string& name, const JobTemplate& jobTemplate,
                      const std::string& document) {
@@ -395,10 +383,11 @@ std::string wholeJob(const Peer& printer, const std::string& name, const JobTemp
 }
 
 TEST_F(JobEntriesTest, PortsJobTemplateGoesWithItsJobs) {
-    ASSERT_NE(changedTemplate().copies, JobTemplate().copies) << "each field differs";
     const std::string document = testDocument(2000);
     Peer first("http_sink");
     Peer second("http_sink");
+    ASSERT_NE(wholeJob(first, "Single", changedTemplate(), document),
+              wholeJob(first, "Single", newPortTemplate(), document));
     const HANDLE single = singlePort(first.url());
     setTemplate(single, changedTemplate());
     EXPECT_TRUE(printJob(single, document, "Single"));
@@ -424,7 +413,7 @@ class ArrivalLog {
   private:
     static void WINAPI told(const char* line) { current->note(line); }
 
-    /// A sink keeps a request when it has come to its end, and answers afterwards.
+    /// A sink stores a request once it is complete, and answers afterwards.
     void note(const std::string& line) {
         std::string text = line.substr(0, line.find(' '));
         for (Peer* const printer : printers_) {
@@ -454,7 +443,7 @@ TEST_F(JobEntriesTest, SpoolersPrinterIsOpenBeforeTheFirstRequestAndTheReportCom
     spooler_->onCall = nullptr;
 }
 
-/// While it lives, threads that this program starts do not run before they are let go.
+/// While it lives, threads that this program starts do not run before they are released.
 class HeldThreads {
   public:
     HeldThreads() { go_.reset(CreateEventA(nullptr, TRUE, FALSE, nullptr)); }
@@ -523,17 +512,7 @@ class RunningMultiTargetJob : public JobTest {
 
 TEST_F(RunningMultiTargetJob, OfAPortThatIsReconfiguredGoesOnAsItStarted) {
     Peer other("http_sink");
-    PortConfig config = *port_->config();
-    const std::uint32_t group = config.targetIds.at(0);
-    config.jobTemplate = JobTemplate();
-    config.singleTarget = 1;
-    config.targetIds.clear();
-    config.printer.url = other.url();
-    portList()->update(*port_, config);
-    RegistryGroupsStore store = directoryStore();
-    CGroupsDB directory(store);
-    directory.DeleteNode(group);
-    directory.Save();
+    makeSingle(port_, other.url());
     expectTheJobAsItStarted();
     EXPECT_EQ(other.file("request-1.body"), std::nullopt);
     EXPECT_TRUE(printJob(port_, "%!two"));

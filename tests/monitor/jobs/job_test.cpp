@@ -1,5 +1,7 @@
 #include "tests/monitor/jobs/job_test.h"
 
+#include <utility>
+
 #include "directory/groups_db.h"
 #include "directory/groups_store.h"
 #include "monitor/job_entries.h"
@@ -29,6 +31,14 @@ BOOL startAnsi(HANDLE port, const char* printer, DWORD job, DWORD level, const c
                          reinterpret_cast<BYTE*>(&info));
 }
 
+template <class Edit>
+void change(HANDLE handle, Edit edit) {
+    Port& port = *static_cast<Port*>(handle);
+    PortConfig config = *port.config();
+    edit(config);
+    portList()->update(port, config);
+}
+
 }  // namespace
 
 void PrintTo(const JobEntries& entries, std::ostream* out) {
@@ -53,38 +63,14 @@ void JobTest::SetUp() {
 }
 
 HANDLE JobTest::singlePort(const std::string& url, const std::string& name) {
-    return singlePort(url, name, JobTemplate());
-}
-
-HANDLE JobTest::singlePort(const std::string& url, const std::string& name,
-                           const JobTemplate& job) {
     PortConfig config;
     config.name = name;
     config.singleTarget = 1;
     config.printer.url = url;
-    config.jobTemplate = job;
     return portList()->add(config);
-}
-
-HANDLE JobTest::portOfGroups(const std::vector<std::uint32_t>& groups) {
-    PortConfig config;
-    config.name = "Groups";
-    config.targetIds = groups;
-    return portList()->add(config);
-}
-
-void JobTest::setUrl(HANDLE port, const std::string& url) {
-    Port& changed = *static_cast<Port*>(port);
-    PortConfig config = *changed.config();
-    config.printer.url = url;
-    portList()->update(changed, config);
 }
 
 HANDLE JobTest::multiPort(const std::vector<std::string>& urls) {
-    return multiPort(urls, JobTemplate());
-}
-
-HANDLE JobTest::multiPort(const std::vector<std::string>& urls, const JobTemplate& job) {
     auto store = directoryStore();
     CGroupsDB directory(store);
     PortConfig config;
@@ -99,8 +85,48 @@ HANDLE JobTest::multiPort(const std::vector<std::string>& urls, const JobTemplat
         directory.Insert(std::move(printer));
     }
     directory.Save();
-    config.jobTemplate = job;
     return portList()->add(config);
+}
+
+HANDLE JobTest::portOfGroups(const std::vector<std::uint32_t>& groups) {
+    PortConfig config;
+    config.name = "Groups";
+    config.targetIds = groups;
+    return portList()->add(config);
+}
+
+void JobTest::setUrl(HANDLE port, const std::string& url) {
+    change(port, [&](PortConfig& config) { config.printer.url = url; });
+}
+
+void JobTest::setTemplate(HANDLE port, const JobTemplate& job) {
+    change(port, [&](PortConfig& config) { config.jobTemplate = job; });
+}
+
+void JobTest::setPageRanges(HANDLE port, const std::string& ranges) {
+    change(port, [&](PortConfig& config) { config.jobTemplate.pageRanges = ranges; });
+}
+
+void JobTest::requireMedium(HANDLE port, const std::string& medium) {
+    change(port, [&](PortConfig& config) {
+        config.jobTemplate.media = medium;
+        config.jobTemplate.ippAttributeFidelity = 1;
+    });
+}
+
+void JobTest::makeSingle(HANDLE port, const std::string& url) {
+    std::vector<std::uint32_t> groups;
+    change(port, [&](PortConfig& config) {
+        groups = std::exchange(config.targetIds, {});
+        config.singleTarget = 1;
+        config.printer.url = url;
+        config.jobTemplate = JobTemplate();
+    });
+    auto store = directoryStore();
+    CGroupsDB directory(store);
+    for (const std::uint32_t group : groups)
+        directory.DeleteNode(group);
+    directory.Save();
 }
 
 bool printJob(HANDLE port, const std::string& document, const std::string& name,

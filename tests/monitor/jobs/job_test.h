@@ -42,15 +42,22 @@ class JobTest : public CleanStateTest {
     // Add a port and return its handle.
 
     HANDLE singlePort(const std::string& url, const std::string& name = "Single");
-    HANDLE singlePort(const std::string& url, const std::string& name, const JobTemplate& job);
     /// Prints to all URLs, which are the printers of one group.
     HANDLE multiPort(const std::vector<std::string>& urls);
-    HANDLE multiPort(const std::vector<std::string>& urls, const JobTemplate& job);
     /// Prints to the groups of these numbers, whatever they are.
     HANDLE portOfGroups(const std::vector<std::uint32_t>& groups);
 
+    // Change a port, as an administrator may at any time.
+
     /// Gives a port of one printer another one.
     void setUrl(HANDLE port, const std::string& url);
+    void setTemplate(HANDLE port, const JobTemplate& job);
+    void setPageRanges(HANDLE port, const std::string& ranges);
+    /// Its jobs are for this medium alone: a printer without it refuses them.
+    void requireMedium(HANDLE port, const std::string& medium);
+    /// Makes a port of printer groups one of a single printer, with the template of a new port, and
+    /// deletes the groups.
+    void makeSingle(HANDLE port, const std::string& url);
 
     FakeSpooler spooler_;
 

@@ -1,13 +1,12 @@
 // A job throws nothing on its ordinary path: an exception needs memory, which may have run out, and
-// each worker would throw on a fresh thread, for which the runtime then makes what it keeps of one.
-// The program is linked so that every throw in it comes by here.
+// a worker's first throw makes the runtime allocate what it keeps for that thread. The program is
+// linked so that every throw in it goes through the function below.
 #include <atomic>
 #include <string>
 #include <vector>
 
 #include "harness/peer.h"
 #include "harness/printing.h"
-#include "ipp/job_template.h"
 #include "monitor/delivery_output.h"
 #include "port/policy_store.h"
 #include "tests/monitor/jobs/job_test.h"
@@ -34,13 +33,12 @@ namespace {
 
 class NoThrow : public JobTest {
   protected:
-    /// With page ranges as most jobs have them, as a user types them, and wrong ones.
+    /// With the page ranges of most jobs, with some that a user types, and with wrong ones.
     void expectJobsToThrowNothing() {
         Peer printer("http_sink");
         for (const char* pages : {"", "1-3, 7", "5-2", "all"}) {
-            JobTemplate job;
-            job.pageRanges = pages;
-            const HANDLE single = singlePort(printer.url(), std::string("One ") + pages, job);
+            const HANDLE single = singlePort(printer.url(), std::string("One ") + pages);
+            setPageRanges(single, pages);
             const int before = throws;
             EXPECT_TRUE(printJob(single, testDocument(5000)));
             EXPECT_EQ(throws, before) << "one printer, pages \"" << pages << '"';

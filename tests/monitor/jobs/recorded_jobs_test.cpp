@@ -1,4 +1,4 @@
-// What the record of deliveries says of jobs to printers, good and bad, and that nothing else
+// What the record of deliveries says about jobs to good and bad printers, and that nothing else
 // changes when it is on.
 #include <windows.h>
 
@@ -18,7 +18,6 @@
 #include "harness/peer.h"
 #include "harness/printing.h"
 #include "harness/wininet/import_patch.h"
-#include "ipp/job_template.h"
 #include "monitor/delivery_output.h"
 #include "monitor/job_entries.h"
 #include "port/delivery_directory.h"
@@ -52,7 +51,7 @@ class RecordedJobs : public JobTest {
     }
     static void recordDeliveries() { setPolicy("DeliveryRecord", 20); }
 
-    /// The record's lines as soon as there are this many; fewer after ten seconds.
+    /// The record's lines once there are this many, or fewer after ten seconds.
     static std::vector<std::string> lines(std::size_t count) {
         std::vector<std::string> found;
         for (int attempt = 0; attempt < 200; ++attempt) {
@@ -70,7 +69,7 @@ class RecordedJobs : public JobTest {
     }
 };
 
-/// A printer, and what the record must say of it.
+/// A printer, and what the record must say about it.
 struct Case {
     const char* printer;
     const char* outcome;
@@ -123,13 +122,8 @@ class RecordedOutcomes : public RecordedJobs {
             printers.push_back(std::make_unique<Peer>(one.printer));
     }
 
-    /// Media that one of the real printers has and the other has not.
-    static JobTemplate a3() {
-        JobTemplate job;
-        job.media = "iso_a3_297x420mm";
-        job.ippAttributeFidelity = 1;
-        return job;
-    }
+    /// One of the real printers has it, the other has not.
+    static constexpr const char* kA3 = "iso_a3_297x420mm";
 
     static void expectCase(const Case& expected, const std::string& line, std::size_t size) {
         EXPECT_TRUE(has(line, "\"outcome\":\"" + std::string(expected.outcome) + "\"")) << line;
@@ -153,7 +147,8 @@ TEST_F(RecordedOutcomes, OfOneJobToAllPrinters) {
     std::vector<std::string> urls;
     for (const auto& printer : printers)
         urls.push_back(printer->url());
-    HANDLE const all = multiPort(urls, a3());
+    HANDLE const all = multiPort(urls);
+    requireMedium(all, kA3);
     ASSERT_TRUE(unicodeJobs().start(all, "Printer X", 77, 1, "Report"));
     BOOL written = FALSE;
     EXPECT_EQ(writeText(all, document, written), document.size());
@@ -182,7 +177,8 @@ TEST_F(RecordedOutcomes, OfOneJobToAllPrinters) {
 TEST_F(RecordedOutcomes, OfJobsToOnePrinterEach) {
     for (std::size_t i = 0; i < cases().size(); ++i) {
         SCOPED_TRACE(cases()[i].printer);
-        HANDLE const port = singlePort(printers[i]->url(), "One " + std::to_string(i), a3());
+        HANDLE const port = singlePort(printers[i]->url(), "One " + std::to_string(i));
+        requireMedium(port, kA3);
         if (unicodeJobs().start(port, "Printer X", 77, 1, "Report")) {
             BOOL written = FALSE;
             writeText(port, document, written);
@@ -222,7 +218,7 @@ TEST_F(RecordedJobs, BytesOnTheWireAndCallsAreTheSame) {
     const std::vector<std::string> without = run("Same");
     recordDeliveries();
     setPolicy("EventLog", 2);
-    // The stand-in goes on numbering its handles; nothing else differs.
+    // The stand-in goes on counting its handles; nothing else differs.
     std::vector<std::string> with = run("Same");
     ASSERT_EQ(with.size(), without.size());
     for (std::size_t i = 0; i < 3; ++i)
@@ -231,7 +227,7 @@ TEST_F(RecordedJobs, BytesOnTheWireAndCallsAreTheSame) {
         EXPECT_EQ(with[i].substr(0, with[i].find(' ')), without[i].substr(0, without[i].find(' ')));
     EXPECT_EQ(lines(5).size(), 5u);
     // Requests 1 to 6 came without the record, 7 to 12 with it; those to the two printers of one
-    // job may change places.
+    // job may come in either order.
     std::map<std::string, int> bodies;
     for (int request = 1; request <= 12; ++request) {
         const auto body = sink.file("request-" + std::to_string(request) + ".body");
