@@ -22,9 +22,9 @@
 namespace velmora::bench {
 namespace {
 
-/// Five times as fast as the peer.
+/// At least five times as fast as the peer.
 constexpr double kAim = 0.2;
-/// No more memory than the peer takes.
+/// At most the peer's memory.
 constexpr double kNotMore = 1;
 constexpr int kTurns = 25;
 /// The connection hands answers over in such pieces.

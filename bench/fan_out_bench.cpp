@@ -32,8 +32,8 @@ constexpr std::size_t kPromptPiece = 64 * 1024;
     std::exit(1);
 }
 
-/// The packets' memory, counted as the heap charges it: a header of two pointers, in steps of that
-/// size. Packets are made and freed by the writer alone.
+/// The packets' memory as the heap counts it: with a header of two pointers, in steps of that size.
+/// Packets are made and freed by the writer alone.
 class MeasuredMemory {
   public:
     PacketMemory memory() {
@@ -154,7 +154,7 @@ void run(Report& report) {
     const Cost prompt = printOurs(sink.url(), 16, document, Pace::prompt);
     report.add({"16 printers, prompt: queue beside the document", "KiB", prompt.queueBytes / 1024,
                 documentBytes / 1024, 1.04});
-    // With little to send the pauses are all there is, and they run side by side.
+    // With little to send only the pauses take time, and they run in parallel.
     const std::string small(10 * 1024, 'x');
     Cost one, many;
     for (int turn = 0; turn < 3; ++turn) {

@@ -30,7 +30,7 @@ inline double committedBytes() {
     return static_cast<double>(counters.PagefileUsage);
 }
 
-/// What a body has taken of this process.
+/// What a body has cost this process.
 struct ProcessCost {
     double wall = 0;       ///< seconds
     double cpu = 0;        ///< seconds

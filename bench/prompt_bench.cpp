@@ -151,7 +151,7 @@ class Bench {
             const auto [prompt, steady] = compare(
                 3, [&] { printPromptly(sink_.url(), 1, document, size); },
                 [&] { printPromptly(sink_.url(), 1, document, size, Pace::steady); });
-            // Two pauses of a second that have nothing to do with the calls.
+            // Two pauses of a second, whatever the calls take.
             report_.add({"WritePort calls of " + std::to_string(size) + " B, beside no policy",
                          "ms", prompt.wall * 1000, (steady.wall - 2) * 1000, 1});
         }

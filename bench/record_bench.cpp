@@ -47,7 +47,7 @@ Policy recorded() {
     return policy;
 }
 
-/// Takes everything and has been accepted; what is not the record's costs nothing.
+/// Takes everything and reports success, so that only the record costs time.
 class NoPrinter final : public Delivery {
   public:
     bool failed() const override { return false; }
@@ -64,7 +64,7 @@ std::unique_ptr<Delivery> connectToNone(const DeliveryOrder& order) {
     return std::make_unique<NoPrinter>();
 }
 
-/// The calls that a job of that kind makes, all from this thread.
+/// The calls of such a job, all from this thread.
 void deliverToNone(const Kind& kind, const std::string& url, const std::string& document,
                    const Policy& policy) {
     PrintTarget target;

@@ -13,7 +13,7 @@ struct Row {
     std::string name;
     std::string unit;
     double value = 0;
-    double peer = 0;       ///< same unit: the bare platform calls, or another program
+    double peer = 0;       ///< in the same unit: the bare platform calls, or another program
     double aim = 0;        ///< the ratio value/peer that is wanted at most; 0 for none
     bool atLeast = false;  ///< the ratio is wanted at least, not at most
 };
@@ -62,10 +62,10 @@ double seconds(Body&& body) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-/// Runs both bodies in turns, so that whatever else the machine does meets both alike, and returns
-/// the median time of each: {ours, peer}. The least time would compare one lucky turn with another:
-/// where two processes talk to each other it is a matter of which cores they meet on.
-/// `measure(body)` runs a body and tells its seconds.
+/// Runs both bodies in turns, so that whatever else the machine does affects both alike, and
+/// returns the median time of each: {ours, peer}. The least time would compare lucky turns: where
+/// two processes talk to each other it depends on the cores that they run on. `measure(body)` runs
+/// a body and returns its seconds.
 template <class Ours, class Peer, class Measure>
 std::pair<double, double> medianOfTurns(int turns, Ours&& ours, Peer&& peer, Measure&& measure) {
     std::vector<double> times[2];

@@ -161,7 +161,7 @@ void run(Report& report) {
     Cost ours, bare;
     {
         // Both documents are under way at once and take turns, so that whatever else the machine
-        // does meets both alike.
+        // does affects both alike.
         OurJob ourJob(sink.url());
         BareJob bareJob(sink.url());
         for (int turn = 0; turn < kTurns; ++turn) {

@@ -16,15 +16,15 @@ if(WIN32)
     add_library(velmora_stack_guard STATIC ${CMAKE_SOURCE_DIR}/platform/stack_guard.cpp)
     target_compile_options(velmora_options INTERFACE -fstack-protector-strong)
     target_link_libraries(velmora_options INTERFACE velmora_stack_guard)
-    # Old processors and old callers align the stack to four bytes only; our code must not assume more.
+    # Old processors and old callers align the stack to four bytes only, so our code must not rely on more.
     if(VELMORA_ARCH STREQUAL "x86")
         add_compile_options($<$<COMPILE_LANGUAGE:C,CXX>:-mstackrealign>)
     endif()
     add_link_options(-static -Wl,--gc-sections)
-    # What is delivered is the same whenever it is linked.
+    # The output must not depend on the time of linking.
     set(velmora_image_options -Wl,--no-insert-timestamp)
-    # It also states that it has no structured exception handlers, so that the system runs
-    # none at a forged address in it. (64-bit images list theirs.)
+    # The image also declares that it has no structured exception handlers, so that the system runs none at
+    # a forged address in it. (64-bit images list theirs.)
     if(VELMORA_ARCH STREQUAL "x86")
         list(APPEND velmora_image_options -Wl,--no-seh)
     endif()

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Writes seeds for the fuzz targets whose lengths and counts are at borders.
+"""Writes seeds for the fuzz targets with lengths and counts at the limits.
 
     border_seeds.py DIRECTORY
 
-The borders: 511 to 513 (a block of the encoder), 1022 to 1025 (the longest field that the reader
-takes, and the longest text of the directory), 0x7FFF, 0x8000 and 0xFFFF (the sign and the end of a
-length's 16 bits). The bytes that a length promises are all there. Each target's seeds go to a folder
-of the name of its seeds in DIRECTORY.
+The limits: 511 to 513 (a block of the encoder), 1022 to 1025 (the longest field that the reader takes, and
+the longest text of the directory), 0x7FFF, 0x8000 and 0xFFFF (the sign and the end of a length's 16 bits).
+The bytes that a length promises are all there. Each target's seeds go to a folder of the name of its seeds
+in DIRECTORY.
 """
 
 import itertools

@@ -49,7 +49,7 @@ std::optional<Configuration> read(const std::string& text, bool isTable) {
     }
 }
 
-/// Nothing for what the form cannot say.
+/// Empty for what the form cannot express.
 template <class Write>
 std::string written(Write&& write) {
     try {
@@ -66,7 +66,7 @@ struct Fleet {
     const std::vector<QueueDescription>& queues;
 };
 
-/// Good for as long as the file is.
+/// Valid as long as the file.
 Fleet fleetOf(const Configuration& file) {
     return {file.ports, file.directory ? *file.directory : storedDirectory(), file.queues};
 }

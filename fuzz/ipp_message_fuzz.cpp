@@ -8,14 +8,14 @@
 #include "harness/wire.h"
 
 // Any bytes, as a response and as a request, read strictly and leniently: reader and writer do what
-// their model does. What was read until an error is compared as well, and written as well.
+// their model does. What was read before an error is compared and written as well.
 
 namespace {
 
 using namespace velmora;
 using namespace velmora::testing;
 
-/// Every length that the writer can be given an area of must give the same bytes or none.
+/// For an area of any length the writer must give the same bytes or none.
 void requireWritten(const IppMessage& message, const ModelMessage& model, bool isResponse) {
     const std::optional<std::vector<std::uint8_t>> expected = modelWritten(model, isResponse);
     const Bytes written = encoded(message, isResponse);

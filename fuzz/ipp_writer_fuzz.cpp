@@ -46,7 +46,7 @@ constexpr std::size_t kLengths[] = {0,   1,     2,     3,     16,    255,  256, 
 std::string anyText(Script& script) {
     const std::uint8_t kind = script.byte();
     if (kind < 128) return std::string(kind % 16, static_cast<char>('a' + kind / 16));
-    // The longest of all cost much time and are needed seldom.
+    // The longest texts take much time and are needed seldom.
     const std::size_t length = kLengths[kind % std::size(kLengths)];
     const std::uint8_t byte = script.byte();
     if (length > 2000 && byte % 4 != 0) return std::string(length % 700, 'x');
@@ -111,7 +111,7 @@ void addAny(Script& script, IppMessage& message) {
     const std::uint8_t shape = script.byte();
     const auto group = static_cast<IppGroup>(shape % 4);
     const std::uint32_t instance = shape / 4 % 4;
-    // Now and then a name of its own, and an index that is not in the table.
+    // Sometimes a name that is not in the table, or an index beyond it.
     const std::uint8_t name = script.byte();
     const int nameIndex = name < 132 ? name : -1;
     std::deque<std::string> texts;

@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto* const octets = reinterpret_cast<const std::uint8_t*>(packed.data());
     require(FlatBytes(octets, octets + packed.size()) == modelPacked(*model));
     require(unpack(packed) == port);
-    // One byte less is no record.
+    // One byte less is not a record.
     require(!unpack(std::span(packed).first(packed.size() - 1)));
     return 0;
 }

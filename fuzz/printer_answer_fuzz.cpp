@@ -25,7 +25,7 @@ using namespace velmora::testing;
 void requireSafe(const std::string& line) {
     require(isUtf8(line));
     requirePrintable(line);
-    // What is safe is not changed by being made safe, apart from backslashes.
+    // Making safe text safe again changes nothing but backslashes.
     std::string plain = line;
     std::replace(plain.begin(), plain.end(), '\\', '/');
     require(shown(plain, plain.size()) == plain);

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <string>
 
-// What a fuzz target tells the fuzzer with: it ends, and the input is kept.
+// How a fuzz target reports a failure: the program ends, and the fuzzer keeps the input.
 
 namespace velmora::testing {
 
@@ -11,7 +11,7 @@ inline void require(bool holds) {
     if (!holds) std::abort();
 }
 
-/// No character of the line steers a terminal.
+/// No character of the line controls a terminal.
 inline void requirePrintable(const std::string& line) {
     for (const char c : line)
         require(static_cast<unsigned char>(c) >= 0x20 && c != 0x7F);

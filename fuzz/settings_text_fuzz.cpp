@@ -6,8 +6,8 @@
 #include "harness/escaped_text_model.h"
 #include "platform/escaped_text.h"
 
-// Any text, as one of the settings file and as one that is stored there: what becomes of it is what
-// the model says, for code pages with characters of one byte and of two.
+// Any text, read from the settings file and stored there: the result is the model's, for code pages
+// with characters of one byte and of two.
 
 namespace {
 
@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(textKey(escaped) == modelKey(escaped));
     require(unescapeText(text, &never) == modelUnescaped(text, false));
     require(unescapeText(text, &modelBeginsTwoBytes) == modelUnescaped(text, true));
-    // What goes into the file comes out as it was. A backslash of its own is not escaped.
+    // What is stored in the file is read back unchanged. A single backslash is not escaped.
     if (text.find('\\') == std::string::npos) require(unescapeText(escaped, &never) == text);
     require(escaped.find_first_of("\n\r\t") == std::string::npos);
     return 0;

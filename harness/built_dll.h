@@ -9,7 +9,7 @@
 
 namespace velmora::testing {
 
-// The built library as a spooler meets it: by its exports, and by the slots of the tables that they
+// The built library as a spooler sees it: its exports, and the slots of the tables that they
 // return, counted from 1. Nothing here uses the library's own headers.
 
 using EnumPorts2Entry = BOOL(WINAPI*)(HANDLE, wchar_t*, DWORD, BYTE*, DWORD, DWORD*, DWORD*);

@@ -21,7 +21,7 @@ void writeRegistryBinary(const std::string& key, const std::string& value,
 /// Any type, any bytes.
 void writeRegistryRaw(const std::string& key, const std::string& value, unsigned long type,
                       std::span<const std::byte> data);
-/// The bytes of a value; empty when it does not exist.
+/// The bytes of a value; empty if it does not exist.
 std::vector<std::byte> readRegistry(const std::string& key, const std::string& value,
                                     unsigned long* type = nullptr);
 

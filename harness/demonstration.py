@@ -4,7 +4,7 @@
 Builds the 32-bit library, registers it with the spooler of a Wine prefix
 of its own, starts four IPP printers on loopback, configures one port for the first and one for the
 other three (in two printer groups), prints a PDF of three pages to both ports and compares what
-arrived with what was sent. Nothing needs to be configured, and nothing stays behind.
+arrived with what was sent. Nothing needs to be configured, and nothing is left over.
 
 Exit code 0: every printer has the whole document. Users start it as tools/print-demo, which installs
 what is missing first.
@@ -123,7 +123,7 @@ def build(arch):
     def run(*words):
         if subprocess.run(words, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           check=False).returncode != 0:
-            # Once more, to be seen.
+            # Again, for the user to see.
             subprocess.run(words, cwd=ROOT, check=False)
             raise Failure("that failed")
 
@@ -133,7 +133,7 @@ def build(arch):
 
 
 def print_to(spooler, port, printers, job_name, path):
-    """Prints and shows how the document goes in and comes out. Whether the spooler was content."""
+    """Prints, and shows what is sent and what arrives. Returns whether the spooler accepted everything."""
     size = os.path.getsize(path)
     started = time.monotonic()
     say(f"Printing to port {port}")

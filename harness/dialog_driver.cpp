@@ -33,7 +33,7 @@ BOOL CALLBACK visit(HWND window, LPARAM parameter) {
     return FALSE;
 }
 
-/// Message numbers of marks; the one that was taken from the queue last.
+/// The message numbers of marks, and the mark that was taken from the queue last.
 std::atomic<WPARAM> lastMark = 0;
 std::atomic<WPARAM> seenMark = 0;
 
@@ -41,8 +41,9 @@ LRESULT CALLBACK seeMark(int code, WPARAM removed, LPARAM parameter) {
     const auto& message = *reinterpret_cast<const MSG*>(parameter);
     if (code == HC_ACTION && removed == PM_REMOVE && message.message == WM_NULL &&
         message.wParam != 0) {
-        // Under Wine this asks the X server, whose events about the windows that this thread has
-        // shown so far have come when it answers. They are dealt with before the next message.
+        // Under Wine this is a round trip to the X server: when it answers, its events about the
+        // windows that this thread has shown so far have arrived. They are handled before the next
+        // message.
         POINT ignored;
         GetCursorPos(&ignored);
         seenMark = message.wParam;

@@ -16,12 +16,12 @@ inline NodeFields fieldsOf(const CGroupsDBNode& node) {
     return fields;
 }
 
-/// What the directory holds, in the model's terms.
+/// The directory's contents as a model.
 inline ModelDirectory modelOf(const CGroupsDB& directory) {
     ModelDirectory model;
     for (const auto& [id, node] : directory.nodes()) {
         model.rows.push_back(fieldsOf(*node));
-        // A record is found by the id that it has.
+        // The key of a record must be its id.
         if (id != node->id) model.rows.back().type = ~0u;
     }
     for (const auto& [name, printer] : directory.portPrinters()) {

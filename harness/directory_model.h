@@ -25,9 +25,10 @@ struct NodeFields {
     bool operator==(const NodeFields&) const = default;
 };
 
-/// The printer directory once more: a flat table, each rule word for word, by scans of the table.
-/// For clarity and not for speed; nothing of the product is included. Damaged trees (a parent that
-/// is missing, or that is below its own child) end every operation: a record counts once.
+/// A second implementation of the printer directory for tests to compare with: a flat table that
+/// every rule scans, written for clarity and not for speed. It includes nothing of the product.
+/// Operations end in damaged trees too (a parent that is missing, or that is below its own child):
+/// a record counts once.
 class ModelDirectory {
   public:
     using Ids = std::vector<std::uint32_t>;
@@ -58,7 +59,7 @@ class ModelDirectory {
         return ids;
     }
 
-    /// Under its id, in the place of what has that id.
+    /// Enters it under its id, in place of the record that has that id.
     void enter(const NodeFields& row) {
         std::erase_if(rows, [&](const NodeFields& other) { return other.id == row.id; });
         const auto after = std::find_if(rows.begin(), rows.end(),
@@ -66,13 +67,13 @@ class ModelDirectory {
         rows.insert(after, row);
     }
 
-    /// As a store or a payload brings it.
+    /// Enters it as a store or a payload does.
     void load(const NodeFields& row) {
         reserve(row.id);
         enter(row);
     }
 
-    /// With the next id. After 2^32 - 1 ids begin again, and what has one keeps it.
+    /// Takes the next id: ids wrap at 2^32 and skip those in use.
     std::uint32_t add(NodeFields row) {
         while (find(nextId) != nullptr)
             ++nextId;
@@ -102,7 +103,7 @@ class ModelDirectory {
         row->type = 1;
     }
 
-    /// The printers below a group; what is no group has none.
+    /// The printers below a group; none if the id is not a group's.
     void collect(std::uint32_t group, Ids& list) {
         const NodeFields* const row = find(group);
         if (row == nullptr || row->type != 0) return;
@@ -121,7 +122,7 @@ class ModelDirectory {
         return true;
     }
 
-    /// The id of the copy of the node.
+    /// Returns the id of the copy of the node.
     std::uint32_t copy(std::uint32_t node, std::uint32_t target) {
         ModelDirectory before = *this;
         std::set<std::uint32_t> queued{node};
@@ -176,8 +177,8 @@ class ModelDirectory {
         return out;
     }
 
-    /// Replaces everything. False, with nothing changed, when the bytes end too early; what follows
-    /// the last entry is of no matter.
+    /// Replaces everything. False, with nothing changed, if the bytes end too early; bytes after
+    /// the last entry are ignored.
     bool read(const FlatBytes& bytes) {
         FlatReader in(bytes);
         ModelDirectory read;
@@ -190,7 +191,7 @@ class ModelDirectory {
             row.type = in.number();
             if (row.type == 1) readAddress(in, row);
             if (in.ended) break;
-            // What is neither group nor printer is no record, but its id is taken.
+            // A record that is neither group nor printer is dropped, but its id counts as used.
             read.reserve(row.id);
             if (row.type <= 1) read.enter(row);
         }

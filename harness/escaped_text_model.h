@@ -6,8 +6,8 @@
 
 namespace velmora::testing {
 
-// The escaping of the settings file once more: character by character. For clarity and not for
-// speed; nothing of the product is included.
+// A second implementation of the settings file's escaping for tests to compare with: character by
+// character, written for clarity and not for speed. It includes nothing of the product.
 
 /// The lead bytes of a code page with characters of two bytes (932).
 inline bool modelBeginsTwoBytes(unsigned char byte) {

@@ -25,13 +25,13 @@
 namespace velmora::testing {
 namespace {
 
-/// How a function says that it has failed.
+/// How a function reports a failure.
 enum class Says { zero, code, invalidHandle, minusOne };
 
 enum class Resource { none, key, handle, internet, printer, block };
 constexpr std::size_t kResources = 6;
 
-/// One function: what its failure is, and what a call takes or gives back.
+/// One function: how it fails, and what a call allocates or releases.
 struct Function {
     const char* library;  ///< null: comes from GetProcAddress
     const char* name;
@@ -52,7 +52,7 @@ std::atomic<const Function*> failed{nullptr};
 std::array<std::atomic<long>, kResources> held{};
 std::atomic<long> threads{0};
 
-/// Whether this call is the one.
+/// Whether this is the call that fails.
 bool fails(const Function& function) noexcept {
     if (!armed || paused || function.kind == 0) return false;
     ++callsOfKind[std::countr_zero(function.kind)];
@@ -88,7 +88,7 @@ bool succeeded(const Function& function, Result result) noexcept {
         return result != nullptr && reinterpret_cast<std::intptr_t>(result) != -1;
 }
 
-/// The name makes each function's type one of its own.
+/// The name gives each function a type of its own.
 template <std::size_t kSize>
 struct Name {
     consteval Name(const char (&from)[kSize]) { std::copy_n(from, kSize, text); }
@@ -117,7 +117,7 @@ struct Call<kName, Result(WINAPI*)(Arguments...)> {
     }
 };
 
-/// A function in the table of all.
+/// A function in the table of all functions.
 struct Entry {
     Function* function;
     void** original;
@@ -133,8 +133,9 @@ Entry entry(const char* library, unsigned kind, Says says, DWORD code,
     return {&This::function, &This::original, reinterpret_cast<void (*)()>(&This::make)};
 }
 
-// What the C runtime has is no WINAPI, and its blocks are counted by what is passed as well. All
-// modules of the process share the runtime, so this program's functions are the module's.
+// The C runtime's functions are not WINAPI, and whether they allocate or release a block depends on
+// their arguments as well. All modules of the process share the runtime, so this program's
+// functions are the module's too.
 
 Function mallocFunction{"msvcrt.dll", "malloc", kMemoryFault, Says::zero, 0, Resource::block, 1};
 Function callocFunction{"msvcrt.dll", "calloc", kMemoryFault, Says::zero, 0, Resource::block, 1};
@@ -188,7 +189,7 @@ std::uintptr_t __cdecl failingThread(void* security, unsigned stack,
     return thread;
 }
 
-/// The last that a thread of the module does.
+/// The last call of a thread of the module.
 void WINAPI countedThreadEnd(HMODULE library, DWORD code) {
     --threads;
     FreeLibraryAndExitThread(library, code);
@@ -200,7 +201,7 @@ Entry runtimeEntry(Function& function, Replacement* replacement) {
     return {&function, &unused, reinterpret_cast<void (*)()>(replacement)};
 }
 
-// The codes are those that a machine in trouble gives.
+// The error codes are those of a machine in trouble.
 std::vector<Entry> importedFunctions() {
     constexpr const char* kRegistry = "ADVAPI32.dll";
     constexpr const char* kKernel = "KERNEL32.dll";
@@ -308,7 +309,7 @@ std::vector<Entry> importedFunctions() {
     };
 }
 
-/// Those that GetProcAddress gives.
+/// The functions that GetProcAddress returns.
 const std::vector<Entry>& spoolerFunctions() {
     using enum Says;
     constexpr DWORD kGone = RPC_S_SERVER_UNAVAILABLE;

@@ -12,7 +12,7 @@
 
 namespace velmora::testing {
 
-/// What a call of the platform is for. The bits of a set of kinds.
+/// What a platform call is for; the bits of a set of kinds.
 enum FaultKind : unsigned {
     kMemoryFault = 1,
     kThreadFault = 2,
@@ -30,7 +30,7 @@ inline constexpr unsigned kEveryFault = (1U << kFaultKinds) - 1;
 
 const char* nameOf(FaultKind kind) noexcept;
 
-/// What the module has got from the platform and not given back.
+/// What the module has got from the platform and not released.
 struct HeldResources {
     long keys = 0;      ///< of the registry
     long handles = 0;   ///< files, threads, events, timers, tokens
@@ -44,17 +44,17 @@ struct HeldResources {
 std::string shown(const HeldResources& held);
 
 /// The calls that a module makes to the platform, one of which fails on demand: by its import
-/// table, and for the spooler's functions by GetProcAddress. What gives something back
-/// (RegCloseKey, free, SetEvent and their like) does not fail: it does so only for what is not
-/// valid. Nor does the question which module an address is in. Any thread may call. One object at a
-/// time, made before the module first asks for the spooler; what was handed out by GetProcAddress
-/// works on after its end.
+/// table, and for the spooler's functions by GetProcAddress. Functions that release or signal
+/// something (RegCloseKey, free, SetEvent and the like) do not fail, since they fail only for
+/// arguments that are not valid; nor does finding the module of an address. Any thread may call.
+/// One object at a time, made before the module first asks for the spooler; what GetProcAddress
+/// returned works on after the object's end.
 class FailingCalls {
   public:
     struct Fault {
         const char* function = nullptr;  ///< null: no call had that number
         FaultKind kind = kMemoryFault;
-        DWORD code = 0;  ///< what the call gave as its error
+        DWORD code = 0;  ///< the error that the call reported
     };
 
     /// Throws std::runtime_error when the module does not import one of the functions.
@@ -73,7 +73,7 @@ class FailingCalls {
     static std::size_t calls(FaultKind kind) noexcept;
     /// Whether that call has been made.
     static bool happened() noexcept;
-    /// All succeed again. What has failed since fail().
+    /// All succeed again. Returns what has failed since fail().
     Fault succeed() noexcept;
 
     static HeldResources held() noexcept;

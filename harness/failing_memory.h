@@ -21,7 +21,7 @@ class FailingMemory {
     /// From now on allocation number `index` (from 0) fails, and so do those after it, `count` in
     /// all.
     void fail(std::size_t index, std::size_t count) noexcept;
-    /// All succeed again. How many have failed since fail().
+    /// All succeed again. Returns how many have failed since fail().
     std::size_t succeed() noexcept;
 
   private:

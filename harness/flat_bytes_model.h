@@ -7,12 +7,13 @@
 
 namespace velmora::testing {
 
-// Our flat formats, byte by byte: numbers of 32 bits with the lowest byte first, single bytes, and
-// texts that end with a zero byte. For models; nothing of the product is included.
+// Our flat formats, byte by byte: 32-bit little-endian numbers, single bytes, and texts that end
+// with a zero byte. For the models; includes nothing of the product.
 
 using FlatBytes = std::vector<std::uint8_t>;
 
-/// Takes fields from the front. What the bytes end before is 0 or empty, and `ended` is true then.
+/// Reads fields from the front. A field that the bytes are too short for is 0 or empty and sets
+/// `ended`.
 class FlatReader {
   public:
     explicit FlatReader(const FlatBytes& bytes) : bytes_(bytes) {}

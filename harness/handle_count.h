@@ -12,8 +12,8 @@
 
 namespace velmora::testing {
 
-/// The handles of this process among those of all. GetProcessHandleCount would say it at once, but
-/// Wine's always says 0.
+/// Counts this process's handles in the list of all handles of the system. GetProcessHandleCount
+/// would be simpler, but Wine's always returns 0.
 inline std::size_t handleCount() {
     struct Entry {
         ULONG process;

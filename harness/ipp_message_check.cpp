@@ -38,7 +38,7 @@ ModelValue modelOf(const IppValue& value) {
         }
         case IppValueKind::textWithLanguage:
         case IppValueKind::nameWithLanguage:
-            // Both as the C strings that they are.
+            // Compares both as C strings.
             model.first = value.languageText.language;
             model.second = value.languageText.text();
             break;

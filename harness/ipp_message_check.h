@@ -5,7 +5,7 @@
 
 namespace velmora::testing {
 
-/// What the message holds, in the model's terms.
+/// The message's contents as a model's message.
 ModelMessage modelOf(const IppMessage& message);
 
 }  // namespace velmora::testing

@@ -206,10 +206,10 @@ constexpr std::array<std::uint16_t, 2> kOperations[] = {
     {0x000C, 0x000C},  // Hold-Job
     {0x000D, 0x000D},  // Release-Job
     {0x000E, 0x000E},  // Restart-Job
-    {0x1040, 0x4010},  // the vendor's, whose two forms differ
+    {0x1040, 0x4010},  // the vendor's own: written and read with different codes
 };
 
-/// What is kept of octets that are kept as a NUL-terminated text.
+/// The part of some octets that a NUL-terminated text keeps.
 std::string upToNul(const std::string& octets) {
     return octets.substr(0, octets.find('\0'));
 }
@@ -383,7 +383,7 @@ std::uint32_t ModelReader::number(std::size_t at, std::size_t bytes) const {
     return number;
 }
 
-/// The text after its 16-bit length; none when the field ends before it does.
+/// The text after its 16-bit length; empty if the field is too short for it.
 std::optional<std::string> ModelReader::textAt(std::size_t& at) const {
     if (at + 2 > field_.size()) return {};
     const std::size_t length = number(at, 2);
@@ -412,7 +412,7 @@ void ModelReader::handleValue() {
     } else {
         switch (kindOfCode(value.kind)->shape) {
             case Shape::none:
-                // "unknown" and "no-value" are for tools alone.
+                // Only the tools' policy reads "unknown" and "no-value".
                 if (value.kind != 0 && !isLenient_) result = -1;
                 break;
             case Shape::integer:

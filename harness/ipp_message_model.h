@@ -9,9 +9,10 @@
 
 namespace velmora::testing {
 
-// The reader and the writer of IPP messages once more, written from RFC 2910 and from what this
-// program promises beyond it: one byte after the other, with tables of their own. Nothing of the
-// product is included, so a mistake there is not repeated here. For clarity and not for speed.
+// A second implementation of the IPP reader and writer for tests to compare with, written from RFC
+// 2910 and from what this program promises beyond it: byte by byte, with tables of its own. It
+// includes nothing of the product, so that a mistake there is not repeated here. Written for
+// clarity and not for speed.
 
 /// A kind's code is its place in the table of kinds: 0 to 2 for the out-of-band kinds, then one bit
 /// each. The bit after the last: octets of a tag that is not in the table.
@@ -51,7 +52,7 @@ class ModelReader {
 
     void take(std::uint8_t byte);
 
-    /// 0: wants more; 1: the end tag has come; -1: a syntax error.
+    /// 0: needs more; 1: the end tag was read; -1: a syntax error.
     int result = 0;
     ModelMessage message;
 
@@ -80,7 +81,7 @@ class ModelReader {
     std::size_t valueLength_ = 0;
 };
 
-/// The message's bytes; none when it cannot be written.
+/// The message's bytes; empty if it cannot be written.
 std::optional<std::vector<std::uint8_t>> modelWritten(const ModelMessage& message, bool isResponse);
 
 }  // namespace velmora::testing

@@ -44,7 +44,7 @@ class Watchdog {
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
-    // Tests that are asked to take long set it.
+    // Set by tests that were told to take long.
     const char* const seconds = std::getenv("VELMORA_TEST_SECONDS");
     const Watchdog watchdog(std::chrono::seconds(seconds == nullptr ? 100 : std::atoi(seconds)));
     return RUN_ALL_TESTS();

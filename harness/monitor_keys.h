@@ -11,8 +11,8 @@ inline const std::string kPortsKey = kDefaultMonitorKey + "\\Ports";
 inline const std::string kGroupsKey = kDefaultMonitorKey + "\\Printer groups";
 inline const std::string kPrintersKey = kDefaultMonitorKey + "\\Printers";
 
-// The monitor by the name under which tests register it, and what the platform's spooler keeps of
-// it.
+// The name under which tests register the monitor, and the key that the platform's spooler keeps
+// for it.
 inline const std::string kMonitor = "Velmora";
 inline const std::string kMonitorKey =
     "System\\CurrentControlSet\\Control\\Print\\Monitors\\" + kMonitor;

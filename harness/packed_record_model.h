@@ -10,8 +10,9 @@
 
 namespace velmora::testing {
 
-// A port's packed record once more, field by field in the order in which it is stored. For clarity
-// and not for speed; nothing of the product is included.
+// A second implementation of a port's packed record for tests to compare with: field by field in
+// the order in which they are stored, written for clarity and not for speed. It includes nothing of
+// the product.
 
 struct ModelRecord {
     std::string name;
@@ -39,7 +40,7 @@ struct ModelRecord {
     bool operator==(const ModelRecord&) const = default;
 };
 
-/// None when the bytes end before the record does; what follows the record is of no matter.
+/// Empty if the bytes end before the record does; bytes after the record are ignored.
 inline std::optional<ModelRecord> modelUnpacked(const FlatBytes& bytes) {
     FlatReader in(bytes);
     ModelRecord record;
@@ -57,7 +58,7 @@ inline std::optional<ModelRecord> modelUnpacked(const FlatBytes& bytes) {
     record.copies = in.number();
     record.printerResolution[0] = in.number();
     record.printerResolution[1] = in.number();
-    record.printerResolution[2] = in.number() % 256;  // the low byte alone means something
+    record.printerResolution[2] = in.number() % 256;  // only the low byte counts
     record.printQuality = in.number();
     record.pageRanges = in.text();
     record.media = in.text();

@@ -10,8 +10,8 @@
 
 namespace velmora::testing {
 
-// What page ranges mean, written for clarity and not for speed: the text is split at its
-// commas, and ranges are joined pair by pair until none touch.
+// A second implementation of page ranges for tests to compare with, written for clarity and not for
+// speed: the text is split at its commas, and ranges are joined pair by pair until none touch.
 
 /// (lower, upper)
 using ModelRanges = std::vector<std::pair<std::uint64_t, std::uint64_t>>;

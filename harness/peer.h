@@ -22,7 +22,8 @@ class Peer {
     /// The same URL with another scheme, e.g. "http".
     std::string url(const std::string& scheme) const;
 
-    /// The bytes of a file in the peer's directory (shell pattern; the last one by name).
+    /// The bytes of a file in the peer's directory. `pattern` is a shell pattern; the last match by
+    /// name counts.
     std::optional<std::string> file(const std::string& pattern);
 
     /// The standard output of a host command, {url} and {directory} in it replaced.

@@ -1,4 +1,4 @@
-"""One of the printers of harness/peers in a process of its own, and the documents that it keeps."""
+"""A printer of harness/peers in its own process, and the documents that it keeps."""
 
 import glob
 import os
@@ -44,7 +44,7 @@ class Printer:
         return contents
 
     def wait_for_request(self, seconds=60):
-        """Of a peer that notes its requests in the file "served"."""
+        """For a peer that records its requests in the file "served"."""
         limit = time.monotonic() + seconds
         served = os.path.join(self.directory, "served")
         while not os.path.exists(served) or os.path.getsize(served) == 0:

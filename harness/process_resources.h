@@ -9,9 +9,9 @@
 
 namespace velmora::testing {
 
-/// What this process holds of what the system counts. The values grow with what is held: the lowest
-/// free place of a handle and of a thread-local slot, which the platforms of the tests do not count
-/// otherwise, and the memory that is committed for this process alone.
+/// What this process holds of the system's resources. The lowest free handle and the lowest free
+/// thread-local slot stand for their counts, which Wine does not report; the third value is the
+/// memory that is committed for this process alone.
 struct ProcessResources {
     DWORD slot = 0;
     std::size_t handles = 0;
@@ -37,8 +37,8 @@ inline ProcessResources processResources() {
     return held;
 }
 
-/// What is allocated in the heaps of this process. The memory that is committed for them says less:
-/// after several large blocks at once they keep room for as many.
+/// The bytes that are allocated in the heaps of this process. The memory committed for the heaps
+/// would say less: they keep it after several large blocks were allocated at once.
 inline std::size_t usedHeapBytes() {
     std::size_t bytes = 0;
     std::array<HANDLE, 64> heaps{};

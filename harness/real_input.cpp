@@ -11,7 +11,7 @@
 namespace velmora::testing {
 namespace {
 
-/// Wine does not ask the X server for the pointer's position for this time after a movement.
+/// For this long after a movement Wine does not ask the X server where the pointer is.
 constexpr DWORD kKnownPointer = 100;
 
 /// How many released keys and buttons the threads with a RealInput have taken from their queues.
@@ -89,8 +89,8 @@ void RealInput::settle() const {
 void RealInput::release(const std::function<void()>& send, unsigned count) const {
     const unsigned before = releases;
     send();
-    // Messages that a test sends would overtake input that is still in the queue. A key that closes
-    // the window may leave its release there.
+    // Messages that a test sends would overtake input that is still in the queue. The release of a
+    // key whose press closed the window may stay there.
     EXPECT_TRUE(waitUntil([&] { return releases - before >= count || !IsWindow(window_); }))
         << "the input did not arrive";
 }

@@ -27,7 +27,7 @@ class RealInput {
     void buttonDown() const;
     void buttonUp() const;
     void rightClick(HWND control, POINT point) const;
-    /// The same where the pressed button opens a message box, which keeps the release away.
+    /// The same for a button whose press opens a message box, so that its release does not arrive.
     void rightClickIntoABox(HWND control, POINT point) const;
     /// Waits until `window`'s thread has taken all input sent before. A message posted to the
     /// window overtakes such input.

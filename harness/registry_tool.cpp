@@ -10,7 +10,7 @@
 namespace velmora::testing {
 namespace {
 
-/// The lines without the empty ones; none if the tool fails.
+/// The lines that are not empty; none if the tool fails.
 std::optional<std::vector<std::string>> toolLines(const std::string& key) {
     const std::string command = "reg query \"HKLM\\" + key + "\" /s 2>nul";
     std::unique_ptr<FILE, int (*)(FILE*)> output(_popen(command.c_str(), "rt"), _pclose);
@@ -42,8 +42,8 @@ bool exists(const std::string& key) {
 
 std::vector<std::string> queryRegistryTool(const std::string& key) {
     auto answer = toolLines(key);
-    // Wine sometimes ends a program before its first line, with the exit code that the tool has for
-    // a key that is not there.
+    // Wine sometimes ends a program before its first line, with the exit code by which the tool
+    // reports a missing key.
     if (!answer && exists(key)) answer = toolLines(key);
     std::vector<std::string> lines = std::move(answer).value_or(std::vector<std::string>());
     // Platforms list a key's values in different orders.

@@ -10,7 +10,7 @@
 
 namespace velmora::testing {
 
-// Resources as they are in a built module, for comparing them field by field.
+// The resources of a built module, decoded for comparing them field by field.
 
 struct ControlResource {
     int id = 0;  ///< -1 for controls without one
@@ -54,7 +54,7 @@ std::optional<std::vector<MenuItemResource>> readMenu(HMODULE module, int id);
 std::optional<std::vector<AcceleratorResource>> readAccelerators(HMODULE module, int id);
 /// All entries of the string table that are not empty.
 std::map<int, std::string> readStrings(HMODULE module);
-/// The bytes of any resource, as long as the module is loaded; empty when there is none.
+/// The bytes of any resource, valid while the module is loaded; empty if there is none.
 std::span<const std::byte> readResource(HMODULE module, const char* type, int id);
 
 }  // namespace velmora::testing

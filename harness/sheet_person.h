@@ -13,12 +13,12 @@
 
 namespace velmora::testing {
 
-/// What is done with a sheet, one step a tick of the timer. A sheet that is still there after the
-/// last step is cancelled. The same for a dialog that a sheet opens.
+/// What is done with a sheet, one step for each tick of the timer. A sheet that is still open after
+/// the last step is cancelled. The same for a dialog that a sheet opens.
 using SheetSteps = std::vector<std::function<void(HWND sheet)>>;
 
-/// Sits before every dialog that this thread shows, as long as the object lives, and works from a
-/// timer, so that whatever fails, open dialogs are closed. One at a time.
+/// Operates every dialog that this thread shows while the object lives. It works from a timer, so
+/// that open dialogs are closed whatever fails. One at a time.
 class SheetPerson {
   public:
     /// `dialogSteps`: for dialogs with something to fill in.
@@ -34,7 +34,7 @@ class SheetPerson {
     SheetPerson(const SheetPerson&) = delete;
     SheetPerson& operator=(const SheetPerson&) = delete;
 
-    /// How many sheets there were.
+    /// The number of sheets so far.
     int sheets() const { return sheets_; }
 
   private:

@@ -77,7 +77,7 @@ class Result:
 
 
 class Step:
-    """One program in a batch; `code` is the exit code that it should have."""
+    """One program of a batch; `code` is the exit code that it should have."""
 
     def __init__(self, *words, code=DONE, stdin=b"", is_tool=False):
         self.words = list(words)
@@ -201,7 +201,7 @@ def _programs_of(prefix, name):
 
 @contextlib.contextmanager
 def peak_memory(prefix):
-    """Gives a function that tells, in KiB, the most memory that the tool has had in there."""
+    """Returns a function that gives, in KiB, the tool's peak memory in this prefix."""
     peak = 0
     over = threading.Event()
 
@@ -257,9 +257,9 @@ class ToolPrefix(WinePrefix):
         self.install(os.path.join(self.programs, "velmora_shim.dll"))
 
     def simulate_servers(self, *names):
-        """Other computers for the tool (harness/simulated_servers), each with its shares; gives the
-        steps that make them. What they have, monitor and policy included, is what this computer
-        has at that time: the monitor must be installed."""
+        """Other computers for the tool (harness/simulated_servers), each with its shares; returns the steps
+        that make them. They are copies of this computer, monitor and policy included: the monitor must be
+        installed."""
         place = self.path("windows", "system32", "version.dll")
         # A link: what is written into it would be in every prefix.
         os.remove(place)
@@ -289,7 +289,7 @@ class ToolPrefix(WinePrefix):
 
     def tool(self, *words, stdin=b""):
         result = self.wine(DOWNLOAD + "\\velmoractl.exe", *words, stdin=stdin)
-        # Wine sometimes ends a program before its first line, with this code and no word
+        # Wine sometimes ends a program before its first line, with this code and without a message
         # (wine-run); the tool never fails without one.
         if result.code == 1 and not result.out and not result.err:
             result = self.wine(DOWNLOAD + "\\velmoractl.exe", *words, stdin=stdin)

@@ -1,5 +1,5 @@
-"""A Wine prefix for one user, and programs run in it. What is in it and how Wine is started is told by
-harness/wine-run."""
+"""A Wine prefix for one user, and programs run in it; harness/wine-run says what is in it and how Wine is
+started."""
 
 import os
 import shutil

@@ -54,7 +54,7 @@ inline Wire responseHeader() {
     return Wire().u8({0x01, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00});
 }
 
-/// Empty when the encoder refuses.
+/// Empty if the encoder refuses.
 inline Bytes encoded(const IppMessage& message, bool isResponse = false) {
     UniqueIppBlockBuffer buffer;
     if (encodeIppMessage(message, isResponse, buffer) != 0) return {};

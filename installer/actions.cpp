@@ -1,6 +1,6 @@
-// The actions of the package for Windows Installer. The work is done by velmoractl, whose words go
-// into the installer's log. Checks run before the first change and as the user; the others run as
-// the system. https://learn.microsoft.com/windows/win32/msi/custom-action-type-1
+// The actions of the package for Windows Installer. The work is done by velmoractl, whose output
+// goes into the installer's log. Checks run before the first change and as the user; the others run
+// as the system. https://learn.microsoft.com/windows/win32/msi/custom-action-type-1
 #include <windows.h>
 // After windows.h.
 #include <msi.h>
@@ -119,7 +119,7 @@ struct Ended {
     Text lastLine;  ///< of what it said
 };
 
-/// velmoractl, run to its end; its lines go into the log. None if it does not start.
+/// Runs velmoractl to its end; its lines go into the log. Empty if it does not start.
 class Tool {
   public:
     Tool(const Session& session, const Text& folder)
@@ -182,7 +182,7 @@ class Tool {
     Text program_;
 };
 
-/// Why the tool failed; none if it did what it was asked for.
+/// Why the tool failed; empty if it succeeded.
 std::optional<Text> refusal(const std::optional<Ended>& ended) {
     if (!ended) return L"velmoractl.exe does not start";
     if (ended->code == kDone) return std::nullopt;
@@ -237,7 +237,7 @@ std::optional<Text> badFleet(const Text& path) {
     return std::nullopt;
 }
 
-/// Everything that can be said before the first change.
+/// All checks that can be made before the first change.
 UINT checkInstall(const Session& session) {
     const Text language = session.property(L"LANGUAGE");
     const Text languages = session.property(L"VELMORALANGUAGES");
@@ -272,7 +272,7 @@ UINT checkUninstall(const Session& session) {
     return ERROR_SUCCESS;
 }
 
-/// What the monitor was before a new version is set up, and the way back to it.
+/// The monitor's state before a new version is set up, and how it is restored.
 class Before {
   public:
     Before(const Tool& tool, const Text& folder)
@@ -300,7 +300,7 @@ class Before {
     /// `imported`: whether ports may have been changed.
     void restore(bool imported) const {
         if (!there_) {
-            // Settings of an earlier installation are kept; there are none of this one.
+            // The settings of an earlier installation are kept; this one has none yet.
             tool_.run(settings_ ? L"uninstall --ports keep" : L"uninstall --ports remove");
             return;
         }

@@ -10,7 +10,7 @@ import uuid
 from xml.sax.saxutils import quoteattr
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-# Ours, for the codes that are made of names.
+# Our namespace for the codes that are made from names.
 NAMESPACE = uuid.UUID("c2a9a0f4-30f5-4f0c-9f33-9a3bb1d2a8f0")
 PROPERTIES = ("LANGUAGE", "POLICY", "RESTARTSPOOLER", "FLEET", "REMOVECONFIGURATION")
 # The files whose versions Windows compares; all others have none.
@@ -32,7 +32,7 @@ PATH_ACTIONS = (("WriteEnvironmentStrings", 5200), ("RemoveEnvironmentStrings", 
 
 
 class Failure(Exception):
-    """What the user is told."""
+    """A message for the user."""
 
 
 def code(*words):
@@ -77,7 +77,7 @@ def xml_of(level, path, win64, components):
         name = component_of(path)
         components.append(name)
         lines.append(f'<Component Id="{name}" Win64="{win64}" Guid="*">')
-        # The first one stands for the component: a damaged tool is repaired.
+        # The first file is the component's key path: a damaged tool is repaired.
         files.sort(key=lambda file: (file != VERSIONED[0], file))
         for index, file in enumerate(files):
             key = ' KeyPath="yes"' if index == 0 else ""

@@ -69,7 +69,7 @@ def document(version, epoch, programs):
     text = json.dumps({
         "$schema": "http://cyclonedx.org/schema/bom-1.5.schema.json",
         "bomFormat": "CycloneDX", "specVersion": "1.5",
-        # Another one for other programs.
+        # A different number for different programs.
         "serialNumber": "urn:uuid:" + str(uuid.uuid5(make_msi.NAMESPACE, json.dumps(components))),
         "version": 1,
         "metadata": {

@@ -28,8 +28,8 @@ DATES = {
 
 
 def make(directory, kind):
-    """Writes key.pem, certificate.pem and certificate.der of the kind (a key of DATES) and gives
-    the first two paths. The name is localhost, except for wrong-name."""
+    """Writes key.pem, certificate.pem and certificate.der of the kind (a key of DATES) and returns the
+    first two paths. The name is localhost, except for wrong-name."""
     host = "elsewhere.invalid" if kind == "wrong-name" else "localhost"
     start, end = DATES[kind]
     path = {name: os.path.join(directory, name)

@@ -76,11 +76,11 @@ PRINTERS_CONF = """\
 """
 
 KNOWN_USERS = "AuthType Basic\nRequire valid-user\n"
-# One KiB a day and user; a job is refused when that is reached.
+# One KiB a day for each user; then jobs are refused.
 QUOTA = "QuotaPeriod 86400\nKLimit 1\n"
 
-# The server asks the system's modules (PAM) whether a password is right; in a name space of its own
-# it finds this in the place of the system's file.
+# The server asks the system's modules (PAM) whether a password is right. In a mount namespace of its own it
+# finds this file instead of the system's.
 PAM_FILE = "/etc/pam.d/cups"
 PAM = """\
 auth required pam_exec.so quiet expose_authtok {check}
@@ -107,7 +107,7 @@ def keep_certificate(directory, kind):
 
 
 def own_users(directory, credentials):
-    """What starts a server that knows one user, USER:PASSWORD; nothing if it needs none."""
+    """The command prefix of a server that knows one user, USER:PASSWORD; empty if it needs none."""
     if not credentials:
         return []
     check, pam = os.path.join(directory, "check"), os.path.join(directory, "pam")
@@ -134,7 +134,7 @@ def start_server(directory, options):
         path = os.path.join(directory, name)
         os.makedirs(path, exist_ok=True)
         shutil.chown(path, "lp", "lp")
-    # The queue knows the job sheets that there is a banner file for.
+    # The queue supports the job sheets for which there is a banner file.
     with open(os.path.join(directory, "data/banners/standard"), "w", encoding="ascii") as file:
         file.write("%!PS\nshowpage\n")
     for name in os.listdir(DATA):

@@ -68,8 +68,8 @@ class Exchange:
             time.sleep(pause)
 
     def flood(self, block):
-        """The block for ever: 20 MiB at once, then with pauses. Wine's client, when it closes a
-        connection, first reads on as long as there is something."""
+        """Sends the block for ever: 20 MiB at once, then with pauses, since Wine's client reads what is
+        there before it closes a connection."""
         for sent in itertools.count(0, len(block)):
             self.send(block)
             if sent > 20 << 20:
@@ -87,7 +87,7 @@ class Exchange:
         raise Fault(outcome)
 
     def wait_for_client(self, seconds):
-        """Until the client closes, or the time is over; what arrives is thrown away."""
+        """Waits until the client closes or the time is over; discards what arrives."""
         self.connection.settimeout(0.1)
         end = time.monotonic() + seconds
         while time.monotonic() < end:
@@ -103,8 +103,8 @@ class Exchange:
 def good(exchange):
     exchange.read()
     if not exchange.request.line.startswith("POST "):
-        # A client that followed a redirect says GET and may send a body all the same. What it sends
-        # must not be taken for the next request.
+        # A client that has followed a redirect sends GET, and perhaps a body with it, which must not be
+        # taken for the next request.
         exchange.send(raw_http.answer(b"", "405 Method Not Allowed", ["Connection: close"]))
         exchange.wait_for_client(10)
         raise Fault(exchange.request.line)
@@ -549,7 +549,7 @@ def hostile_texts(exchange):
     return "hostile texts"
 
 
-# What a printer that has turned hostile does with one request after the other.
+# What a hostile printer does with its requests in turn.
 HOSTILE = [good, many_headers, good, closes_before_reading, redirects_elsewhere, good,
            closes_in_headers, good, closes_in_answer, redirects_to_itself, good, closes_in_body,
            good, endless_answer, closes_before_answer, good, redirects_to_a_file, good,
@@ -611,7 +611,7 @@ class Printer:
         try:
             outcome = act(exchange)
         except (raw_http.Closed, Fault, OSError) as error:
-            # Whoever reads the line finds the connection closed.
+            # The connection is closed before the line is written.
             connection.close()
             self.log(f"{exchange.number} {error or 'client closed'}")
             raise

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""A recording IPP server: takes every request, writes down its bytes as received, answers well.
+"""A recording IPP server: takes every request, records its bytes as received, and answers successfully.
 
     http_sink.py --directory DIR [options] [-- COMMAND...]
 
@@ -21,7 +21,7 @@ import peer_process
 import raw_http
 
 
-# A job-attributes group: a completed job with id 1, for clients that ask how it goes on.
+# A job-attributes group: a completed job with id 1, for clients that ask for its state.
 JOB = (b"\x02" + raw_http.attribute(0x21, b"job-id", b"\x00\x00\x00\x01") +
        raw_http.attribute(0x23, b"job-state", b"\x00\x00\x00\x09"))
 
@@ -94,7 +94,7 @@ class Sink:
 
     @staticmethod
     def discard(stream):
-        """Reads a chunked body as fast as it comes. Its end is seen by the last bytes alone, so
+        """Reads a chunked body as fast as it comes. The end is recognised by the last bytes alone, so
         documents must not end like a chunked body."""
         end = b"\r\n0\r\n\r\n"
         tail = bytes(stream.buffer[-len(end):])

@@ -1,4 +1,4 @@
-"""IPP requests as bytes: read strictly, looked at, changed and written again (RFC 8010, 3)."""
+"""IPP requests as bytes: parsed strictly, inspected, changed and written again (RFC 8010, 3)."""
 
 import dataclasses
 
@@ -29,7 +29,7 @@ class Attribute:
         return {tag for tag, _ in self.values}
 
     def texts(self):
-        """The values as people write them, in the order of the request."""
+        """The values as text, in the order of the request."""
         return [shown(tag, octets) for tag, octets in self.values]
 
 
@@ -94,7 +94,7 @@ class _Reader:
 
 
 def parse(data):
-    """A Message; FormError for anything that is not exactly one."""
+    """Parses a Message; FormError for anything that is not exactly one."""
     reader = _Reader(data)
     message = Message(reader.take(2, "the version"), reader.number(2, "the operation"),
                       reader.take(4, "the request id"), [], b"")

@@ -1,5 +1,5 @@
-"""CUPS's files of tests for printers (ipptool), IPP Everywhere's among them, run against a printer, also
-with requests of ours in the place of their own."""
+"""CUPS's printer test files for ipptool, IPP Everywhere's among them, run against a printer, also with our
+requests instead of their own."""
 
 import os
 import re
@@ -54,8 +54,8 @@ def copy(directory):
             text = file.read()
         for document in set(re.findall(r"^\s*FILE ([^$\s]+)", text, re.MULTILINE)):
             _make_document(os.path.join(directory, document))
-        # Some tests are for a job that is being printed, which with a printer as fast as ours is a
-        # matter of luck: left out.
+        # Some tests need a job that is still printing, which is a matter of luck with a printer as fast as
+        # ours: left out.
         text = text.replace("EXPECT job-state WITH-VALUE 7,8,9 DEFINE-MATCH PRINT_JOB_COMPLETED",
                             "EXPECT job-state DEFINE-MATCH PRINT_JOB_COMPLETED")
         text = BLOCK.sub(lambda block: _patient(block.group()), text)
@@ -64,8 +64,8 @@ def copy(directory):
 
 
 def _patient(block):
-    """Asks a printer with a job in hand again, every 20 ms: the suites wait five seconds, or ask only
-    in some of the tests."""
+    """Asks a busy printer again every 20 ms: the suites wait five seconds, or ask only in some of the
+    tests."""
     creates = re.search(r"^\s*OPERATION (Print-Job|Print-URI|Create-Job)$", block, re.MULTILINE)
     if creates and "REPEAT-" not in block and "STATUS successful-ok" in block:
         block = _with_line(block, "STATUS server-error-busy REPEAT-MATCH")
@@ -105,7 +105,8 @@ def _with_ours(block, named, changed):
     first_status = re.search(r"^\s*STATUS (\S+)", block, re.MULTILINE)
     if operation not in named or first_status is None or first_status.group(1) != "successful-ok":
         return block
-    # What is asked for, and what must then not be answered, is the test's own choice.
+    # Which attributes are asked for, and which must then be missing in the answer, is the test's own
+    # choice.
     if re.search(r"\b(requested-attributes|which-jobs|my-jobs|limit)\b|EXPECT !", block):
         return block
     keep = re.findall(r"^\s*(?:NAME|SKIP-IF|FILE|DELAY).*\n", block[:first_status.start()],
@@ -117,8 +118,8 @@ def _with_ours(block, named, changed):
 
 
 def run(directory, url, document):
-    """What became of each test of IPP Everywhere's suite: pairs of its name, cut to 68 characters, and
-    PASS, FAIL or SKIP with what was expected of what failed."""
+    """The results of IPP Everywhere's suite: pairs of a test's name, cut to 68 characters, and PASS, FAIL
+    or SKIP, a failure with what was expected."""
     out = subprocess.run(
         ["ipptool", "-tI", "-f", document, url, os.path.join(directory, FILES[-1])], check=False,
         stdin=subprocess.DEVNULL, capture_output=True, timeout=100)

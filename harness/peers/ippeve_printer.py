@@ -5,10 +5,10 @@ loopback port, with the attributes that our default job template needs (media "A
     ippeve_printer.py --directory DIR [--command PROGRAM] [--media NAME] [--attributes FILE] [--modest]
                       [-- COMMAND...]
 
-Documents stay in DIR as <number>-<job name>.dat; DIR/printer.log is the printer's own log. Data without
-a document-format is taken whatever it is.
-With COMMAND: runs it with {url} in its words replaced and VELMORA_PRINTER_URL set, ends the printer
-and gives the command's exit code. Without: prints the URL and runs until SIGTERM or Ctrl-C, e.g.
+Documents stay in DIR as <number>-<job name>.dat; DIR/printer.log is the printer's own log. Data of any kind
+is accepted without a document-format. With COMMAND: runs it with {url} in its words replaced and
+VELMORA_PRINTER_URL set, ends the printer and gives the command's exit code. Without: prints the URL and
+runs until SIGTERM or Ctrl-C, e.g.
 
     harness/peers/ippeve_printer.py --directory /tmp/printer
     ipp://localhost:40123/ipp/print

@@ -17,7 +17,7 @@ struct Credentials {
     std::string password;
 };
 
-// Wine's functions, as soon as they have been asked for.
+// Wine's functions, once they have been looked up.
 decltype(&InternetSetOptionA) realSetOption = nullptr;
 decltype(&HttpOpenRequestA) realOpenRequest = nullptr;
 decltype(&HttpAddRequestHeadersA) realAddHeaders = nullptr;

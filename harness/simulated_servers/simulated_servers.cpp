@@ -10,13 +10,13 @@
 // Other computers for the administration tool's tests: Wine's spooler and registry know no other
 // computer than their own. A run of the tool is about one server, which its command line names.
 //
-// A test puts this library in the place of version.dll for the tool. Wine loads that one before the
-// tool's first line, so that what is replaced here is replaced before the tool asks for it, and
-// before most libraries are ready: only the registry and the loader may be used then. Each key
-// below HKEY_LOCAL_MACHINE's "Software\Simulated servers" is a server, and is what that server has
-// for HKEY_LOCAL_MACHINE. All calls that name the server go to Wine's spooler, which then finds the
-// server's registry. Files of a server's shares are at Wine's place for them, dosdevices/unc; its
-// system directory is this computer's.
+// A test installs this library as version.dll for the tool. Wine loads it before the tool's first
+// line, so that functions are replaced before the tool looks them up. Most libraries are not ready
+// yet then: only the registry and the loader may be used. Each key below HKEY_LOCAL_MACHINE's
+// "Software\Simulated servers" is a server, and is what that server has for HKEY_LOCAL_MACHINE. All
+// calls that name the server go to Wine's spooler, which then finds the server's registry. Files of
+// a server's shares are at Wine's place for them, dosdevices/unc; its system directory is this
+// computer's.
 //
 // A server with the value "Silent" does not answer: calls that name it block for ten minutes.
 // A number in "Software\Simulated servers" is an error that calls end with: "AddPrinter" the making
@@ -45,7 +45,7 @@ struct Faults {
 };
 Faults faults;
 
-/// Whether the call is to fail, which sets the last error.
+/// Whether the call is to fail; sets the last error if so.
 bool fails(DWORD error) {
     if (error != 0) SetLastError(error);
     return error != 0;
@@ -57,7 +57,7 @@ bool namesServer(const char* text) {
            _strnicmp(text, server.c_str(), server.size()) == 0;
 }
 
-/// Null in place of the server's name.
+/// Null instead of the server's name.
 template <class Text>
 Text own(Text name) {
     if (!namesServer(name)) return name;
@@ -65,7 +65,7 @@ Text own(Text name) {
     return nullptr;
 }
 
-// Wine's functions, as soon as the tool has asked for them.
+// Wine's functions, once the tool has looked them up.
 decltype(&EnumPortsA) realEnumPorts = nullptr;
 decltype(&EnumMonitorsA) realEnumMonitors = nullptr;
 decltype(&EnumPrinterDriversA) realEnumPrinterDrivers = nullptr;
@@ -112,7 +112,7 @@ HANDLE WINAPI addPrinter(char* name, DWORD level, BYTE* data) {
     return realAddPrinter(own(name), level, data);
 }
 
-/// "\\NAME\what" is what on that server.
+/// The path below "\\NAME\" on that server.
 BOOL WINAPI openPrinter(char* name, HANDLE* printer, PRINTER_DEFAULTSA* defaults) {
     if (namesServer(name) && own(name) == nullptr) name += server.size() + 1;
     return realOpenPrinter(name, printer, defaults);
@@ -147,7 +147,7 @@ FARPROC replaced(HMODULE library, const char* name, Function*& real, Function* o
 
 void replaceImport(HMODULE module, const char* wanted, AnyFunction function);
 
-/// The monitor runs in this process. By the time of a document it is there, and sends it by
+/// The monitor runs in this process. It is loaded before a document is printed, and sends it with
 /// wininet.dll.
 DWORD WINAPI startDoc(HANDLE printer, DWORD level, BYTE* document) {
     const HMODULE monitor = GetModuleHandleA("Velmora.dll");

@@ -88,7 +88,7 @@ std::vector<std::byte> SoakPort::record() const {
     for (const std::uint32_t group : groups)
         front.u32(group);
     std::vector<std::byte> record = front.data();
-    // The job template follows the same fields of a new port.
+    // The job template is that of a new port.
     const std::vector<std::byte> defaults = defaultRecord(name);
     const std::size_t fields =
         Bytes().text(name).u8(0).text("").u8(0).text("").text("").u32(0).data().size();

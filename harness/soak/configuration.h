@@ -11,11 +11,11 @@
 
 namespace velmora::testing {
 
-// What a print server is configured to do, as whoever configures it knows it.
+// The configuration of a print server as its administrator knows it.
 
 using Random = std::mt19937;
 
-/// From 0 to `end`, without it.
+/// From 0 up to, but not including, `end`.
 inline std::size_t below(Random& random, std::size_t end) {
     return random() % end;
 }

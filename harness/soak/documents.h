@@ -11,7 +11,7 @@
 
 namespace velmora::testing {
 
-/// What is cut into documents: the file in memory.
+/// The file that documents are cut from, in memory.
 class DocumentStore {
   public:
     explicit DocumentStore(const std::string& path) {
@@ -41,7 +41,7 @@ class DocumentStore {
     }
 
   private:
-    static constexpr std::size_t kHead = 64;  ///< bytes of a document that tell whose it is
+    static constexpr std::size_t kHead = 64;  ///< bytes of a document that say whose it is
 
     const std::byte* bytes_ = nullptr;
     std::size_t size_ = 0;

@@ -5,7 +5,7 @@
 
 namespace velmora::testing {
 
-/// Who uses the library, and who wants to be alone with it.
+/// A lock that many users of the library share, and that somebody who needs it alone can take.
 class Gate {
   public:
     class Visit {

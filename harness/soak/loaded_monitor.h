@@ -12,8 +12,8 @@
 
 namespace velmora::testing {
 
-/// The library in this process, which can let it go and load it again. Not for several threads;
-/// while it is loaded, its entries are.
+/// The library in this process, which can be unloaded and loaded again. Loading and unloading are
+/// for one thread at a time; the entries may be called by any.
 class LoadedMonitor {
   public:
     using Block = std::vector<std::byte>;
@@ -31,7 +31,7 @@ class LoadedMonitor {
         ui_.emplace(symbol<const void*(WINAPI*)()>("InitializePrintMonitorUI")(), 1);
     }
 
-    /// Whether it leaves the process. Its own threads may hold it for a moment.
+    /// Whether it was unloaded in time: its own threads may hold it for a moment.
     bool unload() {
         FreeLibrary(module_);
         for (int i = 0; i < 3000 && GetModuleHandleA("Velmora.dll") != nullptr; ++i)
@@ -54,7 +54,7 @@ class LoadedMonitor {
         const auto call = monitor<XcvDataPortEntry>(16);
         DWORD needed = 0;
         DWORD status = call(nullptr, command, input, static_cast<DWORD>(size), nullptr, 0, &needed);
-        // What somebody else is changing may be larger by then.
+        // Somebody else may have made it larger by then.
         for (int i = 0; i < 100 && output != nullptr && status == ERROR_INSUFFICIENT_BUFFER; ++i) {
             output->resize(needed);
             status = call(nullptr, command, input, static_cast<DWORD>(size), output->data(), needed,

@@ -107,7 +107,7 @@ class PrintServer {
                 report_.sample(false);
                 Sleep(1000);
             }
-            // With all the threads that there have been so far.
+            // A last time while all threads still exist.
             reload();
             ended_ = true;
             ended_.notify_all();
@@ -158,7 +158,7 @@ class PrintServer {
         return std::min(size + below(random, size), largest);
     }
 
-    /// Where the job goes as far as that is certain now.
+    /// The printers of the job, as far as they are certain now.
     struct Expected {
         unsigned port = 0;
         unsigned directory = 0;
@@ -182,9 +182,9 @@ class PrintServer {
         const std::size_t size = documentSize(random);
         constexpr std::size_t kBuffers[] = {512, 4096, 16384, 65536, 200000};
         std::size_t buffer = kBuffers[below(random, std::size(kBuffers))];
-        // Large documents do not come in crumbs.
+        // Large documents are not written in tiny pieces.
         if (size > kSmallest * 256) buffer = std::max(buffer, std::size_t{16384});
-        // Somebody deletes the job meanwhile.
+        // Somebody deletes the job while it prints.
         const std::size_t given = below(random, 25) == 0 ? below(random, size) : size;
         const auto begin = report_.now();
         HANDLE handle = nullptr;
@@ -328,7 +328,7 @@ class PrintServer {
         storeDirectory();
     }
 
-    /// The stored nodes become ours, what follows them stays.
+    /// The stored nodes become ours; what follows them is kept.
     void storeDirectory() {
         Block stored;
         expectSuccess(monitor_->xcv(L"GetGroupsDB", nullptr, 0, &stored), "GetGroupsDB", "");
@@ -366,7 +366,7 @@ class PrintServer {
                       value.name + ("=" + std::to_string(number)));
     }
 
-    /// Lets the library go and loads it again, with nobody in it. Afterwards everything is as
+    /// Unloads the library and loads it again while nobody uses it. Afterwards everything is as
     /// before.
     void reload() {
         const std::lock_guard oneAtATime(reloading_);
@@ -421,7 +421,7 @@ class PrintServer {
             report_.finding("the directory is not the one that was stored");
     }
 
-    // Dialogs. All are shown by one thread.
+    // Dialogs, which one thread shows.
 
     void workAtDialogs() {
         Random random(options_.seed + 1);

@@ -10,10 +10,10 @@ request whose body has come to its end is a line of JSON in DIR/arrivals.jsonl b
 
     printer, job (its name), bytes and sha256 of the document, and what the answer says:
     "taken"    a good answer
-    "either"   a good answer in bad company: a client may see it or not
+    "either"   a good answer among bad bytes: a client may see it or not
     "refused"  anything else
 
-Faulty and hostile printers do each second request well. None keeps a client waiting for more than some
+Faulty and hostile printers answer every second request well. None keeps a client waiting for more than some
 seconds. With --damages the good ones lose the last byte of each document before they look at it.
 """
 
@@ -89,7 +89,7 @@ class Incoming:
         return raw_http.Request(head)
 
     async def body(self, request):
-        """Gives the body in pieces."""
+        """Yields the body in pieces."""
         if not request.chunked:
             left = request.length
             while left:
@@ -128,7 +128,7 @@ class Exchange:
         self.request = None
 
     async def read(self, answer):
-        """The whole request. `answer`: what the one that follows will say."""
+        """Reads the whole request. `answer`: what the answer to it will be."""
         front = bytearray()
         parsed = None
         document = hashlib.sha256()
@@ -232,7 +232,7 @@ async def closes_between(exchange):
 
 
 async def early_refusal(exchange):
-    """Answers without reading what comes."""
+    """Answers without reading the request."""
     await exchange.answer(raw_http.ipp_answer(0x0507))
     await exchange.client_leaves()
 
@@ -252,7 +252,7 @@ FAULTS = (refuses, refuses, server_error, closes_in_body, closes_before_reading,
           silent)
 
 
-# What only somebody who means harm does.
+# What only an attacker does.
 
 async def garbage(exchange):
     await exchange.read("refused")
@@ -273,7 +273,7 @@ async def many_continues(exchange):
 
 
 async def flood(exchange):
-    """An answer in front of 18 MiB of nothing."""
+    """An answer followed by 18 MiB of zeros."""
     await exchange.read("either")
     await exchange.send(b"HTTP/1.1 200 OK\r\nContent-Type: application/ipp\r\n"
                         b"Content-Length: %d\r\n\r\n" % (1 << 40) + raw_http.ipp_answer())
@@ -300,7 +300,7 @@ async def negative_chunk(exchange):
 
 
 async def long_lengths(exchange):
-    """Attributes that say to be longer than what follows."""
+    """Attributes whose lengths promise more than follows."""
     await exchange.read("refused")
     await exchange.answer(b"\x01\x00\x04\x00\x01\x00\x00\x00\x01\x47\x7f\xff\x80\x00abc\xff\xff")
 
@@ -316,7 +316,7 @@ async def redirects_to_a_file(exchange):
 
 
 async def drips(exchange):
-    """An answer of one byte after the other that does not come to its end."""
+    """An answer that comes byte by byte and never ends."""
     await exchange.read("refused")
     await exchange.send(b"HTTP/1.1 200 OK\r\nContent-Type: application/ipp\r\n\r\n" +
                         raw_http.ipp_answer(0x0400)[:-1])
@@ -375,7 +375,7 @@ class Printer:
                 exchange = Exchange(self, incoming, writer)
                 exchange.request = await incoming.head()
                 if exchange.request.line.startswith("GET "):
-                    # Who follows a redirect may say GET and send a body all the same.
+                    # A client that follows a redirect may send a body with its GET.
                     await exchange.answer(b"", "405 Method Not Allowed", ["Connection: close"])
                     await exchange.client_leaves()
                 await self.behaviour()(exchange)

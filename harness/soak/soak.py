@@ -36,7 +36,7 @@ from printer_peer import Printer  # noqa: E402
 from wine_prefix import WinePrefix, peer_process  # noqa: E402
 
 DONE, WRONG = 0, 1
-# After its time a run ends the jobs that it has begun.
+# When its time is over a run still ends the jobs that it has begun.
 GRACE = 240
 HEAD = 64
 Size = collections.namedtuple("Size", "ports real good slow faulty hostile off largest reload")
@@ -45,7 +45,7 @@ SMALL = Size(12, 1, 6, 2, 3, 2, 1, 1 << 20, 3)
 
 
 class Documents:
-    """The store from which documents are cut (documents.h)."""
+    """The file from which documents are cut (documents.h)."""
 
     def __init__(self, seed, largest):
         self.bytes = random.Random(seed).randbytes(largest + (1 << 20))
@@ -191,7 +191,7 @@ class Run:
         return lines
 
     def wait_for_real_printers(self):
-        """They look at a document after they have answered."""
+        """Real printers inspect a document after they have answered."""
         accepted = sum(line["outcome"] == "accepted" and
                        self.printers.kinds.get(line["printer"]) == "real"
                        for line in self.record())

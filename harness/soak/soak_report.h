@@ -14,7 +14,7 @@
 
 namespace velmora::testing {
 
-/// The files in which a run tells what it does, line by line, from every thread:
+/// The files in which a run records what it does, line by line, from every thread:
 ///
 ///   jobs.csv       a job, after its end
 ///   samples.csv    what the process holds
@@ -49,7 +49,7 @@ class SoakReport {
     }
     /// `atRest`: nobody prints and the library is not loaded.
     void sample(bool atRest) {
-        // What one of them needs is not to be seen by another.
+        // One thread must not see what another one needs.
         const std::lock_guard lock(sampling_);
         const ProcessResources held = processResources();
         const std::size_t heap = usedHeapBytes();

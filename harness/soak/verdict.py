@@ -4,15 +4,15 @@ printers have; and what it holds in the end with what it held when it was warm."
 import collections
 
 OUTCOMES = {"accepted", "refused", "no-answer", "incomplete", "not-reached", "abandoned"}
-# Printers that have no fault: whatever is sent there must arrive. A real one does one job at a time
-# and says so to the next one.
+# Printers that have no fault: whatever is sent there must arrive. A real one prints one job at a time and
+# answers the next one that it is busy.
 SOUND = {"good", "slow", "real"}
 BUSY = 0x0507  # server-error-busy (RFC 2911, 13.1.5.8)
 
-# Of what is measured at rest, with the library unloaded: how much more there may be at the end than
-# when the server was warm. The platform's client keeps a connection to each of sixty printers for a
-# while, with some handles each, and the heaps keep the room of the worst moment: answers that eight
-# threads read at once, and the documents that multi-target jobs hold.
+# How much more there may be at the end than when the server was warm, both at rest with the library
+# unloaded. The platform's client keeps a connection to each of sixty printers for a while, with some
+# handles each, and the heaps stay as large as at the worst moment: answers that eight threads read at once,
+# and the documents that multi-target jobs hold.
 BOUNDS = {"heap": 2 << 20, "handles": 150, "threads": 4, "slots": 2, "committed": 256 << 20}
 WARM = 0.2  # of the time
 
@@ -26,9 +26,9 @@ class Job(collections.namedtuple("Job", "id port given written tries started fai
 
 
 def judge(jobs, record, arrivals, kinds, digest):
-    """What is wrong, a text each. `record`: the lines as dictionaries. `arrivals`: dictionaries with
-    printer, job, bytes, sha256 and answer (printers.py). `kinds`: printers' kinds by URL.
-    `digest(job)`: the SHA-256 of what the monitor has taken of the job's document."""
+    """The faults found, one text each. `record`: the lines as dictionaries. `arrivals`: dictionaries with
+    printer, job, bytes, sha256 and answer (printers.py). `kinds`: printers' kinds by URL. `digest(job)`:
+    the SHA-256 of what the monitor has taken of the job's document."""
     findings = []
     lines = collections.defaultdict(list)
     for line in record:
@@ -49,7 +49,7 @@ def judge(jobs, record, arrivals, kinds, digest):
 
 
 def _tries(job, lines):
-    """Every try of the job is in the record, at every printer."""
+    """Every attempt of the job is in the record, for every printer."""
     if not lines:
         return [f"{job.name} is not in the record"]
     counted = collections.Counter()

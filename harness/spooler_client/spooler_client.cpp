@@ -40,7 +40,7 @@ int fail(const char* what) {
     return 1;
 }
 
-/// AddMonitor loads the library; the rest is what a setup program or an administrator does.
+/// AddMonitor loads the library; the other steps are those of a setup program or an administrator.
 int install() {
     std::string name = monitorName();
     char library[] = "Velmora.dll";
@@ -103,7 +103,7 @@ int print(std::string port, std::string jobName, const std::string& path) {
 
 int main(int argc, char** argv) {
     const std::vector<std::string> words(argv + 1, argv + argc);
-    // Read by another program while this one runs.
+    // Another program reads the output while this one runs.
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     if (words.size() == 1 && words[0] == "install") return install();
     if (words.size() >= 3 && words[0] == "configure") {

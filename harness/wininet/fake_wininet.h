@@ -31,13 +31,13 @@ class FakeWinInet {
     std::vector<std::string> calls;
     /// The bytes of each InternetWriteFile.
     std::vector<std::string> writes;
-    /// One for each answer, used up by HttpQueryInfoA; the last one is used again.
+    /// One for each answer, consumed by HttpQueryInfoA; the last one is used again.
     std::deque<Answer> answers{Answer{}};
     /// Results of InternetErrorDlg; without one it returns 0.
     std::deque<DWORD> dialogResults;
 
-    /// The next call of the function that was not given a result yet fails with this code (0: it
-    /// succeeds).
+    /// Gives the next call of the function that has no result yet this one: it fails with the code
+    /// (0: it succeeds).
     void fail(const std::string& function, DWORD error) { failures_[function].push_back(error); }
 
     /// The number of calls of the function.

@@ -4,9 +4,10 @@
 
 namespace velmora::testing {
 
-/// Redirects one function that a module (by default this program) imports, for calls from
-/// the module's own code, as long as this object lives. What it led to goes to `original` first, if
-/// that is given. Throws std::runtime_error when the module does not import it.
+/// Redirects one function that a module (by default this program) imports, for calls from the
+/// module's own code, as long as this object lives. The address that was there is stored in
+/// `original` first, if that is given. Throws std::runtime_error when the module does not import
+/// it.
 class ImportPatch {
   public:
     ImportPatch(const char* library, const char* function, void (*replacement)(),

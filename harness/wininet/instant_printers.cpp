@@ -12,7 +12,7 @@ namespace {
 std::atomic<int> openedHandles{0};
 std::atomic<int> endedRequests{0};
 
-/// What the next InternetReadFile of a request gives: the answer, and then its end.
+/// InternetReadFile gives a request's answer once, and then the end.
 struct Request {
     bool answered = false;
 };
@@ -105,7 +105,7 @@ std::string standInPath() {
 }  // namespace
 
 InstantPrinters::InstantPrinters() {
-    // By its path: whatever imports wininet.dll afterwards gets this one. Never freed.
+    // Loaded by its path: modules that import wininet.dll afterwards get this one. Never freed.
     if (LoadLibraryA(standInPath().c_str()) == nullptr)
         throw std::runtime_error("the stand-in for wininet.dll does not load");
     openedHandles = 0;

@@ -19,7 +19,7 @@ class InstantPrinters {
 
     /// Handles that were opened and not closed.
     static int openHandles() noexcept;
-    /// Requests whose end came (HttpEndRequestA): two a job and printer.
+    /// Requests that have ended (HttpEndRequestA): two for each job and printer.
     static int requests() noexcept;
 
   private:

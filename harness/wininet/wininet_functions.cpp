@@ -8,7 +8,7 @@ namespace velmora::testing {
 
 WinInetFunctions& winInetFunctions() {
     using Export = WinInetFunctions*(WINAPI*)();
-    // Asked for once: the call loads the platform's library too, which has the same name.
+    // Looked up once: the call also loads the platform's library, which has the same name.
     static const auto table =
         librarySymbol<Export>(GetModuleHandleA("wininet.dll"), "VelmoraWinInetFunctions");
     if (table == nullptr) throw std::runtime_error("the stand-in for wininet.dll is not loaded");

@@ -11,8 +11,8 @@ FakeSpooler::FakeSpooler() {
     char program[MAX_PATH] = {};
     GetModuleFileNameA(nullptr, program, MAX_PATH);
     const std::string folder(program, std::string_view(program).rfind('\\') + 1);
-    // By its path the first time; later loads by name find the loaded one, or, when there is
-    // another already, either of them. Never freed, as the spooler's own functions never are.
+    // Loaded by its path the first time; later loads by name find the loaded library or, if another
+    // one is loaded already, either of them. Never freed, as the spooler's own library never is.
     const HMODULE loaded = GetModuleHandleA("winspool.drv");
     const HMODULE library = LoadLibraryA((folder + "winspool_stand_in\\winspool.drv").c_str());
     const auto standIn =

@@ -7,8 +7,8 @@
 
 namespace velmora::testing {
 
-/// The spooler of a test declared with WINSPOOL_STAND_IN: whatever loads "WinSpool.drv" after the
-/// first of these has been made gets ours. Each one starts with no calls and no failures.
+/// The spooler of a test declared with WINSPOOL_STAND_IN: once the first of these objects exists,
+/// loading "WinSpool.drv" gives our stand-in. Each object starts with no calls and no failures.
 class FakeSpooler {
   public:
     /// Throws std::runtime_error when the library does not load.

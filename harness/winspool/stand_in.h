@@ -8,8 +8,8 @@ namespace velmora::testing {
 using XcvRoute = DWORD(WINAPI*)(HANDLE xcv, const wchar_t* command, BYTE* input, DWORD inputSize,
                                 BYTE* output, DWORD outputSize, DWORD* needed);
 
-/// What the winspool.drv of ours and the test that uses it share. The library and the test have a
-/// C runtime each, so nothing here owns memory.
+/// Shared by our stand-in for winspool.drv and the test that uses it. Each has its own C runtime,
+/// so nothing here owns memory.
 struct SpoolerStandIn {
     /// The calls in their order, a line each, e.g. "SetJobA 1001 77 0 null 6".
     char calls[16384];
@@ -20,8 +20,8 @@ struct SpoolerStandIn {
     /// Called with each line of `calls` when it has been recorded and before the call returns;
     /// null: nobody.
     void(WINAPI* onCall)(const char* line);
-    /// What EnumPortsA lists, at level 1 only: names with their terminators, an empty one at the
-    /// end.
+    /// The names that EnumPortsA lists (at level 1 only), each with its terminator, and an empty
+    /// one at the end.
     char ports[256];
 };
 

@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <cstring>
 
-// A monitor that forwards to Velmora.dll. Wine's spooler treats a channel as failed if opening it
-// leaves the handle unwritten; Windows' spooler does not. The shim fills in a handle.
+// A monitor that forwards to Velmora.dll. Wine's spooler takes the opening of a channel for failed
+// if no handle is written; Windows' spooler does not. The shim fills in a handle.
 //
-// For tests of what goes wrong it can also fail in the monitor's place: the text "Fault" in the key
+// For tests of failures it can also fail instead of the monitor: the text "Fault" in the key
 // "Software\\Velmora shim" of HKEY_LOCAL_MACHINE is a command of the channel, the number of calls
 // that are carried out first, the number of calls that fail then (0: all), and the status that
 // these get; with the status 0 such a call does nothing and says that it is done. "ConfigPort 2 0

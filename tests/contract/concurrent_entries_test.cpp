@@ -19,7 +19,7 @@ constexpr int kRounds = 60;
 
 using ConcurrentEntries = CleanStateTest;
 
-/// Ports that the first enumeration finds and every later one must find too, whole.
+/// Ports that the first enumeration finds and every later one must find too, complete.
 int countStayingPorts(EnumPorts2Entry enumerate, std::vector<BYTE>& buffer) {
     DWORD needed = 0;
     DWORD returned = 0;
@@ -80,7 +80,7 @@ TEST_F(ConcurrentEntries, EnumerationAndOpeningGoOnWhilePortsComeChangeAndGo) {
     }
     for (std::thread& writer : writers)
         writer.join();
-    // However the threads were scheduled, somebody has looked.
+    // However the threads were scheduled, at least one enumeration has run.
     while (looks.load() < 2)
         std::this_thread::yield();
     stop = true;

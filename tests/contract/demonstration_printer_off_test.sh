@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# One printer is off: the demonstration must fail and say which, and the others must have it all.
+# One printer is off: the demonstration must fail and name it, and the others must have the whole document.
 #
 #   demonstration_printer_off_test.sh DEMONSTRATION...
 output=$("$@" --switch-off Sales)

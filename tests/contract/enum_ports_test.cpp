@@ -28,7 +28,7 @@ struct Generation {
 class PortEnumeration : public CleanStateTest {
   protected:
     void storePort(const std::string& name) {
-        // The platform may enumerate values in the order of their names; these keep ours.
+        // The platform may enumerate values sorted by name; these names keep our order.
         writeRegistryBinary(kPorts, std::to_string(10000 + names_.size()), defaultRecord(name));
         names_.push_back(name);
     }
@@ -181,7 +181,8 @@ TEST_F(PortEnumeration, StringsArePackedDownwardFromTheEnd) {
     storePort("");
     for (const Generation& g : generations()) {
         for (const DWORD level : {1u, 2u}) {
-            // Room to spare shows that the end of the buffer counts, not the end of what is needed.
+            // With room to spare it shows that strings end at the end of the buffer, not of what is
+            // needed.
             for (const std::size_t spare : {0u, 1u, 100u}) {
                 const std::size_t total = expectedSize(g, level, std::strlen("Velmora Ports"));
                 std::vector<BYTE> buffer(total + spare);

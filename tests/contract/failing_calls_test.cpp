@@ -8,7 +8,7 @@ const std::string kNoMemory = "FALSE " + std::to_string(ERROR_NOT_ENOUGH_MEMORY)
 
 void nothing() {}
 
-/// With the policy that an installation writes, or without one.
+/// With the policy of an installation, or without one.
 class FailingEntries : public FailingCallsTest, public ::testing::WithParamInterface<bool> {
   protected:
     void SetUp() override {
@@ -49,8 +49,8 @@ INSTANTIATE_TEST_SUITE_P(Machine, FailingEntries, ::testing::Bool(), [](const au
     return std::string(info.param ? "WithPolicy" : "WithoutPolicy");
 });
 
-/// An initialiser that finds its ports, or without memory and registry fewer of them; the ports
-/// are all there after the next one.
+/// An initialiser finds its ports, or fewer of them if memory or the registry fails; the next one
+/// finds them all.
 TEST_P(FailingEntries, Initialisers) {
     const auto tryInitialiser = [&](const char* name, const std::function<bool()>& initialise) {
         tryEverywhere({.name = named(name),
@@ -127,7 +127,7 @@ TEST_P(FailingEntries, OpenPort) {
     });
 }
 
-/// The channel stays closed to whom the policy closes it, whatever cannot be read.
+/// The channel stays closed to those whom the policy excludes, whatever cannot be read.
 TEST_P(FailingEntries, XcvOpenPort) {
     const auto tryOpening = [&](const char* name, ACCESS_MASK access, const std::string& good) {
         tryEverywhere({.name = named(name),

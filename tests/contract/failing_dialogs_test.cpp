@@ -1,6 +1,6 @@
-// The entries that show dialogs, and what a person does in them. Every allocation of theirs fails
-// in no_memory_dialogs_test.cpp; here the other calls do: some of them, since a sheet takes its
-// time, and each where VELMORA_EVERY_CALL is set.
+// The entries that show dialogs, and what a person does in them. no_memory_dialogs_test.cpp lets
+// each of their allocations fail, this program the other calls: some of them, since a sheet takes
+// its time, or all if VELMORA_EVERY_CALL is set.
 #include <cstdlib>
 
 #include "harness/sheet_person.h"
@@ -16,7 +16,7 @@ HWND pageOf(HWND sheet) {
     return reinterpret_cast<HWND>(SendMessageA(sheet, PSM_GETCURRENTPAGEHWND, 0, 0));
 }
 
-/// A policy, whatever is in it, keeps a dialog from storing a part of the directory.
+/// With a policy, whatever its values, a dialog does not store a directory that was read in part.
 class FailingDialogs : public FailingCallsTest {
   protected:
     void SetUp() override {
@@ -107,7 +107,7 @@ TEST_F(FailingDialogs, PortIsEdited) {
               97);
 }
 
-/// A URL that cannot be looked at is refused with a message, and the sheet stays.
+/// A URL that cannot be checked is refused with a message, and the sheet stays open.
 TEST_F(FailingDialogs, UrlIsChecked) {
     tryDialog(
         {"ConfigurePortUI, URL",

@@ -83,7 +83,7 @@ class FailingJobs : public FailingCallsTest {
         const Table& table;
         const char* port;
         bool recorded = false;
-        /// Every how many allocations and calls of WinInet one is tried. Four threads take turns.
+        /// One of so many allocations and WinInet calls is tried. Four threads take turns.
         std::size_t every = 1;
     };
 
@@ -115,7 +115,7 @@ class FailingJobs : public FailingCallsTest {
         }
         const long whole = whole_ == 0 ? 0 : requests_.count(whole_);
         text += ", " + std::to_string(whole) + " whole";
-        // What the spooler is not told of, although it happened before the end.
+        // Failures that the spooler is not told of, although they happened before the end.
         if (text == "written, 0 whole" && early) text += ", lost in silence";
         if (job.recorded) text += takeRecord();
         return text;
@@ -137,9 +137,9 @@ class FailingJobs : public FailingCallsTest {
             DeleteFileA((recordPath() + name).c_str());
         RemoveDirectoryA(recordPath().c_str());
     }
-    /// How many copies the record calls accepted and how many not, and begins it anew.
+    /// Counts the copies that the record calls accepted and the others, and starts a new record.
     std::string takeRecord() {
-        // The end of the monitor has the lines written, by a thread that then ends.
+        // Ending the monitor writes the lines, on a thread that then ends.
         monitor2_.entry<void(WINAPI*)(HANDLE)>(18)(nullptr);
         while (FailingCalls::held().threads != 0)
             SleepEx(1, FALSE);
@@ -194,8 +194,8 @@ class FailingJobs : public FailingCallsTest {
     std::size_t whole_ = 0;
 };
 
-/// The spooler is told of every failure before the end of the document; what becomes of the end is
-/// for the record alone.
+/// The spooler is told of every failure before the end of the document; a failure at the end is
+/// only in the record.
 const std::vector<Documented> kToOnePrinter{
     {kMemoryFault | kInternetFault, "refused, 0 whole"},
     {kMemoryFault | kInternetFault, "not written, 0 whole"},
@@ -232,9 +232,9 @@ TEST_F(FailingJobs, ToOnePrinterRecorded) {
             {kMemoryFault | kInternetFault, text + "; record: 0 accepted, 1 failed"});
         documented.push_back({kMemoryFault, text + "; record: 0 accepted, 0 failed"});
     }
-    // The answer alone tells whether the printer has taken it.
+    // Only the answer tells whether the printer has accepted it.
     documented.push_back({kInternetFault, "written, 0 whole; record: 1 accepted, 0 failed"});
-    // Whole, but without an answer that says so.
+    // Complete, but without an answer that confirms it.
     documented.push_back(
         {kMemoryFault | kInternetFault, "written, 1 whole; record: 0 accepted, 1 failed"});
     documented.push_back({kMemoryFault | kThreadFault | kFileFault | kRegistryFault,
@@ -244,7 +244,8 @@ TEST_F(FailingJobs, ToOnePrinterRecorded) {
            {.blocks = 4});  // what is remembered of a failure, so that it is not told twice
 }
 
-/// One printer of four, or what a part of the directory leads to. The others get all of it.
+/// One printer of four, or those that a partly read directory leads to. The others get the whole
+/// document.
 const std::vector<Documented> kToFourPrinters{
     {kMemoryFault | kThreadFault | kEventFault | kInternetFault, "written, 3 whole"},
     {kMemoryFault | kEventFault, "refused, 0 whole"},

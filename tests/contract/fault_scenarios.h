@@ -20,45 +20,44 @@
 
 namespace velmora::testing {
 
-// The built library on a machine in trouble: of all the calls that an entry makes to the platform
-// one fails, each in its turn. The entry then does what it is documented to do, what is stored is
-// what was there before or what was to be there, nothing is kept that is not needed, and the same
-// call succeeds at once when all is well again.
+// The built library on a machine in trouble: each of the platform calls that an entry makes fails
+// in turn. The entry then does what is documented, the stored values are the old or the new ones,
+// nothing leaks, and the same call succeeds once nothing fails any more.
 
-/// What a call may come to when something fails.
+/// The results that a call may have if something fails.
 struct Documented {
     unsigned kinds;       ///< of faults, a set
-    std::string outcome;  ///< "CODE" in it stands for the error of what has failed
+    std::string outcome;  ///< "CODE" is replaced by the error of the call that failed
 };
 
 struct Scenario {
     std::string name;
     /// Brings the machine into the state from which the call starts. Nothing fails.
     std::function<void()> before;
-    /// The entry, and what it came to in words.
+    /// Calls the entry; returns its result in words.
     std::function<std::string()> call;
-    /// What it comes to when nothing fails, and may come to whatever fails.
+    /// The result if nothing fails, and those that are allowed whatever fails.
     std::string good;
     std::vector<Documented> documented;
     unsigned kinds = kEveryFault;
-    /// Faults of which the caller is not told: what was to be stored need not be.
+    /// Faults that are not reported to the caller: the new values may then be missing.
     unsigned silent = kRegistryFault;
-    std::size_t step = 1;  ///< every how many calls one is tried
+    std::size_t step = 1;  ///< one of so many calls is tried
     /// If not 0: how many calls of each kind are tried instead; evenly spaced, the first and the
     /// last among them.
     std::size_t places = 0;
     bool changes = false;  ///< whether a success changes what is stored
-    /// Another scenario has made what is made once and kept.
+    /// What is made once and kept was made by another scenario.
     bool warm = false;
-    /// What a failed call may keep beyond what a successful one does.
+    /// What a failed call may hold in addition to a successful one.
     HeldResources kept = {};
-    /// Whether the next call starts from the same state, and not from what the failed one has left.
+    /// Whether the next call starts from the same state instead of what the failed one has left.
     bool again = false;
-    /// After every how many failed calls the next one is tried.
+    /// After so many failed calls the next successful one is tried.
     std::size_t nextCalls = 1;
 };
 
-/// How often which kind of call was tried.
+/// How many calls of each kind were tried.
 class TriedPlaces {
   public:
     void add(FaultKind kind) { ++tried_[nameOf(kind)]; }
@@ -112,7 +111,7 @@ class FailingCallsTest : public MachineOfTwoPorts {
         const State old = state();
         ASSERT_EQ(scenario.call(), scenario.good) << "nothing fails";
         const State wanted = state();
-        // The first exception that is thrown makes what the runtime keeps.
+        // The first exception makes the runtime allocate what it then keeps.
         scenario.before();
         calls_.fail(0, kMemoryFault);
         scenario.call();
@@ -150,7 +149,7 @@ class FailingCallsTest : public MachineOfTwoPorts {
         return code == kUntouched ? "FALSE" : "FALSE " + std::to_string(code);
     }
 
-    /// The last error before a call whose own one is looked at.
+    /// The last error before a call whose own is checked.
     static constexpr DWORD kUntouched = 0xDEAD;
 
   private:
@@ -238,8 +237,8 @@ class FailingCallsTest : public MachineOfTwoPorts {
                 return;
         ADD_FAILURE() << "not documented: " << outcome;
     }
-    /// Each value as it was or as it was to be; missing only where it was or was to be missing. The
-    /// settings file fills itself with every text that is asked for.
+    /// Each value is the old or the new one, and missing only if the old or the new state lacks it.
+    /// The settings file gets every text that is looked up.
     static void expectOldOrNew(const State& found, const State& old, const State& wanted) {
         State all = found;
         all.insert(old.begin(), old.end());
@@ -256,7 +255,7 @@ class FailingCallsTest : public MachineOfTwoPorts {
         }
     }
 
-    /// Of two calls in a row without a fault.
+    /// What two calls in a row without a fault hold.
     HeldResources growthOf(const Scenario& scenario) {
         HeldResources growth;
         // Twice: what is made once is there the second time.

@@ -1,5 +1,5 @@
-// The delivered files as they lie on the disk: what they ask the system to protect them with, and
-// what they import.
+// The delivered files as they are on the disk: the protections that they ask the system for, and
+// their imports.
 #include <windows.h>
 
 #include <gmock/gmock.h>
@@ -121,9 +121,8 @@ TEST_P(DeliveredImage, NamesNoFolderOfTheMachineThatBuiltIt) {
         EXPECT_EQ(image_.bytes().find(folder), std::string::npos) << folder;
 }
 
-// Which functions are protected shows in their calls of the way out of one whose stack was
-// overwritten. That it ends the process is not tried: under Wine the end of such a process is told
-// late or never to whoever waits for it.
+// Protected functions call the handler of an overwritten stack. That it ends the process is not
+// tried: under Wine a process that waits learns of such an end late or never.
 TEST_P(DeliveredImage, ProtectsItsStacks) {
     // mov ecx, 2 (FAST_FAIL_STACK_COOKIE_CHECK_FAILURE); int 0x29 (__fastfail)
     constexpr std::string_view kWayOut("\xB9\x02\0\0\0\xCD\x29", 7);
@@ -156,7 +155,7 @@ INSTANTIATE_TEST_SUITE_P(Files, DeliveredImage, ::testing::Values("Velmora.dll",
                                                                                       : "Tool";
                          });
 
-// Windows takes these from its own directory whatever lies beside a program (KnownDLLs), in all
+// Windows loads these from its own directory whatever is beside a program (KnownDLLs), in all
 // versions from 7 to 11.
 TEST(ToolImage, ImportsOnlyLibrariesThatNobodyCanPutBesideIt) {
     const std::set<std::string> known{
@@ -187,8 +186,8 @@ class PlantedLibraries : public ::testing::Test {
                                    folder_ / "program" / "velmoractl.exe");
     }
     void TearDown() override {
-        // The platform's background processes may have been started in the current directory; it
-        // then stays, empty.
+        // The platform's background processes may have been started in the current directory, which
+        // then stays behind empty.
         for (const char* name : {"program", "current", "path"}) {
             std::error_code error;
             std::filesystem::remove_all(folder_ / name, error);
@@ -242,7 +241,7 @@ TEST_F(PlantedLibraries, InTheCurrentDirectoryAndInPathAreNotRun) {
     EXPECT_EQ(run(L"velmoractl.exe", L"probe ipp://127.0.0.1:1/ipp/print"), 7u);
 }
 
-/// On a system without unicows.dll, as every Windows of today is.
+/// On a system without unicows.dll, like every current Windows.
 class PlantedUnicows : public PlantedLibraries {
   protected:
     void SetUp() override {
@@ -250,7 +249,7 @@ class PlantedUnicows : public PlantedLibraries {
         GetSystemDirectoryW(system, MAX_PATH);
         own_ = std::filesystem::path(system) / "unicows.dll";
         aside_ = own_.wstring() + L".aside";
-        // What an earlier run may have left when it was ended.
+        // An earlier run that was ended may have left this.
         if (std::filesystem::exists(aside_)) std::filesystem::rename(aside_, own_);
         if (std::filesystem::exists(own_)) std::filesystem::rename(own_, aside_);
         PlantedLibraries::SetUp();

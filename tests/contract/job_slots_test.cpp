@@ -19,7 +19,7 @@ using StartDoc = BOOL(WINAPI*)(HANDLE, void*, DWORD, DWORD, BYTE*);
 std::vector<std::byte> singlePrinterRecord(const std::string& name, const std::string& url) {
     const std::vector<std::byte> defaults = defaultRecord(name);
     std::vector<std::byte> record = Bytes().text(name).u8(1).text(url).data();
-    // Behind the name, the mode and the empty URL everything stays as it is.
+    // After the name, the mode and the empty URL nothing is changed.
     record.insert(record.end(), defaults.begin() + static_cast<std::ptrdiff_t>(name.size() + 3),
                   defaults.end());
     return record;

@@ -1,5 +1,5 @@
-// The built library loaded, initialised and unloaded, as the shell and the spooler do it for as
-// long as they live: nothing of the process may be used up by it.
+// The built library loaded, initialised and unloaded, as the shell and the spooler do throughout
+// their lives: it must not use up anything of the process.
 #include <windows.h>
 
 #include <winspool.h>
@@ -24,11 +24,11 @@ namespace velmora::testing {
 namespace {
 
 constexpr int kWarmUp = 100;
-// A slot, a handle or two kilobytes that each round leaves behind are far beyond the bounds below.
+// A slot, a handle or two kilobytes leaked in each round would be far above the limits below.
 constexpr int kRounds = 1000;
 constexpr std::size_t kBytes = 1 << 20;
 
-/// VELMORA_LOAD_ROUNDS in place of `usual` (tools/soak-loads).
+/// VELMORA_LOAD_ROUNDS overrides `usual` (tools/soak-loads).
 int roundsOr(int usual) {
     const char* const text = std::getenv("VELMORA_LOAD_ROUNDS");
     return text == nullptr ? usual : std::atoi(text);
@@ -60,7 +60,7 @@ class LoadedDll {
 
 class LoadUnload : public CleanStateTest {
   protected:
-    /// What the library imports stays, as it does in the shell and in the spooler.
+    /// The libraries that it imports stay loaded, as in the shell and in the spooler.
     void SetUp() override {
         CleanStateTest::SetUp();
         for (const char* library : {"advapi32.dll", "comctl32.dll", "gdi32.dll", "shlwapi.dll",
@@ -77,7 +77,8 @@ class LoadUnload : public CleanStateTest {
         for (int i = 0; i < rounds; ++i)
             round();
         ProcessResources after = processResources();
-        // A thread that has let the library go may still be ending, and has its stack until then.
+        // A thread that has released the library may still be ending, and keeps its stack until
+        // then.
         for (int i = 0; i < 1000 && after.bytes > before.bytes + kBytes; ++i) {
             SleepEx(10, FALSE);
             after = processResources();
@@ -133,11 +134,11 @@ TEST_F(LoadUnload, WithTheInitialiserOfTheAnsiGeneration) {
     });
 }
 
-// What a thread of the caller has taken by a throw is given back at its end and at unloading, and
-// what stands in for memory at a throw is too.
+// What a throw allocated for a thread of the caller is freed at the thread's end and at unloading,
+// and so is the reserve memory for throwing.
 using DeletePortUiEntry = BOOL(WINAPI*)(const wchar_t*, HWND, const wchar_t*);
 
-/// Fails by an exception inside the library: there is no such monitor to speak with.
+/// Fails by an exception inside the library: there is no such monitor.
 DWORD WINAPI throwInside(void* deletePortUi) {
     return reinterpret_cast<DeletePortUiEntry>(deletePortUi)(nullptr, nullptr, L"Unknown");
 }
@@ -157,7 +158,7 @@ TEST_F(LoadUnload, WithThrowsInThreadsThatEndAndInOneThatLives) {
     });
 }
 
-// The process's other libraries may have taken all.
+// The process's other libraries may use all of them.
 TEST_F(LoadUnload, WithoutAnyTlsSlot) {
     std::vector<DWORD> slots;
     for (DWORD slot = TlsAlloc(); slot != TLS_OUT_OF_INDEXES; slot = TlsAlloc())
@@ -176,7 +177,7 @@ TEST_F(LoadUnload, WithoutAnyTlsSlot) {
         TlsFree(slot);
 }
 
-/// Jobs to one printer and to four, none of which is there.
+/// Jobs to one printer and to four, none of which exists.
 class LoadUnloadWithJobs : public LoadUnload {
   protected:
     void SetUp() override {
@@ -231,7 +232,7 @@ class LoadUnloadWithJobs : public LoadUnload {
                        nullptr),
                   0u);
     }
-    /// `target`: the record's fields behind the name, up to the groups.
+    /// `target`: the record's fields after the name, up to the groups.
     void addPort(char name, const std::vector<std::byte>& target) {
         const wchar_t wide[] = {static_cast<wchar_t>(name), L'\0'};
         ASSERT_EQ(xcv_(nullptr, L"AddPort", wide, sizeof wide, nullptr, 0, nullptr), 0u);
@@ -254,7 +255,8 @@ TEST_F(LoadUnloadWithJobs, ToFourPrintersInBetween) {
     expectJobsToUseNothingUp(L"Q", 4);
 }
 
-// The library is let go while its writer has a job's line to write, which is written all the same.
+// The library is released while its writer still has a job's line to write, which is written all
+// the same.
 TEST_F(LoadUnloadWithJobs, ToOnePrinterThatAreRecorded) {
     namespace fs = std::filesystem;
     char system[MAX_PATH] = {};

@@ -12,18 +12,18 @@
 
 namespace velmora::testing {
 
-// The built library with memory that fails: from one allocation on for good, or a few in a row, at
-// every place where a call allocates, the C++ runtime inside the library included. The process
-// lives, the call reports what it is documented to report, and the same call succeeds once memory
-// is back.
+// The built library out of memory: from one allocation on, or for a few in a row, at every place
+// where a call allocates, including the C++ runtime inside the library. The process lives, the call
+// reports the documented result, and the same call succeeds once there is memory again.
 
 /// How many allocations in a row fail.
 inline constexpr std::size_t kLengths[] = {1, 2, 3, 4, 101, FailingMemory::kForEver};
 
 class NoMemory : public MachineOfTwoPorts {
   protected:
-    /// Runs `call` with failures at every place, or at every `step`th; it gets whether memory may
-    /// fail, and tells whether what the entry did is as documented. Then once more with all memory.
+    /// Runs `call` with failures at every place, or at every `step`th: it is told whether memory
+    /// may fail, and returns whether the entry did what is documented. Then runs it again without
+    /// failures.
     void atEveryAllocation(const std::function<bool(bool memoryFails)>& call,
                            std::span<const std::size_t> lengths = kLengths, std::size_t step = 1) {
         for (const std::size_t length : lengths) {

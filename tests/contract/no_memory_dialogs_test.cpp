@@ -1,6 +1,5 @@
-// The entries that show dialogs, with memory that fails. Each sheet that opens all the same is used
-// and closed by the thread that shows it, from a timer: whatever fails, somebody is there to close
-// what is open.
+// The entries that show dialogs, when memory fails. A sheet that opens all the same is operated and
+// closed from a timer of the thread that shows it, so that it is closed whatever fails.
 #include "harness/sheet_person.h"
 #include "tests/contract/no_memory.h"
 
@@ -21,7 +20,7 @@ class NoMemoryDialogs : public NoMemory {
         int again = 0;
         atEveryAllocation(
             [&](bool memoryFails) {
-                // A sheet takes its time: that it opens as before is looked at now and then.
+                // A sheet takes its time, so that it opens as before is checked only sometimes.
                 if (!memoryFails && ++again % 3 != 0) return true;
                 const SheetPerson person(steps);
                 SetLastError(kUntouched);
@@ -36,7 +35,7 @@ class NoMemoryDialogs : public NoMemory {
         EXPECT_GT(shown, 0);
     }
 
-    /// The 64-bit library is made of the same source.
+    /// The 64-bit library is built from the same source.
     static constexpr bool kCoarse = sizeof(void*) == 8;
     static constexpr DWORD kUntouched = 0xDEAD;
 };
@@ -79,7 +78,7 @@ TEST_F(NoMemoryDialogs, PortOfTheAnsiGeneration) {
         21, [&] { return ansi_.entry<PortDialogA>(10)(nullptr, nullptr, "One"); }, TRUE, 0);
 }
 
-// What the sheet shows is stored again as it was, whatever fails on the way.
+// The values that the sheet shows are stored unchanged, whatever fails on the way.
 TEST_F(NoMemoryDialogs, AllPagesAreShownAndOkIsPressed) {
     const SheetSteps steps{[](HWND sheet) { openPage(sheet, 1); },
                            [](HWND sheet) { openPage(sheet, 2); },

@@ -1,4 +1,4 @@
-// Every entry that shows no dialog, with memory that fails.
+// Every entry that shows no dialog, when memory fails.
 #include "tests/contract/no_memory.h"
 
 #include <algorithm>
@@ -148,7 +148,7 @@ TEST_F(NoMemory, JobToOnePrinter) {
     });
 }
 
-// The record of deliveries and the event log are written besides, from a thread of their own.
+// The record of deliveries and the event log are written as well, by their own thread.
 TEST_F(NoMemory, JobThatIsRecorded) {
     for (const auto& [name, value] : {std::pair{"DeliveryRecord", 1u}, {"EventLog", 2u}})
         writeRegistryRaw(kDefaultMonitorKey + "\\Policy", name, REG_DWORD,
@@ -172,7 +172,7 @@ TEST_F(NoMemory, JobOfTheAnsiGeneration) {
         [&](bool memoryFails) { return job<DOC_INFO_1A>(ansi_, port, name) || memoryFails; });
 }
 
-// Each thread that throws for the first time needs what the runtime keeps of it.
+// On each thread's first throw the runtime allocates what it keeps for that thread.
 TEST_F(NoMemory, JobOnAFreshThread) {
     HANDLE port = nullptr;
     ASSERT_TRUE(ansi_.entry<OpenPortAEntry>(2)("One", &port));
@@ -183,7 +183,7 @@ TEST_F(NoMemory, JobOnAFreshThread) {
     });
 }
 
-/// With the policy that an installation writes.
+/// With the policy of an installation.
 class NoMemoryWithPolicy : public NoMemory {
   protected:
     void SetUp() override {
@@ -198,7 +198,7 @@ class NoMemoryWithPolicy : public NoMemory {
                                           {"PromptDelivery", 1u}})
             writeRegistryRaw(kDefaultMonitorKey + "\\Policy", name, REG_DWORD,
                              Bytes().u32(value).data());
-        // The policy that was read last stands in for one that cannot be read.
+        // If the policy cannot be read, the one that was read last applies.
         dll_.monitor2();
     }
 };
@@ -332,7 +332,7 @@ constexpr unsigned char kPaint = 0xA5;
                           area);
 }
 
-// Some programs give their threads no more; a stack cannot be made so small under Wine.
+// Some programs give their threads no more; under Wine a stack cannot be made that small.
 TEST_F(NoMemoryWithPolicy, EntriesNeedNoMoreThanAStackOf64KiB) {
     HANDLE one = nullptr, four = nullptr;
     ASSERT_TRUE(ansi_.entry<OpenPortAEntry>(2)("One", &one));

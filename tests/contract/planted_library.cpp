@@ -1,4 +1,4 @@
-// A library under the name of one of Windows's: whoever loads it ends with the code below.
+// A library with the name of a Windows one: a process that loads it ends with the code below.
 #include <windows.h>
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {

@@ -14,8 +14,8 @@
 #include "harness/winspool/fake_spooler.h"
 #include "ui/resources/resource_ids.h"
 
-// What the entries that show a port's dialog do around it: what they store of the sheet, in which
-// order they use the channel, and which of them hold the lock of the ANSI generation.
+// What the entries that show a port's dialog do besides: what they store, in which order they use
+// the channel, and which of them hold the lock of the ANSI generation.
 
 namespace velmora::testing {
 namespace {
@@ -36,7 +36,7 @@ class PortDialogs : public CleanStateTest {
         ansi_ = dll_.monitorAnsi(storage_);
     }
 
-    /// Runs the entry with somebody who makes a group in its sheet and confirms.
+    /// Runs the entry while a user makes a group in its sheet and presses OK.
     template <class Entry>
     static void expectTheGroupStored(const std::string& id, const std::string& name,
                                      const std::string& newPort, Entry entry) {
@@ -88,7 +88,7 @@ TEST_F(PortDialogs, ThroughTheChannelReadAndSendTheRecordBeforeTheDirectory) {
     const std::string handle = calls[0].substr(calls[0].rfind(' ') + 1);
     Calls commands;
     for (const std::string& call : calls) {
-        // The sizes are looked at elsewhere.
+        // The sizes are tested elsewhere.
         const std::string start = "XcvDataW " + handle + " ";
         if (call.starts_with(start))
             commands.push_back(
@@ -100,7 +100,7 @@ TEST_F(PortDialogs, ThroughTheChannelReadAndSendTheRecordBeforeTheDirectory) {
     EXPECT_EQ(calls.back(), "ClosePrinter " + handle);
 }
 
-/// The critical sections that this thread takes and gives back inside the library.
+/// The critical sections that this thread enters and leaves inside the library.
 class SectionLog {
   public:
     explicit SectionLog(HMODULE library)

@@ -1,5 +1,5 @@
-// The printer directory follows the ports that are configured and deleted over the Xcv channel;
-// what is stored is read by the platform's registry tool.
+// The printer directory follows the ports that are configured and deleted over the Xcv channel; the
+// stored values are read with the platform's registry tool.
 
 #include <windows.h>
 
@@ -21,7 +21,7 @@ const std::string kPrinters = "HKEY_LOCAL_MACHINE\\" + kPrintersKey;
 Block record(const std::string& name, const std::string& url, unsigned auth,
              const std::string& user, const std::string& password) {
     const Block plain = defaultRecord(name);
-    // Behind the name: singleTarget, printerUrl, useAuthentication, userName, password.
+    // After the name: singleTarget, printerUrl, useAuthentication, userName, password.
     const auto rest = plain.begin() + static_cast<std::ptrdiff_t>(name.size()) + 1 + 5;
     Block block = Bytes().text(name).u8(1).text(url).u8(auth).text(user).text(password).data();
     block.insert(block.end(), rest, plain.end());

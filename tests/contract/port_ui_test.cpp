@@ -11,7 +11,7 @@
 #include "harness/winspool/fake_spooler.h"
 #include "ui/resources/resource_ids.h"
 
-// Adding, configuring and deleting ports through the entries of the built library, with a person at
+// Adding, configuring and deleting ports through the entries of the built library, with a user at
 // the dialogs. The Xcv channel is a stand-in that leads to the library's own monitor.
 
 namespace velmora::testing {
@@ -35,7 +35,7 @@ Block singleRecord(const std::string& name, const std::string& url) {
     return record;
 }
 
-/// A person who works the sheet until it closes.
+/// A user who operates the sheet until it closes.
 using Person = std::function<void(const SheetDriver&)>;
 
 class PortUi : public CleanStateTest {
@@ -54,7 +54,7 @@ class PortUi : public CleanStateTest {
                     output == nullptr ? nullptr : output->data(),
                     output == nullptr ? 0 : static_cast<DWORD>(output->size()), &needed);
     }
-    /// A port that is there and stored.
+    /// A port that exists and is stored.
     void makePort(const std::string& name, const Block& record) {
         const std::wstring wide(name.begin(), name.end());
         const auto* bytes = reinterpret_cast<const std::byte*>(wide.c_str());

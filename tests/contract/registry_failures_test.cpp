@@ -9,8 +9,8 @@
 #include "harness/packed_record.h"
 #include "harness/wininet/import_patch.h"
 
-// The built library with a registry that cannot be written: what is configured holds for the life
-// of the process all the same, and nobody is told.
+// The built library with a registry that cannot be written: changes still apply for the life of the
+// process, and no error is reported.
 
 namespace velmora::testing {
 namespace {
@@ -55,7 +55,7 @@ class RegistryFailures : public CleanStateTest {
             nullptr, command, input, 0, output == nullptr ? nullptr : output->data(),
             output == nullptr ? 0 : static_cast<DWORD>(output->size()), &needed);
     }
-    /// The record that the monitor has of the port "P".
+    /// The monitor's record of the port "P".
     Block record() {
         Block area(stored_.size());
         EXPECT_EQ(xcv(L"GetConfigInfo", "P", &area), 0u);

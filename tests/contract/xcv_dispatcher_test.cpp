@@ -56,11 +56,11 @@ Block smallDirectory() {
 
 class XcvDispatcher : public CleanStateTest {
   protected:
-    /// The input ends where the block ends: what is after it cannot be read.
+    /// The input ends where the block ends: the memory after it cannot be read.
     DWORD call(const wchar_t* command, const Block& input, Block* output = nullptr,
                DWORD* needed = nullptr) {
         const GuardedBytes guarded(input);
-        // The stated size is a lie, and is never looked at.
+        // The stated size is wrong, and is never used.
         return call(command, guarded.data(), output, needed);
     }
     DWORD call(const wchar_t* command, const void* input, Block* output, DWORD* needed) {

@@ -47,7 +47,7 @@ inline std::vector<NodeFields> nodesOf(const CGroupsDB& directory) {
     return nodes;
 }
 
-/// By name; a port printer's id, parent and type mean nothing.
+/// Sorted by name; a port printer's id, parent and type mean nothing.
 inline std::vector<NodeFields> portPrintersOf(const CGroupsDB& directory) {
     std::vector<NodeFields> printers;
     for (const auto& [name, printer] : directory.portPrinters()) {

@@ -1,5 +1,5 @@
-// A save leaves what deleting everything and writing it again would leave, and writes no more than
-// what differs.
+// A save leaves the same as deleting everything and writing it again, and writes only the
+// differences.
 
 #include <windows.h>
 
@@ -40,13 +40,13 @@ Block textValue(const std::string& value) {
     return Bytes().text(value).data();
 }
 
-/// Counts what this program asks the registry to change. When a key was written last would not do:
-/// Wine leaves that time alone when a value is set to what it is.
+/// Counts the changes that this program asks the registry for. A key's time of last change would
+/// not do: Wine leaves it alone if a value is set to what it is.
 class RegistryWrites {
   public:
     RegistryWrites() { log.clear(); }
 
-    /// What was changed since the last call, by the values' names; "-" before what was deleted.
+    /// The names of the values changed since the last call; "-" before deleted ones.
     static std::vector<std::string> take() { return std::exchange(log, {}); }
 
   private:
@@ -87,7 +87,7 @@ class GroupsSave : public CleanStateTest {
             lines.push_back(std::move(line));
         return lines;
     }
-    /// What a save writes where nothing is.
+    /// What a save writes into an empty registry.
     std::vector<std::string> storedOnEmptyGround(const CGroupsDB& directory) {
         RegistryKey::deleteTree("Software\\VelmoraTest");
         directory.Save();
@@ -125,7 +125,7 @@ TEST_F(GroupsSave, StoringOneOf500PortsWritesOneKey) {
     EXPECT_EQ(stored(), storedOnEmptyGround(directory));
 }
 
-/// What is already where a save writes, and what the directory is about to hold.
+/// What is already stored where a save writes, and what the directory holds.
 struct GroundCase {
     const char* what;
     std::function<void()> lay;
@@ -199,7 +199,7 @@ TEST_F(GroupsSave, PortsThatShareAKeyOrHaveAPathAreWrittenAsEver) {
         const std::vector<std::string> lines = storedOnEmptyGround(directory);
         directory.Save();
         EXPECT_EQ(stored(), lines);
-        // From one way of writing to the other.
+        // From one way of storing to the other.
         CGroupsDB plain(store);
         for (const std::string& name : names)
             plain.RemovePortPrinter(name);
@@ -237,7 +237,7 @@ TEST_F(GroupsSave, NobodyInTheProcessReadsHalfADirectory) {
     over = true;
 }
 
-/// Ten printers and some patterns, whose texts are all `sign`.
+/// Ten printers and some patterns, whose texts consist of `sign`.
 CGroupsDB directoryOf(const std::string& sign, int ports) {
     CGroupsDB directory;
     directory.Insert(group(kRootGroup, 0, "All groups"));
@@ -274,8 +274,8 @@ class OtherProcess {
     UniqueEvent process_;
 };
 
-// Only their callers keep processes from saving at the same time. What is stored at the same time
-// may be mixed, but every text is one that somebody has stored, and the next save puts all in
+// Only their callers keep processes from saving at the same time. The result of two saves may be
+// mixed, but every text is one that a process has stored, and the next save puts everything in
 // order.
 TEST(StoresOfTwoProcesses, LeaveWholeTextsAndTheNextSaveWins) {
     RegistryGroupsStore store{kBase, "All groups"};

@@ -1,5 +1,5 @@
-// What is stored where, and how it is read again; the registry is looked at with the platform's own
-// calls and with its registry tool.
+// What is stored where, and how it is read; the registry is inspected with the platform's own calls
+// and with its registry tool.
 
 #include "directory/groups_store.h"
 
@@ -335,7 +335,7 @@ TEST_F(GroupsRegistry, PortNamesOfAnyCharacters) {
     for (const std::string& name : names)
         db.SetPortPrinter(name, {"ipp://" + name, true, name, name});
     const auto expected = portPrintersOf(db);
-    // No key can have this name, which is no reason to lose the others.
+    // A key cannot have this name, which must not lose the others.
     db.SetPortPrinter(std::string(2000, 'x'), {"u", false, "", ""});
     db.Save();
     db.Load();
@@ -392,8 +392,8 @@ TEST_F(GroupsRegistry, LargerDirectorySurvives) {
     EXPECT_EQ(again.nextId(), db.nextId());
 }
 
-/// Values that cannot be read become what the area of the queries holds. The area is filled in
-/// the order "Parent", "Name", "Type", "URI", "User name", "Password".
+/// A value that cannot be read becomes what the query buffer holds. The buffer is filled in the
+/// order "Parent", "Name", "Type", "URI", "User name", "Password".
 using UnreadableValue = GroupsRegistry;
 
 TEST_F(UnreadableValue, AreaStartsZeroedAtEachLoad) {
@@ -402,7 +402,7 @@ TEST_F(UnreadableValue, AreaStartsZeroedAtEachLoad) {
                                            {5, 0, 0, "", "", 0, "", ""}};
     CGroupsDB db(store);
     EXPECT_EQ(nodesOf(db), expected);
-    // Leaves text in the area after the last query of the first load.
+    // Leaves text in the buffer after the last query of the first load.
     writeRegistryRaw(kPrinters + "\\P", "URI", REG_SZ, textValue("left over"));
     db.Load();
     EXPECT_EQ(nodesOf(db), expected);

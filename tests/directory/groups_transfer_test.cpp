@@ -21,7 +21,7 @@ Block payloadOf(const CGroupsDB& directory) {
     return payload;
 }
 
-/// Of each kind of entry one, in both tables.
+/// One entry of each kind, in both tables.
 Block samplePayload() {
     return Bytes()
         .u32(4)  // nodes
@@ -303,7 +303,7 @@ Block smallestEntries(std::uint32_t nodes, std::uint32_t nodeCount, std::uint32_
 }
 
 TEST(BrokenPayload, CountsAreTakenUpToWhatTheRestHolds) {
-    // The rest after the first count holds the second count too, whose four bytes are no entry.
+    // The bytes after the first count include the second count, which is not an entry.
     for (const std::uint32_t count : {0u, 1u, 2u, 3u, 100u}) {
         SCOPED_TRACE(count);
         CGroupsDB db;

@@ -1,4 +1,4 @@
-// Trees as no editor leaves them: every operation must end, at any depth, and do what it does for
+// Damaged trees that no editor leaves: every operation must end, at any depth, and work as usual on
 // the sound part of the tree.
 
 #include <gtest/gtest.h>
@@ -253,7 +253,7 @@ TEST(IdZero, IsANodeLikeOthers) {
     EXPECT_TRUE(db.nodes().empty());
 }
 
-// What CanPlace would refuse must still end; each node that was below the source is copied once.
+// Copies that CanPlace would refuse must still end; each node below the source is copied once.
 TEST(CopyIntoItself, Ends) {
     CGroupsDB db;
     db.Insert(group(1, 0, "root"));

@@ -190,7 +190,7 @@ TEST_P(RandomSteps, LeaveTheDirectoryAndTheModelAlike) {
             db.AddGroup("new top", 0);
         }
     }
-    // The steps must have met what they are for.
+    // The steps must have reached the cases that they are for.
     EXPECT_GT(placed, 300);
     EXPECT_GT(refused, 300);
     EXPECT_GT(largest, 50u);

@@ -48,7 +48,7 @@ def documented(what):
 
 
 def older(library, version=(0, 9)):
-    """The library with another version in its resources, and the sum that fits."""
+    """The library with another version in its resources, and the matching checksum."""
     data = bytearray(library)
     place = data.index(struct.pack("<I", 0xFEEF04BD)) + 8
     struct.pack_into("<IIII", data, place, *(version[0] << 16 | version[1], 0) * 2)
@@ -83,7 +83,7 @@ def package(version):
 
 
 class Tables(unittest.TestCase):
-    """What Wine's installer does not show, or shows otherwise than Windows'."""
+    """What Wine's installer does not show, or shows differently from Windows'."""
 
     def table(self, name):
         """{first column: the other columns}"""
@@ -94,12 +94,12 @@ class Tables(unittest.TestCase):
 
     def test_the_installer_is_told_what_windows_needs(self):
         properties = {name: values[0] for name, values in self.table("Property").items()}
-        # Never another one: packages of all versions replace each other by it.
+        # Never changes: packages of all versions replace each other by it.
         self.assertEqual("{0E6B4D3C-6F0B-4E0B-9C0D-5A8A2F2C7D11}", properties["UpgradeCode"])
         self.assertEqual("1", properties["ALLUSERS"])
         self.assertLess({"LANGUAGE", "POLICY", "RESTARTSPOOLER", "FLEET", "REMOVECONFIGURATION"},
                         set(properties["SecureCustomProperties"].split(";")))
-        # Nothing has a value by itself: a repair would set it again.
+        # No property has a default: a repair would set it again.
         self.assertFalse({"LANGUAGE", "POLICY", "FLEET", "RESTARTSPOOLER"} & set(properties))
         files = list(self.table("File").values())
         versions = {row[1].split("|")[-1]: row[3:5] for row in files}
@@ -181,7 +181,7 @@ class Tables(unittest.TestCase):
         path = package("1.0.0")
         first = read(path)
         del packages["1.0.0"]
-        # Another umask and another zone change nothing.
+        # Another umask and time zone make no difference.
         mask = os.umask(0o077)
         zone = os.environ.get("TZ")
         os.environ["TZ"] = "Asia/Tokyo"
@@ -196,7 +196,7 @@ class Tables(unittest.TestCase):
 
 
 class Packages(unittest.TestCase):
-    """A prefix of its own a class."""
+    """One prefix for each class."""
 
     @classmethod
     def setUpClass(cls):
@@ -366,7 +366,7 @@ class Life(Packages):
         self.assertIn('"Sales" prints to the port "Floor 1"', log)
         self.assertTrue(self.exists("Program Files", "Velmora", "velmoractl.exe"))
         self.assertEqual(["1.0.0"], self.installed_versions())
-        # Nor while the spooler cannot be asked: its registration would be left without a library.
+        # Nor while the spooler does not answer: its registration would be left without a library.
         self.batch(stop_spooler(), self.msiexec("/x", product, code=REFUSED), start_spooler())
         self.assertIn("check that the spooler is running", self.log(self.logs))
         self.assertEqual(["1.0.0"], self.installed_versions())

@@ -8,14 +8,14 @@
 #include "harness/wire.h"
 #include "tests/ipp/sample_messages.h"
 
-// What happens when memory runs out at any one place, and how much is used at all.
+// What happens when memory runs out at any one place, and how much is used overall.
 
 namespace velmora::testing {
 namespace {
 
 /// Runs `action` with its first, second, ... allocation failing until it makes fewer; every run
-/// must leave nothing allocated. `action(failed)` returns what it produced, `failed` tells
-/// afterwards whether an allocation did fail. Returns the number of allocations.
+/// must leave nothing allocated. `check` gets what `action` returned and whether an allocation
+/// failed. Returns the number of allocations.
 template <class Action, class Check>
 std::size_t failEachAllocation(const Action& action, const Check& check) {
     for (std::size_t index = 0;; ++index) {
@@ -117,7 +117,7 @@ UniqueIppMessage buildRequestInStorage() {
     if (!message) return nullptr;
     for (const IppGroup group : {IppGroup::operation, IppGroup::job}) {
         for (int kind = 0; kind < kKinds; ++kind) {
-            // One that is not used after all may be lost.
+            // One that ends up unused may be lost.
             const UniqueIppAttribute dropped = newOfKind(kind, &message->storage());
             UniqueIppAttribute attribute = newOfKind(kind, &message->storage());
             if (!dropped || !addIppAttribute(*message, group, 0, std::move(attribute))) {
@@ -197,7 +197,7 @@ TEST(Allocation, FreeingReleasesEveryMessage) {
     const std::size_t before = allocationCounts().live;
     for (const SampleMessage& sample : goodMessages()) {
         const auto response = parsed(sample.bytes);
-        // Attributes of both origins in one message.
+        // Attributes of both kinds of storage in one message.
         addIppAttribute(*response.message, IppGroup::job, 0, newIntegerAttribute(0, 1));
         encoded(*response.message, true);
     }

@@ -171,10 +171,10 @@ TEST_F(ConnectionCalls, UrlDecidesHostPortPathAndSecurity) {
     const UrlCase cases[] = {
         {"http://h/x", R"("h", 80,)", R"("/x", "HTTP/1.1", null, null, 0x4400000,)"},
         {"https://h/x", R"("h", 443,)", R"("/x", "HTTP/1.1", null, null, 0x4c00000,)"},
-        // A scheme that only begins so is another one.
+        // A scheme that only begins like this is another one.
         {"httpsx://h/x", R"("h", 631,)", R"("/x", "HTTP/1.1", null, null, 0x4400000,)"},
         {"https2://h:443/x", R"("h", 443,)", R"("/x", "HTTP/1.1", null, null, 0x4400000,)"},
-        // In capitals it is another text: no secure flag.
+        // In capitals it is a different text: no secure flag.
         {"HTTPS://h/x", R"("h", 443,)", R"("/x", "HTTP/1.1", null, null, 0x4400000,)"},
         {"https://h:8443/x", R"("h", 8443,)", R"("/x", "HTTP/1.1", null, null, 0x4c00000,)"},
         {"ipp://h:8631/x", R"("h", 8631,)", R"("/x", "HTTP/1.1", null, null, 0x4400000,)"},
@@ -238,7 +238,7 @@ TEST_F(ConnectionCalls, HandleThatCannotBeMadeStopsTheOpeningAndFailsTheFirstSen
     }
 }
 
-/// What a connection says of itself while the password dialog shows.
+/// The connection's state while the password dialog is open.
 struct SeenByTheDialog {
     static DWORD WINAPI ask(HWND, HINTERNET, DWORD, DWORD, LPVOID*) {
         error = asked->lastError();
@@ -268,7 +268,7 @@ TEST_F(ConnectionCalls, PasswordDialogBeginsAfreshAndItsResultIsTheLastError) {
         SCOPED_TRACE(result);
         IppConnection connection(kUrl);
         connection.sendMessage(*probe(), false);
-        // An error and a status of the try before: the answer was read, and then was not.
+        // An error and a status of the attempt before: its answer was read, the next one was not.
         EXPECT_FALSE(connection.readResponse());
         internet.fail("HttpQueryInfoA", ERROR_INTERNET_CONNECTION_ABORTED);
         EXPECT_FALSE(connection.readResponse());

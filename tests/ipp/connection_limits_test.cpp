@@ -20,7 +20,7 @@ using testing::testDocument;
 
 constexpr std::uint32_t kTimedOut = ERROR_INTERNET_TIMEOUT;
 
-/// What became of a job.
+/// The outcome of a job.
 struct Outcome {
     bool started = false;
     bool accepted = false;
@@ -60,7 +60,7 @@ class ConnectionLimits : public ::testing::Test {
     testing::ShortPauses shortPauses_;
 };
 
-// Where a good answer follows or comes in between, it has some seconds.
+// If a good answer follows or comes in between, it may take some seconds.
 
 TEST_F(ConnectionLimits, SilenceEndsTheProbeAndTheJob) {
     const Peer probe("faulty_printer --on 1 --seconds 600 never-answers");
@@ -70,7 +70,7 @@ TEST_F(ConnectionLimits, SilenceEndsTheProbeAndTheJob) {
 }
 
 TEST_F(ConnectionLimits, ABodyThatDripsEndsWithTheTimeOut) {
-    // Each byte comes in time; all of them never do. What a probe is answered does not matter.
+    // Each byte comes in time, but never all of them. The answer to a probe does not matter.
     const Peer probe("faulty_printer --on 1 --seconds 0.3 drips-body");
     EXPECT_EQ(runJob(probe, receiveWithin(4)), kAccepted);
     const Peer job("faulty_printer --on 2 --seconds 0.3 drips-body");
@@ -115,8 +115,8 @@ void PrintTo(const EndlessCase& c, std::ostream* out) {
 class AnswerWithoutEnd : public ConnectionLimits,
                          public ::testing::WithParamInterface<EndlessCase> {};
 
-// It holds nobody, also without any time-out, and the next request does not meet it: the outcome is
-// that of what came first.
+// It delays nobody, even without a time-out, and does not affect the next request: the outcome is
+// that of the first answer.
 TEST_P(AnswerWithoutEnd, IsReadNoFurtherThanTheLongestAnswer) {
     const ConnectionOptions options = receiveWithin(GetParam().receiveTimeout);
     const std::string behaviour = GetParam().behaviour;

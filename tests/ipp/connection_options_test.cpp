@@ -1,5 +1,5 @@
-// The calls that a connection makes on the platform's HTTP interface when it is asked for more than
-// the protocol. The other tests here show that there are none of them otherwise.
+// The additional calls on the platform's HTTP interface that a connection makes with options. The
+// other tests here show that there are none without options.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -140,7 +140,7 @@ TEST_F(ConnectionOptionsCalls, ErrorPagesAreRead) {
         PrintTarget target;
         target.url = kUrl;
         EXPECT_TRUE(testing::startJob(target, "D", options));
-        // The end shows in an empty piece, or in the question how much there is.
+        // The end is seen by an empty piece, or by asking how much is available.
         EXPECT_EQ(internet.count("InternetReadFile"), timeout == 0 ? 6u : 5u);
         EXPECT_EQ(internet.count("InternetOpenA"), 1u);
     }
@@ -157,7 +157,7 @@ TEST_F(ConnectionOptionsCalls, APasswordIsNotAskedForBehindAPageThatNeverEnds) {
     EXPECT_EQ(internet.openHandles(), 0);
 }
 
-/// Calls that come back only when their request is closed by somebody else, as Windows' do.
+/// Calls that return only when another thread closes their request, as Windows' do.
 class HangingCalls {
   public:
     HangingCalls() {

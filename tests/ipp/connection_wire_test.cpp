@@ -16,9 +16,9 @@ using testing::expectedProbe;
 using testing::Peer;
 using testing::userName;
 
-/// The header block of a request to `url` (.../ipp/print). Host, User-Agent, Cache-Control and
-/// Connection are the platform's, and so is the place of the lines about the body: after
-/// Content-type on the first send, after Cache-Control on a later one.
+/// The header block of a request to `url` (.../ipp/print). The platform adds Host, User-Agent,
+/// Cache-Control and Connection, and places the lines about the body: after Content-type on the
+/// first send, after Cache-Control on a later one.
 std::string headerBlock(const std::string& url, const std::string& firstSend,
                         const std::string& laterSend) {
     const std::size_t host = url.find("//") + 2;

@@ -1,6 +1,6 @@
-// Passwords and certificates as the platform asks for them, with its own dialogs, which a second
-// thread answers. What the platform under test cannot do (it never sends the credentials that it
-// was given) is done by a stand-in that puts them into the request.
+// Passwords and certificates, with the platform's own dialogs, which a second thread answers. The
+// platform under test never sends the credentials that it was given: a stand-in puts them into the
+// request.
 
 #include <gtest/gtest.h>
 #include <windows.h>
@@ -38,7 +38,7 @@ struct DialogAnswer {
     const char* password = "";
 };
 
-/// Answers the platform's dialogs in this order; a dialog too many is cancelled and counted.
+/// Answers the platform's dialogs in this order; further dialogs are cancelled and counted.
 class DialogUser {
   public:
     explicit DialogUser(std::vector<DialogAnswer> answers)
@@ -56,7 +56,7 @@ class DialogUser {
         HWND last = nullptr;
         while (!done_) {
             const HWND dialog = findDialog();
-            // One that was answered may still be closing.
+            // A dialog that was answered may still be closing.
             if (dialog == nullptr || dialog == last) {
                 SleepEx(10, FALSE);
                 continue;
@@ -111,7 +111,7 @@ class BasicAuthentication {
     }
     ~BasicAuthentication() { functions_ = original_; }
 
-    /// What the user is going to type.
+    /// The text that the user types next.
     void type(const std::string& userName, const std::string& password) {
         userName_ = userName;
         password_ = password;
@@ -167,7 +167,7 @@ class TrustedCertificate {
         : certificate_(CertCreateCertificateContext(X509_ASN_ENCODING,
                                                     reinterpret_cast<const BYTE*>(der.data()),
                                                     static_cast<DWORD>(der.size()))) {
-        // Others see the certificate when the store has been closed.
+        // Others see the certificate once the store is closed.
         const HCERTSTORE store = CertOpenSystemStoreA(0, "ROOT");
         trusted_ = CertAddEncodedCertificateToStore(
             store, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(der.data()),
@@ -192,7 +192,7 @@ class TrustedCertificate {
     bool trusted_ = false;
 };
 
-// The first of this file: the platform reads the trusted certificates once a process.
+// The first test of this file: the platform reads the trusted certificates once in a process.
 TEST_F(Dialogs, TrustedHttpsRaisesNoQuestion) {
     Peer printer("http_sink --certificate self-signed");
     const TrustedCertificate certificate(printer.file("certificate.der").value_or(""));
@@ -222,7 +222,7 @@ TEST_F(Dialogs, WrongCredentialsAreAskedForUntilTheyAreRight) {
     BasicAuthentication authentication;
     const DialogUser user(
         {{kPasswordTitle, IDOK, "user", "wrong"}, {kPasswordTitle, IDOK, "user", "secret"}});
-    // The stand-in reads no dialog: it learns what is typed when the dialog has been answered.
+    // The stand-in does not read the dialog: it is told the text once the dialog has been answered.
     testing::WinInetFunctions& functions = testing::winInetFunctions();
     static testing::WinInetFunctions platform;
     static BasicAuthentication* standIn;

@@ -299,7 +299,8 @@ TEST(Encode, TextsUpToTheLargestLengthAreWrittenAndLongerOnesRefused) {
 }
 
 TEST(Encode, NamesUpToTheLargestLengthAreWritten) {
-    // Longer than a block, as long as what our own reader takes, and as long as a length can tell.
+    // Longer than a block, as long as our own reader takes, and as long as a length field can
+    // express.
     for (const std::size_t length : {511u, 512u, 1022u, 1023u, 1024u, 65534u, 65535u}) {
         SCOPED_TRACE(length);
         const std::string name(length, 'n');

@@ -1,4 +1,4 @@
-// What becomes of a job when the printer, or the network before it, misbehaves: it fails or goes on
+// The outcome of a job when the printer, or the network before it, misbehaves: it fails or goes on
 // as stated here, nothing crashes or stays open, and the next job is delivered.
 
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ using testing::targetOf;
 using testing::testDocument;
 using testing::waitUntil;
 
-/// What may become of a job; cases in which the moment decides allow more than one.
+/// The possible outcomes of a job; a case that depends on timing allows more than one.
 enum Outcome : unsigned {
     kNotStarted = 1,  ///< SendPrintJob gives no connection
     kFailed = 2,      ///< the job began, and fails in a write or at its end
@@ -54,10 +54,10 @@ void PrintTo(const FaultCase& fault, std::ostream* out) {
 }
 
 const FaultCase kFaults[] = {
-    // A printer that is silent holds the job as long as the platform waits; here it gives up.
+    // A silent printer holds the job as long as the platform waits, which gives up here.
     {"NeverAnswers", "--seconds 0.5 never-answers", kAccepted, kFailed},
     {"AnswersSlowly", "--seconds 0.005 slow", kAccepted, kAccepted},
-    // The probe fails, or goes through as far as the platform can tell, by the moment of the reset.
+    // Depending on when the reset comes, the probe fails or appears to succeed.
     {"ClosesBeforeReading", "closes-before-reading", kNotStarted | kAccepted, kFailed},
     {"ClosesInTheHeaders", "closes-in-headers", kNotStarted | kAccepted, kFailed},
     {"ClosesInTheBody", "--size 100 closes-in-body", kNotStarted | kAccepted, kFailed, 200000},
@@ -72,8 +72,8 @@ const FaultCase kFaults[] = {
     {"ContinuesLate", "late-continue", kAccepted, kAccepted},
     {"ContinuesAThousandTimes", "many-continues", kAccepted, kAccepted},
     {"ExpectationFailed", "expectation-failed", kAccepted, kFailed},
-    // The platform follows redirects by itself, with a GET, which the request then stays: where
-    // nobody listens the probe has failed, and a printer refuses the GET of the job.
+    // The platform follows redirects by itself and turns the request into a GET for good: if nobody
+    // listens there the probe fails, and a printer refuses the job's GET.
     {"RedirectsElsewhere", "redirects-elsewhere", kNotStarted, kFailed},
     {"RedirectsToItself", "redirects-to-itself", kFailed, kFailed},
     {"NotFound", "not-found", kAccepted, kFailed},
@@ -85,14 +85,14 @@ const FaultCase kFaults[] = {
     {"StatusWithoutAReason", "no-reason", kAccepted, kAccepted},
     {"Garbage", "garbage", kAccepted, kFailed},
     {"ManyHeaders", "many-headers", kAccepted, kAccepted},
-    // Read as far as an answer is read and thrown away, in bounded memory.
+    // Read up to the limit of an answer and discarded, in bounded memory.
     {"HugeAnswer", "--size 0x2000000 huge-answer", kAccepted, kAccepted},
     {"AttributesWithoutEnd", "--size 0x2000000 endless-attributes", kAccepted, kFailed},
     {"BadChunkSize", "bad-chunk-size", kAccepted, kFailed},
     // Whether the platform still delivers the whole IPP answer after the number does not matter.
     {"HugeChunkSize", "huge-chunk-size", kAccepted, kFailed | kAccepted},
     {"NegativeChunkSize", "negative-chunk-size", kAccepted, kFailed | kAccepted},
-    // What the probe leaves unread in the connection does not reach the job's answer.
+    // Bytes that the probe leaves unread in the connection do not get into the job's answer.
     {"LateFinalChunk", "late-final-chunk", kAccepted, kFailed},
     {"MalformedAndMore", "malformed-then-more", kAccepted, kFailed},
     {"Html", "html", kAccepted, kFailed},
@@ -148,13 +148,13 @@ class HandleCount {
     static inline std::atomic<int> open_;
 };
 
-/// Until the printer has written down how the request ended: what it does afterwards, such as
-/// closing a connection that the platform keeps for the next request, would be a matter of luck.
+/// Waits until the printer has recorded how the request ended: otherwise it would be a matter of
+/// luck whether, say, it still closes a connection that the platform keeps for the next request.
 void waitForEndOf(int request, Peer& printer) {
     const std::string number = "\n" + std::to_string(request) + " ";
     const auto hasEnded = [&] {
         const std::string served = "\n" + printer.file("served").value_or("");
-        // The line about the request as it was read begins with the operation.
+        // The line about a request that was read begins with its operation.
         for (std::size_t at = served.find(number); at != std::string::npos;
              at = served.find(number, at + 1)) {
             if (served.compare(at + number.size(), 2, "0x") != 0) return true;
@@ -164,7 +164,7 @@ void waitForEndOf(int request, Peer& printer) {
     EXPECT_TRUE(waitUntil(hasEnded)) << "request " << request << " has no end";
 }
 
-/// The most memory that the process has had in use so far.
+/// The process's peak memory so far.
 std::size_t peakMemory() {
     PROCESS_MEMORY_COUNTERS counters{};
     counters.cb = sizeof counters;

@@ -182,7 +182,7 @@ ModelRanges rangesOf(const PageRanges& pages) {
     return ranges;
 }
 
-/// False, with the text reported, when parser or normal form differ from the model.
+/// False, with the text reported, if the parser or the normal form differs from the model.
 bool agreesWithModel(const std::string& text) {
     const std::optional<ModelRanges> model = modelParse(text);
     try {

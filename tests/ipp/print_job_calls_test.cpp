@@ -1,5 +1,5 @@
-// How a job begins: the probe, passwords and certificates, the Print-Job request; and what each
-// answer of the platform leads to. No network: every call is answered by the test.
+// How a job begins: the probe, passwords and certificates, the Print-Job request; and the effect of
+// each result of the platform. No network: every call is answered by the test.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -140,7 +140,7 @@ TEST_F(PrintJobCalls, NamesAreSentInUtf8) {
 
 std::string platformUserName;
 
-/// As the platform: fills the area with its terminator, or fails for length.
+/// Like the platform: fills the buffer including the terminator, or fails if it is too small.
 BOOL WINAPI tellUserName(LPSTR area, LPDWORD size) {
     if (platformUserName.size() >= *size) {
         SetLastError(ERROR_INSUFFICIENT_BUFFER);
@@ -191,7 +191,7 @@ TEST_F(PrintJobCalls, AnyFlagButZeroGivesTheCredentials) {
         internet.answers = {{.body = goodAnswer()}};
         ASSERT_TRUE(start());
         EXPECT_EQ(internet.count("InternetSetOptionA"), 2u);
-        // And anew for the connection that follows one whose answer was left.
+        // And again for the connection after one whose answer was left unread.
         internet.calls.clear();
         internet.answers = {{.body = std::string("\x01\0\0\0\x01\0\0\0\x0f", 9)},
                             {.body = goodAnswer()}};

@@ -19,15 +19,15 @@ TEST(PrinterUrl, IsWhatThePlatformTakes) {
         {"https://printer", true},
         {"HTTPS://printer", true},
         {"printer:631/ipp", true},
-        // The first form succeeds, so that nobody looks at the host name.
+        // The first form succeeds, so the host name is not checked.
         {"http:///ipp", true},
         {"http://h:abc/", true},
         {"file://x", true},
-        // Without a scheme the form with "ipp://" counts.
+        // Without a scheme the form with "ipp://" decides.
         {"printer/printers/lp", true},
         {"printer", true},
         {"192.168.0.1", true},
-        // That form has no host name.
+        // That form lacks a host name.
         {"/printers/lp", false},
         {"", false},
         // Refused for other reasons, though the form with "ipp://" would pass.

@@ -13,7 +13,7 @@
 namespace velmora::testing {
 namespace {
 
-/// What came of a message fed in pieces that end at the given places.
+/// The result of a message fed in pieces that end at the given places.
 struct Outcome {
     int result;
     bool complete;
@@ -27,7 +27,7 @@ std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
                << outcome.dump;
 }
 
-/// Each piece is copied to a block of its exact size, so that a byte read beyond it is seen.
+/// Each piece is copied to a block of its exact size, so that the sanitizer sees a read beyond it.
 Outcome fed(const Bytes& bytes, std::initializer_list<std::size_t> cuts,
             const IppReadPolicy& policy = {}) {
     const auto message = newIppMessage();
@@ -337,8 +337,8 @@ TEST(Reader, LongLengthsAreRefusedAtTheLengthItself) {
     }
 }
 
-/// Cut nowhere, at each place up to the end of the lengths, and near the message's end; and fed
-/// byte by byte. A cut anywhere else leaves the same fields whole.
+/// Uncut, cut at each place up to the end of the lengths and near the message's end, and fed byte
+/// by byte. Cuts elsewhere split no further fields.
 Outcome fedInTheWaysThatDiffer(const Bytes& bytes, const IppReadPolicy& policy) {
     const Outcome whole = fed(bytes, {}, policy);
     EXPECT_EQ(fedByteByByte(bytes, policy), whole);
@@ -366,7 +366,7 @@ TEST(Reader, LongFieldsAreRefusedThoughAllTheirBytesAreThere) {
             EXPECT_EQ(longValue.dump, "1:0:0:1\n2/0 29 media =\n") << "nothing of it is stored";
         }
     }
-    // Wherever a field of the first forbidden length is cut.
+    // Cut anywhere in a field of the first forbidden length.
     const std::string octets(1024, 'x');
     EXPECT_EQ(fedEveryWay(responseHeader().u8({0x04}).value(0x44, octets, "a4").u8({0x03}).bytes())
                   .result,

@@ -7,7 +7,7 @@
 #include "harness/ipp_dump.h"
 #include "harness/wire.h"
 
-// Answers of ippeveprinter and cupsd, as they came: fuzz/capture_answers.py.
+// Answers of ippeveprinter and cupsd, as captured by fuzz/capture_answers.py.
 
 namespace velmora::testing {
 namespace {
@@ -16,7 +16,7 @@ struct Answer {
     const char* file;
     int strict;            ///< result of the reader that printing uses
     std::uint32_t status;  ///< as both readers see it
-    const char* holds;     ///< a line of the lenient reader's dump starts so
+    const char* holds;     ///< how a line of the lenient reader's dump starts
 };
 
 constexpr Answer kAnswers[] = {

@@ -29,7 +29,7 @@ struct DocumentCase {
     std::size_t size;
 };
 
-/// Around the piece size, and large; the 64-bit build repeats two sizes only.
+/// Around the size of a piece, and large; the 64-bit build repeats only two sizes.
 std::vector<DocumentCase> documentCases() {
     std::vector<std::size_t> sizes = {1, 1023, 1024, 1025, 64 << 10, 4 << 20};
     if (sizeof(void*) == 8) sizes = {1025, 64 << 10};
@@ -125,7 +125,8 @@ TEST(ChangedTemplate, ArrivesAtCupsAsItIs) {
 TEST(ChangedTemplate, ArrivesAtIppEvePrinterAsItIs) {
     Peer printer("ippeve_printer");
     JobTemplate values = testing::changedTemplate();
-    // The only two values of these that this printer takes; it refuses jobs with others.
+    // The only values of these two attributes that this printer accepts; it refuses jobs with
+    // others.
     values.jobHoldUntil = "no-hold";
     values.jobSheets = "none";
     const std::string sent = testDocument(2000);

@@ -127,7 +127,7 @@ std::vector<SampleMessage> badMessages() {
         bad("AdditionalValueOfNothing", operationGroup().u8({0x44}).u16(0)),
         bad("AdditionalValueAfterNewGroup", oneAttribute().u8({0x02, 0x44}).u16(0)),
         bad("AdditionalValueAfterSameGroup", oneAttribute().u8({0x01}).value(0x44, "", "a3")),
-        // With a byte after its end a value is taken whole.
+        // A value with a byte after its end is complete.
         bad("WholeAdditionalValueOfNothing", operationGroup().value(0x44, "", "a3").u8({0x03})),
         bad("WholeAdditionalValueAfterNewGroup",
             oneAttribute().u8({0x02}).value(0x44, "", "a3").u8({0x03})),

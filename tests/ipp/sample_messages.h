@@ -10,13 +10,13 @@ namespace velmora::testing {
 struct SampleMessage {
     std::string name;
     Bytes bytes;
-    std::string dump;  ///< dumpOf() of what it parses to
+    std::string dump;  ///< dumpOf() of the message that it parses to
 };
 
 /// Responses that every policy reads.
 std::vector<SampleMessage> goodMessages();
 
-/// Responses that every policy refuses; each ends where the fault is known.
+/// Responses that every policy refuses; each ends where the fault becomes known.
 std::vector<SampleMessage> badMessages();
 
 /// Responses that only the lenient policy reads.

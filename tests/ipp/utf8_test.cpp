@@ -20,7 +20,7 @@ std::string repeated(const std::string& text, std::size_t count) {
     return result;
 }
 
-/// Both ways: as the program found it at its start, and through the system's own functions.
+/// Both ways: with the functions found at the program's start, and with the system's own.
 void expectConversion(const std::string& ansi, const std::string& utf8) {
     EXPECT_EQ(ansiToUtf8(ansi), utf8);
     EXPECT_EQ(ansiToUtf8(ansi, kSystem), utf8);
@@ -73,7 +73,7 @@ int WINAPI failFromWide(UINT, DWORD, LPCWCH, int, LPSTR, int, LPCCH, LPBOOL) {
     return 0;
 }
 
-/// Fills the area to its last element and then fails for length.
+/// Fills the buffer to its last element and then fails because it is too small.
 int WINAPI overfillWide(UINT, DWORD, LPCCH, int, LPWSTR area, int size) {
     for (int i = 0; i < size; ++i)
         area[i] = L'w';
@@ -81,7 +81,8 @@ int WINAPI overfillWide(UINT, DWORD, LPCCH, int, LPWSTR area, int size) {
 }
 
 const char* filling = "";
-/// Fills the area with `filling` over and over, to its last byte, and then fails for length.
+/// Fills the buffer with `filling` over and over, to its last byte, and then fails because it is
+/// too small.
 int WINAPI overfillUtf8(UINT, DWORD, LPCWCH, int, LPSTR area, int size, LPCCH, LPBOOL) {
     const std::size_t length = std::strlen(filling);
     for (int i = 0; i < size; ++i)
@@ -120,8 +121,8 @@ TEST(AnsiToUtf8Failing, WideTextEndsInItsArea) {
 }
 
 TEST(AnsiToUtf8Failing, CharacterCutInTwoIsDropped) {
-    // 10,239 bytes stay of the area: characters of two and four bytes leave a part, those of three
-    // fit exactly.
+    // 10,239 bytes of the buffer are usable: characters of two and four bytes leave a part, those
+    // of three fit exactly.
     const std::pair<const char*, std::size_t> characters[] = {
         {"\xC3\xA4", 10238}, {"\xE2\x82\xAC", 10239}, {"\xF0\x9F\x96\xA8", 10236}};
     for (const auto& [character, size] : characters) {

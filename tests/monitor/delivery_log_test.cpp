@@ -20,7 +20,7 @@ namespace {
 using testing::bytesOf;
 using testing::FakePrinters;
 
-/// Remembers what is written; fails on demand.
+/// Records what is written; fails on demand.
 class FakeOutput final : public DeliveryOutput {
   public:
     std::size_t append(std::span<const std::string> given, std::uint32_t recordMiB) override {
@@ -60,7 +60,7 @@ class FakeOutput final : public DeliveryOutput {
 
 constexpr DeliveryLogSettings kRecord{20, 0};
 
-// Each thread of the log, for the test to run when it likes.
+// The log's threads, which the test runs when it likes.
 std::vector<std::thread> threads;
 bool noThread = false;
 bool hold = false;
@@ -258,7 +258,7 @@ TEST_F(DeliveryLogTest, HoldsNoMoreThanItsQueue) {
     EXPECT_NE(output.lines[0].find("\"lost\":904"), std::string::npos) << output.lines[0];
 }
 
-/// 200 jobs to 16 printers each, as fast as they go.
+/// 200 jobs to 16 printers each, as fast as possible.
 void runJobs(DeliveryLog& log) {
     constexpr std::size_t kPrinters = 16;
     for (int i = 0; i < 200; ++i) {
@@ -282,13 +282,13 @@ void runJobs(DeliveryLog& log) {
 }
 
 TEST_F(DeliveryLogTest, JobsNeitherWriteNorWaitForAWriterThatStandsStill) {
-    // The writer does not come to run before all jobs have ended: whoever waited for it would wait
-    // for ever, and whoever wrote by itself would be seen.
+    // The writer does not run before all jobs have ended: a job that waited for it would wait for
+    // ever, and one that wrote by itself would be noticed.
     hold = true;
     runJobs(log);
     EXPECT_EQ(output.calls, 0u);
     EXPECT_EQ(held.size(), 1u);
-    // A directory that cannot be written costs lines alone, and they are counted.
+    // A directory that cannot be written costs only the lines, which are counted.
     output.full = true;
     joinThreads();
     EXPECT_EQ(output.calls, 1u);

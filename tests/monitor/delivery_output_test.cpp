@@ -131,7 +131,7 @@ TEST_F(RecordFiles, AMissingOrUnusableDirectoryIsAFailure) {
 TEST_F(RecordFiles, SeveralWritersLoseNothing) {
     constexpr int kWriters = 4;
     constexpr int kLines = 25;
-    // A file that is nearly full: one of the writers moves it on.
+    // A file that is nearly full: one of the writers starts the next one.
     put(0, std::string(kQuarter - 600, 'x') + "\n");
     std::vector<std::thread> writers;
     for (int i = 0; i < kWriters; ++i) {
@@ -155,7 +155,7 @@ TEST_F(RecordFiles, SeveralWritersLoseNothing) {
     }
 }
 
-/// Whether the rights to a directory have an entry for everybody.
+/// Whether the access list of a directory has an entry for everybody.
 bool namesEverybody(const std::string& path) {
     std::array<BYTE, SECURITY_MAX_SID_SIZE> everybody{};
     DWORD size = static_cast<DWORD>(everybody.size());

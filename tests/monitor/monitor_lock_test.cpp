@@ -1,5 +1,5 @@
-// Which entries take the lock of the ANSI generation: each of its entries that look at ports, on
-// every way out, and no entry of another generation.
+// Which entries take the lock of the ANSI generation: each of its entries that use ports, with
+// every result, and no entry of another generation.
 #include "monitor/port_list.h"
 
 #include <gtest/gtest.h>
@@ -40,8 +40,8 @@ class MonitorLock : public testing::CleanStateTest {
     BYTE noDocInfo_[3 * sizeof(void*)] = {};
 };
 
-/// Whether `entry`, called in a thread of its own, comes back only when this thread has given the
-/// lock up. One that holds on to the lock would keep this thread out the next time.
+/// Whether `entry`, called in its own thread, returns only after this thread has released the lock.
+/// An entry that did not release it would block this thread the next time.
 bool waitsForTheLock(const Entry& entry) {
     std::atomic<bool> givenUp{false};
     bool waited = false;
@@ -52,7 +52,7 @@ bool waitsForTheLock(const Entry& entry) {
             entry();
             waited = givenUp;
         });
-        // Long enough for an entry that does not wait; one that does cannot come back too early.
+        // Long enough for an entry that does not wait; one that waits cannot return too early.
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         givenUp = true;
     }

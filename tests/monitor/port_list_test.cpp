@@ -125,8 +125,8 @@ TEST(PortList, RemovingTheOnlyPortEmptiesTheList) {
     EXPECT_EQ(names(list), Names{"Q"});
 }
 
-/// Writers add, update and remove while readers enumerate. Every configuration is written with its
-/// fields in step, so that a torn read shows; the sanitizers see the rest.
+/// Writers add, update and remove while readers enumerate. The fields of every configuration match
+/// each other, so that a torn read is noticed; the sanitizers find the rest.
 TEST(PortList, ReadersNeverSeeATornListOrConfiguration) {
     RecordingStore store;
     PortList list(store);

@@ -120,7 +120,7 @@ TEST_F(PortPrinterUpkeep, TheTreeIsKept) {
     EXPECT_TRUE(after.portPrinters().empty());
 }
 
-/// A value that saving the whole directory would delete.
+/// Saving the whole directory would delete this value.
 void mark(const std::string& key) {
     RegistryKey::create(key).setText("Mark", "x");
 }

@@ -20,7 +20,7 @@ TEST(Alarm, StoppedInTimeItIsSilent) {
     EXPECT_FALSE(rung);
 }
 
-/// Whoever stops it may end what the function uses.
+/// After stopping it the objects that the function uses may be destroyed.
 TEST(Alarm, StoppingWaitsForTheFunction) {
     for (int round = 0; round < 50; ++round) {
         const UniqueEvent begun(CreateEventA(nullptr, TRUE, FALSE, nullptr));

@@ -31,7 +31,7 @@ class GuardedPages {
     char* base_;
 };
 
-/// How many bytes can be reached.
+/// The number of bytes that can be read.
 std::size_t reachable(const void* address, std::size_t limit = CallerMemory::kNoLimit) {
     CallerMemory memory(address, limit);
     while (memory.reach(memory.bytes().size() + 1)) {
@@ -140,7 +140,7 @@ TEST(CallerText, TextsOfEveryLengthEndWhereTheyEnd) {
     const GuardedPages pages(PAGE_READWRITE | PAGE_GUARD);
     std::memset(pages.base(), 'x', 2 * GuardedPages::kPage);
     for (const std::size_t length : {0u, 1u, 2u, 253u, 254u, 255u, 256u, 257u, 510u, 511u, 512u}) {
-        // In the midst of other text, and as the last of what can be read.
+        // In the middle of other text, and at the end of what can be read.
         for (char* const end : {pages.base() + 2000, pages.end()}) {
             char* const text = end - length - 1;
             end[-1] = '\0';
@@ -163,7 +163,7 @@ TEST(CallerText, TextsOfEveryLengthEndWhereTheyEnd) {
     EXPECT_NE(info.Protect & PAGE_GUARD, 0u);
 }
 
-/// Whoever asks first and reads afterwards faults here within some thousand rounds.
+/// A reader that checks first and reads afterwards faults here within some thousand rounds.
 TEST(CallerMemory, ANeighbourThatIsFreedMeanwhileIsNoFault) {
     auto* const base = static_cast<char*>(
         VirtualAlloc(nullptr, 16 * GuardedPages::kPage, MEM_RESERVE, PAGE_READWRITE));
@@ -179,7 +179,7 @@ TEST(CallerMemory, ANeighbourThatIsFreedMeanwhileIsNoFault) {
                 VirtualFree(base + GuardedPages::kPage, 15 * GuardedPages::kPage, MEM_DECOMMIT);
             }
         });
-        // A text that goes on into the neighbour's pages, which are zero when they come.
+        // A text that continues in the neighbour's pages, which are zero when they are allocated.
         const char* const text = base + GuardedPages::kPage - 2;
         for (int round = 0; round < 4000; ++round) {
             EXPECT_GE(reachable(base), GuardedPages::kPage);

@@ -13,7 +13,7 @@
 namespace velmora {
 namespace {
 
-/// A thread that waits once.
+/// A thread that waits for the event once.
 class Waiter {
   public:
     explicit Waiter(Event& event)

@@ -29,7 +29,7 @@ TEST_F(Profile, AnotherValueIsATranslation) {
 }
 
 TEST_F(Profile, TextsAreReadByCharactersOfTheCodePage) {
-    // The runs for double bytes must not pass because the machine lacks the locale.
+    // The runs for double-byte code pages must not pass because the machine lacks the locale.
     const char* const expected = std::getenv("VELMORA_CODE_PAGE");
     ASSERT_TRUE(expected == nullptr || GetACP() == static_cast<UINT>(std::atoi(expected)));
     // The character before "reset" ends with the byte of a backslash in code page 932, the one

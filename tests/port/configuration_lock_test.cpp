@@ -9,7 +9,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// Whether another thread, which is as good as another program, gets the lock at once.
+/// Whether another thread (which counts like another program) gets the lock at once.
 bool isFree() {
     return std::async(std::launch::async, [] { return ConfigurationLock(milliseconds(0)).held(); })
         .get();
@@ -35,7 +35,7 @@ TEST(ConfigurationLock, ItsHolderMayTakeItAgain) {
 
 TEST(ConfigurationLock, AThreadThatEndsWithItLeavesItToTheOthers) {
     std::thread([] {
-        // Not given up before the thread ends: no destructor runs.
+        // Not released before the thread ends: no destructor runs.
         const ConfigurationLock* const lock =
             std::make_unique<ConfigurationLock>(milliseconds(0)).release();
         EXPECT_TRUE(lock->held());

@@ -28,7 +28,7 @@ using PolicyStore = testing::CleanStateTest;
 TEST_F(PolicyStore, WithoutAKeyThereIsNoPolicy) {
     EXPECT_FALSE(hasPolicy(kDefaultMonitorKey));
     EXPECT_EQ(machinePolicy(), Policy());
-    // The question leaves no trace.
+    // Reading leaves no trace.
     EXPECT_FALSE(hasPolicy(kDefaultMonitorKey));
 }
 
@@ -87,7 +87,7 @@ TEST_F(PolicyStore, ValuesOfOtherTypesSizesAndNumbersAreMissing) {
     EXPECT_EQ(machinePolicy(), expected);
 }
 
-/// Nobody may open the key, whatever rights he has.
+/// Nobody may open the key, whatever rights they have.
 class LockedPolicy {
   public:
     LockedPolicy() {
@@ -125,7 +125,7 @@ TEST_F(PolicyStore, APolicyThatCannotBeReadStaysWhatItWas) {
     EXPECT_TRUE(hasPolicy(kDefaultMonitorKey));
 }
 
-/// Whoever calls the monitor may be impersonated by its thread; afterwards it must be again.
+/// The thread may be impersonating the monitor's caller, and must still do so afterwards.
 TEST_F(PolicyStore, TheCallersIdentityComesBack) {
     ASSERT_TRUE(createPolicy(kDefaultMonitorKey, installedPolicy()));
     ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));

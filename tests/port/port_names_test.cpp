@@ -7,7 +7,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/// Ports that the spooler lists; one more after each question while `grows` is above 0.
+/// The ports that the spooler lists; one more after each call while `grows` is above 0.
 std::vector<const char*> ports;
 int grows = 0;
 int questions = 0;

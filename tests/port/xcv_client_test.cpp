@@ -17,7 +17,7 @@ namespace {
 
 using Block = std::vector<std::byte>;
 
-/// What one XcvDataW gave and asked for.
+/// The arguments of one XcvDataW call.
 struct Command {
     std::wstring name;
     Block input;
@@ -26,7 +26,7 @@ struct Command {
     Block outputBefore;
 };
 
-/// The functions that the client is given; one at a time.
+/// The functions that the client is given; one object at a time.
 class RecordingSpooler {
   public:
     RecordingSpooler() {
@@ -168,7 +168,7 @@ TEST_F(XcvClient, LongNamesAreCutAtTheChannelsLimit) {
         const std::size_t kept = std::min<std::size_t>(length, 1024);
         EXPECT_EQ(spooler.commands.back().input.size(), 2 * (kept + 1));
         EXPECT_EQ(portNameForChannel(name), name.substr(0, kept));
-        // A port of a longer name may be there all the same.
+        // A port of a longer name may exist all the same.
         open("", kPort, "P").deletePort(name);
         EXPECT_EQ(spooler.commands.back().input.size(), 2 * (length + 1));
     }
@@ -247,7 +247,7 @@ TEST_F(XcvClient, DirectoryThatDoesNotStopGrowingIsAnError) {
     EXPECT_EQ(directory.nodes().size(), 1u);
 }
 
-// A monitor that refuses without saying how much it needs is not asked again.
+// A monitor that refuses without reporting the size that it needs is not called again.
 TEST_F(XcvClient, RefusedSizeThatDoesNotGrowIsAnError) {
     spooler.status = ERROR_INSUFFICIENT_BUFFER;
     CGroupsDB directory;

@@ -67,8 +67,8 @@ def setUpModule():
 
 
 def sent_again(body, url):
-    """The printer's answer to this request, as a message with its status as operation. A printer that
-    has another job at the moment is asked again."""
+    """The printer's answer to this request, as a message with its status as operation. A busy printer is
+    asked again."""
     where = urllib.parse.urlsplit(url)
     limit = time.monotonic() + 60
     while True:
@@ -99,7 +99,7 @@ def values_of(body, name):
 
 
 def texts(name):
-    """All values of an attribute in all requests, as people write them."""
+    """All values of an attribute in all requests, as text."""
     return {text for body in RECORDED for text in values_of(body, name)}
 
 
@@ -151,7 +151,7 @@ class SentAgain(WithServers):
     """The recorded requests, to other servers."""
 
     def test_ippeveprinter_takes_what_it_supports(self):
-        """It is told to support what it can be told."""
+        """It is configured to support as much as it can be."""
         only = {"job-hold-until": ("no-hold",), "job-sheets": ("none",),
                 "multiple-document-handling": ("separate-documents-uncollated-copies",
                                                "separate-documents-collated-copies")}
@@ -178,7 +178,7 @@ class SentAgain(WithServers):
             self.assertEqual(OK, sent_again(body, url).operation)
 
     def test_strict_cupsd_takes_all(self):
-        """Without a word in its log. The first job is held, so that it can be cancelled."""
+        """Without warnings in its log. The first job is held, so that it can be cancelled."""
         server = self.start("cups_server", "--strict")
         log = open(os.path.join(server.directory, "error_log"), encoding="utf-8")
         self.addCleanup(log.close)
@@ -192,7 +192,7 @@ class SentAgain(WithServers):
             answer = sent_again(body, server.url)
             expected = OK, set()
             if message.operation == ipp_message.PRINT_JOB:
-                # Only of jobs it looks at these.
+                # It checks these attributes only for jobs.
                 if int(message.text("copies")) > 9999:
                     expected = NOT_SUPPORTED, {"copies"}
                 elif len(message.text("job-name").encode()) > 255:
@@ -203,7 +203,7 @@ class SentAgain(WithServers):
                 expected = NOT_FOUND, set()
             self.assertEqual(expected, (answer.operation, unsupported(answer)), message)
             if expected[0] == OK:
-                # Its other words are about the queue, which has no filters for banners.
+                # Its other messages are about the queue, which has no filters for banners.
                 self.assertEqual([], [line for line in log
                                       if line[0] in "WEXAC" and "[Client" in line], message)
 
@@ -244,7 +244,7 @@ class Suites(WithServers):
         self.assertGreater(len(set(changed)), 400)
         document = os.path.join(suites, "document-a4.pdf")
         attributes = of_operation(ipp_message.GET_PRINTER_ATTRIBUTES)[0]
-        # In its first second it counts none, which is an error.
+        # In its first second it reports an uptime of 0, which is an error.
         limit = time.monotonic() + 60
         while sent_again(attributes, printer.url).text("printer-up-time") == "0":
             self.assertLess(time.monotonic(), limit)
@@ -256,7 +256,7 @@ class Suites(WithServers):
         with self.subTest("with our requests"):
             self.assertEqual(before, ipp_suites.run(ours, printer.url, document))
         documents = len(printer.documents())
-        # Whatever the printer says to them: it has one job at a time.
+        # Whatever the printer answers: it takes one job at a time.
         subprocess.run([*SENDER, printer.url, "standard"], check=False, timeout=100)
         self.assertGreater(len(printer.documents()), documents)
         with self.subTest("after our jobs"):

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The check of requests finds each kind of mistake, in requests that are right but for it."""
+"""The check of requests finds each kind of mistake in requests that are otherwise correct."""
 
 import os
 import sys
@@ -26,7 +26,7 @@ def target():
 
 
 def print_job():
-    """A request that there is nothing to say of."""
+    """A request without mistakes."""
     return Message(b"\1\1", ipp_message.PRINT_JOB, number(1), [
         (1, [*target(), Attribute("job-name", [(NAME, "Caf\u00e9".encode())]),
              Attribute("document-format", [(MIME_TYPE, b"application/pdf")]),

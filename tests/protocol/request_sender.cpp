@@ -1,9 +1,9 @@
 // Sends one of every kind of request that the product knows, by the product's own functions, with
-// job templates that have every choice and every bound between them.
+// job templates that together have every choice and every bound.
 //
 //   request_sender URL [standard]
 //
-// With "standard" without names and pages beyond what the standard allows.
+// With "standard": without names and pages beyond what the standard allows.
 
 #include <algorithm>
 #include <cstdio>
@@ -23,7 +23,7 @@
 namespace velmora {
 namespace {
 
-/// The lists go round, so that the longest decides how many templates there are.
+/// Shorter lists start again, so that the longest one decides how many templates there are.
 template <class Choice, std::size_t Size>
 const Choice& choice(std::span<const Choice, Size> choices, std::size_t number) {
     return choices[number % choices.size()];
@@ -94,7 +94,7 @@ std::vector<std::string> documentNames(bool standard) {
     return names;
 }
 
-/// Whether all of it went out; the answers are the printer's.
+/// Whether everything was sent, whatever the printer answers.
 bool sendAll(const std::string& url, bool standard) {
     const testing::ShortPauses shortPauses;
     const PrintTarget target = testing::targetOf(url);
@@ -104,7 +104,7 @@ bool sendAll(const std::string& url, bool standard) {
         sent = testing::printDocument(target, document, "Document", values) && sent;
     for (const std::string& name : documentNames(standard))
         sent = testing::printDocument(target, document, name) && sent;
-    // As ports are configured for printers whose address is a web server's.
+    // Like ports for printers with the address of a web server.
     PrintTarget web = target;
     web.url = "http" + url.substr(url.find(':'));
     sent = testing::printDocument(web, document) && sent;

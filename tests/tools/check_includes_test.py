@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""tools/check-includes on trees that keep its rules, and on trees that break one each."""
+"""tools/check-includes on a tree that keeps its rules, and on trees that each break one."""
 
 import os
 import subprocess

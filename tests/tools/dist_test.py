@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The download: what is in it, its checksums and signatures, and that it comes out the same again. The
-programs in it are stand-ins; the texts and pictures are the real ones."""
+"""The download: its contents, checksums and signatures, and that it can be reproduced. The programs in it
+are stand-ins; the texts and pictures are the real ones."""
 
 import hashlib
 import json
@@ -33,7 +33,7 @@ def run(*words, **options):
 
 
 def wrong_in(document):
-    """What the schemas of CycloneDX find wrong."""
+    """The errors that the schemas of CycloneDX find."""
     schemas = {}
     for name in ("bom-1.5", "spdx", "jsf-0.82"):
         name += ".SNAPSHOT.schema.json"
@@ -94,7 +94,7 @@ class Made(unittest.TestCase):
         return files
 
     def zipped(self):
-        """The files of the zip, the folder in front taken off."""
+        """The files of the zip, without the folder in front."""
         name, = [name for name in os.listdir(self.output) if name.endswith(".zip")]
         with zipfile.ZipFile(os.path.join(self.output, name)) as archive:
             self.assertIsNone(archive.testzip())
@@ -121,7 +121,7 @@ class Dist(Made):
                      "UNSIGNED.txt", "velmora.cdx.json"]:
             self.assertIn(name, files)
         self.assert_sums(files.pop("SHA256SUMS.txt"), files)
-        # What the licences ask for: their own words.
+        # The licences require their own text to be included.
         for words in (b"Permission is hereby granted", b"Neither the name of the University"):
             self.assertIn(words, files["THIRD-PARTY.txt"])
         for package in PACKAGES:
@@ -163,7 +163,7 @@ class Dist(Made):
         for one in parts.values():
             self.assertRegex(one["version"], r"^\d+\.")
         self.assertIn("GCC-exception-3.1", json.dumps(parts["gcc-runtime-win32"]["licenses"]))
-        # The hashes are those of the programs, and each relation is between things that are there.
+        # The hashes are those of the programs, and each relation is between existing components.
         for program in PROGRAMS:
             with open(os.path.join(self.built, *program.replace("/", "/bin/").split("/")),
                       "rb") as file:
@@ -201,7 +201,7 @@ class Dist(Made):
 class Signatures(Made):
     @classmethod
     def setUpClass(cls):
-        """An authority of this test's own, which nobody else trusts."""
+        """A certificate authority of this test, which nobody else trusts."""
         cls.keys = tempfile.mkdtemp(dir=place)
         for name, more in (
                 ("ca", ["-x509", "-subj", "/CN=Test authority", "-addext",
@@ -256,7 +256,7 @@ class Signatures(Made):
                 self.assertNotEqual(0, self.verify(path).returncode)
 
     def token(self):
-        """A token with the key in it, and its PIN; the module finds it by the environment."""
+        """A token with the key, and its PIN; the module finds it by the environment."""
         folder = tempfile.mkdtemp(dir=place)
         os.mkdir(os.path.join(folder, "tokens"))
         with open(os.path.join(folder, "softhsm2.conf"), "w", encoding="ascii") as file:

@@ -42,7 +42,7 @@ class ListFiles(unittest.TestCase):
 
     def test_in_a_repository(self):
         if not shutil.which("git"):
-            return  # nothing to be told apart on a machine without it
+            return  # no difference on a machine without it
         subprocess.run(["git", "init", "-q", self.root], check=True)
         self.check_everything()
         subprocess.run(["git", "-C", self.root, "add", "."], check=True)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""tools/mutate on a small library whose test asks for one of its two functions."""
+"""tools/mutate on a small library whose test checks one of its two functions."""
 
 import os
 import re

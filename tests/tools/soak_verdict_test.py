@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What a soak run calls wrong, and what its charts show."""
+"""The faults that a soak run reports, and its charts."""
 
 import asyncio
 import os

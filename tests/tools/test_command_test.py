@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""tools/test: what its arguments mean. Installing, CMake and CTest are stand-ins that take notes."""
+"""tools/test: what its arguments mean. Installing, CMake and CTest are stand-ins that record their
+calls."""
 
 import os
 import shutil

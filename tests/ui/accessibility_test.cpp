@@ -21,7 +21,7 @@ std::string classOf(HWND control) {
 /// The name by which the platform's accessibility interface knows a control.
 std::wstring accessibleName(HWND control) {
     IAccessible* object = nullptr;
-    // Not IID_IAccessible: in the 64-bit import library of oleacc something else has that name.
+    // Not IID_IAccessible: the 64-bit import library of oleacc has something else of that name.
     if (FAILED(AccessibleObjectFromWindow(control, static_cast<DWORD>(OBJID_CLIENT),
                                           __uuidof(IAccessible),
                                           reinterpret_cast<void**>(&object))))

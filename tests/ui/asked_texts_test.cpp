@@ -1,4 +1,4 @@
-// Every text that the interface asks for is in the delivered settings file, and nothing else is.
+// The delivered settings file has exactly the texts that the interface looks up.
 
 #include <algorithm>
 #include <fstream>
@@ -58,7 +58,7 @@ class AskedTexts : public GroupsPageTest {
         page.type(IDC_PORT_NAME, "Taken");
         refused();
         page.type(IDC_PORT_NAME, "New");
-        refused();  // no URL
+        refused();  // not a URL
         page.type(IDC_PORT_URL, "http://" + std::string(200, 'h') + "/");
         refused();
         page.type(IDC_PORT_URL, "ipp://h/p");
@@ -160,7 +160,7 @@ class AskedTexts : public GroupsPageTest {
 
 TEST_F(AskedTexts, AreThoseOfTheDeliveredFile) {
     EXPECT_FALSE(runNew([&](const SheetDriver& sheet) { provokeAll(sheet); }));
-    // What the monitor asks for: its names, and the root of a directory that is read.
+    // The texts that the monitor looks up: its names, and the root's name when a directory is read.
     monitorDisplayName();
     directoryStore().load(directory);
     readSetting("AppRegKey");

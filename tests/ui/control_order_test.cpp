@@ -1,4 +1,4 @@
-// The order in which the Tab key visits controls, and in which their contents are read.
+// The order in which the Tab key visits controls, and the one in which their contents are read.
 
 #include <algorithm>
 
@@ -12,7 +12,7 @@ namespace {
 
 using Controls = std::vector<int>;
 
-/// The controls that the Tab key visits, from `first` on until it comes back there.
+/// The controls that the Tab key visits, from `first` until it returns there.
 Controls tabOrder(const DialogDriver& dialog, int first) {
     Controls order;
     HWND control = dialog.control(first);

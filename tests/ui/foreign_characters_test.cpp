@@ -2,7 +2,7 @@
 #include "tests/ui/groups_page_fixture.h"
 #include "ui/kit/window.h"
 
-// Characters outside the code page, which an edit box can hold and none of our texts can.
+// Characters outside the code page, which an edit box can hold but our records cannot.
 
 namespace velmora::testing {
 namespace {
@@ -47,7 +47,7 @@ TEST_F(ForeignCharacters, KeepTheMainPage) {
         expectRefused(
             page, IDC_PORT_URL, [&] { sheet.ok(); }, "ipp://h/p");
 
-        // What is disabled is not used.
+        // Disabled fields are not read.
         typeWide(page, IDC_PORT_PASSWORD, L"\u0434");
         page.click(IDC_PORT_AUTHENTICATION);
         sheet.openPage(1);

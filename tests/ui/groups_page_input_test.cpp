@@ -82,7 +82,8 @@ TEST_F(GroupsPageInput, ControlKeysCopyCutAndPaste) {
         desk.input.keys({VK_CONTROL, 'V'});
         EXPECT_TRUE(desk.lineUp(
             {"All groups", " A", "  a2", "  C", "   c1", " B", "  b1", "  C", "   c1", "  a1"}));
-        // The cut has been used up. The key has been handled once a later one has had its effect.
+        // The cut node is no longer in the clipboard. A key has been handled once a later one has
+        // had its effect.
         desk.input.keys({VK_CONTROL, 'V'});
         desk.focusOn("All groups/A/a2");
         desk.input.keys({VK_DELETE});
@@ -521,11 +522,11 @@ TEST_F(GroupsPageInput, CommandsAreChosenFromTheOpenMenu) {
     EXPECT_EQ(names(1), (Lines{"A", "B", "New Group Pattern"}));
 }
 
-/// A label that is refused because something else was started.
+/// A label edit that is ended by another action and refused.
 class RefusedLabel : public GroupsPageInput {
   protected:
-    /// Types a name that is taken and lets `start` do something else: the message comes, and the
-    /// editor comes back; nothing else happens.
+    /// Types a name that is taken and lets `start` do something else: the message appears, then the
+    /// editor again; nothing else happens.
     void refuse(const Desk& desk, const std::function<void()>& start) {
         desk.focusOn("All groups/A/a1");
         desk.input.keys({VK_F2});
@@ -572,7 +573,7 @@ TEST_F(RefusedLabel, ComesBeforeTheCommandsOfTheButtons) {
 }
 
 TEST_F(GroupsPageInput, ARightClickElsewhereBringsTheRefusalOfALabelInThePlatformsBox) {
-    // In the platform's boxes, which keep the mouse from the sheet.
+    // With the platform's own message boxes, which keep the mouse from the sheet.
     CDialogConfigPort sheet(nullptr, directory, spooler.functions());
     drive([&] { EXPECT_FALSE(sheet.edit(config)); },
           [&] {
@@ -604,7 +605,7 @@ TEST_F(GroupsPageInput, NothingIsStartedWhileARefusedLabelWaits) {
     sit([&](const Desk& desk) {
         desk.focusOn("All groups/A/a1");
         desk.command(ID_GROUPS_RENAME);
-        // While the sheet is disabled the message about the label waits.
+        // While the sheet is disabled the message about the label is delayed.
         const HWND sheet = desk.sheet.sheet().window();
         EnableWindow(sheet, FALSE);
         SendMessageA(desk.tree.editor(), WM_SETTEXT, 0, reinterpret_cast<LPARAM>("C"));

@@ -236,7 +236,7 @@ TEST_F(GroupsPage, ACutIsPastedOnce) {
         page.tree.select("All groups/B");
         page.command(ID_GROUPS_PASTE);
         const Lines moved{"All groups", " A", "  a1", "  a2", " B", "  b1", "  C", "   c1"};
-        // The directory lists children by number, the tree shows what came last at the end.
+        // The directory lists children by id; the tree shows new ones at the end.
         EXPECT_EQ(page.tree.lines(), moved);
         page.tree.select("All groups/A");
         page.command(ID_GROUPS_PASTE);
@@ -514,7 +514,7 @@ TEST_F(GroupsPage, NothingIsMadeWhereTheTreeDoesNotShowIt) {
     const std::size_t before = directory.nodes().size();
     EXPECT_FALSE(runConfigure([&](const SheetDriver& sheet) {
         const Page page(sheet, sheet.openPage(2));
-        // To draw hundreds of levels that open one after the other takes a minute.
+        // Drawing hundreds of levels that open one after another takes a minute.
         const RedrawPause pause(page.tree.window());
         HTREEITEM item = page.tree.item("All groups/B/g");
         while (const HTREEITEM child = page.tree.view().firstChild(item))

@@ -81,7 +81,7 @@ class JobTemplatePage : public PortSheetTest {
         });
     }
 
-    /// Leaving the page with `text` in `field` says `message` and keeps the page.
+    /// Leaving the page with `text` in `field` shows `message` and stays on the page.
     void expectRefused(const SheetDriver& sheet, const DialogDriver& page, int field,
                        const std::string& text, const std::string& message) {
         SCOPED_TRACE(text.substr(0, 20));
@@ -125,7 +125,7 @@ TEST_F(JobTemplatePage, EveryListDropsAsWideAsItsWidestTranslation) {
     writeSettingsFile("[Strings]\r\nno-hold=" + wide + "\r\n300 dpi=" + wide + "\r\none-sided=" +
                       wide + "\r\nstaple=" + wide + "\r\nCustom Paper Size=" + wide + "\r\n");
     EXPECT_TRUE(edit([&](const DialogDriver& page) {
-        // The numbers of the last list are not translated, and need no more room than it has.
+        // The numbers of the last list are not translated and fit.
         for (const int list : {IDC_JOB_HOLD_UNTIL, IDC_JOB_RESOLUTION, IDC_JOB_SIDES,
                                IDC_JOB_FINISHINGS, IDC_JOB_MEDIA}) {
             EXPECT_EQ(std::ranges::count(items(page, list), wide), 1) << list;
@@ -179,7 +179,7 @@ TEST_F(JobTemplatePage, ARestingPointerShowsTheWholeTextOfAClosedList) {
     }));
 }
 
-/// The page in a sheet of its own, so that it can be looked at without OK.
+/// The page in its own sheet, so that it can be inspected without OK.
 class PageSheet : public SheetWindow {
   public:
     explicit PageSheet(CPageJobTemplate& page) : SheetWindow("Page", nullptr, IDM_VISUAL_STYLES) {

@@ -1,4 +1,4 @@
-// The delivered settings files: what every translation must have in common with the English one.
+// The delivered settings files: what every translation must share with the English one.
 
 #include <gtest/gtest.h>
 
@@ -267,7 +267,7 @@ bool isHelp(const Text& text) {
     return text.section.starts_with("Help") && text.key != "Help" && text.key != "Close";
 }
 
-/// The addresses in a help text, in order.
+/// The URLs in a help text, in order.
 std::vector<std::string> addressesIn(const std::string& text) {
     std::vector<std::string> found;
     for (std::size_t at = text.find("://"); at != std::string::npos; at = text.find("://", at)) {
@@ -285,8 +285,8 @@ std::vector<std::string> addressesIn(const std::string& text) {
     return found;
 }
 
-/// The numbers of two digits and more in a text, sorted, without what separates thousands in a
-/// language. One and two are words in some languages and numbers in others.
+/// The numbers of two digits and more in a text, sorted, without separators of thousands. Single
+/// digits are words in some languages and numbers in others.
 std::multiset<std::string> numbersIn(const std::string& text) {
     const auto digit = [&](std::size_t at) { return at < text.size() && isdigit(text[at]) != 0; };
     std::multiset<std::string> found;

@@ -17,7 +17,7 @@
 
 namespace velmora::testing {
 
-/// A spooler that lists fixed ports and records the servers that it was asked about.
+/// A spooler that lists fixed ports and records the servers whose ports were listed.
 class StandInSpooler {
   public:
     explicit StandInSpooler(std::vector<std::string> ports);

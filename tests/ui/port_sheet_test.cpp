@@ -6,7 +6,7 @@
 #include "tests/ui/port_sheet_fixture.h"
 #include "ui/kit/tree_view.h"
 
-// Behaviour that both port sheets share.
+// The behaviour of both port sheets.
 
 namespace velmora::testing {
 namespace {
@@ -175,7 +175,7 @@ void closeBox(HWND box) {
     DialogDriver(box).waitUntilClosed();
 }
 
-/// The picture in a message box; null for none.
+/// The icon of a message box; null if it has none.
 HICON pictureOf(HWND box) {
     for (HWND child = GetWindow(box, GW_CHILD); child != nullptr;
          child = GetWindow(child, GW_HWNDNEXT)) {
@@ -254,8 +254,8 @@ TEST_F(PortSheetRun, TwoSheetsAtOnceDoNotDisturbEachOther) {
     drive([&] { EXPECT_TRUE(sheet.edit(config)); },
           [&, first = GetCurrentThreadId()] {
               const SheetDriver one(waitForDialogOf(first, title).window());
-              // One after the other: Wine does not always survive two threads that show their first
-              // windows in the same moment.
+              // One after the other: Wine sometimes crashes if two threads show their first windows
+              // at the same time.
               std::atomic<DWORD> secondThread = 0;
               std::thread second([&] {
                   secondThread = GetCurrentThreadId();
@@ -276,7 +276,7 @@ TEST_F(PortSheetRun, TwoSheetsAtOnceDoNotDisturbEachOther) {
     EXPECT_EQ(other.config.targetIds, (Ids{2, 5}));
 }
 
-/// Throws while the page is left.
+/// Throws when the page is left.
 class ThrowingBoxes : public MessageBoxes {
   public:
     void show(HWND, const std::string&, MessageIcon) override {

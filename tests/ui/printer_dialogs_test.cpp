@@ -237,7 +237,7 @@ TEST_F(PrinterDialogs, MoreThanTheStoreReadsCannotBeTyped) {
         for (const int id :
              {IDC_PRINTER_NAME, IDC_PRINTER_URL, IDC_PRINTER_USER_NAME, IDC_PRINTER_PASSWORD})
             EXPECT_EQ(SendMessageA(dialog.control(id), EM_GETLIMITTEXT, 0, 0), 1023) << id;
-        // A text that is set by a message may have any length.
+        // A text set by a message may have any length.
         dialog.type(IDC_PRINTER_NAME, std::string(32000, 'n'));
         dialog.type(IDC_PRINTER_URL, std::string(32000, '/'));
         dialog.clickWithoutWaiting(IDOK);

@@ -12,10 +12,10 @@ namespace velmora::testing {
 namespace {
 
 constexpr int kNone = -1;
-// The part of a style that tells controls of one class apart.
+// The part of a style that distinguishes controls of one class.
 constexpr DWORD kButtonKinds = BS_TYPEMASK;
 
-/// What is fixed about a control: the rest of its style and its place are layout.
+/// The fixed properties of a control: the rest of its style and its position are layout.
 struct Expected {
     int id;
     const char* windowClass;

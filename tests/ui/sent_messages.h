@@ -8,9 +8,8 @@
 
 namespace velmora::testing {
 
-/// Records messages that are sent to the windows of one thread, for what cannot be observed
-/// otherwise: how often, and in which order, controls are read or changed. Only one may exist at a
-/// time.
+/// Records messages sent to the windows of one thread, to observe how often and in which order
+/// controls are read or changed. Only one may exist at a time.
 class SentMessages {
   public:
     struct Message : CWPSTRUCT {

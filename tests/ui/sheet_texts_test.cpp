@@ -5,7 +5,7 @@
 namespace velmora::testing {
 namespace {
 
-/// Section by section, the lines that the first run of the sheet leaves in the file.
+/// The lines that the first run of the sheet leaves in the file, by section.
 const std::string kSheetSection =
     "[DialogPortProperties]\r\nConfigure Port Monitor=Configure Port Monitor\r\n";
 const std::string kMainPageSection =
@@ -79,7 +79,7 @@ TEST_F(SheetTexts, FilesThatCannotBeUsedLeaveTheDefaults) {
     openAndCancel(showsDefaults);
     SetFileAttributesA(settingsFilePath().c_str(), FILE_ATTRIBUTE_NORMAL);
 
-    // A directory in its place can be neither read nor written, even by an administrator.
+    // A directory of the file's name can be neither read nor written, even by an administrator.
     DeleteFileA(settingsFilePath().c_str());
     ASSERT_TRUE(CreateDirectoryA(settingsFilePath().c_str(), nullptr));
     openAndCancel(showsDefaults);

@@ -71,7 +71,7 @@ int takenByTheControl(HWND control, const std::string& windowClass) {
     }
 }
 
-/// The columns of a list have room for their headings, and nothing is lost beside the last one.
+/// The columns of a list have room for their headings, and the last one ends within the list.
 void expectHeadingsFit(HWND list) {
     const auto header = reinterpret_cast<HWND>(SendMessageA(list, LVM_GETHEADER, 0, 0));
     const TextMeasure measure(header);
@@ -106,7 +106,8 @@ BOOL CALLBACK visit(HWND control, LPARAM parameter) {
     GetClientRect(control, &area);
     if (area.right == 0) return TRUE;  // a label for screen readers
     const TextMeasure measure(control);
-    // In a font without the language's characters every text would be a row of narrow boxes.
+    // In a font without the language's characters every text would be a row of narrow placeholder
+    // boxes.
     EXPECT_EQ(measure.charset(), thisSystem().charset) << text;
     EXPECT_LE(measure.width(text) + takenByTheControl(control, windowClass), area.right) << text;
     ++measured;
@@ -130,7 +131,7 @@ std::string itemText(HWND list, int index) {
     return text;
 }
 
-/// What the tip of a list shows; empty if it shows none.
+/// The text of a list's tip; empty if none is shown.
 std::string tipOf(const DialogDriver& page, HWND list) {
     HWND tips = nullptr;
     while ((tips = FindWindowExA(nullptr, tips, TOOLTIPS_CLASSA, nullptr)) != nullptr) {
@@ -218,7 +219,8 @@ TEST_F(TextFit, OnEveryPageAndDialog) {
             if (language != "Velmora.dat") {
                 EXPECT_EQ(cut, std::set<std::string>());
             } else if (std::getenv("VELMORA_DPI") == nullptr) {
-                EXPECT_EQ(cut, english);  // on dense screens rounding makes some more too wide
+                EXPECT_EQ(cut,
+                          english);  // on dense screens rounding makes a few more texts too wide
             }
             const Page page(sheet, sheet.openPage(2));
             expectTextsFit(page, 5);
@@ -253,7 +255,7 @@ TEST_F(TextFit, WhatIsGivenInPixelsFollowsTheScreen) {
         const HWND list = sheet.page().control(IDC_PORT_GROUPS);
         EXPECT_EQ(SendMessageA(list, LVM_GETCOLUMNWIDTH, 0, 0), 150 * dpi / 96);
         EXPECT_EQ(SendMessageA(list, LVM_GETCOLUMNWIDTH, 1, 0), MulDiv(115, dpi, 96));
-        // The bitmap font that the resources name has no characters for denser screens.
+        // The bitmap font that the resources name has no sizes for denser screens.
         EXPECT_TRUE(dpi == 96 || drawsOutlines(sheet.page().control(IDC_PORT_NAME_LABEL)));
         EXPECT_TRUE(dpi == 96 || drawsOutlines(list));
         const Page page(sheet, sheet.openPage(2));

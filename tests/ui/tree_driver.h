@@ -20,10 +20,10 @@ class TreeDriver {
     HWND window() const { return view_.control(); }
     const TreeView& view() const { return view_; }
 
-    /// Null when there is none.
+    /// Null if there is none.
     HTREEITEM item(const std::string& path) const;
     std::string text(HTREEITEM item) const;
-    /// All items in order, indented by a blank a level.
+    /// All items in order, indented by one space for each level.
     std::vector<std::string> lines() const;
     /// The texts below an item.
     std::vector<std::string> children(const std::string& path) const;

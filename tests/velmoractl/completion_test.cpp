@@ -94,7 +94,7 @@ struct PowerShellText {
     std::size_t at_ = 0;
 };
 
-// None is there where the script is tested: what can be told without one.
+// There is no PowerShell where the script is tested: what can be checked without it.
 TEST(Completion, ThePowerShellScriptIsWhole) {
     const std::string script = powershellCompletion();
     for (const char c : script)
@@ -109,7 +109,7 @@ TEST(Completion, ThePowerShellScriptIsWhole) {
     EXPECT_THAT(script, HasSubstr("Register-ArgumentCompleter -Native -CommandName @('velmoractl', "
                                   "'velmoractl.exe') -ScriptBlock {\n"
                                   "    param($wordToComplete, $commandAst, $cursorPosition)\n"));
-    // The hidden verb and its words, as the bash script has them too.
+    // The hidden verb and its arguments, which the bash script has as well.
     EXPECT_THAT(script, HasSubstr("& velmoractl complete-words -- @words \"=$current\" 2>$null |"));
     EXPECT_THAT(std::string(bashCompletion()), HasSubstr("complete-words -- "));
 }
@@ -117,7 +117,7 @@ TEST(Completion, ThePowerShellScriptIsWhole) {
 TEST(Completion, ATornPowerShellScriptIsNoticed) {
     const std::string script = powershellCompletion();
     for (const char c : std::string("(){}[]'\"")) {
-        // Each that stands outside of comments, strings and patterns is needed.
+        // Each of those outside of comments, strings and patterns is needed.
         const std::size_t at = c == '\'' ? script.find("'velmoractl'") : script.rfind(c);
         ASSERT_NE(at, std::string::npos) << c;
         std::string torn = script;

@@ -114,7 +114,7 @@ TEST(ConfigurationPlan, NoPasswordIsInTheList) {
     }
 }
 
-/// What the list says of one key; null if nothing.
+/// The list's entry for one key; null if there is none.
 const Difference* differenceOf(const Change& change, const std::string& key) {
     const auto found = std::ranges::find(change.details, key, &Difference::key);
     return found == change.details.end() ? nullptr : &*found;
@@ -241,7 +241,7 @@ TEST(ConfigurationPlan, NodesAreReplacedAndTheDirectorysPatternsStay) {
     CGroupsDB stored = tree({"Old"});
     stored.SetPortPrinter("Before", {"ipp://before/", false, "", ""});
     const ConfigurationPlan result = plan(wanted, {}, stored, {.groups = true});
-    // Storing the ports has changed the patterns meanwhile.
+    // Storing the ports has changed the patterns in between.
     stored.RemovePortPrinter("Before");
     stored.SetPortPrinter("Meanwhile", {"ipp://meanwhile/", false, "", ""});
     grow(stored, result);

@@ -1,4 +1,4 @@
-// The record as the monitor's writer leaves it and the tool's reader finds it.
+// The record as the monitor writes it and the tool reads it.
 #include "velmoractl/delivery_files.h"
 
 #include <gtest/gtest.h>
@@ -45,8 +45,8 @@ Snapshot snapshot(const fs::path& directory) {
     return files;
 }
 
-/// What the writer's calls of the system find and leave behind: a process that is killed leaves
-/// exactly what was there before one of them.
+/// The files before each of the writer's system calls: a process that is killed leaves exactly one
+/// of these states.
 std::function<void()> beforeCall;
 std::function<void(HANDLE, const char*, DWORD)> insteadOfWriting;
 
@@ -115,7 +115,7 @@ class KilledWriter : public RecordAsRead {
             const ImportPatch move("kernel32.dll", "MoveFileExA", plain(moveFile));
             const ImportPatch write("kernel32.dll", "WriteFile", plain(writeFile));
             beforeCall = [&] { states.push_back(snapshot(path)); };
-            // A write may have come to any byte.
+            // A write may have reached any byte.
             insteadOfWriting = [&](HANDLE file, const char* bytes, DWORD size) {
                 for (DWORD i = 0; i < size; ++i) {
                     DWORD count = 0;
@@ -162,8 +162,8 @@ TEST_F(KilledWriter, DamagesTheLastLineAtMost) {
             EXPECT_EQ(files.damaged(), 0u);
             seenBefore |= !whole;
             seenAfter |= whole;
-            // The next writer goes on, and a reader that was there all the time sees its line. If
-            // nothing but the line feed was missing, the line before becomes whole by it.
+            // The next writer goes on, and a reader that has been running all the time sees its
+            // line. If only the line feed was missing, this completes the line before.
             ASSERT_TRUE(append(lineOf(4)));
             const Documents later = documents(files);
             ASSERT_FALSE(later.empty());

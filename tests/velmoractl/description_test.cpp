@@ -236,7 +236,7 @@ TEST(Description, DeepAndLargeFilesEnd) {
     EXPECT_THAT(refusal({{"", file(R"("groups":{"g":)" + open + "{}" + shut + "}")}}),
                 HasSubstr("is nested deeper than 256 levels"));
     EXPECT_THAT(refusal({{"", std::string(10'000, '[')}}), HasSubstr("deeper"));
-    // A long chain is read, and its circle found, in time with its length.
+    // Reading a long chain, and finding its circle, takes time in proportion to its length.
     std::string chain;
     for (int i = 0; i < 300; ++i) {
         chain += (i == 0 ? "\"t" : ",\"t") + std::to_string(i) + R"(":{"template":"t)" +
@@ -265,7 +265,7 @@ TEST(Description, EveryTruncatedFileIsRefused) {
     ASSERT_EQ(refusal({{"", whole}}), "none");
     for (std::size_t length = 0; length < whole.size(); ++length)
         EXPECT_NE(refusal({{"", whole.substr(0, length)}}), "none") << length;
-    // With one byte changed the file is refused or read, and nothing worse.
+    // With one byte changed the file is refused or read; nothing worse happens.
     for (std::size_t at = 0; at < whole.size(); ++at) {
         for (const char byte : {'\0', '"', '{', '}', ',', '0', '\xFF'}) {
             std::string other = whole;
@@ -283,7 +283,8 @@ PortConfig port(const std::string& name) {
     return config;
 }
 
-/// A fleet whose records also hold what dialogs leave in them and a description does not cover.
+/// A fleet whose records also hold values that dialogs leave in them and a description does not
+/// cover.
 struct Fleet {
     Fleet() {
         const std::uint32_t floor = directory.AddGroup("Floor", kRootGroup)->id;

@@ -29,7 +29,7 @@ struct Spooler {
     std::condition_variable changed;
     Calls calls;
     std::string fails;        ///< the call that does
-    std::string standsStill;  ///< the call that does until it is set to another one
+    std::string standsStill;  ///< the call that blocks until this is set to another one
     bool hasJob = true;
 
     bool call(const std::string& name) {
@@ -104,7 +104,7 @@ class Handover : public ::testing::Test {
             if (progress.ended) return progress;
         }
     }
-    /// The calls of a handover that ends by itself, and its error.
+    /// The calls of a handover that is not stopped, and its error.
     std::pair<Calls, std::string> run(To to) {
         std::string error;
         {

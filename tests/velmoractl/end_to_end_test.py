@@ -46,7 +46,7 @@ def tree(*nodes):
 
 
 class Tool(unittest.TestCase):
-    """A prefix of its own a class."""
+    """One prefix for each class."""
 
     @classmethod
     def setUpClass(cls):
@@ -60,7 +60,7 @@ class Tool(unittest.TestCase):
             # One line: what failed, why, what to do.
             lines = [line for line in result.err.splitlines()
                      if not line.startswith("velmoractl: warning: ")]
-            # Of several servers each that fails has its own.
+            # With several servers, one for each server that fails.
             most = 1 if "--server" not in words else len(lines)
             self.assertIn(len(lines), range(1, most + 1), f"{words}: {result!r}")
             for line in lines:
@@ -120,12 +120,12 @@ class FromDownloadToPage(WithPrinter):
         self.assertEqual(MONITOR, status.json()["monitor"])
         for result in (told, ports):
             self.assertIn(f'the monitor "{MONITOR}"', result.err)
-        # For another computer nothing about this one is reported.
+        # About another computer nothing of this one is reported.
         self.assertIn("Velmora.dll", told.out)
         self.assertEqual("", remote.out)
         self.assertNotIn("\"install\"", remote.err)
         self.assertEqual("Velmora is not installed; there was nothing to undo.\n", uninstall.out)
-        # Questions leave no trace.
+        # Reading leaves no trace.
         self.assertFalse(self.system_file("Velmora.dat"))
 
     def a_port_prints(self):
@@ -154,14 +154,14 @@ class FromDownloadToPage(WithPrinter):
         self.assert_printed(printed, 1)
 
     def assert_printed(self, result, count):
-        # Progress is drawn on terminals only.
+        # Progress is shown on terminals only.
         self.assertEqual("", result.err)
         documents = self.printer.documents()
         self.assertEqual(count, len(documents))
         self.assertEqual(DOCUMENT, documents[-1])
 
     def a_wiped_configuration_comes_back(self):
-        # Names beyond ASCII come from the command line, which a batch file would not give as it is.
+        # Names beyond ASCII come from the command line: a batch file would change them.
         for words in (["group", "add", "Caf\u00e9"],
                       ["printer", "add", "Caf\u00e9/Sales", "--url", self.printer.url,
                        "--user", "Max", "--password", "pass word"]):
@@ -235,7 +235,7 @@ class ProbesOfBadPrinters(Tool):
     """No monitor is needed to look at a printer."""
 
     def probe(self, words, peer, *arguments, verb="probe", timeout=60):
-        """What the tool tells about a printer that misbehaves."""
+        """What the tool reports about a printer that misbehaves."""
         name = "-".join([verb, peer, *arguments])
         printer = Printer(os.path.join(self.place, name), peer, *arguments)
         try:
@@ -272,7 +272,7 @@ class ProbesOfBadPrinters(Tool):
             ("does not speak IPP", "faulty_printer", "html"),
             ("does not speak IPP", "faulty_printer", "not-implemented"),
             ("server-error-not-accepting-jobs", "faulty_printer", "--size", "1286", "ipp-status"),
-            # Open to questions, closed to jobs.
+            # It answers queries and refuses jobs.
             ("Job: the question whether it would be accepted failed: it asks for a user name",
              "faulty_printer", "--on", "2", "unauthorized"),
             ("Job: the question whether it would be accepted failed: .*500", "faulty_printer",
@@ -447,7 +447,7 @@ class Verbs(WithPrinter):
         self.assertIn("media: /roll", shown.out)
 
     def test_words_are_taken_as_they_stand(self):
-        # No file name is put in the place of a star, no list is read into brackets.
+        # A star is not replaced by file names, nor brackets by a list.
         star, brackets = self.batch(
             tool("port", "show", DOWNLOAD + "\\*", code=NOT_FOUND),
             tool("port", "add", "P", "--group", "[Floor,Cellar]", code=NOT_FOUND))
@@ -604,7 +604,7 @@ class Verbs(WithPrinter):
 
 
 class StoppedSpooler(Tool):
-    """Administrators stop the spooler first, to free the library."""
+    """Administrators stop the spooler first, so that it releases the library."""
 
     def test_cannot_ask_is_not_no(self):
         self.batch(tool("install", "--quiet"), use_shim(MONITOR),
@@ -647,7 +647,7 @@ class StoppedSpooler(Tool):
 
 
 class SpoolerRestart(Tool):
-    """The library in use: a program that waits for a printer holds it, as the spooler does."""
+    """The library in use: a program that waits for a printer holds it, like the spooler."""
 
     def spooler(self, *words):
         return Step(*words, "spooler")
@@ -685,15 +685,15 @@ class SpoolerRestart(Tool):
         self.assertIn("RUNNING", after.out)
         silent.stop()
         job.wait(60)
-        # Nobody holds the old library any more: nothing is left to restart for.
+        # The old library is no longer in use: a restart is not needed.
         last, = self.batch(tool("install", "--json"))
         self.assertFalse(last.json()["restart-needed"])
         self.assertEqual([], [name for name in os.listdir(self.prefix.path("windows", "system32"))
                               if name.startswith("Velmora.dll.old")])
 
     def another_library(self):
-        """The same library with bytes after its end, as a signature is; the headers' sum is of the
-        old one, and 0 is taken for none."""
+        """The same library with bytes after its end, like a signature; the headers' checksum is the old
+        one's, and 0 means none."""
         name = self.prefix.path("download", "programs", "Velmora.dll")
         with open(name, "rb") as file:
             data = bytearray(file.read())
@@ -739,7 +739,7 @@ class Directory(Tool):
         self.assertNotIn(added.json()["id"], groups["A"] + groups["B"])
 
     def test_a_number_that_a_port_still_holds_is_not_given(self):
-        # As older programs have left it: the group was deleted in the tree alone.
+        # As older programs leave it: the group was deleted in the tree only.
         *_, held, _, _, added = self.batch(
             tool("group", "add", "Gone", "--json"), tool("port", "add", "A", "--group", "Gone"),
             tool("port", "show", "A", "--json"),
@@ -822,7 +822,7 @@ class Directory(Tool):
             "([0-9]+).*have at most ([0-9]+) bytes.*at most ([0-9]+)", text).groups())
 
         def both(longest, words):
-            """The longest that is taken, and one more."""
+            """The longest that is accepted, and one more."""
             return [tool(*words(longest)), tool(*words(longest + 1), code=USAGE)]
 
         def url(length_of_host, length_of_path):
@@ -890,7 +890,7 @@ class Files(Tool):
             os.umask(old)
         self.assertEqual("secret", self.read_json("secret.json")["ports"][0]["password"])
         self.assertEqual(0o644, self.mode("open.json") & 0o644)
-        # Wine gives what the owner may to the owner's group as well, so the others' rights tell.
+        # Wine gives the owner's rights to the owner's group as well, so the others' rights are checked.
         self.assertEqual(0, self.mode("secret.json") & 0o007)
 
     def test_passwords_in_urls_are_refused_and_never_shown(self):
@@ -1007,7 +1007,7 @@ class Files(Tool):
 
 
 class Refused(Tool):
-    """What the system refuses, or takes and does not keep, is not called done."""
+    """What the system refuses, or accepts and does not store, is not reported as done."""
 
     @classmethod
     def setUpClass(cls):
@@ -1018,7 +1018,7 @@ class Refused(Tool):
                           tool("port", "add", "Office", "--url", NOBODY)))
 
     def unchanged(self, code, *faults):
-        """The results of the commands of each fault; all must leave everything as it was."""
+        """The results of the commands for each fault; all must leave everything unchanged."""
         steps = []
         for command, error, *verbs in faults:
             steps += [break_channel(command, error), *(tool(*verb, code=code) for verb in verbs)]
@@ -1080,7 +1080,7 @@ class Refused(Tool):
         self.assertIn('adding port "P3"', failed.err)
         self.assertIn("3 of 8 ports are done", failed.err)
         self.assertIn("import the same file again to go on with the rest", failed.err)
-        # The one that failed is not there half.
+        # The one that failed is not left half made.
         self.assertEqual(["Office", "P0", "P1", "P2"], shown.out.split())
         self.assertEqual([f"P{index}" for index in range(3, 8)],
                          [change["name"] for change in rest.json()["changes"]])
@@ -1105,7 +1105,7 @@ class Refused(Tool):
 
 
 class Drift(Tool):
-    """What hands have changed since a file was written is found, named and mended."""
+    """Manual changes since a file was written are found, named and corrected."""
 
     STORE = KEY + "\\Ipp\\PortMonitor\\1.1"
 
@@ -1180,7 +1180,7 @@ class Drift(Tool):
                 self.assertIn(change, found)
                 self.assertIn(f'{change[0]} {change[1]} "{change[2]}"', text.out)
                 self.assertIn(f'{change[0]} {change[1]} "{change[2]}"', imported.out)
-        # What hands have put in the place of others is named too.
+        # Values that were replaced by hand are named too.
         self.assertIn('remove group "Attic"', text.out)
         self.assertIn('remove printer "Printer 9"', text.out)
         self.assertNotIn("guess", data.out + text.out)
@@ -1218,13 +1218,13 @@ class Interrupted(Tool):
             tool("port", "list", "--json"), tool("import", file, "--json"),
             tool("port", "list", "--json"))
         self.assertEqual(done, len(before.json()))
-        self.assertEqual("", rest.err)  # progress is drawn on terminals only
+        self.assertEqual("", rest.err)  # progress is shown on terminals only
         self.assertEqual(count - done, len(rest.json()["changes"]))
         self.assertEqual(count, len(after.json()))
 
 
 class Answers(WithPrinter):
-    """Every verb's answer has the shape that docs/json.md tells."""
+    """Every verb's answer has the form that docs/json.md gives."""
 
     @staticmethod
     def documented():
@@ -1346,7 +1346,7 @@ class Answers(WithPrinter):
 
 
 class Deliveries(WithPrinter):
-    """What became of every copy, asked as an administrator would."""
+    """The outcome of every copy, asked for as an administrator would."""
 
     def lines(self, result):
         return [json.loads(line) for line in result.out.splitlines()]
@@ -1540,7 +1540,7 @@ class Servers(WithPrinter):
                           south["answer"]["name"]))
         self.assertIn('SOUTH: add port "Both"', imported.out)
         self.assertIn('SOUTH: remove port "South only"', drift.out)
-        # What was done on the servers was not done here.
+        # The changes were made on the servers, not here.
         self.assertEqual("", own.out)
         self.assertEqual("NORTH: Printer\nSOUTH: Printer\n", queues.out)
         self.assertEqual(["Both", "Hall", "South only"],
@@ -1579,7 +1579,7 @@ class Servers(WithPrinter):
 
 
 class Completion(Tool):
-    """What shells are told, and a bash that asks."""
+    """The completion scripts, and a bash that uses its own."""
 
     def test_words_and_names_are_completed(self):
         *_, verbs, options_, values, ports, groups, printers, none, script = self.batch(
@@ -1635,7 +1635,7 @@ class Completion(Tool):
 
 
 class Record(WithPrinter):
-    """The files of the record, and the events beside it."""
+    """The files of the record, and the events as well."""
 
     def test_a_failure_is_an_event_too(self):
         """Wine writes to its trace what Windows writes to the event log."""
@@ -1730,7 +1730,7 @@ class Record(WithPrinter):
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self.addCleanup(peer_process.stop, follower)
         self.addCleanup(follower.stdout.close)
-        # A round is less than the record keeps, and begins when the one before has been shown.
+        # A round is shorter than the record, and begins when the one before has been shown.
         shown = b""
         end = time.monotonic() + 200
         for number in range(1, rounds + 1):
@@ -1752,7 +1752,7 @@ class Record(WithPrinter):
 
 
 class Printing(WithPrinter):
-    """What `print` asks before, and what it tells afterwards."""
+    """What `print` queries before, and what it reports afterwards."""
 
     # A medium that only the printer of `picky` lacks; the job insists on it.
     A3 = ("--media", "iso_a3_297x420mm", "--ipp-attribute-fidelity", "true")
@@ -1764,7 +1764,7 @@ class Printing(WithPrinter):
         cls.prefix.batch([tool("install", "--quiet"), use_shim(MONITOR)])
         with open(cls.prefix.path("page.ps"), "wb") as file:
             file.write(DOCUMENT)
-        # More than sockets hold of it.
+        # More than the sockets' buffers hold.
         with open(cls.prefix.path("large.ps"), "wb") as file:
             file.write(b"%!PS\n" + b"%" * (32 << 20))
 
@@ -1785,7 +1785,8 @@ class Printing(WithPrinter):
             return []
 
     def in_body(self):
-        """A printer that has the monitor's job begin, and takes no more of it than sockets hold."""
+        """A printer that lets the monitor's job begin and reads no more of it than the sockets' buffers
+        hold."""
         printer = self.peer("faulty_printer", "--on", "2", "--seconds", "100", "waits-in-body")
         return printer, lambda: "2 waits" in self.served(printer)
 
@@ -1806,7 +1807,7 @@ class Printing(WithPrinter):
         self.assertIn("nothing has been sent", media.json()["error"]["message"])
         self.assertIn("asks for a user name and a password", protected.err)
         self.assertIn("no printer is reached", off.err)
-        # Without the question the printer says it itself, and the record tells it.
+        # Without the query the printer itself reports it, and the record has it.
         copy, = empty.json()["copies"]
         self.assertEqual(("refused", 1), (copy["outcome"], copy["target"]))
         self.assertIn("client-error-attributes-or-values-not-supported", copy["reason"])
@@ -1893,7 +1894,7 @@ class Printing(WithPrinter):
         self.assertEqual(("accepted", "completed"), (copy["outcome"], copy["job"]["state"]))
         bad = self.check(PRINTER, ["print", "--follow"], follow(1))
         self.assertIn("accepted the job, which is aborted there", bad.err)
-        # Ctrl-C while the printer is at it: the job stays.
+        # Ctrl-C while the printer is receiving: the job stays.
         os.remove(command + ".go")
         code, shown = self.prefix.tool_on_terminal(
             ["print", "C:\\page.ps", "--port", "Slow", "--follow"], b"processing", signal.SIGINT)
@@ -1974,7 +1975,7 @@ class FleetExamples(Tool):
 
 
 class Installing(Tool):
-    """Files that must not be installed, and a disk without room: what works goes on working."""
+    """Files that must not be installed, and a full disk: what works goes on working."""
 
     def files(self):
         """Everything of ours in the system directory."""
@@ -1991,7 +1992,7 @@ class Installing(Tool):
         return self.write(f"{name}/Velmora.dat", settings).rpartition("\\")[0]
 
     def library(self, version=None):
-        """The built library, without a sum in its headers; with another version if one is given."""
+        """The built library, without a checksum in its headers; with another version if one is given."""
         with open(self.prefix.path("download", "programs", "Velmora.dll"), "rb") as file:
             data = bytearray(file.read())
         headers = int.from_bytes(data[0x3C:0x40], "little")
@@ -2061,7 +2062,7 @@ class Installing(Tool):
 
 
 class Documentation(WithPrinter):
-    """What the documents tell an administrator to type."""
+    """The commands that the documents tell an administrator to type."""
 
     @staticmethod
     def text(name):
@@ -2069,7 +2070,8 @@ class Documentation(WithPrinter):
             return file.read()
 
     def commands(self, name):
-        """Steps for the commands of a document. The examples' printers are the one that is there."""
+        """Steps for the commands of a document. The examples' printers are replaced by the one that
+        exists."""
         steps = []
         for line in re.findall(r"^ {4,}velmoractl (.*)$", self.text(name), re.MULTILINE):
             line = re.split(r"   +", line)[0]  # what follows explains the command

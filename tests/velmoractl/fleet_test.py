@@ -24,7 +24,7 @@ def changes(result):
 
 
 class Bulk(Tool):
-    """Many ports and printers changed by one command each."""
+    """Many ports and printers, each changed by one command."""
 
     def test_a_fleet_is_changed_by_a_few_commands(self):
         old, new = "ipp://127.0.0.1:1/old", "ipp://127.0.0.1:1/new"
@@ -34,7 +34,7 @@ class Bulk(Tool):
             tool("port", "add", "FL1", "--url", old, "--user", "print", "--password", "a"),
             tool("port", "add", "FL2", "--url", NOBODY), tool("port", "add", "Hall", "--url", old),
             tool("port", "add", "All", "--group", "Floor"),
-            # Told first, then done, then there is nothing left to do.
+            # First announced, then done, then there is nothing left to do.
             *(tool("port", "set", "--where", "url=ipp://*/old", "--url-replace", f"{old}={new}",
                    "--copies", "2", "--json", *more, code=code)
               for more, code in ((["--dry-run"], 0), ([], 0), ([], NOT_FOUND))),
@@ -53,7 +53,7 @@ class Bulk(Tool):
             tool("port", "rename", "Last", "hall", code=CONFLICT),
             tool("port", "remove", "FL2", "Gone", code=NOT_FOUND),
             tool("port", "remove", "Last", "FL2", "Last", "--json"),
-            # A change that is done in part is reported.
+            # A change that is made in part is reported.
             break_channel("ConfigPort", 5, after=1),
             tool("port", "set", "--all", "--media", "A3", code=DENIED), mend_channel(),
             tool("port", "set", "--where", "media=A3", "--media", "A4", "--json"),
@@ -158,7 +158,7 @@ class FleetFile(Tool):
                          [(queue["name"], queue["port"], queue["driver"], queue["location"])
                           for queue in shown.json()])
 
-        # What is written describes what is there, and twice the same.
+        # The written file describes the fleet, the same each time.
         with open(self.prefix.path("bad.json"), "rb") as file:
             wrong = file.read()
         results = self.batch(
@@ -210,7 +210,7 @@ class SetUpElsewhere(Tool):
         install = ["install", "--server", "NORTH"]
         both = ["--server", "NORTH,SOUTH"]
 
-        # Whatever fails: it is named, and nothing is left.
+        # Whatever fails is named, and nothing is left over.
         (_, registry, _, _, copy, _, _, monitor, *gone, _, share) = self.batch(
             break_call("RegConnectRegistry", 53), tool(*install, code=FAILED),
             break_call("RegConnectRegistry", 0),

@@ -4,7 +4,7 @@
     fleet_walk_test.py --arch x86|x64 --built BUILD_DIRECTORY [TEST...]
 
 The servers are simulated (harness/simulated_servers). The printers that pages go to are real ones;
-the other addresses are those of a light program that gives recorded answers. Ten of them want a
+the other addresses are those of a small program that gives recorded answers. Ten of them ask for a
 password, which is changed at the printers during the walk.
 """
 
@@ -27,7 +27,7 @@ PRINTERS = 50
 REAL = ("fl01.example", "new02.example")
 # With a user name and a password.
 LOCKED = range(40, 50)
-# What the first command of that verb ends with, if not 0.
+# The exit code of the verb's first command, if not 0.
 CODES = {"diff": DIFFERENT, "probe": PRINTER}
 SECTION = "## A walk through a fleet"
 
@@ -80,7 +80,7 @@ class Walk(unittest.TestCase):
         return addresses
 
     def spreadsheet(self):
-        """The whole of the spreadsheet that the document shows the first lines of."""
+        """The whole spreadsheet, of which the document shows the first lines."""
         heading, *first = next(block for block in self.blocks if block[0].startswith("name,url"))
         lines = [heading]
         for number in range(1, PRINTERS + 1):
@@ -100,7 +100,7 @@ class Walk(unittest.TestCase):
         return text
 
     def to_documented(self, text):
-        # The longest first: one address may begin as another does.
+        # The longest first: one address may be the beginning of another.
         for host, url in sorted(self.addresses.items(), key=lambda one: -len(one[1])):
             text = text.replace(url, f"ipp://{host}/ipp/print")
         return text.replace("C:\\fleet", "fleet")

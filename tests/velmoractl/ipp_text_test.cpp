@@ -17,7 +17,7 @@ UniqueIppMessage message() {
                         std::vector<IppResolution>{{600, 600, 3}, {1200, 600, 3}, {118, 118, 4}}));
     addIppAttribute(*result, IppGroup::printer, 0,
                     newRangeAttribute(ippName("copies-supported"), std::vector<IppRange>{{1, 99}}));
-    // A name that the table lacks is in front of the values.
+    // A name that the table lacks precedes the values.
     const char* const vendor[] = {"vendor-trays", "upper", "lower"};
     addIppAttribute(*result, IppGroup::printer, 0, newKeywordAttribute(-1, vendor));
     addIppAttribute(*result, IppGroup::job, 1, newIntegerAttribute(ippName("job-id"), 7));

@@ -54,7 +54,7 @@ class ToolBesideTheDialog : public CleanStateTest {
         CleanStateTest::TearDown();
     }
 
-    /// Runs the tool; its exit code. What it has said is in said_.
+    /// Runs the tool and returns its exit code; its output is in said_.
     DWORD tool(const std::string& words) {
         SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
         HANDLE reader = nullptr;
@@ -112,7 +112,7 @@ TEST_F(ToolBesideTheDialog, TheDirectoryIsNotChangedUnderAnOpenDialog) {
             EXPECT_NE(said_.find("a port dialog is open on this computer"), std::string::npos)
                 << said_;
         }
-        // What does not touch the directory goes on.
+        // Commands that do not touch the directory work.
         EXPECT_EQ(tool("group list"), kDone) << said_;
         EXPECT_EQ(tool("port show Office"), kDone) << said_;
         sheet.ok();
@@ -131,7 +131,7 @@ TEST_F(ToolBesideTheDialog, ADialogStoresWhenTheToolHasEnded) {
         sheet.page().checkRow(IDC_PORT_GROUPS, 0, true);
         const auto before = readRegistry(kPortsKey, "Office");
         const auto changed = [&] { return readRegistry(kPortsKey, "Office") != before; };
-        // As a command that is at work: the dialog waits for it, up to five seconds.
+        // Like a command at work: the dialog waits for it, up to five seconds.
         auto lock = std::make_unique<ConfigurationLock>(std::chrono::seconds(5));
         ASSERT_TRUE(lock->held());
         sheet.ok();

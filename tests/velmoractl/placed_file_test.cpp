@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A folder of this test's own, removed afterwards.
+/// A folder for this test, removed afterwards.
 class PlacedFileTest : public ::testing::Test {
   protected:
     PlacedFileTest() {
@@ -42,7 +42,7 @@ class PlacedFileTest : public ::testing::Test {
         return static_cast<std::size_t>(
             std::distance(fs::directory_iterator(folder_), fs::directory_iterator()));
     }
-    /// As a program that uses the file holds it: others may read and rename it, not write.
+    /// Opened like a program that uses the file: others may read and rename it, not write.
     UniqueFile hold(const char* name) const {
         return UniqueFile(CreateFileA(path(name).c_str(), GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
@@ -144,7 +144,8 @@ class LibraryCheck : public PlacedFileTest {
             return error.what();
         }
     }
-    /// The same library with another version in its resource, and no sum in its headers.
+    /// The same library with another version in its resource, and without a checksum in its
+    /// headers.
     std::string versioned(unsigned char major) const {
         std::string bytes = library_;
         const std::string signature("\xBD\x04\xEF\xFE", 4);  // VS_FIXEDFILEINFO

@@ -34,11 +34,11 @@ PortConfig port(const std::string& name, const std::string& url, unsigned copies
     return config;
 }
 
-/// How calls fail, from a number on that counts from 1; 0: none does.
+/// How calls fail, from this number on, counted from 1; 0: none fails.
 struct Faults {
     unsigned from = 0;
     bool lasting = false;  ///< and all calls after that one
-    bool done = false;     ///< it has been done all the same
+    bool done = false;     ///< the call takes effect all the same
 };
 
 /// Ports, queues and directory, and calls that fail.
@@ -60,7 +60,7 @@ class FakeServer : public Configured {
         return found;
     }
     void addPort(const PortConfig& port) override {
-        // Whoever makes a port removes it if it reports a failure.
+        // A caller that makes a port removes it if that reports a failure.
         if (failing()) fail();
         EXPECT_TRUE(ports.emplace(port.name, port).second) << port.name;
     }
@@ -97,7 +97,7 @@ class FakeServer : public Configured {
         done = 0;
     }
 
-    /// No queue may print to a port that is not there.
+    /// No queue may print to a port that does not exist.
     void expectNothingLost() const {
         for (const auto& [name, queue] : queues) {
             for (const std::string& used : portsOfQueue(queue.port))
@@ -182,7 +182,7 @@ void office(FakeServer& server) {
     server.queues["Q3"] = {"Q3", "Else", "D", "", "", ""};
 }
 
-/// What "port rename" finds and does.
+/// The data and changes of "port rename".
 void rename(FakeServer& server) {
     if (!server.ports.contains("Old") && server.ports.contains("New")) return;
     const PortConfig before = server.ports["Old"];
@@ -207,7 +207,7 @@ TEST(PlanSteps, ARenamingThatFailsAnywhereIsTakenBackOrNamed) {
                 EXPECT_THAT(message, ::testing::AnyOf(HasSubstr("nothing has been changed"),
                                                       HasSubstr("has been taken back")));
             }
-            // What is there of the new name is named.
+            // Objects that exist under the new name are named.
             if (server.ports.contains("New")) {
                 EXPECT_THAT(message, HasSubstr("\"New\""));
             }
@@ -227,8 +227,8 @@ TEST(PlanSteps, ARenamingThatFailsAnywhereIsTakenBackOrNamed) {
         });
 }
 
-/// What "import --remove-others" finds and does: "Old" goes and its queues change over to "New",
-/// one port and one queue are new, one queue goes.
+/// The data and changes of "import --remove-others": "Old" is removed and its queues move to "New",
+/// one port and one queue are new, one queue is removed.
 void import(FakeServer& server) {
     Configuration wanted;
     wanted.hasPorts = wanted.hasQueues = true;
@@ -276,7 +276,7 @@ TEST(PlanSteps, AnImportThatFailsAnywhereLosesNothingAndGoesOn) {
         });
 }
 
-/// What "port set --all --copies 3" finds and does.
+/// The data and changes of "port set --all --copies 3".
 void setCopies(FakeServer& server) {
     ConfigurationPlan plan;
     for (const PortConfig& one : server.allPorts()) {
@@ -310,7 +310,7 @@ void withPrinters(FakeServer& server) {
     server.directory.SetPortPrinter("Old", {"ipp://old/", true, "user", "old"});
 }
 
-/// What "password set --all" finds and does.
+/// The data and changes of "password set --all".
 void setPassword(FakeServer& server) {
     Selection selection;
     selection.all = true;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What the administration tool does with printers: looks after many of them at once.
+"""The administration tool and printers: it handles many of them at once.
 
     printers_test.py --arch x86|x64 --built BUILD_DIRECTORY [TEST...]
 """
@@ -25,7 +25,7 @@ from printer_peer import Printer
 from tool_prefix import (CONFLICT, DONE, MONITOR, NOBODY, NOT_FOUND, PRINTER, USAGE, Step, fleet,
                          run_tests, tool, use_shim)
 
-# Its tests are run by the other program.
+# Its tests run in the other program.
 documented, validate = Answers.documented, Answers.validate
 del Answers
 
@@ -140,7 +140,7 @@ class FleetProbe(Checked):
 
 
 class Certificates(Checked):
-    """Certificates that nobody has signed but the printer itself."""
+    """Self-signed certificates of printers."""
 
     @classmethod
     def setUpClass(cls):
@@ -200,7 +200,7 @@ class Certificates(Checked):
         self.assertIn("is not among", again.err)
         self.assertIn("is no longer among", by_url.out)
         self.assertIn("is not trusted", after.json()["problems"][0])
-        # One without the mark that "certificate trust" leaves is somebody else's.
+        # A certificate without the mark that "certificate trust" leaves is somebody else's.
         with open(os.path.join(self.crowd.directory, "certificate.der"), "rb") as file:
             der = file.read()
         key = ("HKLM\\Software\\Microsoft\\SystemCertificates\\Root\\Certificates\\" +
@@ -218,7 +218,7 @@ class Certificates(Checked):
 
 
 class Fit(Checked):
-    """A job template brought to what a printer offers."""
+    """A job template fitted to what a printer offers."""
 
     @classmethod
     def setUpClass(cls):
@@ -307,7 +307,7 @@ class Jobs(Checked):
         return answer
 
     def send_job(self, name):
-        """The number of a job that the printer has taken."""
+        """The number of a job that the printer has accepted."""
         answer = self.ask(2, (0x42, b"requesting-user-name", b"somebody"),
                           (0x42, b"job-name", name), document=b"page" * 1000)
         at = answer.index(b"job-id") + len(b"job-id") + 2

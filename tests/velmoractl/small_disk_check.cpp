@@ -20,7 +20,7 @@ std::string contentOf(const fs::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// A file that cannot be placed leaves the one that is there.
+/// A file that cannot be placed leaves the existing one.
 bool keepsWhatIsThere(const fs::path& folder) {
     const fs::path place = folder / "target";
     const fs::path source = fs::temp_directory_path() / "velmora-small-disk-source";

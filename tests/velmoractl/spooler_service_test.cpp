@@ -51,7 +51,7 @@ BOOL WINAPI close(HANDLE) {
     return TRUE;
 }
 
-/// Two in the first printer's queue, one of them without a name; the other one cannot be asked.
+/// Two in the first printer's queue, one of them without a name; the other queue cannot be read.
 BOOL WINAPI jobsOfOffice(HANDLE printer, DWORD, DWORD, DWORD, BYTE* area, DWORD size, DWORD* needed,
                          DWORD* count) {
     if (std::strcmp(static_cast<const char*>(printer), office) != 0) return FALSE;

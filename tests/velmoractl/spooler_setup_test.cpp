@@ -9,7 +9,7 @@
 namespace velmora::ctl {
 namespace {
 
-/// A folder and a key of this test's own, removed afterwards.
+/// A folder and a key for this test, removed afterwards.
 class SpoolerSetup : public ::testing::Test {
   protected:
     static constexpr char kKey[] = "Software\\VelmoraSetupTest";

@@ -35,12 +35,12 @@ JobTemplate templateWith(const std::string& name, const std::string& value) {
     return job;
 }
 
-/// One attribute of a printer, and what the fit makes of a value that it refuses.
+/// One attribute of a printer, and what a value that it refuses is fitted to.
 struct Case {
     const char* name;
     const char* wanted;
     Values offered;
-    const char* after;  ///< null: there is nothing near
+    const char* after;  ///< null: nothing is close
     bool loss;
 };
 
@@ -69,7 +69,7 @@ TEST_P(EveryAttribute, IsReplacedByTheNearestValue) {
         EXPECT_EQ(told.after, one.after ? std::optional<std::string>(one.after) : std::nullopt);
         EXPECT_EQ(told.loss, one.loss);
         EXPECT_EQ(findTemplateAttribute(one.name)->get(job), replaced ? one.after : told.before);
-        // Nothing else of the template has changed.
+        // The rest of the template is unchanged.
         const TemplateAttribute& attribute = *findTemplateAttribute(one.name);
         if (!replaced) {
             EXPECT_EQ(job, before);

@@ -14,7 +14,7 @@ const std::vector<std::string> kSteps{"the files", "the key", "the policy", "the
 const CommandError kReason{ExitCode::accessDenied, "install, a step", "access is denied",
                            "be an administrator", "some-keyword"};
 
-/// A computer that things are made on, in this order. The step number `failing` fails; what is in
+/// A computer on which objects are made, in this order. Step number `failing` fails; the objects in
 /// `stuck` cannot be removed again.
 struct FakeComputer {
     std::vector<std::string> things;

@@ -17,11 +17,11 @@ namespace velmora::testing {
 
 constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
 
-/// What a printer without a network does with its job, and what it got. Its job's thread alone
-/// touches it while the job runs.
+/// What a printer without a network does with its job, and what it received. Only its job's thread
+/// uses it while the job runs.
 struct FakePrinter {
     bool refuses = false;              ///< the connection cannot be made
-    bool throwsOnConnect = false;      ///< memory runs out there
+    bool throwsOnConnect = false;      ///< memory runs out while connecting
     std::size_t failsAfter = kNever;   ///< sends that succeed before the connection breaks
     std::size_t throwsAfter = kNever;  ///< sends before memory runs out
     bool rejects = false;              ///< answers that it does not accept the job

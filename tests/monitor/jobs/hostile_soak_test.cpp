@@ -1,6 +1,6 @@
-// Many jobs over many ports whose printers have turned hostile, with the policy that an
-// installation writes: whatever the printers do, the process that holds the monitor stays as it is.
-// VELMORA_SOAK_JOBS sets the number of jobs (tools/soak-hostile).
+// Many jobs over many ports with hostile printers and the policy of an installation: whatever the
+// printers do, the monitor's process does not grow. VELMORA_SOAK_JOBS sets the number of jobs
+// (tools/soak-hostile).
 
 #include <algorithm>
 #include <atomic>
@@ -24,7 +24,7 @@ namespace {
 constexpr int kPorts = 20;
 constexpr int kThreads = 4;
 constexpr int kRounds = 5;  ///< the first one warms up
-/// What an answer with 65,536 headers takes while it is being read, twice over.
+/// Twice what an answer with 65,536 headers takes while it is read.
 constexpr std::size_t kFlood = 36 << 20;
 
 int jobCount() {
@@ -97,12 +97,12 @@ TEST_F(HostileSoak, LeavesTheProcessAsItWas) {
                     static_cast<int>(last.slot - warm.slot));
         std::fflush(stdout);
     }
-    // The platform keeps some idle connections for the next requests, and Wine's client 96 bytes of
-    // each request whose answer's headers do not come: bare calls leave them too.
+    // The platform keeps some idle connections for later requests, and Wine's client leaks 96 bytes
+    // for each request whose answer's headers do not arrive: bare calls leak them too.
     EXPECT_LE(last.handles, warm.handles + 2 * kThreads);
     EXPECT_LE(last.bytes, warm.bytes + (1 << 20));
     EXPECT_LE(last.slot, warm.slot + 2);
-    // The heaps keep what was needed at once at the worst moment: one flood a thread, whatever the
+    // The heaps stay as large as at the worst moment: one flood for each thread, whatever the
     // number of jobs.
     EXPECT_LE(processResources().bytes, committed + kThreads * kFlood);
     EXPECT_EQ(ended_, perRound * kRounds);

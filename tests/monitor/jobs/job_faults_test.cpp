@@ -1,5 +1,5 @@
-// One printer of eight misbehaves: the other seven have the whole document, and the spooler hears
-// nothing of it.
+// One printer of eight misbehaves: the other seven get the whole document, and the spooler is not
+// told.
 #include <algorithm>
 #include <ostream>
 #include <string>

@@ -1,4 +1,4 @@
-// Many jobs: at once, and one after the other.
+// Many jobs, at once and one after another.
 #include <windows.h>
 
 #include <algorithm>
@@ -60,7 +60,7 @@ TEST_F(JobLoad, SixtyFourPortsPrintAtOnceFromAsManyThreads) {
         EXPECT_EQ(count, 1) << document;
 }
 
-/// A job that is inside a call of the platform for as long as its printer likes.
+/// A job that is inside a platform call for as long as its printer wants.
 class JobInAPlatformCall : public JobLoad {
   protected:
     /// Other ports print, are added, are listed and removed while the job waits.
@@ -110,7 +110,7 @@ TEST_F(JobInAPlatformCall, WritingHoldsUpNobodyElse) {
     unicodeJobs().end(port);
 }
 
-/// What the process holds.
+/// The process's resources.
 struct Holdings {
     double handles;
     double bytes;  ///< allocated
@@ -120,7 +120,7 @@ Holdings holdings() {
     return {static_cast<double>(handleCount()), static_cast<double>(usedHeapBytes())};
 }
 
-/// What each of `count` runs adds on the average.
+/// What each of `count` runs adds on average.
 template <class Run>
 Holdings growthPerRun(int count, Run run) {
     const Holdings before = holdings();
@@ -216,7 +216,7 @@ TEST_F(JobLoad, LargeHeadersStayWithTheConnectionOnly) {
 }
 
 TEST_F(JobLoad, JobsForSeveralPrintersLeaveNothing) {
-    // The steps in which a job waits for its workers would only take time here.
+    // The real steps in which a job waits for its workers would only take time here.
     const ImportPatch shortSteps("KERNEL32.dll", "WaitForSingleObject",
                                  reinterpret_cast<void (*)()>(&shortWait));
     Peer printer("http_sink --discard");

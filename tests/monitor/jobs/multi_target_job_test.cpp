@@ -224,7 +224,7 @@ TEST_F(MultiTargetJobTest, DeadPrinterDoesNotKeepTheDocumentInMemory) {
     printers.printer(1).refuses = true;
     MultiTargetJob job(printers.connect(), printers.targets(), "Doc", printers.packetMemory());
     const std::string piece(1024, 'x');
-    // Both workers end at some time; from then on nothing may be kept.
+    // Both workers end at some point; from then on no packet may be kept.
     while (printers.memory.liveBlocks() > 1 || printers.memory.allocations() < 100) {
         ASSERT_TRUE(job.write(bytesOf(piece)));
     }
@@ -240,7 +240,8 @@ TEST_F(MultiTargetJobTest, EndWaitsInStepsOfASecondAndPulsesBeforeEach) {
     printers.printer(1).refuses = true;
     std::vector<std::string> log;
     int waits = 0;
-    // Each worker is seen to end at the third look; pulses and looks come from this thread alone.
+    // The third check of each worker says that it has ended; pulses and checks come only from this
+    // thread.
     stdThreads().permit = [&](const ThreadCall& call) {
         if (call.kind == ThreadCall::pulse) log.push_back("pulse");
         if (call.kind != ThreadCall::waitForEnd) return true;

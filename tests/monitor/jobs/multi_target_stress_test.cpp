@@ -53,8 +53,9 @@ Kind plant(FakePrinter& printer, Random& random, std::uint32_t seed, std::size_t
     return kind;
 }
 
-/// The steps in which a job waits for its workers would only take time here; and events that lose
-/// pulses show what an idle machine rarely does. Windows' own lose some by themselves.
+/// The real steps in which a job waits for its workers would only take time here, and events that
+/// lose pulses show what rarely happens on an idle machine. Windows' own events lose some by
+/// themselves.
 struct Surroundings {
     bool losePulses = false;
 

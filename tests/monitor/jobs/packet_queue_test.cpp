@@ -21,7 +21,8 @@ std::string textOf(const DataPacket& packet) {
     return {reinterpret_cast<const char*>(packet.bytes().data()), packet.length};
 }
 
-/// Events are recorded, and no wait waits, so that writer and readers can take turns in one thread.
+/// Events are recorded and waits return at once, so that writer and readers can take turns in one
+/// thread.
 class PacketQueueTest : public ::testing::Test {
   protected:
     PacketQueueTest() {
@@ -45,7 +46,7 @@ class PacketQueueTest : public ::testing::Test {
     bool write(const std::string& text) {
         return text.empty() ? queue->end() : queue->write({bytesOf(text)});
     }
-    /// Packets in the queue; the end packet is set aside from the beginning.
+    /// The packets in the queue; the end packet is allocated at the beginning.
     std::size_t queued() const { return memory.liveBlocks() - (queue->ended() ? 0 : 1); }
 
     std::vector<std::string> log;
