@@ -226,8 +226,8 @@ class TableWriter {
   public:
     explicit TableWriter(const std::string& path) : path_(path), key_(RegistryKey::create(path)) {}
 
-    /// Removes every key that `isWanted` does not want. If the table's keys cannot be told apart or
-    /// removed one by one, the whole table is removed, with the same result.
+    /// Removes every key that `isWanted` does not accept. If the table's keys cannot be
+    /// distinguished or removed one by one, the whole table is removed, with the same result.
     template <class IsWanted>
     void removeOthers(IsWanted isWanted) {
         std::vector<std::string> others;

@@ -3,8 +3,9 @@
 #include "dll/exception_globals.h"
 #include "monitor/process_objects.h"
 
-/// The loader's notices. Nothing of ours is started here; what was taken is given back, because
-/// the spooler and whoever shows its dialogs load and unload libraries as long as they live.
+/// The loader's notifications. Nothing is started here, and everything allocated is released,
+/// because the spooler and programs that show its dialogs load and unload libraries throughout
+/// their lives.
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds) {
     switch (reason) {
         case DLL_PROCESS_DETACH:

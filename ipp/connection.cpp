@@ -149,7 +149,7 @@ void IppConnection::sendMessage(const IppMessage& message, bool chunked) {
 
 void IppConnection::sendMessage(const IppMessage& message, bool chunked,
                                 const std::string& userName, const std::string& password) {
-    // Refused credentials show in the answer's status, so the results are not looked at.
+    // Refused credentials show in the answer's status, so the results are ignored.
     std::string user = userName;
     std::string secret = password;
     InternetSetOptionA(connection_.get(), INTERNET_OPTION_USERNAME, user.data(),
@@ -170,8 +170,8 @@ void IppConnection::writeData(const void* data, std::size_t size) {
         bodyOpen_ = false;
         bodySent_ = sent;
         const std::uint32_t error = lastError_;
-        // Not tested: whether the request was served is told by the answer alone. Only one that
-        // took too long is not waited for any more.
+        // Not tested: only the answer says whether the request was served. Only one that took too
+        // long is not waited for any more.
         const bool bounded = options_.receiveTimeout != 0;
         if (!endRequest() && !(bounded && lastError_ == ERROR_INTERNET_TIMEOUT)) lastError_ = error;
     }

@@ -71,7 +71,7 @@ class IppConnection {
     /// when an error has been noticed since the send, or when no body is open.
     void writeData(const void* data, std::size_t size);
 
-    /// The same for a chunk with its frame (ChunkFrame), which goes out in one call as it is. Never
+    /// The same for a chunk with its frame (ChunkFrame), which is sent unchanged in one call. Never
     /// the end of the body.
     void writeFramedChunk(std::span<const std::byte> chunk);
 
@@ -97,7 +97,7 @@ class IppConnection {
     void discardAnswer();
 
     /// Whether the last answer was left before its end. The next request then belongs on another
-    /// connection: what is still to come here would be taken for its answer, or never end.
+    /// connection: the rest of this answer would be taken for its answer, or never end.
     bool answerLeftUnread() const noexcept { return answerLeftUnread_; }
 
     /// Ends the open body and reads the answer; true when the printer accepted the job. False at

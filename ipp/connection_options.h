@@ -4,7 +4,7 @@
 
 namespace velmora {
 
-/// What may be asked of a connection beyond the protocol. A default object asks for nothing.
+/// Options of a connection beyond the protocol. A default object has none set.
 struct ConnectionOptions {
     // Seconds; 0 leaves the platform's own.
     std::uint32_t connectTimeout = 0;

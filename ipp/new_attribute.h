@@ -47,8 +47,8 @@ UniqueIppAttribute newCharsetAttribute(int nameIndex, std::span<const char* cons
 UniqueIppAttribute newNaturalLanguageAttribute(int nameIndex, std::span<const char* const> values,
                                                IppStorage* storage = nullptr) noexcept;
 
-/// Any kinds, copied with their texts; `next` of the given values is not looked at and
-/// their texts must not be null. Null also for a value whose kind is none.
+/// Any kinds, copied with their texts; `next` of the given values is ignored, and their texts must
+/// not be null. Null also for a value whose kind is none.
 UniqueIppAttribute newIppAttribute(int nameIndex, std::span<const IppValue> values,
                                    IppStorage* storage = nullptr) noexcept;
 

@@ -65,7 +65,7 @@ class GroupBuilder {
     bool ok_ = true;
 };
 
-/// The name of the calling thread's user, in UTF-8; empty when the platform does not tell it.
+/// The name of the calling thread's user, in UTF-8; empty if the platform does not report it.
 std::string requestingUserName() {
     std::array<char, 1024> name{};
     DWORD size = static_cast<DWORD>(name.size());

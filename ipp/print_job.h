@@ -27,7 +27,7 @@ UniqueIppMessage newJobRequest(IppOperation operation, const PrintTarget& target
 /// How far the start of a job has come.
 enum class JobStep { connect, probe, authenticate, send };
 
-/// What the start of a job tells beside its result.
+/// What the start of a job reports besides its result.
 struct JobStart {
     std::string userName;             ///< as sent in requesting-user-name, in UTF-8
     JobStep step = JobStep::connect;  ///< the last one

@@ -68,7 +68,7 @@ void DeliveryLog::finish() noexcept {
     try {
         collect(repeats_.finish(), recordMiB_);
     } catch (...) {
-        // There may be no later line to tell it.
+        // There may be no later line to report it.
     }
     writeCollected();
 }
@@ -152,7 +152,7 @@ void DeliveryLog::writeCollected() noexcept {
     lose(left + (written == 0 ? lost : 0));
 }
 
-/// The first line tells how many were lost before it.
+/// The first line says how many were lost before it.
 std::size_t DeliveryLog::appendCollected(std::uint32_t lost) noexcept {
     try {
         collected_.front().lost = lost;

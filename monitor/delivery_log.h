@@ -14,7 +14,7 @@
 
 namespace velmora {
 
-/// How much of it an administrator wants to have written, as it was when the job began.
+/// How much of it the policy asked for when the job began.
 struct DeliveryLogSettings {
     std::uint32_t recordMiB = 0;  ///< 0: no record
     std::uint32_t events = 0;     ///< 0 nothing, 1 failures, 2 everything
@@ -38,9 +38,9 @@ class DeliveryOutput {
     virtual void sleep(std::uint32_t milliseconds) = 0;
 };
 
-/// Takes what became of deliveries and writes it from a thread of its own, which exists only while
-/// there is something to write: no job waits for a disk. A line is written at once if none was
-/// within the last second; the others gather until that is over, since starting a thread and
+/// Collects the outcomes of deliveries and writes them from a thread of its own, which exists only
+/// while there is something to write: no job waits for a disk. A line is written at once if none
+/// was within the last second; the others gather until that is over, since starting a thread and
 /// opening files cost many times what a line does. What cannot be written is counted and told by
 /// the next line that can.
 class DeliveryLog {
@@ -57,7 +57,7 @@ class DeliveryLog {
     /// cannot start and will try again.
     void add(DeliveryEntry entry, bool startFailed, DeliveryLogSettings settings) noexcept;
 
-    /// Has what has gathered written, and the repeated starts told that have been counted so far.
+    /// Has the collected lines written, with the repeated starts counted so far.
     void flush() noexcept;
     /// Whether its thread has something to write.
     bool running() noexcept;
@@ -68,7 +68,7 @@ class DeliveryLog {
 
   private:
     struct Item {
-        std::optional<DeliveryEntry> entry;  ///< none: tell the repeated starts
+        std::optional<DeliveryEntry> entry;  ///< empty: report the repeated starts
         bool startFailed;
         DeliveryLogSettings settings;
     };

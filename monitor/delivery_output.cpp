@@ -23,7 +23,7 @@ constexpr int kLockAttempts = 200;
 constexpr DWORD kLockStepMs = 5;
 
 /// Held while the files change hands or grow, by every process that prints. A file and not a named
-/// mutex: nobody but administrators can make one in this directory first.
+/// mutex: only administrators could have made one in this directory before.
 class RecordLock {
   public:
     explicit RecordLock(const std::string& directory) {
@@ -71,7 +71,7 @@ std::string filePath(const std::string& directory, unsigned age) {
     return directory + "\\" + deliveryFileName(age);
 }
 
-/// Whether nobody keeps the file from being moved; a missing file counts as one that can be.
+/// Whether the file can be renamed; a missing file counts as one that can.
 bool canMove(const std::string& path) {
     const UniqueFile file(CreateFileA(path.c_str(), DELETE,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
@@ -79,8 +79,8 @@ bool canMove(const std::string& path) {
     return file || GetLastError() == ERROR_FILE_NOT_FOUND;
 }
 
-/// Every file becomes the next older one; what was the oldest is gone. Nothing is moved unless all
-/// can be: a reader that holds one of them must not cost the others.
+/// Every file becomes the next older one; the oldest is deleted. Nothing is moved unless all can
+/// be: a reader that holds one of them must not cost the others.
 bool rotate(const std::string& directory) {
     for (unsigned age = 0; age <= kOldDeliveryFiles; ++age)
         if (!canMove(filePath(directory, age))) return false;
@@ -259,7 +259,7 @@ void flushDeliveryLog() noexcept {
         for (int step = 0; step < kFlushSteps && log.running(); ++step)
             Sleep(kFlushStepMs);
     } catch (...) {
-        return;  // no memory for a log: none was made, and there is nothing to tell
+        return;  // no memory for a log: none was made, and there is nothing to report
     }
 }
 

@@ -32,7 +32,7 @@ std::shared_ptr<JobRecord> newJobRecord(const Policy& policy, const std::string&
                                         std::uint32_t job, const std::wstring& document,
                                         const std::vector<PrintTarget>& targets) noexcept;
 
-/// Tells what is left to tell before the library is unloaded. Waits for the disk for a moment.
+/// Reports what is left to report before the library is unloaded. Waits for the disk for a moment.
 void flushDeliveryLog() noexcept;
 
 }  // namespace velmora

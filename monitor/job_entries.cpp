@@ -27,7 +27,7 @@ namespace velmora {
 namespace {
 
 // The document information of every level begins with the three fields of DOC_INFO_1, so the level
-// does not matter: only the document's name is looked at.
+// does not matter: only the document's name is used.
 
 const char* documentName(const BYTE* docInfo, char*) {
     return reinterpret_cast<const DOC_INFO_1A*>(docInfo)->pDocName;

@@ -81,8 +81,8 @@ BOOL WINAPI refusePortTimeOuts(HANDLE, COMMTIMEOUTS*, DWORD) {
 }
 
 BOOL WINAPI xcvOpenPort(HANDLE, const wchar_t*, ACCESS_MASK access, HANDLE*) {
-    // The spooler opens the channel for whoever may print and leaves it to the monitor to judge by
-    // the access that it has granted.
+    // The spooler opens the channel for everybody who may print and leaves it to the monitor to
+    // check the access that it has granted.
     if ((access & SERVER_ACCESS_ADMINISTER) == 0 && machinePolicy().administratorsOnly != 0) {
         SetLastError(ERROR_ACCESS_DENIED);
         return FALSE;

@@ -36,7 +36,8 @@ PortList::Iterator PortList::Iterator::operator++(int) noexcept {
 }
 
 Port* PortList::find(std::string_view name) const noexcept {
-    // One announcement for all looks: two locked operations a port would take as long as the rest.
+    // One announcement for all reads: two locked operations for each port would take as long as the
+    // rest.
     const PortConfigDomain::Reader reader(domain_);
     for (Port& port : *this)
         if (port.config_.seenBy(reader).name == name) return &port;

@@ -32,7 +32,7 @@ class SnapshotDomain {
 
     using Retired = std::list<std::unique_ptr<const T>>;
 
-    /// Takes over objects that have been replaced, and frees those that nobody can see any more.
+    /// Takes over objects that have been replaced, and frees those that no reader can see any more.
     /// Every operation on the counter and on the published pointers is sequentially consistent:
     /// when the counter is seen at zero after the replacement, a reader that comes later finds the
     /// new object.
@@ -58,7 +58,7 @@ class Snapshot {
     Snapshot(const Snapshot&) = delete;
     Snapshot& operator=(const Snapshot&) = delete;
 
-    /// A look at the current object, which stays as it is until the look ends.
+    /// Access to the current object, which stays unchanged until the access ends.
     class View {
       public:
         explicit View(const Snapshot& snapshot) noexcept
@@ -74,7 +74,7 @@ class Snapshot {
     View view() const noexcept { return View(*this); }
 
     /// The current object for a reader of the same domain that has announced itself before; stays
-    /// as it is until that reader ends. For looks at many objects.
+    /// unchanged until that reader ends. For reading many objects.
     const T& seenBy(const typename SnapshotDomain<T>::Reader&) const noexcept {
         return *current_.load();
     }

@@ -41,7 +41,7 @@ bool fits(const XcvCall& call, std::size_t size) {
 /// Reads the input within its stated size, and beyond that if it does not end there. `read` takes
 /// how far it may read, and gives something that is false if there is no end. Without a stated size
 /// there is no limit. The policy is asked only where it decides: most inputs end where they say,
-/// and a tool that looks at thousands of ports makes thousands of calls.
+/// and a tool that reads thousands of ports makes thousands of calls.
 template <class Read>
 auto boundedInput(const XcvCall& call, Read read) {
     auto input = read(call.statedSize);
@@ -79,7 +79,7 @@ auto parsedInput(const XcvCall& call, Parse parse) {
 
 DWORD monitorUi(const XcvCall& call) {
     constexpr wchar_t kUiLibrary[] = L"Velmora.dll";
-    // Unlike the other answers this one tells its size every time.
+    // Unlike the other answers this one reports its size every time.
     if (call.needed != nullptr) *call.needed = sizeof kUiLibrary;
     if (!fits(call, sizeof kUiLibrary)) return ERROR_INSUFFICIENT_BUFFER;
     std::memcpy(call.output, kUiLibrary, sizeof kUiLibrary);

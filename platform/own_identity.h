@@ -16,7 +16,7 @@ class OwnIdentity {
     OwnIdentity& operator=(const OwnIdentity&) = delete;
 
   private:
-    UniqueToken token_;  ///< empty: the thread impersonates nobody
+    UniqueToken token_;  ///< empty: the thread does not impersonate
 };
 
 }  // namespace velmora

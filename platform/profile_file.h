@@ -12,8 +12,8 @@ class ProfileFile {
     const std::string& path() const noexcept { return path_; }
 
     /// The value of `key` in `section` through a 1024-byte area (at most 1023 bytes are returned);
-    /// empty when it is absent, empty or unreadable. `unreadable`, if it is given, tells whether
-    /// the file could not be read just now. GetPrivateProfileStringA.
+    /// empty when it is absent, empty or unreadable. `unreadable`, if given, receives whether the
+    /// file could not be read just now. GetPrivateProfileStringA.
     std::string read(const std::string& section, const std::string& key,
                      bool* unreadable = nullptr) const;
 

@@ -13,8 +13,7 @@ namespace velmora {
 /// itself. A default object is a machine without a policy: its values are what a missing registry
 /// value means, and every byte, call and result is then what deployed systems are used to.
 ///
-/// Plain numbers, as they are in the registry; policyValues() tells their names, bounds and
-/// meaning.
+/// Plain numbers, as in the registry; policyValues() has their names, bounds and meaning.
 struct Policy {
     std::uint32_t administratorsOnly = 0;
     std::uint32_t statedSizes = 0;

@@ -61,7 +61,7 @@ LastPolicy& lastPolicy() {
 }
 
 /// Calls `read` with the policy's key, which is empty if there is none. What it has read becomes
-/// part of the last policy by `change`; if anything cannot be read, that one stands in for it.
+/// part of the last policy by `change`; if anything cannot be read, that one is used instead.
 template <class Read, class Change>
 Policy machinePolicyBy(Read read, Change change) noexcept {
     try {

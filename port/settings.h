@@ -25,8 +25,8 @@ const std::string& appRegKey();
 std::string monitorRegistryKey();
 std::string monitorRegistryKey(const std::string& company);
 
-/// The machine's printer directory: beside the ports, below the monitor's registry key. Until a
-/// root group is stored it is called by the interface's text "All groups".
+/// The machine's printer directory, stored next to the ports below the monitor's registry key.
+/// Until a root group is stored it is called by the interface's text "All groups".
 RegistryGroupsStore directoryStore();
 
 }  // namespace velmora

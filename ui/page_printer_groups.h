@@ -41,7 +41,7 @@ class CPagePrinterGroups : public PropertyPage, private DropRules {
     void cut();
     void copy();
     void paste();
-    /// False if the tree does not show that many levels; the user has been told.
+    /// False if the tree does not show that many levels; the user has seen the message.
     bool takesChild(const CGroupsDBNode& group) const;
     void showTooDeep() const;
     /// True if `placement` was allowed and the tree shows its result.

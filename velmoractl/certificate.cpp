@@ -209,7 +209,7 @@ std::vector<CertificateReport> inspectCertificates(
         try {
             report = inspectCertificate(urls[order[one]->front()], limit);
         } catch (const std::exception&) {
-            // Then there is none to tell of.
+            // Then there is none to report.
             report.known = false;
         }
         for (const std::size_t i : *order[one]) {

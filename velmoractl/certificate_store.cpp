@@ -57,7 +57,7 @@ CommandError storeError(const std::string& what, DWORD error) {
 /// What certlm.msc shows as the friendly name of a certificate that trustCertificate() has added.
 constexpr wchar_t kMark[] = L"Trusted by velmoractl";
 
-/// All trusted roots of the computer, whoever brought them.
+/// All trusted roots of the computer, whoever added them.
 UniqueStore openRoots(DWORD access, const std::string& what) {
     UniqueStore store(CertOpenStore(CERT_STORE_PROV_SYSTEM_A, 0, 0,
                                     CERT_SYSTEM_STORE_LOCAL_MACHINE | access, "ROOT"));

@@ -6,7 +6,7 @@
 
 namespace velmora::ctl {
 
-/// What the program tells its caller; listed in the help text and in docs/command-line.md.
+/// The program's exit codes; listed in the help text and in docs/command-line.md.
 enum class ExitCode : int {
     done = 0,
     failed = 1,          ///< the system or the spooler refused, or could not be asked

@@ -18,11 +18,11 @@ namespace velmora::ctl {
 
 using UniquePrinter = UniqueHandle<HANDLE, ClosePrinter>;
 
-/// A document on its way to the spooler, in a thread of its own: whatever stands still there, a
-/// question for a password that nobody sees included, does not keep the caller.
+/// A document on its way to the spooler, in a thread of its own: whatever blocks there, including a
+/// password dialog that nobody sees, does not block the caller.
 ///
 /// Half a document is never printed as a whole one. The job of a queue is paused until the spooler
-/// has all of it. A port that is written to directly is not told of an end, and its handle stays
+/// has all of it. The job of a port that is written to directly is not ended, and its handle stays
 /// open until this process ends: closing it would end the document.
 class DocumentHandover {
   public:
@@ -31,7 +31,7 @@ class DocumentHandover {
     /// Begins at once. `title` is in the ANSI code page; messages begin with `what`.
     DocumentHandover(UniquePrinter printer, To to, std::string title, std::ifstream file,
                      std::string what);
-    /// What has not come to its end is left as it is.
+    /// A document that is not complete is left as it is.
     ~DocumentHandover();
     DocumentHandover(const DocumentHandover&) = delete;
     DocumentHandover& operator=(const DocumentHandover&) = delete;

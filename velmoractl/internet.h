@@ -9,7 +9,7 @@
 
 namespace velmora::ctl {
 
-// What WinInet tells about a URL, and about the certificate of the server that it names.
+// What WinInet says about a URL, and about the certificate of its server.
 
 /// A URL as the monitor will read it.
 struct UrlReading {
@@ -36,7 +36,7 @@ struct CertificateLink {
 };
 
 struct CertificateReport {
-    bool known = false;  ///< the certificate could be looked at
+    bool known = false;  ///< the certificate could be read
     std::string subject, issuer, validFrom, validUntil;
     std::int64_t daysLeft = 0;           ///< whole days until it ends; negative: it has ended
     std::vector<std::string> chain;      ///< subjects, from the server's own up to the root

@@ -45,7 +45,7 @@ constexpr char kFooter[] =
     "  velmoractl probe --port Office\n"
     "Every verb has its own --help with an example.";
 
-// How the runs for several servers are told that they are parts of a whole.
+// How a run learns that it is one of those for several servers.
 constexpr char kPart[] = "--part";
 
 std::string ownVersion() {
@@ -120,7 +120,7 @@ int end(const Session& session, const CommandError& error) {
     return static_cast<int>(error.code());
 }
 
-/// Whether an error in the words themselves is to be told in JSON.
+/// Whether an error in the arguments themselves is to be reported in JSON.
 bool asksForJson(int count, const wchar_t* const* words) {
     for (int i = 1; i < count; ++i) {
         const std::wstring_view word = words[i];

@@ -238,7 +238,7 @@ void MonitorChannel::addPort(const PortConfig& port) {
     });
 }
 
-/// A port without its settings is not what was asked for.
+/// A port without its settings would not be what the user asked for.
 void MonitorChannel::undoAddPort(const std::string& name, const CommandError& reason) {
     std::string rest = "the port is not there";
     try {
@@ -266,7 +266,7 @@ void MonitorChannel::removePort(const std::string& name) {
     const auto held = lock(what);
     guarded(what, [&] {
         xcv_->connection.deletePort(name);
-        // The monitor's answer does not tell; it knows a removed port no longer.
+        // The monitor's answer does not say; afterwards it no longer knows a removed port.
         std::vector<std::byte> area(kLargestRecord);
         const DWORD status = xcv_->connection.call(kGetConfigInfo, bytesOf(name), area);
         if (status == ERROR_INVALID_PARAMETER) return;
@@ -356,7 +356,7 @@ CGroupsDB MonitorChannel::changedDirectory(const std::string& what,
         if (wanted == before) return wanted;
         checkLengths(wanted, what);
         guarded(what, [&] { xcv_->connection.setGroupsDB(wanted); });
-        // The monitor's answer does not tell whether the registry took it.
+        // The monitor's answer does not say whether the registry was written.
         if (directory() == wanted) return wanted;
         if (attempt == kAttempts) break;
     }

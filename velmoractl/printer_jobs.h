@@ -20,7 +20,7 @@ std::shared_ptr<IppMessage> jobsRequest(const PrintTarget& target, bool complete
 std::shared_ptr<IppMessage> jobRequest(IppOperation operation, const PrintTarget& target,
                                        std::uint32_t id);
 
-/// A job as a printer's answer tells of it; texts as the printer wrote them.
+/// A job as a printer's answer describes it; texts as the printer wrote them.
 struct ListedJob {
     std::optional<std::int64_t> id;
     std::string name;
@@ -43,7 +43,7 @@ class PrinterJob {
     const PrintTarget& target() const { return client_.target(); }
 
     /// The newest job of that name and user (UTF-8). What is wrong, if the printer cannot be asked;
-    /// without a problem found() tells whether it has one.
+    /// without a problem found() says whether it has one.
     std::optional<PrinterProblem> find(const std::string& name, const std::string& user);
     bool found() const { return id_.has_value(); }
     std::optional<std::uint32_t> id() const { return id_; }
@@ -56,7 +56,7 @@ class PrinterJob {
     /// The job is completed, cancelled or aborted.
     bool ended() const { return ended_; }
     bool completed() const { return state_ == "completed"; }
-    /// The printer does not know the job any more: it has ended, nobody knows how.
+    /// The printer no longer knows the job: it has ended, in an unknown way.
     bool forgotten() const { return state_ == kForgotten; }
 
   private:

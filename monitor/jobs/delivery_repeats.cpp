@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::int64_t kSeriesMs = 10 * 60 * 1000;
 constexpr std::int64_t kEventMs = 60 * 1000;
-/// A directory of printers may be edited for years; what was seen long ago is forgotten first.
+/// A directory of printers may be edited for years; the oldest entries are forgotten first.
 constexpr std::size_t kPrintersKept = 1024;
 
 bool sameStart(const DeliveryEntry& a, const DeliveryEntry& b) {
@@ -20,7 +20,7 @@ bool sameStart(const DeliveryEntry& a, const DeliveryEntry& b) {
 std::vector<DeliveryEntry> RepeatedStarts::admit(DeliveryEntry entry, bool startFailed) {
     std::vector<DeliveryEntry> lines;
     const auto own = series_.find(entry.port);
-    // Jobs without an id cannot be told apart. A clock that was set back ends a series as well.
+    // Jobs without an id cannot be distinguished. A clock that was set back ends a series as well.
     if (own != series_.end() && startFailed && entry.job != 0 &&
         sameStart(own->second.last, entry) && entry.time >= own->second.begin &&
         entry.time - own->second.begin < kSeriesMs) {

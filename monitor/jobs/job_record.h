@@ -33,7 +33,7 @@ class JobRecord : public std::enable_shared_from_this<JobRecord> {
     /// The same connecting, watched.
     Connect watch(Connect connect);
 
-    /// The job has ended: what has not been told yet ended now.
+    /// The job has ended: the parts without an outcome ended now.
     void finish() noexcept;
     /// The spooler will never end the job.
     void abandon() noexcept;

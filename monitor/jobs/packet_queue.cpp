@@ -133,7 +133,7 @@ const DataPacket& PacketQueue::Reader::first() {
 }
 
 const DataPacket& PacketQueue::Reader::firstAtHand() {
-    // This slot counts in the head until it moves on, so the head stays while it is looked at.
+    // This slot counts in the head until it moves on, so the head stays valid while it is read.
     while ((current_ = queue_.head_.load(std::memory_order_acquire)) == nullptr)
         waitForData();
     return *current_;

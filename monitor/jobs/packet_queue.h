@@ -37,14 +37,14 @@ struct DataPacket {
     }
 };
 
-/// The pieces of one document on their way to several readers, each in a thread of its own. Every
-/// piece is stored once and freed when the last reader has moved on from it.
+/// The pieces of one document for several readers, each in a thread of its own. Every piece is
+/// stored once and freed when the last reader has moved on from it.
 ///
 /// One thread writes; each slot belongs to one reader. No lock is taken. What keeps it sound:
 ///  - a packet counts every slot until that slot's reader has reached its successor, so a reader's
 ///    current packet stays, and a reader that has not begun keeps the very first packet the head;
-///  - the writer alone frees, from the head, and only what nobody counts any more;
-///  - a reader that is gone stops counting: the writer walks on in its place. Thus a printer that
+/// - only the writer frees, from the head, and only pieces without a count; - a reader that has
+/// ended stops counting: the writer moves on for it. Thus a printer that
 ///    is dead from the start does not keep the document in memory;
 ///  - links and counters are atomic: a link is published after its packet is complete, and a
 ///    packet is freed after its readers' last look.

@@ -28,7 +28,7 @@ class PortJob {
     using Report = void (*)(const JobInfo& info);
 
     PortJob(JobInfo info, Report report) noexcept;
-    /// From now on the job tells `record` what becomes of it; before start().
+    /// From now on the job reports its outcome to `record`; call it before start().
     void recordIn(std::shared_ptr<JobRecord> record) noexcept { record_ = std::move(record); }
     /// Ends the document, then reports: whatever the printers answered, and whether or not there
     /// was one.
@@ -43,7 +43,7 @@ class PortJob {
     bool start(const Connect& connect, const std::vector<PrintTarget>& targets,
                AfterJob afterJob = AfterJob::leaveOpen, Pace pace = Pace::steady);
 
-    /// The spooler will never end this job, which is about to be given up as it is.
+    /// The spooler will never end this job, which is about to be abandoned.
     void abandon() noexcept;
     /// The same for a job that has not started(): it is about to be destroyed, and calls `report`
     /// then in place of what it was made with.
@@ -63,7 +63,7 @@ class PortJob {
     std::unique_ptr<PrintJob> delivery_;
     std::size_t pieceSize_ = 0;  ///< set by start()
     bool started_ = false;
-    std::shared_ptr<JobRecord> record_;  ///< null: nobody wants one
+    std::shared_ptr<JobRecord> record_;  ///< null: nobody asked for one
 };
 
 }  // namespace velmora

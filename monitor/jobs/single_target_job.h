@@ -16,7 +16,7 @@ enum class AfterJob {
 /// A document on its way to one printer, sent on the spooler's thread.
 class SingleTargetJob final : public PrintJob {
   public:
-    /// Connects at once, which takes seconds; failed() tells how it went.
+    /// Connects at once, which may take seconds; failed() says whether it failed.
     SingleTargetJob(const Connect& connect, const DeliveryOrder& order, AfterJob afterJob);
     ~SingleTargetJob() override;
 

@@ -9,7 +9,7 @@
 namespace velmora {
 namespace {
 
-/// A dialog procedure's way to give a message a result of its own.
+/// How a dialog procedure returns a message's own result.
 INT_PTR answer(HWND window, std::optional<LRESULT> result) noexcept {
     if (!result) return FALSE;
     SetWindowLongPtrA(window, DWLP_MSGRESULT, static_cast<LONG_PTR>(*result));

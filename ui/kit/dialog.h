@@ -75,8 +75,8 @@ class DialogWindow {
     /// Moves the data between members and controls, in order, with its checks.
     virtual void exchange(DataExchange& data);
 
-    /// Runs `exchange`. False: something was refused; the user has been told, and the focus is in
-    /// the control.
+    /// Runs `exchange`. False: a value was refused; the user has seen the message, and the focus is
+    /// in the control.
     bool saveData();
     void showData();
 

@@ -19,9 +19,9 @@ class SheetWindow {
     /// Null before the sheet is created and after it is destroyed.
     HWND window() const noexcept { return window_; }
 
-    /// Shows the sheet on the calling thread, in the platform's current look where the host has it.
-    /// True when OK has closed it; false also when it could not be shown. Throws what a handler of
-    /// a page has thrown.
+    /// Shows the sheet on the calling thread, in the platform's current visual style where the host
+    /// has it. True when OK has closed it; false also when it could not be shown. Throws what a
+    /// handler of a page has thrown.
     bool runModal();
 
   protected:

@@ -36,7 +36,7 @@ class TreeView {
     HTREEITEM selected() const;
     /// Null: none.
     void select(HTREEITEM item) const;
-    /// Selects the selected item, if any, once more and brings it into sight.
+    /// Selects the selected item, if any, again and scrolls it into view.
     void reselect() const;
     void expand(HTREEITEM item) const;
     bool isExpanded(HTREEITEM item) const;

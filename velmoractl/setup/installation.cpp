@@ -153,7 +153,7 @@ class PlacedFiles {
     std::unique_ptr<PlacedFile> settings_;  ///< null: the settings are kept as they are
 };
 
-/// The steps in their order, each with how it is taken back.
+/// The steps in their order, each with its undoing.
 class Installation {
   public:
     Installation(const Computer& computer, const SetupOptions& options, std::string what)
@@ -195,7 +195,7 @@ class Installation {
         const HKEY root = computer_.registry();
         const bool there = hasKey(key, root);
         const DWORD error = restrictKey(key, root);
-        // A key that was there stays closed: that harms nobody.
+        // A key that existed stays closed, which does no harm.
         if (!there && hasKey(key, root))
             undo_.done("the registry key", [key, root] { return removeKey(key, root); });
         check(error, "the rights of the registry key");

@@ -14,7 +14,7 @@ inline constexpr char kLibrary[] = "Velmora.dll";
 inline constexpr char kSettings[] = "Velmora.dat";
 inline constexpr char kNoPolicy[] = "none";
 
-/// What "install" and "uninstall" were told.
+/// The options of "install" and "uninstall".
 struct SetupOptions {
     std::string from;
     std::string language;

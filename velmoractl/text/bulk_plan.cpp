@@ -19,7 +19,7 @@ void addNodeChanges(const CGroupsDB& before, const CGroupsDB& after, const TextC
     for (const auto& [id, node] : after.nodes()) {
         const char* const thing = node->type == NODE_PRINTER ? "printer" : "group";
         const CGroupsDBNode* const old = before.FindNode(id);
-        // A node is told by the name that it has before the change.
+        // A node is shown with its name before the change.
         const std::string path = codec.toUtf8((old == nullptr ? newNames : oldNames).pathOf(id));
         if (old == nullptr) {
             changes.push_back({Change::Kind::add, thing, path, {}});

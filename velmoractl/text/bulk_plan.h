@@ -10,7 +10,7 @@
 
 namespace velmora::ctl {
 
-// What one verb does to many ports and printers, told before it is done.
+// What one verb does to many ports and printers, shown before it is done.
 
 /// --url-replace: URLs that begin with `before` begin with `after` instead.
 struct UrlReplacement {

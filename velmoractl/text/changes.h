@@ -30,7 +30,7 @@ struct Change {
 std::string inWords(const Change& change);
 const char* keywordOf(Change::Kind kind);
 
-/// What is to be done, or has been, as verbs tell it.
+/// The changes that are planned or made, as verbs show them.
 struct ChangeList {
     std::vector<Change> changes;
     std::vector<std::string> warnings;  ///< UTF-8, safe to show

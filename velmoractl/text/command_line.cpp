@@ -89,7 +89,7 @@ std::vector<std::string> optionNames(const CLI::App& app) {
     return names;
 }
 
-/// The values of an option that takes one of a few, which its type tells; else none.
+/// The values of an option that takes one of a few, as its type lists them; else none.
 std::vector<std::string> valuesOf(const CLI::Option& option) {
     const std::string type = option.get_type_name();
     std::vector<std::string> values;
@@ -162,7 +162,7 @@ Option Verb::oneOf(const std::string& name, std::string& value, const std::strin
     std::string type;
     for (const std::string& word : allowed)
         type += (type.empty() ? "" : "|") + word;
-    // The type tells the values already.
+    // The type lists the values already.
     return Option(app_->add_option(name, value, about)
                       ->check(CLI::IsMember(allowed).description(""))
                       ->type_name(type));

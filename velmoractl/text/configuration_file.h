@@ -31,7 +31,7 @@ struct Configuration {
     /// Null: the file says nothing about the directory.
     std::unique_ptr<CGroupsDB> directory;
 
-    // Records that want a password and have none in the file: what is stored now is kept.
+    // Records that need a password and have none in the file: the stored one is kept.
     std::set<std::string> portsWithoutPassword;
     std::set<std::uint32_t> nodesWithoutPassword;
     std::set<std::string> portPrintersWithoutPassword;
@@ -39,8 +39,8 @@ struct Configuration {
     bool hasQueues = false;  ///< false: the file says nothing about queues
     std::vector<QueueDescription> queues;
 
-    /// What people write by hand: what it cannot say, such as the URL that a port with groups still
-    /// holds, stays as it is stored. False: an exact copy.
+    /// A description that people write: values that it cannot express, such as the URL that a port
+    /// with groups still holds, stay as they are stored. False: an exact copy.
     bool isDescription = false;
 
     std::vector<std::string> warnings;  ///< UTF-8, safe to show

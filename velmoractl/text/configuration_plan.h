@@ -26,7 +26,7 @@ struct Removal {
     bool queues = false;
 };
 
-/// The way from what is stored to what a file wants.
+/// The changes that lead from the stored configuration to that of a file.
 struct ConfigurationPlan : ChangeList {
     /// Of nothing, with empty directories.
     ConfigurationPlan();
@@ -44,7 +44,7 @@ struct ConfigurationPlan : ChangeList {
     std::unique_ptr<CGroupsDB> grown;
     /// The nodes in the end: without those that are removed. Not null.
     std::unique_ptr<CGroupsDB> pruned;
-    /// Patterns of ports' printers that the file wants.
+    /// Patterns of ports' printers that the file has.
     std::vector<CGroupsDBPrinter> patterns;
 };
 

@@ -40,7 +40,7 @@ const char* keywordOf(DWORD code) {
     }
 }
 
-// The system calls the handler in a thread of its own.
+// The system calls the handler on its own thread.
 std::atomic<bool> interrupted = false;
 std::atomic<bool> secondEnds = false;
 

@@ -69,7 +69,7 @@ using DeliverySummaries = std::map<std::pair<std::string, std::string>, Delivery
 /// By port and printer. A line that stands for repeated starts counts for each of them.
 void addToSummary(DeliverySummaries& summaries, const DeliveryLine& line);
 
-/// What became of every copy of one job, as far as the record tells.
+/// The outcome of every copy of one job, as far as the record has it.
 class JobCopies {
   public:
     /// `job`: the spooler's number. A line with another number but 0 is of another job; with 0 it

@@ -8,7 +8,7 @@
 namespace velmora::ctl {
 namespace {
 
-// Longer ones help nobody, and those of a long chain of groups would take time in its square.
+// Longer ones are of no use, and those of a long chain of groups would take quadratic time.
 constexpr std::size_t kLongestPath = 1024;
 
 CGroupsDBNode* findId(const CGroupsDB& directory, std::string_view digits) {

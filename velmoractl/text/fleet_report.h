@@ -25,7 +25,7 @@ struct Supply {
     bool operator==(const Supply&) const = default;
 };
 
-/// The supplies that the printer tells of: marker-levels (PWG 5100.9), or if there are none
+/// The supplies that the printer reports: marker-levels (PWG 5100.9), or if there are none
 /// printer-supply (PWG 5100.13).
 std::vector<Supply> suppliesOf(const IppMessage& printer);
 
@@ -44,7 +44,7 @@ struct FleetResult {
 
     std::string url;
     std::vector<std::string> ports;         ///< in the ANSI code page
-    std::optional<PrinterProblem> problem;  ///< why the printer did not tell about itself
+    std::optional<PrinterProblem> problem;  ///< why the printer's attributes are missing
     std::string name;                       ///< printer-name
     std::string printerState;               ///< keyword of printer-state
     bool accepting = true;
@@ -57,7 +57,7 @@ struct FleetResult {
 };
 const char* keywordOf(FleetResult::State state);
 
-/// Takes over what the printer's attributes tell, but for the checks.
+/// Takes over what the printer's attributes say, except for the checks.
 void takeAttributes(const IppMessage& printer, FleetResult& result);
 
 /// Ready, or not known where that counts as ready.

@@ -32,7 +32,7 @@ constexpr MediaSize kDl{11000, 22000};
 constexpr MediaSize kCom10{10478, 24130};
 constexpr MediaSize kMonarch{9843, 19050};
 
-// The names that tell no size themselves, in small letters.
+// The names that do not contain a size, in lower case.
 constexpr NamedSize kNamedSizes[] = {
     // The job template page; "Custom Paper Size" and "STS" have no size.
     {"letter", kLetter},

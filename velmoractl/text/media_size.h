@@ -14,11 +14,10 @@ struct MediaSize {
     bool operator==(const MediaSize&) const = default;
 };
 
-/// The size that a medium's name tells: a self-describing name of PWG 5101.1, such as
-/// "iso_a4_210x297mm" or "na_letter_8.5x11in", a name of RFC 2911's appendix C, such as "iso-a4" or
-/// "na-letter-white", or a name of the job template page or of printer drivers, such as "A4" or
-/// "DL Env.". None for the bounds of custom sizes ("custom_min_..."), for trays and for what is
-/// not known.
+/// The size in a medium's name: a self-describing name of PWG 5101.1, such as "iso_a4_210x297mm" or
+/// "na_letter_8.5x11in", a name of RFC 2911's appendix C, such as "iso-a4" or "na-letter-white", or
+/// a name of the job template page or of printer drivers, such as "A4" or "DL Env.". None for the
+/// bounds of custom sizes ("custom_min_..."), for trays and for what is not known.
 std::optional<MediaSize> mediaSizeOf(std::string_view name);
 
 /// Whether both name the same sheet: half a millimetre lies within what inches are rounded to.

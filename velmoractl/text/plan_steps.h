@@ -60,8 +60,8 @@ void carryOut(Configured& there, const PasswordPlan& plan, const std::string& pa
               const std::string& what);
 
 /// A port and its queues get another name for it. A monitor cannot rename: a new port is made, the
-/// queues go over to it, and the old one is removed. If that fails, all is taken back; what cannot
-/// be is named, and the same renaming then goes on from there.
+/// queues go over to it, and the old one is removed. If that fails, everything is undone; what
+/// cannot be is named, and the same renaming then goes on from there.
 struct PortRename {
     const PortConfig& before;
     std::string to;

@@ -10,7 +10,7 @@
 
 namespace velmora::ctl {
 
-/// The way from the spooler's queues to those that a file wants.
+/// The changes that lead from the spooler's queues to those of a file.
 struct QueuePlan {
     std::vector<Change> changes;
     std::vector<QueueDescription> toAdd;
@@ -26,7 +26,7 @@ QueueDescription merged(const QueueDescription& stored, const QueueDescription& 
 std::vector<Difference> differences(const QueueDescription& before, const QueueDescription& after,
                                     const TextCodec& codec);
 
-/// Queues are told apart by their exact names. What the file does not name stays, unless
+/// Queues are identified by their exact names. Those that the file does not name stay, unless
 /// `removeOthers`: then those go that print to `ourPorts` alone. A queue of another monitor's port
 /// is never removed.
 QueuePlan planQueues(const std::vector<QueueDescription>& wanted,

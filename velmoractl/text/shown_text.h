@@ -9,7 +9,7 @@ namespace velmora::ctl {
 /// UTF-8 that somebody else wrote (a printer, a stored name), made safe for a terminal and a log:
 /// control characters, terminal escapes, characters that turn the direction of writing, and bytes
 /// that are not valid UTF-8 become \xNN or \u{NNNN}; a backslash becomes two; what is longer than
-/// `longest` bytes is cut, and the cut is told.
+/// `longest` bytes is cut and marked as cut.
 std::string shown(std::string_view text, std::size_t longest = 300);
 
 /// The same in double quotes, which are escaped inside.

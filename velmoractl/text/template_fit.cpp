@@ -385,7 +385,7 @@ const Rule kRules[] = {
     {"page-ranges", fitPageRanges, [](const JobTemplate& job) { return job.pageRanges; }},
 };
 
-/// A value that is replaced again is told once, from its beginning.
+/// A value that is replaced again is reported once, with its first value.
 void join(std::vector<Replacement>& all, Replacement&& next) {
     const auto found = std::ranges::find(all, next.name, &Replacement::name);
     if (found == all.end()) {

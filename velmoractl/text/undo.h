@@ -9,7 +9,7 @@
 
 namespace velmora::ctl {
 
-/// What a command of several steps has done so far, and how each is taken back.
+/// What a command of several steps has done so far, and how each step is undone.
 class Undo {
   public:
     /// After a step. `thing` names what it has made or changed; `back` says whether that is as it

@@ -32,7 +32,7 @@ class Templates {
         reader.allow({"template", "job-template"});
         Entry entry{reader.place(), reader.text("template", ""), nullptr};
         if (reader.has("job-template")) {
-            // Read here, so that what is wrong in a template that nothing uses is told, too.
+            // Read here, so that errors in a template that nothing uses are reported, too.
             JobTemplate trial;
             readTemplate(reader.child("job-template"), trial, warnings_);
             entry.attributes = &reader.json().at("job-template");

@@ -73,7 +73,7 @@ void useFiles(const Session& session, const Stock& stored, const FleetFiles& fil
     }
 }
 
-/// Where the monitor is not there, the file as it is.
+/// If there is no monitor, the file as it is.
 void useFiles(const Session& session, const FleetFiles& files, const UseOfStock& use,
               const std::string& what) {
     std::optional<MonitorChannel> channel;

@@ -94,7 +94,7 @@ void jobs(const Session& session, const JobsOptions& options) {
             const PrinterClient client(printers[i], options.limit());
             answers[i] = client.ask(jobsRequest(printers[i], options.completed));
         } catch (const std::exception&) {
-            answers[i] = {};  // told as a connection without an answer
+            answers[i] = {};  // reported as a connection without an answer
         }
     });
     Json rows = Json::array();

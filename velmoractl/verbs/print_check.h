@@ -13,8 +13,8 @@ struct JobTemplate;
 
 namespace velmora::ctl {
 
-/// Asks every printer whether it would take such a job (Validate-Job), and tells which would not.
-/// Throws if one would refuse, or if none is reached; `limit` is for each answer.
+/// Asks every printer whether it would accept such a job (Validate-Job), and reports those that
+/// would not. Throws if one would refuse, or if none is reached; `limit` is for each answer.
 ///
 /// A printer that wants a password or has a certificate that is not trusted would raise a question
 /// in the spooler, where nobody sees it: that counts as a refusal. One that is not reached, of

@@ -42,7 +42,7 @@ struct PrintOptions {
 
 constexpr auto kPoll = 100ms;
 constexpr auto kFollowPoll = 1s;
-/// A call of the spooler that takes a job back may itself stand still.
+/// A call of the spooler that withdraws a job may itself block.
 constexpr auto kLongestTakingBack = 10s;
 /// A port that is written to directly has ended its job when the document has: what the record does
 /// not have soon after has been lost.
@@ -205,7 +205,7 @@ class Printing {
         }
     }
 
-    /// The only printer of the port cannot be reached; the record tells why.
+    /// The only printer of the port cannot be reached; the record says why.
     void tellFailedStart() {
         if (!record_) return;
         JobCopies copies(toUtf8(options_.port), 0, toUtf8(title_));

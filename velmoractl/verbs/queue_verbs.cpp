@@ -12,7 +12,7 @@
 namespace velmora::ctl {
 namespace {
 
-/// What "queue add" and "queue set" were told.
+/// The options of "queue add" and "queue set".
 struct QueueOptions {
     QueueDescription queue;
     bool isDefault = false;

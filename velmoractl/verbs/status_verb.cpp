@@ -110,7 +110,7 @@ std::size_t enter(std::vector<PrinterState>& printers, const PrintTarget& target
     return printers.size() - 1;
 }
 
-/// The first lines, and what a script is told about this computer.
+/// The first lines, and what a script is given about this computer.
 Json reportInstallation(const Session& session, const std::string& monitor) {
     Json json{{"monitor", toUtf8(monitor)}};
     if (!session.server.empty()) return json;
@@ -134,7 +134,7 @@ Json described(const PrinterState& printer) {
     return json;
 }
 
-/// What the record tells of one port.
+/// What the record says about one port.
 struct PortDeliveries {
     std::optional<DeliveryLine> last;
     std::uint32_t failures = 0;  ///< copies of the last day that were not accepted
@@ -189,7 +189,7 @@ void status(const Session& session, const StatusOptions& options) {
     try {
         opened.emplace(session);
     } catch (const CommandError& error) {
-        // That the spooler does not know the monitor is an answer; that it cannot be asked is none.
+        // That the spooler does not know the monitor is an answer; that it does not respond is not.
         json["registered"] = false;
         json["ports"] = Json::array();
         if (session.wantsJson() && error.code() == ExitCode::notInstalled) session.answer(json);
