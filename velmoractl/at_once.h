@@ -9,8 +9,8 @@
 
 namespace velmora::ctl {
 
-/// Calls `body` with 0 to `count` - 1, `width` at a time: questions to printers are mostly waiting.
-/// The next one begins as soon as one has ended. What it throws ends the program.
+/// Calls `body` with 0 to `count` - 1, `width` at a time, since asking printers is mostly waiting.
+/// The next one begins as soon as one has ended. An exception in it ends the program.
 inline void atOnce(std::size_t count, const std::function<void(std::size_t)>& body,
                    std::size_t width = 16) {
     std::atomic<std::size_t> next{0};

@@ -102,7 +102,7 @@ std::int64_t daysUntil(const FILETIME& time) {
         std::floor(static_cast<double>(ticksOf(time) - ticksOf(now)) / kTicksOfDay));
 }
 
-/// One policy run with some failures forgiven; what is left is a failure of another kind.
+/// One policy run that ignores some failures; what remains is a failure of another kind.
 DWORD judge(PCCERT_CHAIN_CONTEXT chain, std::wstring& host, DWORD forgiven) {
     SSL_EXTRA_CERT_CHAIN_POLICY_PARA server{};
     server.cbSize = sizeof server;
@@ -153,7 +153,7 @@ CertificateReport inspect(const UrlReading& url) {
     if (!request) return report;
     DWORD ignored = kIgnoreAll;
     InternetSetOptionA(request.get(), INTERNET_OPTION_SECURITY_FLAGS, &ignored, sizeof ignored);
-    // What it answers does not matter, only the certificate that it shows on the way.
+    // The answer does not matter, only the certificate that the server shows.
     HttpSendRequestA(request.get(), nullptr, 0, nullptr, 0);
     PCCERT_CHAIN_CONTEXT found = nullptr;
     DWORD size = sizeof(void*);  // of the pointer that is given out

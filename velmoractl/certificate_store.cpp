@@ -46,7 +46,7 @@ void freeCertificate(PCCERT_CONTEXT certificate) {
 using UniqueStore = UniqueHandle<void*, closeStore>;
 using UniqueCertificate = UniqueHandle<PCCERT_CONTEXT, freeCertificate>;
 
-/// CALG_SHA_256, which the headers have for newer systems alone.
+/// CALG_SHA_256, which the headers define only for newer systems.
 constexpr ALG_ID kSha256 = 0x800C;
 
 CommandError storeError(const std::string& what, DWORD error) {
@@ -65,9 +65,9 @@ UniqueStore openRoots(DWORD access, const std::string& what) {
     return store;
 }
 
-/// Those of the registry alone, which is where added ones go: neither those of policies nor those
-/// that Windows brings. Deleting needs this one: Wine's store of all roots reports success and
-/// keeps the certificate.
+/// Only those in the registry, where added ones are stored: neither those of policies nor those of
+/// Windows itself. Deleting needs this store: Wine's store of all roots reports success and keeps
+/// the certificate.
 UniqueStore openStoredRoots(const std::string& what) {
     UniqueStore store(CertOpenStore(CERT_STORE_PROV_SYSTEM_REGISTRY_A, 0, 0,
                                     CERT_SYSTEM_STORE_LOCAL_MACHINE, "ROOT"));
@@ -154,7 +154,7 @@ Untrusted untrustCertificate(const std::string& sha256, bool any, const std::str
             return find(all, sha256) ? Untrusted::elsewhere : Untrusted::absent;
         }
         if (!any && !isMarked(found.get())) return Untrusted::notOurs;
-        // It frees the certificate, whatever becomes of it.
+        // It frees the certificate, whether it succeeds or not.
         if (!CertDeleteCertificateFromStore(found.release()))
             throw storeError(what, GetLastError());
     }

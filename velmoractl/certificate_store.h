@@ -20,7 +20,7 @@ enum class Untrusted {
     removed,
     absent,     ///< there is none with that fingerprint
     notOurs,    ///< trustCertificate() has not added it: nothing has been changed
-    elsewhere,  ///< a policy or Windows itself brings it: nothing has been changed
+    elsewhere,  ///< it comes from a policy or from Windows itself: nothing has been changed
 };
 /// Removes the certificate with that fingerprint (as sha256Of() has it), one that
 /// trustCertificate() has not added only if `any` says so. Throws CommandError, which begins with

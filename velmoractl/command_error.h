@@ -10,14 +10,14 @@ namespace velmora::ctl {
 enum class ExitCode : int {
     done = 0,
     failed = 1,          ///< the system or the spooler refused, or could not be asked
-    usage = 2,           ///< wrong words, a bad value, a file that cannot be read
+    usage = 2,           ///< wrong arguments, a bad value, a file that cannot be read
     notFound = 3,        ///< no such port, group or printer
-    conflict = 4,        ///< the name is taken, the thing is in use
+    conflict = 4,        ///< the name is taken, or the object is in use
     accessDenied = 5,    ///< only administrators may do it
     notInstalled = 6,    ///< the spooler does not know the monitor
     printerProblem = 7,  ///< a printer does not answer, or would refuse a job
     cancelled = 8,       ///< the user said no, or pressed Ctrl-C
-    different = 9,       ///< what is stored is not as a file says
+    different = 9,       ///< what is stored differs from the file
     restartNeeded = 10,  ///< done, but the spooler uses it only after a restart
 };
 
@@ -63,7 +63,7 @@ class CommandError : public std::exception {
     const std::string& subject() const noexcept { return subject_; }
     const std::string& why() const noexcept { return why_; }
     const std::string& remedy() const noexcept { return remedy_; }
-    /// What a script compares, such as "certificate-untrusted".
+    /// The keyword for scripts, such as "certificate-untrusted".
     const std::string& keyword() const noexcept { return keyword_; }
     const char* what() const noexcept override { return text_.c_str(); }
 

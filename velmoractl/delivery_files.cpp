@@ -114,12 +114,12 @@ void DeliveryFiles::read(const Take& take) {
     if (files.empty() && !current_.file) return;
     found_ = true;
     if (current_.file) readRest(current_, take);
-    // What has come after the file that was read last; all, at first, or when it is gone.
+    // The files after the one that was read last; all of them at first, or if that one is gone.
     std::size_t newer = files.size();
     for (std::size_t i = 0; i < files.size(); ++i)
         if (current_.file && files[i].id == current_.id) newer = i;
     for (std::size_t i = newer; i-- > 0;) {
-        // A part of a line at the end of a file that has moved on stays a part.
+        // A part of a line at the end of a file that has been rotated stays a part.
         add(std::exchange(cutter_, LineCutter()).rest(), take);
         readRest(files[i], take);
         current_ = std::move(files[i]);

@@ -18,13 +18,12 @@ class DeliveryFiles {
   public:
     explicit DeliveryFiles(std::string directory) : directory_(std::move(directory)) {}
 
-    /// What has been written since the last call, the first one included: all that there is.
-    /// Damaged lines are left out and counted. Throws CommandError if a file is there and cannot be
-    /// read.
+    /// What has been written since the last call; the first call gives everything. Damaged lines
+    /// are left out and counted. Throws CommandError if a file exists and cannot be read.
     std::vector<DeliveryLine> read();
     /// The same, one after the other: a record can be larger than memory.
     void read(const std::function<void(DeliveryLine&&)>& take);
-    /// Leaves out all that has been written until now.
+    /// Skips everything that has been written so far.
     void skip();
 
     /// Lines that were left out so far.

@@ -50,7 +50,7 @@ struct DocumentHandover::State {
         if (!begun(job)) return;
         write();
         if (!nextStep(Step::ending)) return;
-        // Here a port that is written to directly waits for its printers.
+        // Here a port that is written to directly waits for its printers to finish.
         if (!EndDocPrinter(printer.get())) {
             throw CommandError(ExitCode::printerProblem, what,
                                "the job has failed, " + errorText(GetLastError()),
@@ -59,7 +59,7 @@ struct DocumentHandover::State {
         if (!nextStep(Step::whole) || to == To::port) return;
         if (setJob(JOB_CONTROL_RESUME)) return;
         const DWORD error = GetLastError();
-        // Somebody else may have let it go on before, and it is gone.
+        // Somebody else may have resumed it before, and it has ended.
         if (!inQueue()) return;
         throw CommandError(ExitCode::failed, what,
                            "the job stays paused in the queue, " + errorText(error),
@@ -72,7 +72,7 @@ struct DocumentHandover::State {
         return needed != 0;
     }
 
-    /// The queue's job is paused before it has a byte. False if it is not wanted any more.
+    /// The queue's job is paused before it has any data. False if the handover has been given up.
     bool begun(DWORD job) {
         {
             const std::lock_guard lock(mutex);

@@ -38,23 +38,24 @@ class DocumentHandover {
 
     struct Progress {
         std::uint32_t job = 0;    ///< the spooler's number; 0: it has not begun
-        std::uint64_t bytes = 0;  ///< that the spooler has taken
+        std::uint64_t bytes = 0;  ///< that the spooler has accepted
         bool ended = false;
     };
-    /// How far it is, after `limit` or when it has ended. Throws the CommandError that ended it.
+    /// The progress, after `limit` or when it has ended. Throws the CommandError that ended it.
     Progress wait(std::chrono::milliseconds limit);
 
     /// Gives up. True if nothing will be printed as a whole document: the job is deleted or was
     /// never ended. False if the spooler has all of it, and prints it, or does not delete the job,
     /// which then stays paused.
     bool takeBack();
-    /// takeBack() for another thread, which may outlive this object: the spooler may let it wait.
+    /// takeBack() for another thread, which may outlive this object, since the spooler may block
+    /// it.
     std::function<bool()> taker() const;
 
     /// Whether the spooler has let the job begin.
     bool begun() const;
 
-    /// The printer's handle, once all has ended well.
+    /// The printer's handle, once everything has succeeded.
     UniquePrinter takePrinter();
 
   private:

@@ -26,8 +26,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kAtOnce = 64;
 
-/// WinInet lets a program have two connections to a host, and the others wait: many queues of one
-/// server would time out.
+/// WinInet allows a program two connections to a host, and others wait: with many queues on one
+/// server they would time out.
 void allowConnections() {
     DWORD most = kAtOnce;
     for (const DWORD option :
@@ -35,7 +35,7 @@ void allowConnections() {
         InternetSetOptionA(nullptr, option, &most, sizeof most);
 }
 
-/// The questions to one printer, all together within a time.
+/// The queries to one printer, with one time limit for all of them.
 class Questions {
   public:
     Questions(const FleetPrinter& printer, std::chrono::seconds limit)
@@ -58,7 +58,7 @@ class Questions {
     }
 
   private:
-    /// For one question, with the time that is left.
+    /// For one query, with the time that is left.
     PrinterClient client() const {
         using std::chrono::seconds;
         const auto left = std::chrono::floor<seconds>(end_ - Clock::now());
@@ -155,8 +155,8 @@ class Asking {
                 ++place;
                 continue;
             }
-            // Its connection's time-outs end it now. It counts a while more, so that what the
-            // program takes stays bounded.
+            // Its connection's time-outs end it soon. Until then it still counts, so that the
+            // program's resources stay bounded.
             const std::size_t one = place->first;
             late_[one] = now + kGrace;
             place = running_.erase(place);
@@ -177,10 +177,10 @@ class Asking {
     const std::chrono::seconds limit_;
     const std::shared_ptr<Desk> desk_ = std::make_shared<Desk>();
     Places running_;  ///< until when each may take
-    Places late_;     ///< whose time was over, until when they count
+    Places late_;     ///< those whose time is over, and until when they count
 };
 
-/// A printer whose certificate there may be: it is encrypted, and something is there.
+/// A printer that may have a certificate: its URL is encrypted, and something answers there.
 bool mayHaveCertificate(const FleetResult& result) {
     if (!readUrl(result.url).secure) return false;
     if (!result.problem) return true;

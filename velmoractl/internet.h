@@ -44,12 +44,13 @@ struct CertificateReport {
     std::vector<CertificateLink> links;  ///< the chain again, with all that there is
     std::vector<std::string> problems;   ///< in words; empty: the chain is trusted for this host
 };
-/// Connects, whatever the certificate is worth, and judges it. An empty report when the server
-/// does not answer within `limit`.
+/// Connects whatever the certificate is, and checks it. An empty report when the server does not
+/// answer within `limit`.
 CertificateReport inspectCertificate(const UrlReading& url, std::chrono::seconds limit);
 
-/// The same for several, one look a host and port, some at once. `tell` gets the places of those
-/// that are known now, from several threads. A URL that is not encrypted has an empty report.
+/// The same for several, one connection for each host and port, some at once. `tell` gets the
+/// places of those that are known now, from several threads. A URL that is not encrypted has an
+/// empty report.
 std::vector<CertificateReport> inspectCertificates(
     const std::vector<UrlReading>& urls, std::chrono::seconds limit,
     const std::function<void(std::size_t, const CertificateReport&)>& tell = {});

@@ -20,7 +20,7 @@ std::vector<std::string> inWords(const std::string& name, std::vector<std::strin
     return values;
 }
 
-/// The printer's list of what it does not take (RFC 2911, 3.1.7).
+/// The printer's list of what it does not support (RFC 2911, 3.1.7).
 void addUnsupported(const IppMessage& answer, const IppMessage& printer, JobCheck& check) {
     for (const IppAttribute* one = answer.group(IppGroup::unsupported).head; one != nullptr;
          one = one->next) {

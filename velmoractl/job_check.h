@@ -24,9 +24,9 @@ struct RefusedAttribute {
 struct JobCheck {
     enum class Outcome {
         accepted,
-        refused,  ///< the printer has said so
+        refused,  ///< the printer has answered that
         unknown,  ///< the printer does not have Validate-Job
-        failed,   ///< there was no answer to the question
+        failed,   ///< there was no answer
     };
     Outcome outcome = Outcome::failed;
     std::string words;                      ///< the printer's status, or why there is no answer

@@ -147,7 +147,7 @@ bool has(const std::vector<std::string>& words, const std::string& word) {
     return std::ranges::find(words, word) != words.end();
 }
 
-/// What cannot be done for several servers at once.
+/// The verbs that do not work for several servers at once.
 void checkForSeveral(const std::string& verb, const std::vector<std::string>& words) {
     const auto refuse = [&](const std::string& why, const std::string& remedy) {
         throw CommandError(ExitCode::usage, verb + " of several servers", why, remedy);
@@ -160,7 +160,7 @@ void checkForSeveral(const std::string& verb, const std::vector<std::string>& wo
         refuse("there is no end to wait for", "follow one server at a time");
 }
 
-/// What each run is to find on its standard input.
+/// The standard input of each run.
 std::string inputForAll(const std::vector<std::string>& words, const std::string& verb) {
     if (has(words, "--password-stdin")) {
         Credentials credentials;
@@ -232,8 +232,8 @@ int run(int count, const wchar_t* const* words) {
 int wmain(int count, wchar_t** words) {
     const int code = velmora::ctl::run(count, words);
     std::fflush(nullptr);
-    // A thread that waits for a silent printer may still be running: the ordinary way out
-    // would take down what it is using.
+    // A thread that waits for a silent printer may still be running: returning from main would
+    // destroy what it is using.
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));
     return code;
 }

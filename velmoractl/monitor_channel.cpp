@@ -26,7 +26,7 @@ constexpr std::size_t kUsualDirectory = 1024 * 1024;
 
 // How long another command may take for one change before this one gives up.
 constexpr std::chrono::seconds kLongestWait{30};
-// How long a dialog that is just being closed is waited for.
+// How long this waits for a dialog that is just being closed.
 constexpr DWORD kDialogPollMs = 200;
 constexpr int kDialogPolls = 10;
 constexpr int kAttempts = 3;
@@ -110,7 +110,7 @@ std::vector<MonitorChannel::SpoolerPort> MonitorChannel::spoolerPorts() const {
     std::vector<BYTE> area;
     DWORD needed = 0;
     DWORD count = 0;
-    // Ports may be added between the question for the size and the list.
+    // Ports may be added between asking for the size and for the list.
     while (!spooler().enumPorts(where, kLevel, area.data(), static_cast<DWORD>(area.size()),
                                 &needed, &count)) {
         const DWORD error = GetLastError();
@@ -291,8 +291,8 @@ void MonitorChannel::changeGroups(const PortGroups& port) {
 CGroupsDB MonitorChannel::directory() {
     return guarded("reading the printer directory", [&] {
         CGroupsDB directory;
-        // To tell the size the monitor reads all of its directory once more. An area that fits most
-        // saves that; to another computer it would travel whole.
+        // To report the size the monitor reads its whole directory again. A buffer that fits most
+        // directories avoids that; to another computer it would be sent whole.
         std::vector<std::byte> area(server_.empty() ? kUsualDirectory : 0);
         const bool read = !area.empty() &&
                           xcv_->connection.call(kGetGroupsDb, {}, area) == ERROR_SUCCESS &&

@@ -19,8 +19,8 @@ struct PortConfig;
 
 namespace velmora::ctl {
 
-/// The settings file's monitor name; unlike the library this asks without writing defaults into the
-/// file, so that a question leaves no trace on a computer without the monitor.
+/// The settings file's monitor name; unlike the library's reader this one never writes defaults
+/// into the file, so that reading leaves no trace on a computer without the monitor.
 std::string monitorName(const Session& session);
 
 /// All that is read from and written to a monitor: the spooler's Xcv channel, by the same client as
@@ -97,9 +97,9 @@ class MonitorChannel {
     /// Groups and printers; the root group, which is always there, does not count.
     std::size_t directorySize();
 
-    /// Reads the directory, lets `change` change it, and stores it; nothing is stored if it changes
-    /// nothing. Does it again when the directory is not what was stored: another computer's tool
-    /// may have stored it too.
+    /// Reads the directory, calls `change` for it, and stores it if it has changed. Repeats this if
+    /// the directory is not as it was stored afterwards: another computer's tool may have stored it
+    /// as well.
     void changeDirectory(const std::string& what, const std::function<void(CGroupsDB&)>& change);
     /// The same; returns the directory as it is stored now.
     CGroupsDB changedDirectory(const std::string& what,

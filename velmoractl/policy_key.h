@@ -18,7 +18,7 @@ class PolicyKey {
     explicit PolicyKey(const std::string& server);
 
     bool exists() const;
-    /// What the value holds; none if it is missing or not valid.
+    /// The value; empty if it is missing or not valid.
     std::optional<std::uint32_t> read(const PolicyValue& value) const;
     /// Whether there is a value that is not valid and counts as missing.
     bool isInvalid(const PolicyValue& value) const;

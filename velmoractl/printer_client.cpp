@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::uint32_t kHttpOk = 200;
 
-/// What is said of an error or status.
+/// The message for an error or status.
 struct CodeWords {
     std::uint32_t code;
     const char* keyword;
@@ -28,7 +28,7 @@ struct CodeWords {
     const char* remedy;
 };
 
-// What the codes mean when a printer is asked.
+// What the codes mean for a request to a printer.
 constexpr CodeWords kErrorWords[] = {
     {ERROR_INVALID_HANDLE, "bad-url", "the URL cannot be used", "write it as ipp://HOST/PATH"},
     {ERROR_INTERNET_NAME_NOT_RESOLVED, "host-unknown", "the host name is unknown",
@@ -64,7 +64,7 @@ constexpr CodeWords kHttpWords[] = {
     {404, "wrong-path", "there is no printer at the URL's path",
      "check the path; /ipp/print is a common one"},
     {426, "encryption-required", "it wants a secure connection", "use an https URL"},
-    // A web server that takes no POST, or none of this kind, there.
+    // A web server that does not accept POST, or not this kind, there.
     {405, "not-ipp", "what answers there does not speak IPP",
      "check the URL's host, port and path"},
     {415, "not-ipp", "what answers there does not speak IPP",

@@ -12,7 +12,7 @@
 
 namespace velmora::ctl {
 
-/// What became of one request to a printer.
+/// The outcome of one request to a printer.
 struct PrinterAnswer {
     bool timedOut = false;
     std::uint32_t error = 0;       ///< Win32 or WinInet
@@ -21,9 +21,9 @@ struct PrinterAnswer {
 };
 
 /// Sends requests by the monitor's own transport, without its dialogs, and reads the answers
-/// leniently: what a printer says beyond what printing needs is shown too. Each question, also to
-/// a printer that never answers, ends after `limit`; without one when the connection's own
-/// time-outs end it.
+/// leniently: attributes that printing does not need are shown too. Each request, also to a printer
+/// that never answers, ends after `limit`; without a limit when the connection's own time-outs end
+/// it.
 class PrinterClient {
   public:
     static constexpr std::chrono::milliseconds kNoLimit{0};
@@ -58,7 +58,7 @@ struct PrinterProblem {
 std::optional<PrinterProblem> problemOf(const PrinterAnswer& answer);
 
 /// Runs `body` in a thread of its own and waits for it; false when it has not ended in time. It is
-/// then left running, so it must own everything it uses. What it throws is thrown here.
+/// then left running, so it must own everything it uses. Its exceptions are rethrown here.
 bool runBounded(std::function<void()> body, std::chrono::milliseconds limit);
 
 }  // namespace velmora::ctl

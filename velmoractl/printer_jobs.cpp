@@ -43,7 +43,7 @@ std::shared_ptr<IppMessage> jobRequest(IppOperation operation, const PrintTarget
 }
 
 std::vector<ListedJob> jobsOf(const IppMessage& answer) {
-    // One group instance a job.
+    // One group instance for each job.
     std::set<std::uint32_t> instances;
     for (const IppAttribute* one = answer.group(IppGroup::job).head; one != nullptr;
          one = one->next) {
@@ -66,7 +66,7 @@ std::vector<ListedJob> jobsOf(const IppMessage& answer) {
 }
 
 std::optional<PrinterProblem> PrinterJob::find(const std::string& name, const std::string& user) {
-    // One that ends between the two questions is in the second answer.
+    // A job that ends between the two requests is in the second answer.
     for (const bool completed : {false, true}) {
         const PrinterAnswer answer = client_.ask(jobsRequest(target(), completed), options_);
         if (auto problem = problemOf(answer)) return problem;

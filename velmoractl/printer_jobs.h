@@ -34,7 +34,7 @@ struct ListedJob {
 };
 std::vector<ListedJob> jobsOf(const IppMessage& answer);
 
-/// A job at the printer that has accepted it, asked for again and again.
+/// A job at the printer that has accepted it, which is polled.
 class PrinterJob {
   public:
     PrinterJob(PrintTarget target, std::chrono::seconds limit, const ConnectionOptions& options)
@@ -42,7 +42,7 @@ class PrinterJob {
 
     const PrintTarget& target() const { return client_.target(); }
 
-    /// The newest job of that name and user (UTF-8). What is wrong, if the printer cannot be asked;
+    /// The newest job of that name and user (UTF-8). The problem if the printer does not answer;
     /// without a problem found() says whether it has one.
     std::optional<PrinterProblem> find(const std::string& name, const std::string& user);
     bool found() const { return id_.has_value(); }
@@ -50,7 +50,7 @@ class PrinterJob {
 
     /// Get-Job-Attributes of a job that was found.
     std::optional<PrinterProblem> ask();
-    /// The keyword of job-state, as it was when the printer was asked last; empty before.
+    /// The keyword of job-state in the printer's last answer; empty before that.
     const std::string& state() const { return state_; }
     const std::vector<std::string>& reasons() const { return reasons_; }
     /// The job is completed, cancelled or aborted.

@@ -28,8 +28,8 @@ std::string ownPath() {
     return path.data();
 }
 
-/// What a run writes, in a file that is gone when it is closed. A pipe would not tell its end: the
-/// runs that are started meanwhile inherit it too.
+/// The output of a run, in a file that is deleted when it is closed. A pipe would not show its end,
+/// since runs that are started in the meantime inherit it.
 class OutputFile {
   public:
     OutputFile() {
@@ -192,7 +192,7 @@ std::vector<ServerResult> runForServers(const std::vector<std::string>& servers,
                                         const std::vector<std::string>& words,
                                         const std::string& part, const std::string& input,
                                         std::chrono::seconds limit) {
-    // Ctrl-C reaches the runs too, which know best when they may end.
+    // Ctrl-C reaches the runs too, which know when they may end.
     const InterruptNote note;
     std::vector<ServerResult> results(servers.size());
     std::atomic<std::size_t> next = 0;

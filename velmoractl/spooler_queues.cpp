@@ -8,7 +8,7 @@
 namespace velmora::ctl {
 namespace {
 
-// What every queue of a monitor of this kind has: the document goes to the printer as it is.
+// The properties of every queue of such a monitor: the document goes to the printer unchanged.
 constexpr char kPrintProcessor[] = "winprint";
 constexpr char kDataType[] = "RAW";
 
@@ -185,7 +185,7 @@ void changeQueue(const std::string& server, const QueueDescription& queue,
         QueueDescription texts = queue;
         PRINTER_INFO_2A& info = *reinterpret_cast<PRINTER_INFO_2A*>(area.data());
         describe(info, texts);
-        // None given: the rights stay as they are.
+        // None given: the rights stay unchanged.
         info.pSecurityDescriptor = nullptr;
         if (!SetPrinterA(printer.get(), 2, area.data(), 0))
             throw spoolerError(what, GetLastError());

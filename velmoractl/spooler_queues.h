@@ -30,8 +30,8 @@ std::vector<Driver> spoolerDrivers(const std::string& server, const std::string&
 
 // Each reads back what it has stored, and fails unless that is what was to be stored.
 
-/// AddPrinter. Some spoolers take a port that is not there, and a name that is: the caller has
-/// asked before.
+/// AddPrinter. Some spoolers accept a port that does not exist, or a name that does: the caller has
+/// checked both.
 void addQueue(const std::string& server, const QueueDescription& queue, const std::string& what);
 /// SetPrinter: all texts of the queue of that name.
 void changeQueue(const std::string& server, const QueueDescription& queue, const std::string& what);

@@ -163,7 +163,7 @@ class Installation {
         const std::string source = settingsSource(options_, from, what_);
         try {
             placeFiles(from, source);
-            // Before the monitor runs: nothing it stores is to be readable by everybody even for a
+            // Before the monitor runs: nothing it stores may be readable by everybody even for a
             // moment.
             closeKey();
             placePolicy();
@@ -241,7 +241,7 @@ class Installation {
         const bool there = fileExists(folder);
         check(makeDeliveryDirectory(computer_.systemFolder()),
               "the directory of the record of deliveries");
-        // Removes an empty one alone.
+        // Removes it only if it is empty.
         if (!there)
             undo_.done("the directory of the record of deliveries",
                        [folder] { return RemoveDirectoryA(folder.c_str()) != 0; });

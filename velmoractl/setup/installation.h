@@ -26,7 +26,7 @@ struct SetupOptions {
     bool dryRun = false;
 };
 
-/// What became of the settings file; none if it was kept as it was.
+/// What was done with the settings file; empty if it was kept.
 using SettingsChange = std::optional<FileChange>;
 
 enum class PolicyChange { kept, leftOut, written };
@@ -43,7 +43,7 @@ struct Installed {
 std::string defaultSource(const Computer& computer);
 
 /// Sets the monitor up from the files in the folder `from`. Throws CommandError, which says what
-/// has been taken back and what could not be.
+/// has been undone and what could not be.
 Installed installOn(const Computer& computer, const SetupOptions& options, const std::string& from,
                     const std::string& what);
 

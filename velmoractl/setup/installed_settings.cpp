@@ -8,7 +8,8 @@
 namespace velmora::ctl {
 namespace {
 
-/// What the delivered settings file holds (ui/languages/Velmora.dat), for a computer without one.
+/// The values of the delivered settings file (ui/languages/Velmora.dat), for a computer without
+/// one.
 const char* delivered(std::string_view key) {
     return key == "AppRegKey" ? "Velmora" : "Velmora IPP Port";
 }

@@ -20,7 +20,7 @@
 namespace velmora::ctl {
 namespace {
 
-/// Why a library for one kind of Windows is not for another.
+/// The message for a library of another kind of Windows.
 const char* otherWindows(WORD machine) {
     switch (machine) {
         case IMAGE_FILE_MACHINE_I386:

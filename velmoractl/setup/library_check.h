@@ -6,7 +6,7 @@
 
 namespace velmora::ctl {
 
-/// Whether an older library may take the place of a newer one.
+/// Whether an older library may replace a newer one.
 enum class Downgrade { refused, allowed };
 
 /// What this program is made for: IMAGE_FILE_MACHINE_I386 or IMAGE_FILE_MACHINE_AMD64.

@@ -7,29 +7,28 @@ namespace velmora::ctl {
 
 enum class FileChange { same, copied, replaced, replacedInUse };
 
-/// Puts one file in the place of another, or leaves that one as it was: the new file is copied to a
-/// name of its own beside its place, compared, checked and flushed to the disk before it is
-/// renamed.
+/// Replaces a file by another one, or leaves it as it was: the new file is copied under a temporary
+/// name in the same folder, compared, checked and flushed to the disk before it is renamed.
 class PlacedFile {
   public:
-    /// May look at the copy and change it; throws when the file is not to be placed.
+    /// May read the copy and change it; throws if the file must not be placed.
     using Prepare = std::function<void(const std::string& copy)>;
 
     /// Nothing is copied if `target` already has `source`'s contents. Throws CommandError.
     PlacedFile(const std::string& source, const std::string& target, const Prepare& prepare = {});
-    /// Removes what has not become `target`.
+    /// Removes a copy that has not become `target`.
     ~PlacedFile();
     PlacedFile(const PlacedFile&) = delete;
     PlacedFile& operator=(const PlacedFile&) = delete;
 
-    /// Takes the place. A file there that somebody uses, as the spooler its libraries, is moved
-    /// aside and deleted at the next start of Windows. Throws CommandError; the place then has what
-    /// it had.
+    /// Renames the copy to `target`. A file there that is in use, like the spooler's libraries, is
+    /// moved aside and deleted at the next start of Windows. Throws CommandError; `target` is then
+    /// as it was.
     FileChange commit();
 
-    /// Keeps a copy of what is in the place, for undo(). Before commit(). Throws CommandError.
+    /// Keeps a copy of `target` for undo(); call it before commit(). Throws CommandError.
     void keepOld();
-    /// What was in the place comes back to it. False if it could not; true if nothing was placed.
+    /// Restores `target`. False if that failed; true if nothing was placed.
     bool undo() noexcept;
 
   private:
@@ -45,8 +44,8 @@ class PlacedFile {
 FileChange placeFile(const std::string& source, const std::string& target,
                      const PlacedFile::Prepare& prepare = {});
 
-/// Renames a file that is in use, which Windows allows, to a free name beside it; that name, or
-/// nothing if it cannot be done.
+/// Renames a file that is in use, which Windows allows, to a free name in its folder. Returns that
+/// name, or nothing if it cannot be done.
 std::string moveAside(const std::string& path);
 
 /// Lets Windows delete the file when it starts. Nothing for a file of another computer, whose

@@ -17,8 +17,8 @@ constexpr DWORD kPause = 100;
 
 using UniqueService = UniqueHandle<SC_HANDLE, CloseServiceHandle>;
 
-/// Lists of the system in one area: asks for the size first. Empty if there is nothing or it
-/// cannot be asked.
+/// Reads a list of the system into one buffer: asks for the size first. Empty if the list is empty
+/// or cannot be read.
 template <class Call>
 std::vector<BYTE> listed(const Call& call) {
     DWORD needed = 0;
@@ -43,7 +43,7 @@ DWORD waitFor(SC_HANDLE service, DWORD state) {
     for (;;) {
         if (!QueryServiceStatus(service, &status)) return GetLastError();
         if (status.dwCurrentState == state) return 0;
-        // A service that ends while it starts will not come up by waiting.
+        // Waiting does not help with a service that ends while it starts.
         if (state == SERVICE_RUNNING && status.dwCurrentState == SERVICE_STOPPED) {
             return status.dwWin32ExitCode != 0 ? status.dwWin32ExitCode
                                                : DWORD{ERROR_SERVICE_NOT_ACTIVE};
@@ -58,7 +58,7 @@ DWORD stop(SC_HANDLE service) {
     if (!ControlService(service, SERVICE_CONTROL_STOP, &status)) {
         const DWORD error = GetLastError();
         if (error == ERROR_SERVICE_NOT_ACTIVE) return 0;
-        // One that is stopping or starting takes no controls.
+        // A service that is stopping or starting accepts no controls.
         if (error != ERROR_SERVICE_CANNOT_ACCEPT_CTRL) return error;
     }
     return waitFor(service, SERVICE_STOPPED);
@@ -138,7 +138,7 @@ void restartSpooler(const std::string& server) {
     }
     if (error == 0) error = stop(spooler.get());
     const DWORD started = start(spooler.get());
-    // Those that were running run again, whatever became of the spooler.
+    // The services that were running are started again, whether the spooler runs or not.
     for (auto name = others.rbegin(); started == 0 && name != others.rend(); ++name) {
         if (const UniqueService other = openService(manager.get(), *name)) start(other.get());
     }

@@ -16,7 +16,7 @@ struct WaitingJob {
     std::string document;
 };
 
-/// What the spooler is asked with.
+/// The spooler functions that are used.
 struct QueueFunctions {
     decltype(&EnumPrintersA) enumPrinters = EnumPrintersA;
     decltype(&OpenPrinterA) openPrinter = OpenPrinterA;

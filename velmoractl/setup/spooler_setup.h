@@ -6,8 +6,8 @@
 
 namespace velmora::ctl {
 
-// What the platform's printing setup does: registering monitors, and the files and the key that
-// belong to one.
+// The platform's printing setup: registering monitors, and the files and the key that belong to
+// one.
 
 /// Whether the spooler lists the monitor. Throws CommandError when the spooler cannot be asked:
 /// "stopped" is not "no". EnumMonitorsA.
@@ -41,8 +41,8 @@ bool removeKey(const std::string& path, HKEY root);
 /// Removes the keys above the deleted key `path` up to "Software" that hold nothing any more.
 void removeEmptyKeys(const std::string& path, HKEY root = HKEY_LOCAL_MACHINE);
 
-/// What became of a file that was to be deleted. One that is in use gets another name: this
-/// computer's is deleted at the next start of Windows, another computer's stays until then.
+/// The result of deleting a file. A file in use gets another name: on this computer it is deleted
+/// at the next start of Windows, on another computer it stays.
 enum class FileRemoval { absent, removed, atNextStart, renamed };
 FileRemoval removeFile(const std::string& path);
 

@@ -29,11 +29,11 @@ std::optional<std::string> replaced(const std::string& url,
 void planPort(ConfigurationPlan& plan, const PortConfig& before, const PortConfig& after,
               const TextCodec& codec);
 
-/// Where two directories differ: nodes, and ports' patterns one by one.
+/// The differences between two directories: nodes, and ports' patterns one by one.
 std::vector<Change> directoryChanges(const CGroupsDB& before, const CGroupsDB& after,
                                      const TextCodec& codec);
 
-/// Of which kinds the passwords are changed.
+/// The kinds whose passwords are changed.
 struct PasswordKinds {
     bool ports = true;
     bool printers = true;
@@ -49,13 +49,13 @@ struct PasswordPlan {
     std::size_t withoutAuthentication = 0;  ///< records of the selection that ask for none
 };
 
-/// Plans giving `password` to all that the selection fits. A port's name is also that of its
+/// Plans giving `password` to everything that is selected. A port's name is also that of its
 /// pattern; keys of conditions are printerKeys().
 PasswordPlan planPasswords(const std::vector<PortConfig>& ports, const CGroupsDB& directory,
                            const Selector& selector, const PasswordKinds& kinds,
                            const std::string& password, const TextCodec& codec);
-/// The directory's part of the plan. Records that have gone meanwhile, or ask for no password any
-/// more, are passed over.
+/// The directory's part of the plan. Records that are gone in the meantime, or no longer ask for a
+/// password, are skipped.
 void applyPasswords(CGroupsDB& directory, const PasswordPlan& plan, const std::string& password);
 
 }  // namespace velmora::ctl

@@ -8,7 +8,7 @@
 
 namespace velmora::ctl {
 
-/// What differs in one field; texts as they are stored, a password only as "another".
+/// The difference in one field; texts as they are stored, a password only as "another".
 struct Difference {
     std::string key;
     Json before, after;  ///< null: absent
@@ -17,7 +17,7 @@ struct Difference {
 /// A line such as: media: "A4" -> "Letter". UTF-8, safe to show.
 std::string inWords(const Difference& difference);
 
-/// What has to be done to one thing. Texts are UTF-8; no password is in them.
+/// The change of one object. Texts are UTF-8; they contain no password.
 struct Change {
     enum class Kind { add, change, remove };
     Kind kind;

@@ -21,7 +21,7 @@ std::string exampleText(const std::string& example) {
     return std::string("Example:\n  ") + kProgram + " " + example;
 }
 
-/// How many letters must be changed, added or left out (Levenshtein).
+/// The number of letters that must be changed, added or left out (Levenshtein distance).
 std::size_t distance(const std::string& one, const std::string& other) {
     std::vector<std::size_t> row(other.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
@@ -36,7 +36,7 @@ std::size_t distance(const std::string& one, const std::string& other) {
     return row.back();
 }
 
-/// What a wrong verb may have been meant to be, for the second half of the message.
+/// The verbs that a wrong one may stand for, for the second half of the message.
 std::string suggestion(const CLI::App& app, const std::string& word) {
     constexpr std::size_t kFarthest = 3;
     std::string best;
@@ -307,7 +307,7 @@ void CommandLine::checkVerbs(const std::vector<std::string>& words) const {
 std::optional<std::string> CommandLine::parse(std::vector<std::string> words) {
     checkVerbs(words);
     markBrackets(words);
-    std::ranges::reverse(words);  // CLI11 takes them from the end
+    std::ranges::reverse(words);  // CLI11 reads them from the end
     try {
         app_->parse(std::move(words));
         return std::nullopt;

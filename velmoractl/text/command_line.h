@@ -13,10 +13,10 @@ class Option;
 
 namespace velmora::ctl {
 
-// The words that the program takes. A cover of CLI11, whose header takes longer to compile than all
+// The arguments of the program. Hides CLI11, whose header takes longer to compile than everything
 // else: only command_line.cpp includes it. Texts are in the ANSI code page.
 
-/// An option or word of a verb. A handle: copies mean the same option.
+/// An option or positional argument of a verb. A handle: copies refer to the same option.
 class Option {
   public:
     Option() = default;
@@ -80,8 +80,8 @@ class Verb {
 
     /// Leaves it out of help texts and suggestions.
     void hide();
-    /// What may follow these words of a command line that begins here; `current` is what is there
-    /// of the next one.
+    /// What may follow these arguments of a command line that begins here; `current` is the
+    /// beginning of the next one.
     Completion completion(const std::vector<std::string>& words, const std::string& current) const;
 
   private:
@@ -99,8 +99,8 @@ class CommandLine {
     CommandLine& operator=(const CommandLine&) = delete;
 
     Verb program();
-    /// Reads the words after the program's name. A text when help or the version was asked for.
-    /// Throws CommandError.
+    /// Reads the words after the program's name. Returns the text if help or the version was asked
+    /// for. Throws CommandError.
     std::optional<std::string> parse(std::vector<std::string> words);
     /// After parse(): the verb that was named, such as "port add".
     std::string chosen() const;

@@ -12,7 +12,7 @@ struct Row {
     NameKind kind;
 };
 
-/// The first row that fits holds.
+/// The first row that fits is used.
 constexpr Row kRows[] = {
     {"port add", "name", NameKind::none},    {"port", "name", NameKind::port},
     {"port", "names", NameKind::port},       {"queue add", "name", NameKind::none},

@@ -46,7 +46,7 @@ struct Configuration {
     std::vector<std::string> warnings;  ///< UTF-8, safe to show
 };
 
-/// What is wrong in a file and where; UTF-8, one line.
+/// An error in a file and its place; UTF-8, one line.
 class FileError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -73,12 +73,12 @@ Configuration readConfiguration(const std::vector<FileText>& files, const CGroup
 Configuration readConfiguration(const std::string& text, const CGroupsDB& current,
                                 const TextCodec& codec);
 
-/// Finds what is wrong in the file itself, without a monitor: if it has no directory, the groups of
-/// its ports are not looked up. Throws FileError.
+/// Finds errors in the file itself, without a monitor: if it has no directory, the groups of its
+/// ports are not looked up. Throws FileError.
 void checkConfiguration(const std::string& text, const TextCodec& codec);
 
 /// The description of ports and directory for version 2: sorted, only what is not a default. Throws
-/// FileError for what version 2 cannot say. `queues`: null if they are left out.
+/// FileError for what version 2 cannot express. `queues`: null if they are left out.
 Json describe(const std::vector<PortConfig>& ports, const CGroupsDB& directory,
               const std::vector<QueueDescription>* queues, bool withPasswords,
               const TextCodec& codec);

@@ -43,13 +43,13 @@ const PortConfig* find(const std::map<std::string, const PortConfig*>& index,
     return found == index.end() ? nullptr : found->second;
 }
 
-/// A URL on its way to a screen or a log.
+/// A URL as it is shown or logged.
 Json safe(const std::string& key, const Json& value) {
     if (key == "url" && value.is_string()) return maskedUrl(value.get<std::string>());
     return value;
 }
 
-/// Differences of two JSON objects, one a key.
+/// The differences of two JSON objects, one for each key.
 void addDifferences(const Json& before, const Json& after, std::vector<Difference>& list) {
     for (const auto& [key, value] : after.items()) {
         const Json old = before.contains(key) ? before[key] : Json();
@@ -57,7 +57,7 @@ void addDifferences(const Json& before, const Json& after, std::vector<Differenc
         if (value.is_object()) {
             addDifferences(old.is_object() ? old : Json::object(), value, list);
         } else if (key == "password") {
-            // Its text stays out of screens and logs.
+            // Its text is neither shown nor logged.
             list.push_back({key, nullptr, "another"});
         } else {
             list.push_back({key, safe(key, old), safe(key, value)});
@@ -70,7 +70,7 @@ void addDifferences(const Json& before, const Json& after, std::vector<Differenc
     }
 }
 
-/// A file without passwords lacks those in URLs too; what is stored then stays.
+/// A file without passwords lacks those in URLs too; the stored ones are kept then.
 std::string keptUrl(const std::string& stored, const std::string& wanted) {
     return hasUserInfo(stored) && withoutUserInfo(stored) == wanted ? stored : wanted;
 }
@@ -143,7 +143,7 @@ class TreeMerge {
     bool isWanted(std::uint32_t storedId) const { return taken_.contains(storedId); }
 
   private:
-    /// From the root down: which stored node each one of the file is.
+    /// Matches the file's nodes with the stored ones, from the root down.
     void match() {
         order_.push_back(file_.FindNode(kRootGroup));
         if (stored_.FindGroup(kRootGroup) != nullptr) take(kRootGroup, kRootGroup);
@@ -351,7 +351,7 @@ void setPattern(CGroupsDB& directory, const CGroupsDBPrinter& pattern) {
     directory.SetPortPrinter(pattern.name, pattern.address);
 }
 
-/// The nodes of `source` in the place of the directory's; its patterns stay.
+/// Replaces the directory's nodes by those of `source`; its patterns stay.
 void takeNodes(CGroupsDB& directory, const CGroupsDB& source) {
     CGroupsDB result = ctl::copyOf(source);
     for (const auto& [name, pattern] : source.portPrinters())

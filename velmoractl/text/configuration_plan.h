@@ -18,7 +18,7 @@ namespace velmora::ctl {
 
 struct Configuration;
 
-/// Kinds of which everything is removed that the file lacks.
+/// The kinds of objects that are removed if the file lacks them.
 struct Removal {
     bool ports = false;
     bool groups = false;
@@ -66,11 +66,11 @@ void grow(CGroupsDB& directory, const ConfigurationPlan& plan);
 void complete(CGroupsDB& directory, const ConfigurationPlan& plan,
               std::string (*folded)(std::string name));
 
-/// What differs between two records of one port.
+/// The differences between two records of one port.
 std::vector<Difference> differences(const PortConfig& before, const PortConfig& after,
                                     const TextCodec& codec);
 
-/// What differs between two nodes or two patterns; a pattern's number and place do not count.
+/// The differences between two nodes or two patterns; a pattern's number and place do not count.
 std::vector<Difference> differences(const CGroupsDBNode& before, const CGroupsDBNode& after,
                                     const TextCodec& codec);
 

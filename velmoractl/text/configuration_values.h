@@ -14,7 +14,7 @@ struct JobTemplate;
 
 namespace velmora::ctl {
 
-// What the versions of configuration files have in common.
+// Code that the versions of configuration files share.
 
 /// Of one object. A list may be longer; an object's keys are compared with each other.
 inline constexpr std::size_t kMostKeys = 5'000;
@@ -78,10 +78,11 @@ struct FileCredentials {
 
 FileCredentials readCredentials(const ObjectReader& reader);
 
-/// The object's "url". Where a URL with a password in it would be shown, nobody expects one.
+/// The object's "url"; one with a user name in it is refused, since its password would be shown in
+/// places where none is expected.
 std::string readUrl(const ObjectReader& reader, const char* fallback);
 
-/// Sets what the object names, and warns of what only some printers know.
+/// Sets the attributes that the object has, and warns of values that only some printers know.
 void readTemplate(const ObjectReader& reader, JobTemplate& job, std::vector<std::string>& warnings);
 
 }  // namespace velmora::ctl

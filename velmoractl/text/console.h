@@ -20,7 +20,7 @@ bool isConsole(DWORD standardHandle);
 /// A line from the console, without its end; none at the end of the input. `echo` off for secrets.
 std::optional<std::string> readLine(bool echo);
 
-/// While it lives, Ctrl-C ends nothing but is noted. One object at a time.
+/// While it lives, Ctrl-C does not end the program but is recorded. One object at a time.
 class InterruptNote {
   public:
     /// What a Ctrl-C after the first one does.
@@ -42,7 +42,7 @@ std::string toUtf8(std::wstring_view wide);
 std::optional<std::string> fromUtf8(const std::string& utf8);
 const TextCodec& systemCodec();
 
-/// The system's words for a Win32 or WinInet error code, with the code, on one line.
+/// The system's message for a Win32 or WinInet error code, with the code, on one line.
 std::string errorText(DWORD code);
 
 /// A CommandError with the system's reason. ERROR_ACCESS_DENIED becomes ExitCode::accessDenied,

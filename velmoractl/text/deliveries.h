@@ -32,7 +32,7 @@ struct DeliveryLine {
     bool accepted() const { return outcome == "accepted"; }
 };
 
-/// None if the line is damaged: no JSON object, or one without time, port, printer and outcome.
+/// Empty if the line is damaged: not a JSON object, or one without time, port, printer and outcome.
 std::optional<DeliveryLine> parseDeliveryLine(std::string_view line);
 
 struct DeliveryFilter {
@@ -51,13 +51,13 @@ struct DeliveryFilter {
 std::optional<std::int64_t> parseSince(std::string_view text, std::int64_t now,
                                        std::int64_t (*toUtc)(std::int64_t));
 
-/// "2026-11-22T03:27:41.123Z" as milliseconds since 1970; none if it is no such time.
+/// "2026-11-22T03:27:41.123Z" as milliseconds since 1970; empty if it is not such a time.
 std::optional<std::int64_t> parseUtcTime(std::string_view text);
 
 /// "2026-11-22 14:30:05" of milliseconds since 1970.
 std::string timeText(std::int64_t milliseconds);
 
-/// What became of the jobs of one port at one printer.
+/// The outcomes of the jobs of one port at one printer.
 struct DeliverySummary {
     std::uint32_t accepted = 0;
     std::uint32_t refused = 0;
@@ -73,8 +73,8 @@ void addToSummary(DeliverySummaries& summaries, const DeliveryLine& line);
 class JobCopies {
   public:
     /// `job`: the spooler's number. A line with another number but 0 is of another job; with 0 it
-    /// is told by port and document, so only lines that were written after the job began are to be
-    /// given to this object.
+    /// is identified by port and document, so only lines that were written after the job began are
+    /// to be given to this object.
     JobCopies(std::string port, std::uint32_t job, std::string document)
         : port_(std::move(port)), job_(job), document_(std::move(document)) {}
 

@@ -11,8 +11,8 @@
 
 namespace velmora::ctl {
 
-/// The names of a directory. Building it takes the time of a sort; a question then takes as long as
-/// the path that it is about. The directory must outlive it, and the names and places of nodes must
+/// The names of a directory. Building it takes the time of a sort; a lookup then takes time in
+/// proportion to the path. The directory must outlive it, and the names and places of nodes must
 /// not change meanwhile.
 class DirectoryPaths {
   public:
@@ -46,7 +46,7 @@ class DirectoryPaths {
     std::map<std::uint32_t, std::vector<CGroupsDBNode*>> byParent_;
 };
 
-// The same for one question.
+// The same for one lookup.
 CGroupsDBNode* findNode(const CGroupsDB& directory, std::string_view text);
 std::string pathOf(const CGroupsDB& directory, std::uint32_t id);
 CGroupsDBNode* childNamed(const CGroupsDB& directory, std::uint32_t group, std::string_view name);

@@ -58,7 +58,7 @@ std::vector<Supply> markersOf(const IppMessage& printer) {
     const std::vector<std::string> types = values("marker-types");
     std::vector<Supply> supplies;
     for (std::size_t i = 0; i < std::min(names.size(), levels.size()); ++i) {
-        // A box that fills up with waste is no supply.
+        // A container that fills up with waste is not a supply.
         if (i < types.size() && types[i].starts_with("waste")) continue;
         supplies.push_back({names[i], percentOf(levels[i])});
     }
@@ -90,7 +90,7 @@ Json toJson(const JobCheck& check) {
     return job;
 }
 
-/// Names with commas between, and how many more there are.
+/// Names separated by commas, and how many more there are.
 std::string someOf(const std::vector<std::string>& names, std::size_t most) {
     std::string text;
     for (std::size_t i = 0; i < std::min(names.size(), most); ++i)
@@ -124,7 +124,7 @@ std::string lowestOf(const std::vector<Supply>& supplies) {
     return lowest->name + " " + std::to_string(*lowest->percent) + " %";
 }
 
-/// Of connections that do not come about, or bring no answer that can be trusted.
+/// For connections that fail, or that bring no answer that can be trusted.
 bool isUnreachable(const PrinterProblem& problem) {
     constexpr std::array<std::string_view, 10> kKeywords = {
         "bad-url",       "host-unknown",        "no-connection",    "connection-closed",
@@ -186,7 +186,7 @@ FleetResult::State FleetResult::state() const {
                 state = State::refused;
                 break;
             case JobCheck::Outcome::failed:
-                // Without a problem there was no memory for the question.
+                // Without a problem there was no memory for the request.
                 state = one.check.problem && !isUnreachable(*one.check.problem)
                             ? State::refused
                             : State::unreachable;

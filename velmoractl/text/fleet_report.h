@@ -29,11 +29,11 @@ struct Supply {
 /// printer-supply (PWG 5100.13).
 std::vector<Supply> suppliesOf(const IppMessage& printer);
 
-/// What the printer complains about: its printer-state-reasons but "none", and the texts of
+/// The printer's warnings and errors: its printer-state-reasons except "none", and the texts of
 /// printer-alert-description, as the printer wrote them.
 std::vector<std::string> alertsOf(const IppMessage& printer);
 
-/// What was found out about one printer.
+/// The results for one printer.
 struct FleetResult {
     enum class State { ready, unknown, refused, unreachable };
 

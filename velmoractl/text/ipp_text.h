@@ -10,7 +10,7 @@
 namespace velmora::ctl {
 
 // What an IPP answer says, as text. Everything that a printer wrote is UTF-8 at best and hostile at
-// worst: it goes through shown() before anybody sees it.
+// worst: it goes through shown() before it is shown.
 
 /// The name of an attribute, one that we do not know included.
 std::string_view attributeName(const IppAttribute& attribute);

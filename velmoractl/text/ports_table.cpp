@@ -25,7 +25,7 @@ char separatorOf(std::string_view text) {
     return ',';
 }
 
-/// Reads one field after the other.
+/// Reads field by field.
 class CsvReader {
   public:
     explicit CsvReader(std::string_view text) : text_(text), separator_(separatorOf(text)) {}

@@ -5,8 +5,8 @@
 namespace velmora::ctl {
 
 /// A printer of the spooler (a queue), as a fleet file and the verbs describe it. Texts are in the
-/// ANSI code page; an empty one means that nothing is said about it, except `name`, `port` and
-/// `driver`, which a new queue needs. docs/fleet-setup.md describes the keys.
+/// ANSI code page; an empty one counts as not given, except `name`, `port` and `driver`, which a
+/// new queue needs. docs/fleet-setup.md describes the keys.
 struct QueueDescription {
     std::string name;
     std::string port;

@@ -22,7 +22,7 @@ struct QueuePlan {
 /// `wanted` over `stored`: an empty text of the file says nothing.
 QueueDescription merged(const QueueDescription& stored, const QueueDescription& wanted);
 
-/// What differs between two descriptions of one queue.
+/// The differences between two descriptions of one queue.
 std::vector<Difference> differences(const QueueDescription& before, const QueueDescription& after,
                                     const TextCodec& codec);
 

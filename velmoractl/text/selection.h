@@ -30,7 +30,7 @@ struct Selection {
     bool all = false;
 
     bool empty() const { return names.empty() && !bulk(); }
-    /// More than names.
+    /// Whether it has more than names.
     bool bulk() const { return all || !patterns.empty() || !where.empty(); }
 };
 
@@ -38,8 +38,8 @@ struct Selection {
 /// which say what is missing.
 class Selector {
   public:
-    /// What a thing has for the key of a condition: several values of which one is enough, such as
-    /// a port's groups; none if it has no such thing. Texts in the ANSI code page.
+    /// The values of an object for the key of a condition; one that fits is enough, such as one of
+    /// a port's groups; none if the object has no such key. Texts in the ANSI code page.
     using Values = std::function<std::vector<std::string>(std::string_view key)>;
 
     /// `keys`: those that a condition may have. Throws CommandError, which begins with `what`, for
@@ -50,7 +50,7 @@ class Selector {
     /// Whether one that is not named fits. A pattern with a "/" in it is about the path, any other
     /// one about the name; a port's name is its path.
     bool fits(const std::string& name, const std::string& path, const Values& values) const;
-    /// Whether one that is named fits: the conditions alone.
+    /// Whether an object that is named fits: only the conditions count.
     bool meetsConditions(const Values& values) const;
 
   private:
@@ -64,7 +64,7 @@ class Selector {
     std::vector<Condition> conditions_;
 };
 
-// What conditions may ask, and the answers.
+// The keys of conditions, and their values.
 
 std::vector<std::string> portKeys();
 std::vector<std::string> valuesOf(const PortConfig& port, const DirectoryPaths& names,

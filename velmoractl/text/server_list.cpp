@@ -102,7 +102,7 @@ std::string combinedLists(const std::vector<ServerResult>& results, const std::s
     return (rows.empty() ? std::string() : tableText(columns, rows, headings)) + lines;
 }
 
-/// The answer of one server: a value, or the lines of a verb that writes one value a line.
+/// The answer of one server: a value, or the lines of a verb that writes one value on each line.
 Json answerOf(const ServerResult& result) {
     Json whole = Json::parse(result.output, nullptr, false);
     if (!whole.is_discarded()) return whole;

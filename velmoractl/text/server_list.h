@@ -32,11 +32,10 @@ struct ServerResult {
     std::string errors;
 };
 
-/// The one that says more: that something failed outranks that it is not done, and that outranks
-/// that something differs.
+/// The more important one: a failure outranks something not done, and that outranks a difference.
 ExitCode worse(ExitCode one, ExitCode other);
 
-/// A list that a part writes for the whole: what tableText() needs of it.
+/// A list that one server's run writes for the combined list: what tableText() needs of it.
 std::string listForWhole(std::span<const Column> columns, std::string_view nameKey,
                          std::string_view empty, const Json& rows);
 
@@ -46,7 +45,7 @@ std::string combinedText(const std::vector<ServerResult>& results, const std::st
                          bool headings);
 /// The lines of the error output, each with its server's name.
 std::string combinedErrors(const std::vector<ServerResult>& results);
-/// What scripts see: an object a server.
+/// The form for scripts: one object for each server.
 Json combinedJson(const std::vector<ServerResult>& results);
 
 }  // namespace velmora::ctl

@@ -37,7 +37,7 @@ Character firstCharacter(std::string_view text) {
     return {};
 }
 
-/// Characters that are not seen but change what is: line and paragraph separators, marks and
+/// Invisible characters that change what is shown: line and paragraph separators, marks and
 /// overrides of the writing direction, the byte order mark, tags.
 bool isInvisible(std::uint32_t code) {
     return (code >= 0x200B && code <= 0x200F) || (code >= 0x2028 && code <= 0x202E) ||

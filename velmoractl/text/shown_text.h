@@ -15,7 +15,7 @@ std::string shown(std::string_view text, std::size_t longest = 300);
 /// The same in double quotes, which are escaped inside.
 std::string inQuotes(std::string_view text, std::size_t longest = 300);
 
-/// The one rule for names, as every verb that needs it says it.
+/// The rule for names, in the words that every verb uses.
 inline constexpr std::string_view kCaseRule =
     "capital and small letters matter, but two names may not differ in them alone";
 

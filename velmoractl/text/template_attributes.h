@@ -18,13 +18,14 @@ struct TemplateAttribute {
     const char* name;   ///< the IPP attribute
     const char* value;  ///< the value's name in the help text
     const char* about;
-    /// What may be given, in words, for the help and for messages about a bad value.
+    /// The allowed values in words, for the help and for messages about a bad value.
     std::string (*allowed)();
     std::string (*get)(const JobTemplate& job);
     /// False, with nothing changed, when the value is not allowed.
     bool (*set)(JobTemplate& job, const std::string& value);
     Kind kind = Kind::text;
-    /// Takes a keyword that only some printers know; null where `set` takes all that there can be.
+    /// Accepts a keyword that only some printers know; null where `set` accepts every possible
+    /// value.
     bool (*force)(JobTemplate& job, const std::string& value) = nullptr;
 };
 

@@ -39,7 +39,7 @@ bool holds(const Texts& values, std::string_view value) {
     return std::ranges::find(values, value) != values.end();
 }
 
-/// What all printers offer.
+/// What all printers support.
 class Offers {
   public:
     explicit Offers(std::span<const IppMessage* const> printers) : printers_(printers) {}
@@ -156,7 +156,7 @@ Fit fitMedia(const JobTemplate& job, const Offers& offers) {
         }
         const std::int64_t distance =
             std::abs(wanted->width - size->width) + std::abs(wanted->height - size->height);
-        // Among the same sheets the name decides, and not what inches are rounded to.
+        // Among equal sheets the name decides, not the rounding of inches.
         const std::pair<std::int64_t, int> rank{same ? 0 : distance + 1, rankOf(name)};
         if (best != nullptr && bestRank <= rank) continue;
         best = &name;
@@ -270,7 +270,7 @@ Fit fitFinishings(const JobTemplate& job, const Offers& offers) {
             }
         }
     }
-    // Nothing is stapled or cut that was not to be.
+    // Nothing is stapled or cut unless the template asks for it.
     if (!has(kNoFinishing)) return std::nullopt;
     return withNumber(job, &JobTemplate::finishings, kNoFinishing, true);
 }
@@ -356,7 +356,7 @@ std::string asNumber(std::uint32_t value) {
     return std::to_string(value);
 }
 
-// There is nothing near another priority: printers map all from 1 to 100 (RFC 2911, 4.2.1).
+// Another priority is never closer: printers map all from 1 to 100 (RFC 2911, 4.2.1).
 const Rule kRules[] = {
     {"job-hold-until", fitHold, [](const JobTemplate& job) { return job.jobHoldUntil; }},
     {"job-sheets", fitSheets, [](const JobTemplate& job) { return job.jobSheets; }},
@@ -445,7 +445,7 @@ FitOutcome fitUntilTaken(JobTemplate& job, std::span<const IppMessage* const> pr
                          bool allowLoss) {
     FitOutcome outcome;
     std::vector<JobTemplate> tried;
-    // A template that is taken, but not in all: better than one that is refused in the end.
+    // A template that is accepted in part is better than one that is refused in the end.
     std::optional<std::pair<JobTemplate, FitOutcome>> taken;
     for (;;) {
         tried.push_back(job);

@@ -14,20 +14,21 @@ struct JobTemplate;
 
 namespace velmora::ctl {
 
-// A job template whose values a printer does not take, brought to the nearest that it offers.
+// Replaces values of a job template that a printer does not support by the nearest ones that it
+// offers.
 
 /// A value that is replaced, or could only be with a loss: another page, sheet or order of sheets
 /// than was asked for.
 struct Replacement {
     std::string name;  ///< the attribute
     std::string before;
-    std::optional<std::string> after;  ///< none: the printer offers nothing near
+    std::optional<std::string> after;  ///< empty: the printer offers nothing close
     bool loss = false;
 };
 
 struct TemplateFit {
     std::vector<Replacement> replaced;
-    std::vector<Replacement> stuck;  ///< kept: there is nothing near, or not without a loss
+    std::vector<Replacement> stuck;  ///< kept: nothing is close, or not without a loss
 };
 
 /// Replaces the values of the attributes that are refused. `printers`: the attributes of all
@@ -37,7 +38,7 @@ struct TemplateFit {
 TemplateFit fitTemplate(JobTemplate& job, std::span<const IppMessage* const> printers,
                         std::span<const std::string> refused, bool allowLoss);
 
-/// What a printer says to a job with a template.
+/// A printer's answer about a job with a template.
 struct Verdict {
     bool refused = false;
     std::vector<std::string> attributes;  ///< refused, or ignored by one that takes the job
@@ -49,9 +50,9 @@ struct FitOutcome {
     std::vector<Replacement> stuck;     ///< refused or ignored, and kept
 };
 
-/// Fits and asks again until all printers take the job, or nothing more can be replaced. `ask`
-/// gives a verdict of each printer, in their order. `job` is changed even if it is not taken in the
-/// end.
+/// Fits and asks again until all printers accept the job, or nothing more can be replaced. `ask`
+/// returns a verdict of each printer, in their order. `job` is changed even if it is not accepted
+/// in the end.
 FitOutcome fitUntilTaken(JobTemplate& job, std::span<const IppMessage* const> printers,
                          const std::function<std::vector<Verdict>(const JobTemplate&)>& ask,
                          bool allowLoss);

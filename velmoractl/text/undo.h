@@ -18,8 +18,8 @@ class Undo {
         steps_.emplace_back(std::move(thing), std::move(back));
     }
 
-    /// Takes all steps back, the last first, as far as that can be done. The error for the caller
-    /// to throw: `reason`, and what is there now.
+    /// Undoes all steps, the last first, as far as possible. The error for the caller to throw:
+    /// `reason`, and what is there now.
     CommandError takeBack(const CommandError& reason) {
         const bool any = !steps_.empty();
         std::string left;

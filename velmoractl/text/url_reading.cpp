@@ -17,14 +17,14 @@ std::string lower(std::string text) {
     return text;
 }
 
-/// What is between "://" (or the beginning) and the path.
+/// The part between "://" (or the beginning) and the path.
 std::string authorityOf(const std::string& url) {
     const std::size_t scheme = url.find("://");
     const std::size_t begin = scheme == std::string::npos ? 0 : scheme + 3;
     return url.substr(begin, url.find_first_of("/?#", begin) - begin);
 }
 
-/// What was typed as the port; empty if nothing was.
+/// The port as it was typed; empty if there is none.
 std::string typedPort(const std::string& authority) {
     const std::size_t colon = authority.rfind(':');
     const std::size_t bracket = authority.rfind(']');  // an IPv6 address has colons of its own

@@ -182,7 +182,7 @@ std::unique_ptr<CGroupsDBNode> readNode(const ObjectReader& reader, Configuratio
     return node;
 }
 
-/// Every node must be reached from the root: a tree that is not one is not brought in.
+/// Every node must be reachable from the root: a damaged tree is not imported.
 void checkTree(const CGroupsDB& directory) {
     if (directory.FindGroup(kRootGroup) == nullptr) {
         throw FileError("directory lacks the root group, the node with \"id\": 1");

@@ -40,7 +40,7 @@ class Templates {
         if (!entries_.emplace(name, std::move(entry)).second) reader.fail("is there twice");
     }
 
-    /// Every template names one that there is, and none leads back to itself.
+    /// Every template names one that exists, and none leads back to itself.
     void check(const TextCodec& codec) {
         for (const auto& [name, entry] : entries_)
             find(name, entry.place, codec);

@@ -10,7 +10,7 @@ namespace velmora::ctl {
 
 class MonitorChannel;
 
-// What verbs that change many things have in common.
+// Code that verbs for many objects share.
 
 /// --all, --match and --where. `things`: "ports" or "printers", for the help.
 void addSelectionOptions(Verb verb, Selection& selection, const std::string& things,
@@ -19,7 +19,7 @@ void addSelectionOptions(Verb verb, Selection& selection, const std::string& thi
 Option addUrlReplace(Verb verb, std::vector<std::string>& words);
 void addDryRun(Verb verb, bool& dryRun);
 
-/// Nothing is selected, or in two ways at once. `thing`: "port" or "printer".
+/// Fails if nothing is selected, or in two ways at once. `thing`: "port" or "printer".
 void checkSelection(const Selection& selection, const std::string& thing, const std::string& what);
 
 /// The dialogs read a port's record through an area of 1024 bytes: a larger one could be printed to

@@ -77,7 +77,7 @@ void completeWords(const Session& session, Verb program, std::vector<std::string
             namesOf(sessionFor(session, words), nameKindOf(next.verb, next.option));
         found.insert(found.end(), names.begin(), names.end());
     } catch (const CommandError&) {
-        // Without the names: somebody is in the middle of a line.
+        // Without the names, since somebody is in the middle of a line.
     }
     std::ranges::sort(found);
     for (const std::string& word : found)

@@ -148,7 +148,7 @@ void deliveries(const Session& session, const DeliveryOptions& options) {
     std::vector<DeliveryLine> lines = take();
     if (lines.size() > last)
         lines.erase(lines.begin(), lines.end() - static_cast<std::ptrdiff_t>(last));
-    // A computer that cannot be asked is an error, and not one without a record.
+    // A computer that does not answer is an error, not one without a record.
     if (!files.found() && !session.server.empty()) static_cast<void>(PolicyKey(session.server));
     if (!files.found() || !recordIsOn(session.server)) {
         session.warn(

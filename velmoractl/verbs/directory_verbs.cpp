@@ -237,7 +237,7 @@ void removeNode(const Session& session, const NodeOptions& options, std::uint32_
         path = toUtf8(names.pathOf(node.id));
         directory.DeleteNode(node.id);
     });
-    // The number in a port means nothing now; it must not mean another group later.
+    // The number in a port refers to nothing now; it must not refer to another group later.
     for (std::size_t i = 0; i < changed.size(); ++i) {
         try {
             channel.changeGroups(changed[i]);
@@ -262,7 +262,7 @@ void removeNode(const Session& session, const NodeOptions& options, std::uint32_
     }
 }
 
-/// What "printer set" makes of a printer.
+/// A printer as "printer set" changes it.
 class PrinterChange {
   public:
     PrinterChange(const NodeOptions& options, const std::string& what)
@@ -270,7 +270,7 @@ class PrinterChange {
           credentials_(options.credentials),
           replacements_(readUrlReplacements(options.replacements, systemCodec(), what)) {
         if (options.urlOption.given()) checkUrl(options.url, options.rules, what);
-        // Asked for once, and before anybody else has to wait.
+        // Read once, and before the lock is taken.
         readPassword(credentials_, what);
     }
 

@@ -57,7 +57,7 @@ void useFiles(const Session& session, const Stock& stored, const FleetFiles& fil
               const UseOfStock& use, const std::string& what) {
     Configuration wanted = readFiles(files, stored.directory, what, "correct the file");
     try {
-        // What is stored and not in the file is not asked.
+        // Stored printers that are not in the file are not asked.
         std::set<std::string> urls;
         if (wanted.directory) {
             for (const CGroupsDBPrinter* printer : printersIn(*wanted.directory))
@@ -174,7 +174,7 @@ std::vector<FleetPrinter> chosenPrinters(const Session& session, const ProbeOpti
     return list.printers();
 }
 
-/// Tells of each printer as it comes, on a terminal; and of all in the end.
+/// Shows each printer as its result comes, on a terminal, and all of them in the end.
 class FleetAnswer {
   public:
     FleetAnswer(const Session& session, const ProbeOptions& options,

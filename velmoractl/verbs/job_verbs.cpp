@@ -114,7 +114,7 @@ void jobs(const Session& session, const JobsOptions& options) {
             rows.push_back(toJson(job, printers[i].url));
     }
     if (first && failed == printers.size()) throw *first;
-    // One printer's jobs need no column that is the same in all lines.
+    // With one printer the column of printers would be the same in all lines.
     const std::span<const Column> columns = kColumns;
     session.list({options.urlOption.given() ? columns.subspan(1) : columns, "id",
                   printers.size() == 1 ? "The printer has no such jobs."
@@ -164,7 +164,7 @@ void cancel(const Session& session, const JobsOptions& options) {
     const PrinterAnswer answer =
         client.ask(jobRequest(IppOperation::cancelJob, client.target(), options.id));
     if (const auto problem = problemOf(answer)) throw problemWith(*problem, what);
-    // The printer may end it later than it says yes.
+    // The printer may end it some time after it has agreed.
     const Clock::time_point end = Clock::now() + options.limit();
     for (job = askJob(client, options.id, what); !job.ended() && Clock::now() < end;
          job = askJob(client, options.id, what)) {

@@ -26,7 +26,7 @@ std::vector<std::string> printersOf(const std::vector<Queue>& queues, const std:
     return names;
 }
 
-/// What the path would name if capital and small letters were alike; null if nothing.
+/// The node that the path would name if case did not matter; null if none.
 const CGroupsDBNode* similarNode(const DirectoryPaths& names, std::string_view path) {
     if (path.starts_with('/')) path.remove_prefix(1);
     const CGroupsDBNode* node = names.find("/");

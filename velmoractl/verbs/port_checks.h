@@ -14,7 +14,7 @@ struct CGroupsDBGroup;
 
 namespace velmora::ctl {
 
-// Checks of what is typed; each throws a CommandError that begins with `what`.
+// Checks of arguments; each throws a CommandError that begins with `what`.
 
 /// Longest name of a port, a group or a printer, in bytes: what the platform's lists show.
 inline constexpr std::size_t kLongestName = 255;
@@ -25,7 +25,7 @@ bool hasControlCharacter(const std::string& text);
 /// character that makes the name mean something else to Windows.
 void checkNewPortName(const std::string& name, const std::string& what);
 
-/// What may be in a URL beyond what is always allowed.
+/// What may be in a URL in addition to what is always allowed.
 struct UrlRules {
     bool allowUnencrypted = false;
 };

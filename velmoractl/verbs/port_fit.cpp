@@ -53,7 +53,8 @@ Verdict askOne(const PrintTarget& printer, const JobTemplate& job, const IppMess
             quotedUrl(printer.url) + " cannot say whether it would take a job: " + check.words,
             "set the job template by hand with \"port set\"");
     }
-    // What is refused for another reason, such as a user, has no attributes and no better values.
+    // A refusal for another reason, such as the user, names no attributes, so there are no better
+    // values.
     Verdict verdict{check.outcome == Outcome::refused, {}};
     for (const RefusedAttribute& one : check.attributes)
         verdict.attributes.push_back(one.name);
@@ -86,7 +87,7 @@ struct PortFitOptions {
     bool dryRun = false;
 };
 
-/// What became of one port.
+/// The outcome for one port.
 struct PortResult {
     std::string name;
     FitOutcome outcome;

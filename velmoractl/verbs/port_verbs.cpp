@@ -186,7 +186,7 @@ void checkNameIsFree(const MonitorChannel& channel, const std::string& name,
     }
 }
 
-/// What the port is to get a queue of, checked before the port is added; empty if none.
+/// The queue that the port gets, checked before the port is added; empty if none.
 QueueDescription wantedQueue(const Session& session, const PortOptions& options,
                              const std::string& what) {
     QueueDescription queue;
@@ -198,7 +198,7 @@ QueueDescription wantedQueue(const Session& session, const PortOptions& options,
     return queue;
 }
 
-/// The queue of a port that has just been added. If it cannot be made, the port goes again.
+/// The queue of a port that has just been added. If it cannot be made, the port is removed again.
 void addQueueOrUndo(const Session& session, const QueueDescription& queue, MonitorChannel& channel,
                     const std::string& what) {
     try {
@@ -271,7 +271,7 @@ bool givesAnything(const PortOptions& options) {
                                [](const auto& one) { return one.second.given(); });
 }
 
-/// What "port set" makes of a port.
+/// A port as "port set" changes it.
 class PortChange {
   public:
     /// Checks all that can be checked without a port, and reads the password.
@@ -501,7 +501,7 @@ struct RemoveOptions {
 
 void removeOne(const Session& session, const std::string& name) {
     MonitorChannel channel(session);
-    channel.port(name);  // the monitor itself takes an unknown name for deleted
+    channel.port(name);  // the monitor itself reports success for an unknown name
     checkUnused(session, name, "port remove " + quotedAnsi(name));
     channel.removePort(name);
     if (session.wantsJson()) session.answer({{"removed", toUtf8(name)}});

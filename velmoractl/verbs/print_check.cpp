@@ -15,7 +15,7 @@
 namespace velmora::ctl {
 namespace {
 
-/// What a printer says to the question whether it would take the job.
+/// A printer's answer whether it would accept the job.
 struct Verdict {
     bool answers = false;
     std::optional<PrinterProblem> problem;  ///< of a printer that would refuse, or is not reached

@@ -65,7 +65,7 @@ CommandError cancelled(const std::string& what, const std::string& why) {
     return {ExitCode::cancelled, what, why, "print it again"};
 }
 
-/// The record from now on; none if there is no way to know what becomes of a job.
+/// The record from now on; empty if the outcome of a job cannot be known.
 std::unique_ptr<DeliveryFiles> recordFromNow(const Session& session) {
     const std::string cannotKnow = "what becomes of the job cannot be known: ";
     if (!recordIsOn(session.server)) {
@@ -104,7 +104,7 @@ std::pair<UniquePrinter, DocumentHandover::To> openPrinter(const Session& sessio
             queues.empty() ? DocumentHandover::To::port : DocumentHandover::To::queue};
 }
 
-/// One command from its file to what became of every copy.
+/// One command from its file to the outcome of every copy.
 class Printing {
   public:
     Printing(const Session& session, const PrintOptions& options)
@@ -149,7 +149,7 @@ class Printing {
                    : "the printers were not told an end: what they have is not a whole document";
     }
 
-    /// Ends a job whose document is not whole; its text.
+    /// Ends a job whose document is not complete; returns the message.
     std::string takeBack(DocumentHandover& handover) const {
         const auto done = std::make_shared<bool>(false);
         const auto shared = handover.taker();
@@ -247,8 +247,8 @@ class Printing {
         std::chrono::seconds longest(options_.wait);
         if (to_ == DocumentHandover::To::port && longest > kRecordDelay) longest = kRecordDelay;
         for (;;) {
-            // Asked before the record is read: what a job that has ended tells is there by then, or
-            // a moment later.
+            // Read before the record: the outcome of a job that has ended is in the record by then,
+            // or a moment later.
             queueState_ = queued();
             record_->read([&copies](DeliveryLine&& line) { copies.add(line); });
             if (copies.complete() && (copies.allAccepted() || queueState_ != Queued::yes)) return;

@@ -96,7 +96,7 @@ class Probe {
         json_["certificate"] = toJson(certificate);
     }
 
-    /// With something answering there, one of the usual paths may be the printer's.
+    /// If something answers there, one of the usual paths may be the printer's.
     void suggestPath(PrinterProblem& problem) const {
         const std::string& url = client_.target().url;
         const std::size_t scheme = url.find("://");
@@ -136,8 +136,9 @@ class Probe {
         if (prompt_) reportPromptDelivery();
     }
 
-    /// Whether the printer answers at all to a body that follows its headers at once; what it
-    /// answers is no matter here. The pause tells a printer that needs it from one that fails.
+    /// Whether the printer answers at all to a body that follows its headers at once; the answer
+    /// itself does not matter here. The attempt with the pause distinguishes a printer that needs
+    /// it from one that fails.
     void reportPromptDelivery() {
         ConnectionOptions prompt;
         prompt.promptDelivery = true;
@@ -240,7 +241,7 @@ Targets probedTargets(const Session& session, const ProbeOptions& options,
     return targets;
 }
 
-/// Whether one list of many printers is asked for, and not all about one.
+/// Whether a list of many printers is asked for instead of details about one.
 bool isFleet(const Session& session, const ProbeOptions& options) {
     return options.all || !options.groups.empty() || !options.files.empty() ||
            options.urls.size() + options.ports.size() > 1 ||

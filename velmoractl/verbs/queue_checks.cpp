@@ -12,7 +12,7 @@
 namespace velmora::ctl {
 namespace {
 
-/// What Windows shows of a printer's name, in bytes.
+/// The longest printer name that Windows shows, in bytes.
 constexpr std::size_t kLongestQueueName = 220;
 
 bool similar(const std::string& one, const std::string& other) {

@@ -33,7 +33,7 @@ const Queue& requireQueue(const std::vector<Queue>& queues, const std::string& n
 
 std::vector<QueueDescription> descriptionsOf(const std::vector<Queue>& queues);
 
-/// As the answers of the verbs have it.
+/// The form in the answers of the verbs.
 Json described(const Queue& queue);
 
 }  // namespace velmora::ctl

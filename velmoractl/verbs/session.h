@@ -11,8 +11,8 @@
 
 namespace velmora::ctl {
 
-/// What all commands share: the options that may precede or follow any verb, and the command that
-/// was asked for.
+/// What all commands share: the options that may precede or follow any verb, and the chosen
+/// command.
 struct Session {
     bool json = false;
     bool quiet = false;
@@ -31,7 +31,7 @@ struct Session {
     void say(const std::string& utf8) const;
     /// A warning goes to the error output, also in quiet mode.
     void warn(const std::string& utf8) const;
-    /// That the server has answered: what comes now may take its time.
+    /// Reports that the server has answered: from now on there is no time limit.
     void noteServerAnswers() const;
     /// The answer for scripts.
     void answer(const Json& json) const;
@@ -39,7 +39,7 @@ struct Session {
     struct List {
         std::span<const Column> columns;
         const char* nameKey;  ///< what -o names shows, and what the list is sorted by
-        const char* empty;    ///< said to people when there is nothing
+        const char* empty;    ///< shown on a terminal if the list is empty
     };
     /// A list in the form that was asked for; `rows` is a JSON list of objects.
     void list(const List& form, Json rows) const;
@@ -51,7 +51,7 @@ Verb addVerb(Verb parent, Session& session, const std::string& name, const std::
 /// -o for a verb that lists.
 void addOutputOption(Verb verb, Session& session);
 
-// One function a verb group; each adds its verbs to the command line.
+// One function for each verb group; it adds its verbs to the command line.
 void addSetupVerbs(Verb app, Session& session);
 void addStatusVerb(Verb app, Session& session);
 void addPortVerbs(Verb app, Session& session);

@@ -94,7 +94,7 @@ const char* inWords(PolicyChange change) {
     return "";
 }
 
-/// What became of the spooler, and why it does not yet use the new library, if so.
+/// The result for the spooler, and if it does not use the new library yet, why.
 struct Restart {
     std::vector<WaitingJob> waiting;
     bool done = false;
@@ -240,7 +240,7 @@ bool unregister(const Session& session, const Computer& computer, const SetupOpt
         if (options.dryRun) return true;
         choice = choosePorts(options, ports.size() + channel.directorySize(), what);
         if (choice == "remove") {
-            // Before the first port is gone: an open dialog keeps the directory.
+            // Before the first port is removed: an open dialog holds the directory.
             const auto lock = channel.lockDirectory(what);
             removePorts(session, channel);
         }
@@ -284,7 +284,7 @@ void checkRemoved(bool removed, const std::string& what) {
     if (!removed) throw systemError(what, ERROR_REGISTRY_IO_FAILED, "run the command again");
 }
 
-/// What is left after the monitor is no longer registered.
+/// Removes the rest after the monitor is no longer registered.
 void removeRest(const Session& session, const Computer& computer, bool all) {
     checkRemoved(removeEventSource(computer.registry()), "removing the source of events");
     removeOwnFile(session, computer.file(kLibrary));
@@ -292,7 +292,7 @@ void removeRest(const Session& session, const Computer& computer, bool all) {
         return session.say("The settings stay in the registry and in " +
                            quotedPath(computer.file(kSettings)) + " for a later install.");
     }
-    // The monitor is gone; what it has left is an empty directory.
+    // The monitor is removed; only an empty directory is left.
     checkRemoved(removeKey(computer.monitorKey(), computer.registry()),
                  "removing the registry key " + shownKey(computer));
     removeOwnFile(session, computer.file(kSettings));

@@ -73,7 +73,7 @@ void askPrinters(std::vector<PrinterState>& printers, std::chrono::seconds limit
     });
 }
 
-/// After all questions: looking at a certificate makes WinInet accept it.
+/// After all queries, since reading a certificate makes WinInet accept it.
 void lookAtCertificates(std::vector<PrinterState>& printers, std::chrono::seconds limit) {
     std::vector<UrlReading> urls(printers.size());
     for (std::size_t i = 0; i < printers.size(); ++i) {
@@ -101,7 +101,7 @@ void reportCertificates(const Session& session, const std::vector<PrinterState>&
                 " days:" + list);
 }
 
-/// Index of the target among the printers, which it joins when it is new: each is asked once.
+/// The index of the target among the printers, to which a new one is added: each is asked once.
 std::size_t enter(std::vector<PrinterState>& printers, const PrintTarget& target) {
     for (std::size_t i = 0; i < printers.size(); ++i) {
         if (printers[i].target == target) return i;

@@ -197,9 +197,9 @@ void checkNewPorts(const ConfigurationPlan& plan, const MonitorChannel& channel,
     }
 }
 
-// Before the first change: a file is taken as a whole or not at all.
+// Before the first change: a file is imported as a whole or not at all.
 
-/// The URLs as the file has them.
+/// The URLs in the file.
 void checkUrls(const Configuration& wanted, const TransferOptions& options,
                const std::string& what) {
     for (const PortConfig& port : wanted.ports) {
@@ -248,7 +248,7 @@ void findDrivers(const Session& session, std::vector<QueueDescription>& queues,
     }
 }
 
-/// What the spooler itself does not refuse everywhere.
+/// Checks that the spooler itself does not make everywhere.
 void checkQueues(const MonitorChannel& channel, const std::vector<Queue>& stored,
                  const ImportPlan& plan, const std::string& what) {
     if (plan.queues.toAdd.empty() && plan.queues.toChange.empty()) return;
@@ -305,7 +305,7 @@ void importAll(const Session& session, const TransferOptions& options) {
     const std::string what = "import of " + fileWords(options.wanted);
     checkFiles(options.wanted, what);
     MonitorChannel channel(session);
-    // Held to the end: what is compared now is what is changed.
+    // Held to the end, so that what is compared now is what is changed.
     const auto lock = options.dryRun ? nullptr : channel.lock(what);
     Configuration wanted;
     ImportPlan plan;
