@@ -46,7 +46,7 @@ constexpr char kUri[] = "URI";
 constexpr char kUserName[] = "User name";
 constexpr char kPassword[] = "Password";
 
-/// The first failure of a load that keeps back what is stored.
+/// The first failure of a load that left stored values unread.
 class LoadError {
   public:
     void note(LSTATUS status) noexcept {
@@ -97,7 +97,7 @@ class ValueArea {
         return text();
     }
 
-    /// As queryText; nothing of the value stays here.
+    /// Like queryText, but the value does not stay in the buffer.
     std::string querySecret(const RegistryKey& key, const char* name) {
         const bool found = query(key, name);
         std::string secret = text();
@@ -255,7 +255,7 @@ class TableWriter {
         for (const StoredValues::Value& value : values.all())
             key.setValue(value.name, value.type, value.data);
     }
-    /// Over whatever the key has.
+    /// Replaces whatever the key has.
     void writeAnew(const std::string& name, const StoredValues& values) {
         const RegistryKey key = key_.createSubkey(name);
         for (const StoredValues::Value& value : values.all())
@@ -273,7 +273,7 @@ class TableWriter {
         }
         return true;
     }
-    /// All values that are not among those wanted.
+    /// Removes all values that are not among those wanted.
     bool removeValues(const RegistryKey& key, const StoredValues* wanted) {
         for (DWORD index = 0; key.enumValue(index, value_);) {
             if (wanted != nullptr && wanted->find(value_.name()) != nullptr) {
@@ -355,7 +355,7 @@ void RegistryGroupsStore::load(CGroupsDB& directory) {
 
 void RegistryGroupsStore::save(const CGroupsDB& directory) {
     const std::lock_guard lock(storeLock);
-    // There even for a tree without records.
+    // It exists even for a tree without records.
     TableWriter groups(groupsKey_);
     groups.removeOthers([&](const std::string& name) {
         const std::uint32_t id = nodeIdOfKey(name.c_str());

@@ -21,17 +21,18 @@ class RegistryGroupsStore : public GroupsStore {
     void load(CGroupsDB& directory) override;
     void save(const CGroupsDB& directory) override;
 
-    /// 0 if the last load has read all that is stored. Else the first code with which the registry
-    /// kept back a part that is there: to save the directory would delete that part. Values that
-    /// are missing, or too long, are not meant.
+    /// 0 if the last load has read everything that is stored. Else the first code with which the
+    /// registry refused to return an existing part: saving the directory would delete that part.
+    /// Values that are missing or too long do not count.
     LSTATUS loadError() const noexcept { return loadError_; }
 
-    // What a save of the whole directory does to one port's printer, for a store that is otherwise
-    // as a save has left it. Names without a backslash. False when it could not be done so.
+    // The part of a save of the whole directory that concerns one port's printer, for a store that
+    // is otherwise unchanged since a save. For names without a backslash. False if that was not
+    // possible.
     void savePortPrinter(const CGroupsDBPrinter& printer);
     bool erasePortPrinter(const std::string& portName);
 
-    /// What both keys look like; none when one is missing.
+    /// The state of both keys; empty if one is missing.
     struct Stamp {
         RegistryStamp groups, printers;
         bool operator==(const Stamp&) const = default;

@@ -40,8 +40,8 @@ Counts countChildren(const DirectoryNodes& nodes) {
     return counts;
 }
 
-/// Adds from the lowest groups up. What waits afterwards goes round in a circle: a node has one
-/// parent, so nothing above a circle can wait for it but the circle itself.
+/// Adds from the lowest groups up. Groups that still wait afterwards are in a circle: a node has
+/// one parent, so nothing above a circle can wait for it but the circle itself.
 void addFromBelow(Counts& counts) {
     std::vector<const Counted*> ready;
     for (const auto& [id, group] : counts)
@@ -56,7 +56,7 @@ void addFromBelow(Counts& counts) {
     }
 }
 
-/// From any group of a circle all of it is reached.
+/// From any group of a circle the whole circle is reached.
 void addCircle(Counts& counts, Counted& start) {
     std::vector<Counted*> circle;
     std::size_t printers = 0;

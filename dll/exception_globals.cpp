@@ -5,11 +5,11 @@
 #include <atomic>
 #include <cstddef>
 
-// The C++ runtime keeps two fields a thread for exceptions: the exceptions being handled and the
-// number of those in flight (Itanium C++ ABI, "Exception Handling", 2.2.2). Its own place for them
-// is emulated thread-local storage: memory from the heap and the library's mutexes at the first
-// throw of a thread, and a TLS slot that unloading does not free. A table of our own costs nothing
-// of that: a throw works without any memory, and unloading leaves nothing.
+// The C++ runtime keeps two fields for each thread for exceptions: the exceptions being handled and
+// the number of those in flight (Itanium C++ ABI, "Exception Handling", 2.2.2). Its own place for
+// them is emulated thread-local storage: memory from the heap and the library's mutexes at the
+// first throw of a thread, and a TLS slot that unloading does not free. A table of our own avoids
+// all that: a throw works without any memory, and unloading leaves nothing behind.
 
 namespace velmora {
 namespace {

@@ -10,7 +10,7 @@
 #include "monitor/process_objects.h"
 #include "monitor/xcv_dispatcher.h"
 
-// The contract with the spooler, whole: four exports, four constant tables.
+// The whole contract with the spooler: four exports, four constant tables.
 
 namespace velmora {
 namespace {
@@ -84,7 +84,7 @@ constexpr MonitorExTable kMonitorEx{
 
 extern "C" {
 
-/// The UI library's table. Makes no port list: the UI side knows the monitor through Xcv alone.
+/// The UI library's table. Makes no port list: the UI side reaches the monitor only through Xcv.
 const velmora::MonitorUiTable* WINAPI InitializePrintMonitorUI() {
     return &velmora::kMonitorUi;
 }

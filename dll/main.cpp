@@ -9,7 +9,8 @@
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds) {
     switch (reason) {
         case DLL_PROCESS_DETACH:
-            // At the process's end other threads are gone wherever they were, locks held or not.
+            // When the process ends, other threads have been stopped wherever they were, perhaps
+            // with locks held.
             if (processEnds == nullptr) velmora::destroyPortLists();
             break;
         case DLL_THREAD_ATTACH:

@@ -3,8 +3,8 @@
 
 // What the standard library throws for a text or a container that would grow too large, or for an
 // index beyond its end. The library's own errors carry a text with a reference count, and with it a
-// second kind of string as large as a tenth of this library; nobody here reads that text: every
-// entry turns whatever leaves its body into its documented failure.
+// second kind of string as large as a tenth of this library; no code here reads that text: every
+// entry turns exceptions from its body into its documented failure.
 namespace {
 
 class PlainError final : public std::exception {

@@ -6,8 +6,8 @@
 
 // The C++ runtime makes semaphores for its own locks and never closes some of them: one more handle
 // of the process with each load. The linker (--wrap, see CMakeLists.txt) hands the library's
-// pointers to these two functions to ours, which note what was made; what is left at the end of
-// unloading is closed. The library's own code makes its semaphores by CreateSemaphoreA.
+// pointers to these two functions to ours, which record the semaphores made; those left at the end
+// of unloading are closed. The library's own code makes its semaphores by CreateSemaphoreA.
 
 namespace velmora {
 namespace {

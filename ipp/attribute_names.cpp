@@ -7,8 +7,8 @@ constexpr std::size_t kSlots = 512;  // a power of two, four times the names: sh
 constexpr std::uint8_t kEmpty = 0xFF;
 static_assert(IppAttributeNames::kCount < kEmpty);
 
-// The length and four characters distinguish the names well enough; reading all of a long name
-// would cost more than the comparison that follows anyway.
+// The length and four characters distinguish the names well enough; reading a whole long name would
+// cost more than the comparison that follows anyway.
 constexpr std::size_t slotOf(std::string_view name) {
     const std::size_t length = name.size();
     if (length == 0) return 0;

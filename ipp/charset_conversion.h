@@ -7,7 +7,7 @@
 namespace velmora {
 
 /// The two conversions of unicows.dll, where that library is installed: on systems whose own
-/// functions know no UTF-8. A null member: the system's function serves.
+/// functions do not support UTF-8. If a member is null, the system's function is used.
 struct CharsetConversion {
     decltype(&::WideCharToMultiByte) fromWide = nullptr;
     decltype(&::MultiByteToWideChar) toWide = nullptr;

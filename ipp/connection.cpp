@@ -126,7 +126,7 @@ void IppConnection::sendMessage(const IppMessage& message, bool chunked) {
     bodyOpen_ = false;
     answerLeftUnread_ = false;
     if (!request_) {
-        // Success must not be read out of a connection that never had its handles.
+        // A connection without handles must not report success.
         lastError_ = ERROR_INVALID_HANDLE;
         return;
     }
@@ -135,7 +135,7 @@ void IppConnection::sendMessage(const IppMessage& message, bool chunked) {
         lastError_ = ERROR_INVALID_DATA;
         return;
     }
-    // Afresh for every request: reading an answer shortens them.
+    // Set again for every request: reading an answer shortens them.
     setTimeOuts(request_.get());
     if (!setBodyHeaders(chunked, body.size())) return;
     if (!beginRequest(chunked ? 0 : body.size())) return;
@@ -191,7 +191,7 @@ void IppConnection::authenticationDialogAndResend(HWND owner, const IppMessage& 
     if (result == kSendAgain) {
         sendMessage(message, chunked);
     } else {
-        // Any other result keeps the job from going on without credentials.
+        // Any other result prevents the job from continuing without credentials.
         lastError_ = result == ERROR_SUCCESS ? ERROR_CANCELLED : result;
     }
 }
@@ -203,7 +203,7 @@ UniqueIppMessage IppConnection::readResponse(const IppReadPolicy& policy) {
     IppReader reader(*response, IppReadMode::response, policy);
     if (!feedAnswer(&reader)) {
         if (lastError_ != ERROR_INTERNET_TIMEOUT || !reader.complete()) return nullptr;
-        // The printer has said all that is asked for.
+        // The printer has sent everything that was asked for.
         lastError_ = 0;
     }
     return reader.complete() ? std::move(response) : nullptr;
@@ -226,7 +226,7 @@ bool IppConnection::feedAnswer(IppReader* reader) {
             break;
         }
         // The rest of a body whose attributes have ended, or do not fit in memory, is still read:
-        // what stayed in the connection would be taken for the next answer.
+        // bytes left in the connection would be taken for the next answer.
         if (reader != nullptr && reader->feed(area.data(), size) == -1) return false;
         left -= size;
     }
@@ -257,7 +257,7 @@ bool IppConnection::timedOut() noexcept {
     return false;
 }
 
-/// Seconds as they are set; none that is 0. Refused ones leave the platform's own.
+/// Sets time-outs in seconds, except those that are 0. If one is refused, the platform's own stays.
 void IppConnection::setTimeOuts(void* handle) const noexcept {
     const std::pair<DWORD, std::uint32_t> timeOuts[] = {
         {INTERNET_OPTION_CONNECT_TIMEOUT, options_.connectTimeout},
@@ -301,8 +301,8 @@ bool IppConnection::waitForData(std::uint32_t& available) {
     return done;
 }
 
-/// Up to an area of the answer's body; size 0 at its end. With a time-out only what is there is
-/// asked for: a call that waits for a full area would wait for each byte anew.
+/// Up to an area of the answer's body; size 0 at its end. With a time-out only the available bytes
+/// are read: a call that waits for a full buffer would restart its time-out with each byte.
 bool IppConnection::readPiece(std::span<std::byte> area, std::uint32_t& size) {
     std::uint32_t wanted = static_cast<std::uint32_t>(area.size());
     if (options_.receiveTimeout != 0) {
@@ -405,7 +405,7 @@ std::uint32_t IppConnection::errorDialog(HWND owner, std::uint32_t error) {
 }
 
 bool IppConnection::readStatus() {
-    char text[4];  // three digits: a longer status is no HTTP status
+    char text[4];  // three digits: a longer status is not valid in HTTP
     DWORD size = sizeof text;
     if (!HttpQueryInfoA(request_.get(), HTTP_QUERY_STATUS_CODE, text, &size, nullptr)) {
         return fail();

@@ -29,10 +29,10 @@ struct PrinterUrlParts {
     bool secure = false;
 };
 
-/// None when the platform's cracker refuses the URL. InternetCrackUrlA.
+/// Empty if the platform's cracker refuses the URL. InternetCrackUrlA.
 std::optional<PrinterUrlParts> crackPrinterUrl(const std::string& url);
 
-/// A WinInet handle. Of this room connection.cpp alone includes WinInet.
+/// A WinInet handle. In this room only connection.cpp includes WinInet's header.
 void closeInternetHandle(void* handle) noexcept;
 using UniqueInternet = UniqueHandle<void*, closeInternetHandle>;
 
@@ -84,8 +84,8 @@ class IppConnection {
     void authenticationDialogAndResend(HWND owner, const IppMessage& message, bool chunked);
 
     /// The answer to a finished request. Null: lastError() is set when it could not be read; an
-    /// HTTP status other than 200 stays in httpStatus(); else it was no complete IPP response. What
-    /// comes after kLongestAnswer bytes is left unread; those before decide.
+    /// HTTP status other than 200 stays in httpStatus(); else it was not a complete IPP response.
+    /// Bytes after the first kLongestAnswer are left unread; the outcome depends on those.
     UniqueIppMessage readResponse(const IppReadPolicy& policy = {});
 
     /// Reads the answer to a finished request; true if the printer accepted the job.
@@ -106,7 +106,7 @@ class IppConnection {
 
     std::uint32_t lastError() const noexcept { return lastError_; }
     std::uint32_t httpStatus() const noexcept { return httpStatus_; }
-    /// The status of the answer that accepted() read; none if it was no IPP response.
+    /// The status of the answer that accepted() read; empty if it was not an IPP response.
     std::optional<std::uint16_t> ippStatus() const noexcept { return ippStatus_; }
     /// Whether a request has ever begun on this connection.
     bool reached() const noexcept { return reached_; }

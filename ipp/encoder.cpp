@@ -19,7 +19,7 @@ struct Field {
     std::size_t size;
 };
 
-/// The length of the field, whatever it is.
+/// The length of the field, whatever its kind.
 std::size_t fieldSize(const IppValue& value, IppValueLayout layout) noexcept {
     switch (layout) {
         case IppValueLayout::nothing:

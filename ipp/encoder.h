@@ -26,8 +26,8 @@ namespace velmora {
 /// - a name or a value is longer than the 16 bits of its length (cutting it would change what the
 ///   user set, and its low 16 bits would make the rest of the message garbage);
 /// - a request's operation has no row in the table;
-/// - an attribute's name index is neither -1 nor in the table, or its own name is empty or no text
-///   (without a name its values would read as those of the attribute before it).
+/// - an attribute's name index is neither -1 nor in the table, or its own name is empty or not a
+///   text (without a name its values would read as those of the attribute before it).
 int encodeIppMessage(const IppMessage& message, bool isResponse,
                      UniqueIppBlockBuffer& buffer) noexcept;
 

@@ -5,9 +5,9 @@
 
 namespace velmora {
 
-// What the lists of the job template page offer, in the order in which they show it. Every text but
-// those of number-up is also the key under which the shown text is looked up, so a list can be
-// translated while the record keeps the keyword.
+// The items of the lists of the job template page, in their order. Every text but those of
+// number-up is also the key under which the shown text is looked up, so a list can be translated
+// while the record keeps the keyword.
 
 /// A list item that stands for a number of the record.
 struct NumberChoice {
@@ -25,7 +25,7 @@ std::span<const NumberChoice> finishingsChoices();
 /// Pages per sheet; shown as they are.
 std::span<const NumberChoice> numberUpChoices();
 
-// What the page offers in other forms than lists, and the keywords of RFC 2911.
+// The choices that the page offers in other forms than lists, and the keywords of RFC 2911.
 
 std::span<const NumberChoice> qualityChoices();          ///< 4.2.13
 std::span<const NumberChoice> orientationChoices();      ///< 4.2.10

@@ -17,10 +17,10 @@ struct IppAttributeDeleter {
 };
 using UniqueIppAttribute = std::unique_ptr<IppAttribute, IppAttributeDeleter>;
 
-// Constructors, one a kind: a new attribute with one value a payload, in their order; no payload
-// gives an attribute without values, which is held but never written. Texts are NUL-terminated and
-// copied; a null one counts as "". With name index -1 the first payload of a keyword attribute is
-// the name. Null when memory runs out.
+// Constructors, one for each kind: a new attribute with one value for each payload, in their order;
+// no payload gives an attribute without values, which is held but never written. Texts are
+// NUL-terminated and copied; a null one counts as "". With name index -1 the first payload of a
+// keyword attribute is the name. Null when memory runs out.
 //
 // With a storage the attribute lives there instead of in a block of its own, and is only good for
 // the message whose storage it is, and for no longer: a request of twenty attributes then needs a

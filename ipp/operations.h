@@ -33,7 +33,7 @@ struct IppOperationIds {
     std::uint16_t read;
 };
 
-/// One row an operation, in the order of the codes.
+/// One row for each operation, in the order of the codes.
 std::span<const IppOperationIds> ippOperations() noexcept;
 
 }  // namespace velmora

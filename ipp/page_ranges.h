@@ -8,9 +8,9 @@
 
 namespace velmora {
 
-/// The pages of a job as its user types them: numbers and ranges with commas between, such as
-/// "1-3, 7, 10-12". Spaces may be around every number, dash and comma, other blanks not; a
-/// comma may end the text.
+/// The pages of a job as its user types them: numbers and ranges separated by commas, such as "1-3,
+/// 7, 10-12". Spaces may be around every number, dash and comma, other blanks not; a comma may end
+/// the text.
 class PageRanges {
   public:
     struct Range {

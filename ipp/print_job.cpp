@@ -90,7 +90,7 @@ UniqueIppMessage printerRequest(IppOperation operationId, const PrintTarget& tar
 
 void addPageRanges(GroupBuilder& job, const std::string& text) {
     std::optional<PageRanges> pages = PageRanges::parse(text);
-    // Without a usable text the whole document is wanted: the attribute stays out.
+    // Without a valid text the whole document is printed: the attribute is left out.
     if (!pages) return;
     pages->normalise();
     std::vector<IppRange> values;
@@ -102,7 +102,7 @@ void addPageRanges(GroupBuilder& job, const std::string& text) {
     job.ranges("page-ranges", values);
 }
 
-/// Every attribute goes out whatever its value: the printer's own defaults must not show through.
+/// Every attribute is sent whatever its value: the printer's own defaults must not apply.
 void addJobAttributes(GroupBuilder& job, const JobTemplate& values) {
     job.integer("job-priority", values.jobPriority);
     job.keyword("job-hold-until", values.jobHoldUntil);
@@ -119,7 +119,8 @@ void addJobAttributes(GroupBuilder& job, const JobTemplate& values) {
     addPageRanges(job, values.pageRanges);
 }
 
-/// Sends the probe until it went out, asking about certificates on the way. False: given up.
+/// Sends the probe until that succeeds, asking the user about certificates if needed. False: given
+/// up.
 bool sendProbe(IppConnection& connection, const PrintTarget& target, const IppMessage& probe) {
     do {
         if (target.useAuthentication != 0) {

@@ -19,8 +19,8 @@ UniqueIppMessage newPrinterRequest(IppOperation operation, const PrintTarget& ta
 UniqueIppMessage newRequestAboutJob(IppOperation operation, const PrintTarget& target,
                                     std::uint32_t job);
 
-/// The request that begins a print job; with IppOperation::validateJob the question whether the
-/// printer would take it. Texts are in the ANSI code page. Null when memory runs out.
+/// The request that begins a print job; with IppOperation::validateJob the query whether the
+/// printer would accept it. Texts are in the ANSI code page. Null when memory runs out.
 UniqueIppMessage newJobRequest(IppOperation operation, const PrintTarget& target,
                                const std::string& documentName, const JobTemplate& jobTemplate);
 

@@ -28,7 +28,7 @@ int IppReader::feed(const void* bytes, std::size_t count, bool lastPiece) noexce
     while (from != end && result_ == kWantsMore) {
         if (fieldTaken_) {
             chooseState(*from);
-            // What follows the header must be a delimiter, whatever it looks like.
+            // The byte after the header must be a delimiter.
             if (state_ == State::valueTag ||
                 (state_ == State::delimiterTag && *from <= kIppLastDelimiterTag)) {
                 from = readWholeValues(from, end);
@@ -166,8 +166,8 @@ int IppReader::handleField(const std::uint8_t* field) noexcept {
 
 /// Takes delimiters, and values that the piece holds from their tag to the byte after their end,
 /// field by field as the states would but without passing through them. Anything else, errors
-/// included, is left to the states: the result is where they go on. `fieldTaken_` tells whether a
-/// value was the last thing taken.
+/// included, is left to the states: the result is where they continue. `fieldTaken_` says whether
+/// the last field taken was a value.
 const std::uint8_t* IppReader::readWholeValues(const std::uint8_t* from,
                                                const std::uint8_t* end) noexcept {
     while (result_ == kWantsMore && from != end && *from != kIppEndOfAttributesTag) {

@@ -19,9 +19,9 @@ struct IppReadPolicy {
     /// is nested: the members of a collection become values of the attribute in a row. Groups
     /// that we do not know stay syntax errors.
     bool keepUnknownKinds = false;
-    /// What the message may come to hold, in bytes of memory; a field beyond it gives -2. An
-    /// answer that never ends must not take the spooler's address space with it, and the largest
-    /// printers' answers stay far below this.
+    /// The most memory that the message may hold, in bytes; a field beyond it gives -2. An answer
+    /// that never ends must not take the spooler's address space with it, and the largest printers'
+    /// answers stay far below this.
     std::size_t maxStoredBytes = 4 * 1024 * 1024;
 };
 
@@ -40,9 +40,9 @@ class IppReader {
     IppReader& operator=(const IppReader&) = delete;
 
     /// Consumes bytes. 1: the end tag has been read; the bytes after it are left alone. 0: more
-    /// bytes are wanted. -1: syntax error, or `lastPiece` is set and the end tag has not come.
-    /// -2: a field could not be stored; the message misses it, so no later byte is taken either.
-    /// 1, -1 for a syntax error and -2 are final: further calls repeat them.
+    /// bytes are needed. -1: syntax error, or `lastPiece` is set and the end tag has not come. -2:
+    /// a field could not be stored; the message misses it, so no later byte is taken either. 1, -1
+    /// for a syntax error and -2 are final: further calls repeat them.
     int feed(const void* bytes, std::size_t count, bool lastPiece = false) noexcept;
 
     /// The end tag has been read and the message is whole.

@@ -80,8 +80,8 @@ int IppReader::storeValue(const std::uint8_t* bytes, std::size_t length) noexcep
         case IppValueLayout::raw:
             return storeRaw(octets);
         case IppValueLayout::nothing:
-            // Printing needs no value that a printer does not have; only tools, which ask for
-            // everything, look at such answers.
+            // Printing does not use such values; only tools, which ask for everything, read such
+            // answers.
             if (!row_->readByDefault && !policy_.keepUnknownKinds) return kSyntaxError;
             break;
         default:

@@ -9,7 +9,7 @@
 
 namespace velmora {
 
-// Tags of RFC 2910, 3.5, and what they mean here.
+// Tags of RFC 2910, 3.5, and their meaning here.
 
 /// The four attribute groups, in the order in which a message holds them.
 enum class IppGroup : std::uint8_t { operation = 0, job = 1, printer = 2, unsupported = 3 };

@@ -40,9 +40,9 @@ std::string ansiToUtf8(const std::string& text, const CharsetConversion& convers
     const auto toWide = conversion.toWide != nullptr ? conversion.toWide : &::MultiByteToWideChar;
     const auto fromWide =
         conversion.fromWide != nullptr ? conversion.fromWide : &::WideCharToMultiByte;
-    // The results are not tested: a call that fails for length has filled its area as far as it
-    // goes, and that is the text we want. Zeroed areas, and a terminator that no call can take
-    // away, make every other failure an empty text.
+    // The results are not tested: a call that fails because the buffer is too small has filled it,
+    // and that is the text we want. The buffers are zeroed and keep their terminator, so that every
+    // other failure gives an empty text.
     std::array<wchar_t, kAreaSize> wide{};
     toWide(CP_ACP, 0, text.c_str(), -1, wide.data(), kAreaSize);
     wide.back() = L'\0';

@@ -102,13 +102,13 @@ struct IppValue {
         IppLanguageText languageText;  ///< textWithLanguage, nameWithLanguage
         IppRawOctets raw;              ///< rawOctets
         IppText text;                  ///< octetString and every other text kind
-    };                                 ///< the out-of-band kinds hold nothing
+    };                                 ///< the out-of-band kinds have no payload
 };
 
 struct IppAttribute {
     IppAttribute* next;
-    /// Attributes of one group with different instances were in different occurrences of the
-    /// group, for example one job group a job. Requests use 0.
+    /// Attributes of one group with different instances were in different occurrences of the group,
+    /// for example one job group for each job. Requests use 0.
     std::uint32_t groupInstance;
     /// Index into IppAttributeNames. -1: the table lacks the name; the first value, a keyword, is
     /// the name then, and the real values follow it.

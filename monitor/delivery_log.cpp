@@ -8,7 +8,7 @@ namespace {
 
 /// A disk that hangs must not take the spooler's memory. A line's entry is about half a kilobyte.
 constexpr std::size_t kLongestQueue = 4096;
-/// What has gathered is written at the latest when it is so many lines.
+/// The collected lines are written at the latest when there are this many.
 constexpr std::size_t kLongestGathering = kLongestQueue / 4;
 constexpr std::int64_t kGatheringMs = 1000;
 constexpr std::uint32_t kGatheringStepMs = 50;
@@ -106,7 +106,7 @@ bool DeliveryLog::gathering() noexcept {
     return !hurries_ && !items_.empty() && items_.size() < kLongestGathering;
 }
 
-/// Empty, and no thread any more, if there is nothing left.
+/// Empty, without a thread any more, if there is nothing left.
 std::vector<DeliveryLog::Item> DeliveryLog::next() noexcept {
     const std::lock_guard lock(mutex_);
     if (items_.empty()) running_ = hurries_ = false;

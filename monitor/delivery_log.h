@@ -22,15 +22,15 @@ struct DeliveryLogSettings {
     bool on() const noexcept { return recordMiB != 0 || events != 0; }
 };
 
-/// What a delivery log writes to, and the time that passes meanwhile.
+/// What a delivery log writes to, and its clock.
 class DeliveryOutput {
   public:
     virtual ~DeliveryOutput() = default;
-    /// Appends lines to the record. How many were written; of the others nothing is left.
+    /// Appends lines to the record. Returns how many were written; of the others nothing remains.
     virtual std::size_t append(std::span<const std::string> lines, std::uint32_t recordMiB) = 0;
     /// Reports the delivery as an event; `leftOut`: how many like it were not reported before.
     virtual void report(const DeliveryEntry& entry, std::uint32_t leftOut) = 0;
-    /// The system's words for an error code, in UTF-8.
+    /// The system's message for an error code, in UTF-8.
     virtual std::string words(std::uint32_t error) = 0;
     /// A clock that never goes back, in milliseconds.
     virtual std::int64_t now() = 0;
@@ -41,8 +41,8 @@ class DeliveryOutput {
 /// Collects the outcomes of deliveries and writes them from a thread of its own, which exists only
 /// while there is something to write: no job waits for a disk. A line is written at once if none
 /// was within the last second; the others gather until that is over, since starting a thread and
-/// opening files cost many times what a line does. What cannot be written is counted and told by
-/// the next line that can.
+/// opening files cost many times what a line does. Lines that cannot be written are counted and
+/// reported by the next one that can.
 class DeliveryLog {
   public:
     /// Starts a thread with the given body and does not wait for it; false if there is none.
@@ -62,7 +62,7 @@ class DeliveryLog {
     /// Whether its thread has something to write.
     bool running() noexcept;
 
-    /// Writes on the calling thread what is left to say when the library is unloaded. Nothing may
+    /// Writes the remaining lines on the calling thread, when the library is unloaded. Nothing may
     /// be added any more and no thread of the log may run.
     void finish() noexcept;
 

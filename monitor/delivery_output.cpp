@@ -22,7 +22,7 @@ namespace {
 constexpr int kLockAttempts = 200;
 constexpr DWORD kLockStepMs = 5;
 
-/// Held while the files change hands or grow, by every process that prints. A file and not a named
+/// Held while the files are renamed or grow, by every process that prints. A file and not a named
 /// mutex: only administrators could have made one in this directory before.
 class RecordLock {
   public:
@@ -80,7 +80,7 @@ bool canMove(const std::string& path) {
 }
 
 /// Every file becomes the next older one; the oldest is deleted. Nothing is moved unless all can
-/// be: a reader that holds one of them must not cost the others.
+/// be: a reader that holds one of them open must not cost the others.
 bool rotate(const std::string& directory) {
     for (unsigned age = 0; age <= kOldDeliveryFiles; ++age)
         if (!canMove(filePath(directory, age))) return false;
@@ -123,7 +123,7 @@ bool appendTo(HANDLE file, std::int64_t size, std::span<const std::string> lines
     end.QuadPart = size;
     if (!SetFilePointerEx(file, end, nullptr, FILE_BEGIN)) return false;
     if (writeAll(file, bytes)) return true;
-    // A full disk: half a line must not stay.
+    // A full disk: half a line must not remain.
     if (SetFilePointerEx(file, end, nullptr, FILE_BEGIN)) SetEndOfFile(file);
     return false;
 }
@@ -158,7 +158,7 @@ bool startThread(void (*body)(void*), void* log) noexcept {
     }
 }
 
-/// Whether the process is ending, its other threads already gone with whatever they held.
+/// Whether the process is ending: its other threads are gone, perhaps with locks held.
 bool processEnds() noexcept {
     using ShutdownInProgress = BYTE(WINAPI*)();
     const auto ends = librarySymbol<ShutdownInProgress>(GetModuleHandleA("ntdll.dll"),
@@ -166,7 +166,7 @@ bool processEnds() noexcept {
     return ends != nullptr && ends() != 0;
 }
 
-/// Tells at the unload what is left to say.
+/// Writes the remaining lines when the library is unloaded.
 class SystemLog {
   public:
     SystemLog() : log_(output_, startThread) {}
@@ -236,7 +236,7 @@ std::shared_ptr<JobRecord> newJobRecord(const Policy& policy, const std::string&
         common.port = utf8FromWide(toWide(port));
         common.job = job;
         common.document = utf8FromWide(document);
-        systemLog();  // made while a failure can still be met; later uses need no memory for it
+        systemLog();  // made while a failure can still be handled; later uses need no memory for it
         const auto write = [settings](DeliveryEntry entry, bool startFailed) {
             systemLog().add(std::move(entry), startFailed, settings);
         };

@@ -15,8 +15,8 @@
 namespace velmora {
 
 /// Appends lines to the newest file of the record in `directory`, after the older ones have moved
-/// on whenever it would become larger than a quarter of `recordMiB`. How many were written; of the
-/// others nothing is left. Other processes may write to the same files.
+/// on whenever it would become larger than a quarter of `recordMiB`. Returns how many were written;
+/// of the others nothing remains. Other processes may write to the same files.
 std::size_t appendToRecord(const std::string& directory, std::span<const std::string> lines,
                            std::uint32_t recordMiB);
 /// The same for one line: whether it was written.
@@ -26,8 +26,8 @@ inline bool appendToRecord(const std::string& directory, const std::string& line
 }
 
 /// The record of one job that is about to start, kept in the files below the spooler's directory
-/// and the Windows event log as the policy says; null if it says nothing, or without memory: the
-/// job does not depend on it. `port` and the printers' URLs are in the ANSI code page.
+/// and the Windows event log as the policy says; null if it asks for neither, or without memory:
+/// the job does not depend on it. `port` and the printers' URLs are in the ANSI code page.
 std::shared_ptr<JobRecord> newJobRecord(const Policy& policy, const std::string& port,
                                         std::uint32_t job, const std::wstring& document,
                                         const std::vector<PrintTarget>& targets) noexcept;

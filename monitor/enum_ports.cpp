@@ -44,7 +44,7 @@ struct DisplayNameLimits {
 
 constexpr DisplayNameLimits kXcvGenerationLimits{256, 128};
 
-/// Everything one enumeration reports, taken at one moment: both passes must see the same ports
+/// Everything that one enumeration reports, read at one moment: both passes must see the same ports
 /// although ports may be added or removed in between.
 template <class Char>
 struct Listing {

@@ -91,8 +91,9 @@ BOOL WINAPI xcvOpenPort(HANDLE, const wchar_t*, ACCESS_MASK access, HANDLE*) {
 }
 
 void WINAPI shutdownMonitor(HANDLE) {
-    // The port list lives until the process ends: handles to its ports may still be in use. What
-    // the record of deliveries has counted is told now, and that nobody will end what still runs.
+    // The port list lives until the process ends: handles to its ports may still be in use. The
+    // counts of the record of deliveries are written now, and jobs that still run are recorded as
+    // abandoned.
     if (PortList* const list = portList()) {
         for (Port& port : *list)
             if (port.job != nullptr) port.job->abandon();

@@ -103,7 +103,7 @@ class PortList {
     /// still hold it as a handle. A port that is not in the list is left alone.
     void remove(Port& port);
 
-    /// Gives up the current jobs of all ports, removed ones included, without ending them.
+    /// Abandons the current jobs of all ports, removed ones included, without ending them.
     void abandonJobs() noexcept;
 
   private:

@@ -20,9 +20,9 @@ std::string portsKey() {
 
 /// The directory offers every port's printer as a pattern for new ones, so it follows the ports.
 ///
-/// Saving a port means reading, comparing and storing the whole directory, so that many ports take
-/// the square of their number. Where the store is still as this process has left it, one key alone
-/// can differ, and that key alone is written. Used by one thread at a time, as a PortStore is.
+/// Saving a port means reading, comparing and storing the whole directory, so that many ports would
+/// take quadratic time. If the store is still as this process has left it, only one key can differ,
+/// and only that key is written. Used by one thread at a time, as a PortStore is.
 class RegistryPortStore::PortPrinters {
   public:
     void set(const PortConfig& config) {
@@ -44,7 +44,8 @@ class RegistryPortStore::PortPrinters {
 
     void remove(const std::string& name) {
         RegistryGroupsStore store = directoryStore();
-        // A directory without port printers has no key for them: the rewriting takes that along.
+        // A directory without port printers has no key for them: writing the whole directory
+        // removes it.
         if (isAsWeLeftIt(store) && isOneKey(name) && names_.size() > 1 &&
             store.erasePortPrinter(name)) {
             names_.erase(folded(name));
@@ -57,7 +58,7 @@ class RegistryPortStore::PortPrinters {
     }
 
   private:
-    /// The registry takes names that differ in case alone for one key.
+    /// The registry takes names that differ only by case for one key.
     static std::string folded(std::string name) {
         CharUpperBuffA(name.data(), static_cast<DWORD>(name.size()));
         return name;
@@ -71,7 +72,7 @@ class RegistryPortStore::PortPrinters {
         return !name.empty() && name.find('\\') == std::string::npos;
     }
 
-    /// Whether the name is that of one key, which no port of another name has.
+    /// Whether the name is that of a single key, which no other port has.
     bool isOneKey(const std::string& name) const {
         if (!canBeAKey(name)) return false;
         const auto found = names_.find(folded(name));

@@ -6,8 +6,8 @@
 
 namespace velmora {
 
-/// Ports in the registry: below the monitor's key, key "Ports", one REG_BINARY value a port, named
-/// by the port, holding its packed record.
+/// Ports in the registry: below the monitor's key, key "Ports", one REG_BINARY value for each port,
+/// named by the port, holding its packed record.
 class RegistryPortStore : public PortStore {
   public:
     RegistryPortStore();

@@ -26,7 +26,7 @@ struct MadeList {
 
 void createPortList() noexcept {
     try {
-        // Known from now on, should it ever be unreadable.
+        // Read once, in case it is unreadable later.
         machinePolicy();
         auto made = std::make_unique<MadeList>(store);
         while (!newest.compare_exchange_weak(made->before, made.get())) {

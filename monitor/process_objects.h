@@ -9,7 +9,7 @@ namespace velmora {
 class Port;
 class PortList;
 
-// What the monitor has once in a process.
+// The monitor's objects that exist once in a process.
 
 /// Loads every port into a new process-wide list. A list made by an earlier initialiser is
 /// abandoned, not freed: the spooler may still hold handles to its ports. When memory runs out the
@@ -23,14 +23,14 @@ PortList* portList() noexcept;
 /// list.
 Port* findPort(std::string_view name) noexcept;
 
-/// Frees every list that was made, for the library's unloading, after which no handle means
-/// anything any more. Jobs that were never ended are abandoned as they are: ending one waits for
-/// printers and threads, which nobody may do while the loader waits.
+/// Frees every list that was made, for the library's unloading, after which no handle is valid any
+/// more. Jobs that were never ended are abandoned as they are: ending one waits for printers and
+/// threads, which is not allowed while the loader waits.
 void destroyPortLists() noexcept;
 
-/// The one lock of the ANSI generation, held for the whole of each of its entries that look at
-/// ports: the spoolers of that generation do not serialise their calls. Made by the first caller,
-/// which is that generation's initialiser.
+/// The one lock of the ANSI generation, held during each of its entries that use ports: the
+/// spoolers of that generation do not serialise their calls. Made by the first caller, which is
+/// that generation's initialiser.
 CriticalSection& monitorLock();
 
 }  // namespace velmora

@@ -10,7 +10,7 @@ namespace velmora {
 
 /// Lets readers use immutable objects without a lock while writers replace them: a replaced object
 /// is kept until no reader that could have seen it is left. Readers announce themselves for the
-/// length of one look; writers are serialised by their caller.
+/// duration of one access; writers are serialised by their caller.
 template <class T>
 class SnapshotDomain {
   public:
@@ -83,7 +83,7 @@ class Snapshot {
     /// std::bad_alloc with nothing changed.
     void replace(std::unique_ptr<const T> next) {
         // The place for the old object comes first: once replaced it must be kept, since a reader
-        // may be looking at it.
+        // may be using it.
         typename SnapshotDomain<T>::Retired old(1);
         old.front().reset(current_.exchange(next.release()));
         domain_.retire(std::move(old));

@@ -38,10 +38,10 @@ bool fits(const XcvCall& call, std::size_t size) {
 // Inputs are copied up to their own end, or as far as the memory can be read, and parsed from the
 // copy. One that has no end there is refused, and nothing is changed.
 
-/// Reads the input within its stated size, and beyond that if it does not end there. `read` takes
-/// how far it may read, and gives something that is false if there is no end. Without a stated size
-/// there is no limit. The policy is asked only where it decides: most inputs end where they say,
-/// and a tool that reads thousands of ports makes thousands of calls.
+/// Reads the input within its stated size, and beyond that if it does not end there. `read` is
+/// given how far it may read, and returns something that is false if there is no end. Without a
+/// stated size there is no limit. The policy is read only where it decides: most inputs end within
+/// their stated size, and a tool that reads thousands of ports makes thousands of calls.
 template <class Read>
 auto boundedInput(const XcvCall& call, Read read) {
     auto input = read(call.statedSize);
@@ -62,8 +62,8 @@ std::optional<std::string> wideInput(const XcvCall& call) {
     return toAnsi(*text);
 }
 
-/// Parses what there is, and more of it as long as that fails. `parse` gives something that is
-/// false if the bytes do not hold a whole input.
+/// Parses the bytes read so far, and reads more as long as that fails. `parse` returns something
+/// that is false if the bytes do not hold a whole input.
 template <class Parse>
 auto parsedWithin(const XcvCall& call, std::size_t limit, Parse parse) {
     CallerMemory memory(call.input, limit, call.statedSize);

@@ -5,8 +5,8 @@
 namespace velmora {
 
 /// Makes the manifest in `module`'s resources the current one of this thread, so that windows made
-/// meanwhile use the common controls that it names (the platform's visual styles). Without effect
-/// where the platform has no activation contexts or the manifest cannot be used.
+/// during that time use the common controls that it names (the platform's visual styles). Without
+/// effect where the platform has no activation contexts or the manifest cannot be used.
 class ActivationContext {
   public:
     ActivationContext(HMODULE module, int manifestResource) noexcept;

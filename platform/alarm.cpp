@@ -11,7 +11,7 @@ Alarm::Alarm(std::uint32_t milliseconds, std::function<void()> ring) : ring_(std
 }
 
 bool Alarm::stop() noexcept {
-    // INVALID_HANDLE_VALUE: waits for the function.
+    // INVALID_HANDLE_VALUE: the call waits for the function.
     if (const HANDLE timer = std::exchange(timer_, nullptr))
         DeleteTimerQueueTimer(nullptr, timer, INVALID_HANDLE_VALUE);
     return rang_.load();

@@ -44,7 +44,7 @@ class AutoResetEvent {
   private:
     static constexpr int kSignalled = 1;
 
-    std::atomic<int> state_{0};  ///< 1: signalled; 0: not; below: so many threads wait
+    std::atomic<int> state_{0};  ///< 1: signalled; 0: not; negative: this many threads wait
     Semaphore semaphore_;
 };
 

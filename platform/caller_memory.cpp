@@ -40,9 +40,9 @@ bool copyText(wchar_t* area, const wchar_t* address, int size) noexcept {
     return lstrcpynW(area, address, size) != nullptr;
 }
 
-/// A text that ends soon, which is what the spooler is given at nearly every call. None says
-/// nothing. Under Wine ReadProcessMemory stops the whole thread from outside, which takes longer
-/// than the rest of such a call.
+/// A text that ends soon, which is what the spooler is given at nearly every call. Empty does not
+/// mean that it is unreadable. Under Wine ReadProcessMemory stops the whole thread from outside,
+/// which takes longer than the rest of such a call.
 template <class Char>
 std::optional<std::basic_string<Char>> shortTextAt(const Char* address, std::size_t limit) {
     const auto begin = reinterpret_cast<std::uintptr_t>(address);
@@ -54,7 +54,7 @@ std::optional<std::basic_string<Char>> shortTextAt(const Char* address, std::siz
         std::min(std::min(limit / sizeof(Char), area.size() - 1) + 1, (end - begin) / sizeof(Char));
     if (size == 0 || !copyText(area.data(), address, static_cast<int>(size))) return std::nullopt;
     const auto terminator = std::find(area.begin(), area.begin() + size - 1, Char{});
-    // In the last place the terminator is lstrcpyn's own.
+    // In the last place lstrcpyn writes a terminator of its own.
     if (terminator == area.begin() + size - 1) return std::nullopt;
     return std::basic_string<Char>(area.begin(), terminator);
 }

@@ -10,10 +10,10 @@
 
 namespace velmora {
 
-/// A copy of memory that a caller hands in without a length that can be trusted, made as far as it
-/// is needed and as it can be read. Nothing here faults, whatever other threads do to the memory
-/// meanwhile: it is copied by a call that fails instead (ReadProcessMemory), and pages that are
-/// known not to be readable are not touched.
+/// A copy of memory that a caller passes without a trustworthy length, made only as far as it is
+/// needed and readable. Nothing here faults, whatever other threads do to the memory at the same
+/// time: it is copied by a call that fails instead (ReadProcessMemory), and pages that are known
+/// not to be readable are not touched.
 class CallerMemory {
   public:
     static constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
@@ -23,7 +23,7 @@ class CallerMemory {
     explicit CallerMemory(const void* address, std::size_t limit = kNoLimit,
                           std::size_t expected = 0) noexcept;
 
-    /// What has been copied.
+    /// The bytes copied so far.
     std::span<const std::byte> bytes() const noexcept { return copy_; }
     /// Copies until there are `size` bytes, and further ahead if it can: a reader that asks for one
     /// byte after the other copies each once. False if that many cannot be read.

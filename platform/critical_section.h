@@ -4,7 +4,7 @@
 
 namespace velmora {
 
-/// A Win32 critical section; meets the standard's Lockable needs, so std::lock_guard holds it.
+/// A Win32 critical section; meets the standard's Lockable requirements, for std::lock_guard.
 class CriticalSection {
   public:
     CriticalSection() noexcept { InitializeCriticalSection(&section_); }

@@ -5,8 +5,8 @@
 
 namespace velmora {
 
-// A profile file holds one line a value, so texts with line ends are stored escaped: line feed as
-// the two characters "\n", carriage return as "\r", tab as "\t". Nothing else is escaped.
+// A profile file holds one line for each value, so texts with line ends are stored escaped: line
+// feed as the two characters "\n", carriage return as "\r", tab as "\t". Nothing else is escaped.
 
 /// Whether a byte begins a character of two bytes in the text's code page (IsDBCSLeadByte). The
 /// second byte of such a character may be that of a backslash, which escapes nothing.

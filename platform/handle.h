@@ -32,7 +32,7 @@ class UniqueHandle {
         return &handle_;
     }
 
-    /// Gives the handle up without closing it.
+    /// Releases the handle without closing it.
     [[nodiscard]] T release() noexcept { return std::exchange(handle_, none()); }
 
     void reset(T handle = none()) noexcept {

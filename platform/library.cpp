@@ -6,8 +6,8 @@
 namespace velmora {
 namespace {
 
-// Windows 8, and Windows 7 with an update: what the library imports comes from the system directory
-// as well.
+// Windows 8, and Windows 7 with an update: the imports of the library come from the system
+// directory as well.
 #ifndef LOAD_LIBRARY_SEARCH_SYSTEM32
 constexpr DWORD LOAD_LIBRARY_SEARCH_SYSTEM32 = 0x800;
 #endif
@@ -48,7 +48,7 @@ HMODULE loadedOrSystemLibrary(const wchar_t* name) noexcept {
 }
 
 HMODULE loadOptionalLibrary(const wchar_t* name) noexcept {
-    // A program of ours brings nothing along; it is started from wherever it was unpacked.
+    // Our programs bring no libraries along; they are started from wherever they were unpacked.
     if (currentModule() == GetModuleHandleW(nullptr)) return loadSystemLibrary(name);
     Path path{};
     const DWORD whole = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));

@@ -16,8 +16,8 @@ Function librarySymbol(HMODULE module, const char* name) noexcept {
     return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
 }
 
-// Libraries are loaded by their full paths: a bare name is looked for in the current directory and
-// in all folders of PATH too, and whoever may write to one of them would have code run by the
+// Libraries are loaded by their full paths: a bare name is searched for in the current directory
+// and in all folders of PATH too, and whoever may write to one of them would have code run by the
 // spooler, as the system. Null if the library is not there or does not load. A library stays loaded
 // until somebody frees it.
 
@@ -26,7 +26,7 @@ HMODULE loadSystemLibrary(const wchar_t* name) noexcept;
 /// The same, unless the process has loaded a library of that name already: then that one.
 HMODULE loadedOrSystemLibrary(const wchar_t* name) noexcept;
 /// A library that Windows may lack and programs bring along: from the folder of the program that
-/// has loaded ours, or from the system directory; for a program of ours from the latter alone.
+/// has loaded ours, or from the system directory; for our own programs only from the latter.
 HMODULE loadOptionalLibrary(const wchar_t* name) noexcept;
 
 /// The module that this code was linked into (the DLL, or a test program): owner of its resources.

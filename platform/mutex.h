@@ -4,10 +4,10 @@
 
 namespace velmora {
 
-/// A mutex for code that also builds without the Windows header; meets the standard's
-/// BasicLockable needs, so std::lock_guard holds it. Not recursive. On Windows a critical section
-/// (mutex_win32.cpp): the library does not link the compiler's thread library, which would
-/// keep resources of the process with every load. Elsewhere std::mutex (mutex_std.cpp).
+/// A mutex for code that also builds without the Windows header; meets the standard's BasicLockable
+/// requirements, for std::lock_guard. Not recursive. On Windows a critical section
+/// (mutex_win32.cpp): the library does not link the compiler's thread library, which would keep
+/// resources of the process with every load. Elsewhere std::mutex (mutex_std.cpp).
 class Mutex {
   public:
     /// Throws std::bad_alloc.

@@ -18,8 +18,8 @@ struct PrinterAddress {
 /// One printer that a job is delivered to.
 using PrintTarget = PrinterAddress;
 
-/// What is kept of an address that a user has entered: without authentication no user name and no
-/// password, which nobody would see again.
+/// The part of an address that is kept after a user has entered it: without authentication no user
+/// name and no password, which would be stored but never shown.
 inline PrinterAddress withUsedCredentials(PrinterAddress address) {
     if (address.useAuthentication == 0) {
         address.userName.clear();

@@ -14,7 +14,7 @@ bool beginsDoubleByteCharacter(unsigned char byte) {
     return IsDBCSLeadByte(byte) != FALSE;
 }
 
-/// Whether a read that failed with this code says nothing of what the file holds. A key or file
+/// Whether a read that failed with this code says nothing about the file's contents. A key or file
 /// that is missing leaves one code or another.
 bool saysNothing(DWORD error) {
     constexpr std::array<DWORD, 9> kOutOfReach{

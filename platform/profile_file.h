@@ -26,10 +26,9 @@ class ProfileFile {
 };
 
 /// The text to show for `text`: the value that `section` holds under the text's key (textKey), or
-/// `text` itself. A text that is asked for and not there is written into the file with itself as
-/// value, so the file fills itself with everything a translator can change; unless the file cannot
-/// be read, since it may hold another value then. An empty key gives an empty text and touches
-/// nothing.
+/// `text` itself. A missing text is written into the file with itself as the value, so that the
+/// file gets everything that a translator can change; unless the file cannot be read, since it may
+/// hold another value then. An empty key gives an empty text and touches nothing.
 std::string lookupText(const ProfileFile& file, const std::string& section,
                        const std::string& text);
 

@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-// What the runtime library does when an exception has nowhere to go. Its own handler prints the
+// Called by the runtime library for an exception without a handler. Its own handler prints the
 // exception's type to a console, which no spooler has, and brings a name demangler and formatted
 // output with it: a tenth of the library's size.
 namespace __gnu_cxx {

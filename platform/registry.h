@@ -40,7 +40,7 @@ struct RegistryStamp {
     bool operator==(const RegistryStamp&) const = default;
 };
 
-/// Whether a key or value that gives this result is missing, and not only out of reach.
+/// Whether this result means that a key or value is missing, not only inaccessible.
 constexpr bool isMissing(LSTATUS status) noexcept {
     return status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND ||
            status == ERROR_KEY_DELETED;
@@ -70,7 +70,7 @@ class RegistryKey {
         DWORD subkeys;
         DWORD values;
     };
-    /// How many subkeys and values the key has; none if it cannot be asked. RegQueryInfoKeyA.
+    /// How many subkeys and values the key has; empty if that fails. RegQueryInfoKeyA.
     std::optional<Counts> counts() const;
 
     /// The value at `index` in enumeration order; false at the end or on an error. A value of any

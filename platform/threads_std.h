@@ -17,13 +17,13 @@ struct ThreadCall {
     std::uint32_t milliseconds = 0;         ///< of WaitForEnd
 };
 
-/// What tests may change in the standard-library source of threads.h, while no thread runs.
+/// Hooks for tests in the standard-library source of threads.h; changed while no thread runs.
 struct StdThreads {
-    /// Asked before each call, from any thread. False leaves the call out: the event or the thread
-    /// cannot be made, a signal reaches nobody, a wait ends at once (for a thread: as if it had
+    /// Called before each call, from any thread. False skips the call: the event or the thread
+    /// cannot be made, a signal reaches no thread, a wait ends at once (for a thread: as if it had
     /// timed out).
     std::function<bool(const ThreadCall& call)> permit;
-    /// How long a thread's end is waited for in place of a millisecond.
+    /// How long a wait for a thread's end lasts instead of a millisecond.
     std::chrono::nanoseconds millisecond = std::chrono::milliseconds(1);
 };
 

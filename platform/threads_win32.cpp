@@ -30,8 +30,8 @@ class ManualResetEvent {
         signalled_ = false;
     }
     void pulse() {
-        // Without a waiter there is nobody to release. A thread that begins to wait at this moment
-        // would have missed the pulse as well.
+        // Without a waiter there is no thread to release. A thread that begins to wait at this
+        // moment would have missed the pulse as well.
         if (waiters_ == 0 && !signalled_) return;
         PulseEvent(event_.get());
         signalled_ = false;

@@ -9,7 +9,7 @@ namespace {
 constexpr char kMutex[] = "Global\\Velmora configuration";
 constexpr char kDialog[] = "Global\\Velmora port dialog";
 
-/// Whoever may configure may use the objects, whichever of them has made them: the system and the
+/// Everybody who may configure may use the objects, whoever has created them: the system and the
 /// administrators.
 class SharedWithAdministrators {
   public:
@@ -36,7 +36,7 @@ ConfigurationLock::ConfigurationLock(std::chrono::milliseconds longest) {
     mutex_.reset(CreateMutexA(rights.get(), FALSE, kMutex));
     if (!mutex_) return;
     const DWORD waited = WaitForSingleObject(mutex_.get(), static_cast<DWORD>(longest.count()));
-    // Abandoned: its owner has ended without giving it up; it is ours all the same.
+    // Abandoned: its owner has ended without releasing it; it is ours all the same.
     held_ = waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED;
 }
 
@@ -51,7 +51,7 @@ OpenDialogMark::OpenDialogMark() {
 
 bool OpenDialogMark::exists() {
     const UniqueEvent event(OpenEventA(SYNCHRONIZE, FALSE, kDialog));
-    // One that may not be opened exists.
+    // Access denied means that it exists.
     return static_cast<bool>(event) || GetLastError() == ERROR_ACCESS_DENIED;
 }
 

@@ -22,7 +22,7 @@ class ConfigurationLock {
     ConfigurationLock(const ConfigurationLock&) = delete;
     ConfigurationLock& operator=(const ConfigurationLock&) = delete;
 
-    /// False when somebody else has held it all the time, or when it cannot be opened.
+    /// False if another program has held it all the time, or if it cannot be opened.
     bool held() const noexcept { return held_; }
 
   private:

@@ -8,8 +8,8 @@
 
 namespace velmora {
 
-// The record of deliveries: what became of every job at every printer. One line of JSON in UTF-8 a
-// printer and job, in files below the spooler's directory.
+// The record of deliveries: the outcome of every job at every printer. One line of JSON in UTF-8
+// for each printer and job, in files below the spooler's directory.
 //
 //   deliveries.jsonl     the newest lines; when it holds a quarter of what is kept it becomes
 //   deliveries.1.jsonl   which becomes
@@ -30,7 +30,7 @@ constexpr bool isSuccess(std::uint16_t ippStatus) noexcept {
     return ippStatus <= 2;
 }
 
-/// Where a delivery ended that did not come to its end.
+/// The step in which a delivery failed.
 enum class DeliveryStep { none, resolve, connect, probe, authenticate, send, answer };
 
 std::string_view keyword(DeliveryOutcome outcome) noexcept;
@@ -46,7 +46,7 @@ struct DeliveryReason {
     bool operator==(const DeliveryReason&) const = default;
 };
 
-/// What became of one job at one printer. Texts are in UTF-8.
+/// The outcome of one job at one printer. Texts are in UTF-8.
 struct DeliveryEntry {
     std::int64_t time = 0;  ///< end of this printer's part, milliseconds since 1970 in UTC
     std::string port;
@@ -60,7 +60,7 @@ struct DeliveryEntry {
     std::uint64_t duration = 0;  ///< milliseconds
     DeliveryOutcome outcome = DeliveryOutcome::abandoned;
     DeliveryReason reason;
-    std::string errorText;  ///< the system's words for reason.error
+    std::string errorText;  ///< the system's message for reason.error
     std::uint32_t repeats =
         0;                   ///< starts that failed in the same way and have no line of their own
     std::uint32_t lost = 0;  ///< lines before this one that could not be written

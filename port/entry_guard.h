@@ -6,9 +6,9 @@
 
 namespace velmora {
 
-// The border to the spooler: nothing thrown may cross it. What leaves the body of an entry becomes
-// a Win32 code here and nowhere else: that of a refused call of the Xcv channel, and
-// ERROR_NOT_ENOUGH_MEMORY for everything else, since nothing is thrown but lack of memory.
+// The border to the spooler: nothing thrown may cross it. Exceptions from the body of an entry
+// become a Win32 code here and nowhere else: that of a refused call of the Xcv channel, and
+// ERROR_NOT_ENOUGH_MEMORY for everything else, since all other exceptions are for lack of memory.
 
 /// The code of the exception that is being handled.
 DWORD caughtErrorCode() noexcept;
@@ -30,7 +30,7 @@ BOOL guardedEntry(Body&& body) noexcept {
     try {
         return std::forward<Body>(body)();
     } catch (...) {
-        // After the destructors of what the body held, which may have set another one.
+        // After the destructors of the body's objects, which may have set another one.
         SetLastError(caughtErrorCode());
         return FALSE;
     }

@@ -9,9 +9,9 @@
 
 namespace velmora {
 
-/// What an administrator has decided for the machine beyond the behaviour that the monitor has by
-/// itself. A default object is a machine without a policy: its values are what a missing registry
-/// value means, and every byte, call and result is then what deployed systems are used to.
+/// The administrator's decisions about behaviour beyond the monitor's default. A default object is
+/// a machine without a policy: its values are what a missing registry value means, and every byte,
+/// call and result is then what deployed systems are used to.
 ///
 /// Plain numbers, as in the registry; policyValues() has their names, bounds and meaning.
 struct Policy {
@@ -38,7 +38,7 @@ struct PolicyValue {
     const char* unit;         ///< empty for switches and choices
     const char* meaning;      ///< one line for administrators
 
-    /// What a machine without the value does.
+    /// The behaviour of a machine without the value.
     std::uint32_t missing() const noexcept { return Policy().*field; }
 };
 
@@ -50,7 +50,7 @@ std::span<const PolicyValue> policyValues() noexcept;
 std::optional<std::uint32_t> parsePolicyValue(const PolicyValue& value, std::uint32_t type,
                                               std::span<const std::byte> data) noexcept;
 
-/// What the policy asks of every connection to a printer.
+/// The policy's options for every connection to a printer.
 ConnectionOptions connectionOptions(const Policy& policy) noexcept;
 
 /// What a new installation writes.

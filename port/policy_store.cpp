@@ -14,7 +14,8 @@
 namespace velmora {
 namespace {
 
-/// False if the registry keeps the value back; one that is missing or too long is known.
+/// False if the registry refuses to return the value; one that is missing or too long counts as
+/// read.
 bool readValue(const RegistryKey& key, const PolicyValue& value, Policy& policy) {
     std::array<std::byte, sizeof(std::uint32_t)> area{};
     DWORD type = REG_NONE;
@@ -35,10 +36,10 @@ std::optional<Policy> readValues(const RegistryKey& key) {
     return policy;
 }
 
-/// The policy that was read last, for the time when it cannot be read.
+/// The policy that was read last, used when it cannot be read.
 class LastPolicy {
   public:
-    /// Gives the policy as it is after the change.
+    /// Returns the policy after the change.
     template <class Change>
     Policy change(Change change) {
         const std::lock_guard lock(lock_);
@@ -60,8 +61,8 @@ LastPolicy& lastPolicy() {
     return last;
 }
 
-/// Calls `read` with the policy's key, which is empty if there is none. What it has read becomes
-/// part of the last policy by `change`; if anything cannot be read, that one is used instead.
+/// Calls `read` with the policy's key, which is empty if there is none. `change` puts what it has
+/// read into the last policy; if anything cannot be read, that policy is used instead.
 template <class Read, class Change>
 Policy machinePolicyBy(Read read, Change change) noexcept {
     try {

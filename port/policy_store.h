@@ -17,19 +17,20 @@ class RegistryGroupsStore;
 std::string policyRegistryKey(const std::string& monitorKey);
 
 /// The policy in force on this computer, read afresh as the process itself: the calling thread may
-/// impersonate a user who may not read it. A policy that is there and cannot be read is what it was
-/// when it was last read, or that of a new installation: a fault must not open what was closed.
+/// impersonate a user who may not read it. If an existing policy cannot be read, the one that was
+/// read last applies, or that of a new installation: a fault must not open what was closed.
 Policy machinePolicy() noexcept;
 
-/// One value of it, read in the same way and alone: for what is asked at every call.
+/// A single value, read in the same way: for values that every call needs.
 std::uint32_t machinePolicy(std::uint32_t Policy::*field) noexcept;
 
 /// Whether there is a key, whatever is in it.
 bool hasPolicy(const std::string& monitorKey);
 
-/// On a machine with a policy, the code with which the registry kept back a part of the directory
-/// that `store` has loaded last: who gets a part of it would store that part in place of the whole.
-/// 0 if all was read, and without a policy, where deployed systems read what can be read.
+/// On a machine with a policy, the code with which the registry refused to return a part of the
+/// directory that `store` has loaded last: whoever gets a part would store it in place of the
+/// whole. 0 if everything was read, and without a policy, since deployed systems read what can be
+/// read.
 LSTATUS keptBack(const RegistryGroupsStore& store);
 
 /// The values that the key holds; missing ones as in a default policy.

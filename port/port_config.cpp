@@ -59,7 +59,7 @@ std::optional<PortConfig> unpack(std::span<const std::byte> block) {
     config.printer.userName = in.text();
     config.printer.password = in.text();
     const std::uint32_t count = in.u32();
-    // A count that the block cannot hold must not decide how much memory is asked for.
+    // A count that the block cannot hold must not drive an allocation.
     if (!in.ok() || count > in.remaining() / sizeof(std::uint32_t)) return std::nullopt;
     config.targetIds.resize(count);
     for (std::uint32_t& id : config.targetIds)

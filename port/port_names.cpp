@@ -4,7 +4,7 @@ namespace velmora {
 
 std::vector<std::string> spoolerPortNames(const SpoolerFunctions& spooler,
                                           const std::string& server) {
-    // Ports may be added between the question for the size and the question for the ports.
+    // Ports may be added between asking for the size and for the ports.
     constexpr int kAttempts = 8;
     std::string name = server;
     std::vector<PORT_INFO_1A> area;

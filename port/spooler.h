@@ -23,9 +23,9 @@ struct SpoolerFunctions {
      DWORD outputSize, DWORD* needed, DWORD* status);
 };
 
-/// The functions of WinSpool.drv, loaded by the first caller and never freed. No member is null: in
-/// place of one that the library lacks (or of all, when it does not load) is one that fails
-/// with ERROR_PROC_NOT_FOUND.
+/// The functions of WinSpool.drv, loaded by the first caller and never freed. No member is null: a
+/// function that the library lacks (or all of them, if it does not load) is replaced by one that
+/// fails with ERROR_PROC_NOT_FOUND.
 const SpoolerFunctions& spooler();
 
 }  // namespace velmora

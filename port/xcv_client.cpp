@@ -11,7 +11,7 @@ namespace velmora {
 namespace {
 
 constexpr std::size_t kLongestName = 1024;
-constexpr int kMoreTries = 10;  ///< to fetch what grows while it is fetched
+constexpr int kMoreTries = 10;  ///< to fetch a directory that grows in the meantime
 
 std::wstring wideName(const std::string& name) {
     return toWide(name).substr(0, kLongestName);
@@ -91,7 +91,7 @@ void XcvConnection::getGroupsDB(CGroupsDB& directory) {
     if (status != ERROR_SUCCESS && status != ERROR_INSUFFICIENT_BUFFER) throw XcvException(status);
     std::vector<std::byte> payload(needed);
     status = call(kGetGroupsDb, {}, payload, needed);
-    // Somebody else may have made the directory larger meanwhile.
+    // Somebody else may have made the directory larger in the meantime.
     for (int tries = 0;
          tries < kMoreTries && status == ERROR_INSUFFICIENT_BUFFER && needed > payload.size();
          ++tries) {

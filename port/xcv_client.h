@@ -22,10 +22,11 @@ inline constexpr wchar_t kConfigPort[] = L"ConfigPort";
 inline constexpr wchar_t kGetGroupsDb[] = L"GetGroupsDB";
 inline constexpr wchar_t kSetGroupsDb[] = L"SetGroupsDB";
 
-/// What the dialogs read a port's record into, in bytes. A larger one does not arrive.
+/// The size of the buffer for a port's record in the dialogs, in bytes. A larger record does not
+/// arrive.
 inline constexpr std::size_t kRecordArea = 1024;
 
-/// A call of the channel has failed, with the Win32 code that it gave.
+/// A call of the channel has failed with this Win32 code.
 class XcvException {
   public:
     explicit XcvException(DWORD code) noexcept : code_(code) {}
@@ -36,9 +37,9 @@ class XcvException {
 };
 
 /// The UI's end of the Xcv channel: commands to the monitor, which may run in another process or on
-/// another machine. Every call throws XcvException when the spooler refuses it. What the monitor
-/// answers is not examined, except where the directory travels: storing a directory that did not
-/// arrive would empty the one that is there.
+/// another machine. Every call throws XcvException when the spooler refuses it. The monitor's
+/// answers are not checked, except for the directory: storing one that did not arrive would empty
+/// the existing one.
 class XcvConnection {
   public:
     enum class Kind { monitor, port };
@@ -59,7 +60,7 @@ class XcvConnection {
     void addPort(const std::string& name);
     void deletePort(const std::string& name);
     void configPort(const PortConfig& config);
-    /// Of a record that is larger than kRecordArea an empty one comes back.
+    /// For a record larger than kRecordArea an empty one is returned.
     PortConfig getConfigInfo(const std::string& name);
 
     /// Replaces the contents of `directory`. Throws too when the monitor refuses, and when what it

@@ -7,7 +7,7 @@
 namespace velmora {
 namespace {
 
-/// A message with its numbers, translated.
+/// A translated message with its numbers filled in.
 std::string withNumbers(const std::string& builtIn, std::initializer_list<int> numbers) {
     const std::string text = lookupString(builtIn);
     if (auto message = formatNumbers(text, numbers)) return *message;

@@ -12,7 +12,7 @@ class CGroupsDB;
 /// system's clipboard.
 class NodeClipboard {
   public:
-    /// Stands for everything at the top of the tree: what copying "All groups" means.
+    /// The nodes at the top of the tree: what copying "All groups" copies.
     static constexpr std::uint32_t kWholeContent = 0;
 
     /// Does nothing for the root group, which cannot be cut.

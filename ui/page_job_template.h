@@ -18,7 +18,7 @@ class CPageJobTemplate : public PropertyPage {
 
     /// Before the sheet runs; without it the page starts with the record of a new port.
     void setJobTemplate(const JobTemplate& record) { record_ = record; }
-    /// The record as the page was last left.
+    /// The record when the page was last left.
     const JobTemplate& jobTemplate() const noexcept { return record_; }
 
   protected:

@@ -55,7 +55,7 @@ void CPagePortMain::fillList() {
     const ReportList rows(list);
     const ReportList::Sight sight = rows.sight();
     const RedrawPause pause(list);
-    // The list reports every check mark that is set here, as if the user had set it.
+    // The list reports every check mark that is set here as if the user had set it.
     filling_ = true;
     SendMessageA(list, LVM_DELETEALLITEMS, 0, 0);
     checked_.keepGroupsOf(directory_);

@@ -22,7 +22,7 @@ class CGroupsDB;
 /// page with a URL adds it again.
 class CPagePortMain : public PropertyPage {
   public:
-    /// `directory` must outlive the page. `spooler`: asked for the ports that exist.
+    /// `directory` must outlive the page. `spooler`: lists the ports that exist.
     CPagePortMain(CGroupsDB& directory, const SpoolerFunctions& spooler);
 
     // Before the sheet runs.

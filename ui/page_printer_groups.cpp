@@ -42,7 +42,7 @@ void CPagePrinterGroups::onHelp(int control) {
 }
 
 bool CPagePrinterGroups::onCommand(int id, int code) {
-    // Keys reach the tree during a drag too; what is dragged must not be deleted under the pointer.
+    // Keys reach the tree during a drag too; a dragged item must not be deleted.
     if (drag_.active()) return true;
     // The button that takes the focus from a label's editor ends the edit. If the label is refused,
     // nothing else happens until the user has read why and corrected it.
@@ -90,7 +90,7 @@ bool CPagePrinterGroups::onDeactivate() {
     endDrag();
     // A label that is being edited counts as entered.
     view().endEdit();
-    // The message about a refused label is on its way; the page must be there for it.
+    // The message about a refused label has been posted; the page must exist for it.
     if (refusedLabel_) return false;
     return PropertyPage::onDeactivate();
 }

@@ -79,7 +79,7 @@ LRESULT CPagePrinterGroups::endLabelEdit(const NMTVDISPINFOA& info) {
         refuseLabel(node->id, LoadMessage(IDS_NAME_EXISTS));
         return FALSE;
     }
-    // FALSE keeps the old label. TRUE takes what was typed, but only the beginning of a long text.
+    // FALSE keeps the old label. TRUE accepts the typed text, but only the beginning of a long one.
     if (!text || text->empty()) return FALSE;
     if (text->size() < kTreeLabel) return TRUE;
     tree_.refreshName(node->id);
@@ -211,7 +211,7 @@ void CPagePrinterGroups::endDrag() {
 }
 
 bool CPagePrinterGroups::takesDrop(HTREEITEM item, HTREEITEM target, bool copy) const {
-    // A drop that will be refused with a message is taken too, so that the message appears.
+    // A drop that will be refused with a message is accepted too, so that the message appears.
     return planDrop(directory_, view().data(item), view().data(target), copy).verdict !=
            NodePlacement::Verdict::nothing;
 }

@@ -22,7 +22,7 @@ struct PortConfig;
 inline constexpr int kSinglePrinter = 0;
 inline constexpr int kMultiRemote = 1;
 
-/// What the page shows and edits, as its controls hold it.
+/// The page's data, as its controls hold them.
 struct PortMainData {
     int mode = kSinglePrinter;
     std::string name;

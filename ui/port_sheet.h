@@ -52,7 +52,7 @@ class PortSheet : public SheetWindow {
 /// says.
 class CDialogNewPort : public PortSheet {
   public:
-    /// `server`: whose ports the new name must differ from; empty: this machine.
+    /// `server`: the new name must differ from its ports' names; empty: this machine.
     CDialogNewPort(HWND parent, CGroupsDB& directory, std::string server,
                    const SpoolerFunctions& spooler = velmora::spooler());
 

@@ -13,7 +13,7 @@ namespace velmora {
 
 struct CGroupsDBPrinter;
 
-/// What the two printer dialogs edit.
+/// The data that the two printer dialogs edit.
 struct PrinterForm {
     std::string name;
     PrinterAddress address;

@@ -11,9 +11,9 @@
 namespace velmora {
 
 /// The interface's texts of one dialog or page: one section of the settings file, where a
-/// translator replaces them and where every text that is asked for and missing is entered. Nothing
-/// is cached: a change of the file shows in the next dialog. A text that this returned must not be
-/// looked up again, since it would enter the file as a text of its own.
+/// translator replaces them and where missing texts are entered when they are looked up. Nothing is
+/// cached: a change of the file shows in the next dialog. A returned text must not be looked up
+/// again, since it would be entered into the file as another text.
 class CTextTable {
   public:
     CTextTable(std::string path, std::string section)

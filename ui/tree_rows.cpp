@@ -69,7 +69,7 @@ std::size_t levelsAbove(const DirectoryNodes& nodes, std::uint32_t id) {
     return levels;
 }
 
-/// The number of levels that a node and everything below it take; no more than the tree shows.
+/// The number of levels of a node and everything below it; no more than the tree shows.
 std::size_t levelsOf(const DirectoryNodes& nodes, std::uint32_t top) {
     const ChildIndex index(nodes);
     std::unordered_set<std::uint32_t> seen{top};

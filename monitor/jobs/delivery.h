@@ -24,7 +24,7 @@ enum class Pace {
     prompt,  ///< in pieces of 64 KiB; workers begin with what is there
 };
 
-/// What one printer is to be sent; how, the Connect knows. Texts are in the ANSI code page.
+/// The delivery to one printer; the Connect knows how to send it. Texts are in the ANSI code page.
 struct DeliveryOrder {
     PrintTarget target;
     std::string documentName;

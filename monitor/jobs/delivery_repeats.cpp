@@ -47,7 +47,7 @@ std::vector<DeliveryEntry> RepeatedStarts::finish() {
     return lines;
 }
 
-/// The starts that were counted get a line of their own: the last of them, and how many.
+/// The counted starts get a line of their own: the last of them, and how many.
 void RepeatedStarts::close(std::map<std::string, Series>::iterator series,
                            std::vector<DeliveryEntry>& lines) {
     if (series->second.counted != 0) {

@@ -15,11 +15,11 @@ namespace velmora {
 /// tries a job that cannot start every few seconds for as long as it is in the queue.
 class RepeatedStarts {
   public:
-    /// What to write now that `entry` has happened, in order. `startFailed`: the spooler was told
-    /// that the job cannot start, and will try again.
+    /// The lines to write after `entry`, in order. `startFailed`: the spooler was told that the job
+    /// cannot start, and will try again.
     std::vector<DeliveryEntry> admit(DeliveryEntry entry, bool startFailed);
 
-    /// What is left to say when the library is unloaded.
+    /// The remaining lines, when the library is unloaded.
     std::vector<DeliveryEntry> finish();
 
   private:
@@ -34,7 +34,7 @@ class RepeatedStarts {
     std::map<std::string, Series> series_;  ///< by port
 };
 
-/// Keeps failures from flooding the event log: one event a printer, outcome and minute.
+/// Keeps failures from flooding the event log: one event for each printer, outcome and minute.
 class EventLimiter {
   public:
     /// None if this failure is to be left out; otherwise how many were left out since the last one

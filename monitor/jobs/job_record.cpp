@@ -19,7 +19,7 @@ DeliveryOutcome unansweredOutcome(std::uint64_t bytes, const DeliveryReason& rea
 
 }  // namespace
 
-/// Hands every call on and remembers how it went.
+/// Passes every call on and remembers its result.
 class JobRecord::Watched final : public Delivery {
   public:
     Watched(std::shared_ptr<JobRecord> record, Printer& printer, std::unique_ptr<Delivery> inner)
@@ -159,7 +159,7 @@ void JobRecord::fail(Printer& printer, const DeliveryReason& reason) noexcept {
 }
 
 void JobRecord::endWithoutAnswer(Printer& printer) noexcept {
-    // One that was never begun had no thread to begin it.
+    // A delivery that has not begun had no thread.
     if (!printer.begun) printer.reason = {DeliveryStep::connect, kNoMemory, 0, {}};
     tell(printer, unansweredOutcome(printer.bytes.load(std::memory_order_relaxed), printer.reason),
          printer.reason);

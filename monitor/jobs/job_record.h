@@ -14,7 +14,7 @@
 
 namespace velmora {
 
-/// What became of one job, printer by printer. It watches the job's deliveries from outside: no
+/// The outcome of one job, printer by printer. It watches the job's deliveries from outside: no
 /// call is added, no result changed. Every printer is reported exactly once, when its part ends.
 /// Shared by the job and its workers; safe to use from several threads.
 class JobRecord : public std::enable_shared_from_this<JobRecord> {

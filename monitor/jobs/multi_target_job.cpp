@@ -8,8 +8,8 @@ namespace velmora {
 namespace {
 
 constexpr std::uint32_t kEndStepMilliseconds = 1000;
-/// A worker that looked just before the last pulse and waited just after it is not to cost the job
-/// a second.
+/// A worker that looked just before the last pulse and waited just after it must not cost the job a
+/// second.
 constexpr std::uint32_t kPromptEndStepMilliseconds = 20;
 
 }  // namespace
@@ -27,7 +27,7 @@ MultiTargetJob::MultiTargetJob(const Connect& connect, const std::vector<PrintTa
 
 MultiTargetJob::~MultiTargetJob() {
     // Without an end the workers would wait for ever. The spooler always ends a job before it drops
-    // it; this is for the way out after an error.
+    // it; this is for errors.
     if (!queue_.ended()) queue_.end();
     const std::uint32_t step =
         pace_ == Pace::prompt ? kPromptEndStepMilliseconds : kEndStepMilliseconds;

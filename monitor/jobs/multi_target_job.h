@@ -12,8 +12,8 @@ namespace velmora {
 
 class TargetWorker;
 
-/// A document on its way to several printers at once: one worker thread a printer, all fed from one
-/// queue. How the printers answer is not reported; the spooler sees the job as sent.
+/// A document on its way to several printers at once: one worker thread for each printer, all fed
+/// from one queue. How the printers answer is not reported; the spooler sees the job as sent.
 class MultiTargetJob final : public PrintJob {
   public:
     /// Starts the workers. One that cannot be started is left out. Throws std::bad_alloc when not

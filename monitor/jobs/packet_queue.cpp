@@ -80,7 +80,7 @@ PacketQueue::PacketPtr PacketQueue::makePacket(
 void PacketQueue::append(PacketPtr packet) noexcept {
     // The links own the packets; takeHead() takes them back.
     DataPacket* const added = packet.release();
-    // Readers that had gone by the previous write have nothing to do with this packet. Nobody else
+    // Readers that had ended by the previous write do not count in this packet. No other thread
     // sees it yet.
     added->pendingReaders.fetch_sub(walkedPastSlots_, std::memory_order_relaxed);
     (tail_ == nullptr ? head_ : tail_->next).store(added, std::memory_order_release);

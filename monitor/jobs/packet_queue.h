@@ -43,9 +43,9 @@ struct DataPacket {
 /// One thread writes; each slot belongs to one reader. No lock is taken. What keeps it sound:
 ///  - a packet counts every slot until that slot's reader has reached its successor, so a reader's
 ///    current packet stays, and a reader that has not begun keeps the very first packet the head;
-/// - only the writer frees, from the head, and only pieces without a count; - a reader that has
-/// ended stops counting: the writer moves on for it. Thus a printer that
-///    is dead from the start does not keep the document in memory;
+///  - only the writer frees, from the head, and only packets that no slot counts in any more;
+///  - a reader that has ended stops counting: the writer moves on for it. Thus a printer that is
+///    dead from the start does not keep the document in memory;
 ///  - links and counters are atomic: a link is published after its packet is complete, and a
 ///    packet is freed after its readers' last look.
 class PacketQueue {

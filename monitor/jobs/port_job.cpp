@@ -62,7 +62,7 @@ void PortJob::endDocument() noexcept {
     try {
         if (delivery_ != nullptr) delivery_->end();
     } catch (...) {
-        // Nothing on the way may keep the rest of the end from being done.
+        // No failure here may prevent the rest of the end.
         return;
     }
 }

@@ -39,14 +39,14 @@ class PortJob {
     JobInfo& info() noexcept { return info_; }
 
     /// Starts the delivery to every target, once. False if the only one cannot be reached. Without
-    /// a target the job is taken and its data refused.
+    /// a target the job is accepted and its data refused.
     bool start(const Connect& connect, const std::vector<PrintTarget>& targets,
                AfterJob afterJob = AfterJob::leaveOpen, Pace pace = Pace::steady);
 
     /// The spooler will never end this job, which is about to be abandoned.
     void abandon() noexcept;
-    /// The same for a job that has not started(): it is about to be destroyed, and calls `report`
-    /// then in place of what it was made with.
+    /// The same for a job that has not started(): it is about to be destroyed, and then calls
+    /// `report` instead of the function that it was made with.
     void abandon(Report report) noexcept;
     /// Whether the spooler was told that it may write; one of its threads may be doing so.
     bool started() const noexcept { return started_; }

@@ -6,7 +6,7 @@
 
 namespace velmora {
 
-/// What becomes of the connection of a job to one printer when the job ends.
+/// What happens to the connection of a job to one printer when the job ends.
 enum class AfterJob {
     /// It stays open until the process ends: nothing here knows when the printer is done with it.
     leaveOpen,

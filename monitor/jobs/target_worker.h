@@ -10,9 +10,9 @@
 
 namespace velmora {
 
-/// Delivers the document of a queue to one printer, in a thread of its own. It keeps copies of all
-/// that it needs: the port may be reconfigured while the job runs. What becomes of the delivery
-/// is not reported: one printer that fails must not disturb the others.
+/// Delivers the document of a queue to one printer, in a thread of its own. It keeps copies of
+/// everything that it needs: the port may be reconfigured while the job runs. The outcome of the
+/// delivery is not reported: one printer that fails must not disturb the others.
 class TargetWorker {
   public:
     TargetWorker(PacketQueue& queue, std::size_t slot, Connect connect, DeliveryOrder order,
@@ -23,7 +23,7 @@ class TargetWorker {
     /// False when no thread could be started. At most once.
     bool start();
 
-    /// Of a started worker: true once it has ended, which is waited for up to `milliseconds`.
+    /// For a started worker: waits up to `milliseconds` for its end; true once it has ended.
     bool waitForEnd(std::uint32_t milliseconds);
 
   private:

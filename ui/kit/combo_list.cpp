@@ -87,7 +87,7 @@ bool ComboTips::answer(NMHDR& header) {
         return false;
     const ComboList list(reinterpret_cast<HWND>(header.idFrom));
     text_ = list.isOpen() || list.showsWholeText() ? std::string() : list.selectedText();
-    // A tip without a text is not shown.
+    // A tip without text is not shown.
     reinterpret_cast<NMTTDISPINFOA&>(header).lpszText = text_.data();
     return true;
 }

@@ -34,7 +34,7 @@ void DataExchange::text(int id, std::string& value) {
     }
     if (refused_) return;
     const std::wstring typed = wideWindowText(dialog_.control(id));
-    // Bytes that the code page lacks would come back changed from a text that nobody has touched.
+    // Bytes that the code page lacks would change in a text that the user has not edited.
     if (typed == toWide(value)) return;
     if (const auto text = toAnsiExactly(typed))
         value = *text;

@@ -92,7 +92,7 @@ INT_PTR DialogWindow::dispatch(UINT message, WPARAM wParam, LPARAM lParam) noexc
         window_ = nullptr;
         return FALSE;
     }
-    // After a throw the window only waits for its end; what a handler would do now is unwanted.
+    // After an exception the window only waits for its end; handlers must not run any more.
     if (thrown_) return FALSE;
     try {
         return route(message, wParam, lParam);

@@ -20,7 +20,7 @@ class MessageBoxes {
 /// The platform's message box with an OK button.
 class PlatformMessageBoxes : public MessageBoxes {
   public:
-    /// `title` is asked for with each message.
+    /// `title` is called for each message.
     explicit PlatformMessageBoxes(std::string (*title)()) noexcept : title_(title) {}
     void show(HWND owner, const std::string& text, MessageIcon icon) override;
 

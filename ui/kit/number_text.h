@@ -14,10 +14,10 @@ namespace velmora {
 /// smallest one.
 std::optional<std::int64_t> parseNumber(std::string_view text);
 
-/// Fills numbers into the placeholders "%1!d!", "%2!d!"... of a message text; "%%" stands for a
+/// Replaces the placeholders "%1!d!", "%2!d!"... of a message text by numbers; "%%" stands for a
 /// percent sign and "%n" for a line end, as in FormatMessage. None when the text has any other use
-/// of "%": a translated text must not be able to make us read arguments that are not there, which
-/// is what FormatMessage would do with "%1" or "%3!d!".
+/// of "%": a translated text must not be able to make us read arguments that do not exist, as
+/// FormatMessage would with "%1" or "%3!d!".
 std::optional<std::string> formatNumbers(std::string_view text, std::span<const int> numbers);
 std::optional<std::string> formatNumbers(std::string_view text, std::initializer_list<int> numbers);
 

@@ -21,7 +21,7 @@ class PropertyPage : public DialogWindow {
     const std::string& title() const noexcept { return title_; }
 
   protected:
-    /// `title`: what the tab shows, already translated.
+    /// `title`: the text of the tab, already translated.
     PropertyPage(int resource, DialogHost& host, std::string title)
         : DialogWindow(resource, host), title_(std::move(title)), wideTitle_(toWide(title_)) {}
 

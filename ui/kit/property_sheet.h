@@ -25,14 +25,14 @@ class SheetWindow {
     bool runModal();
 
   protected:
-    /// `parent` may be null. `manifest`: the resource that asks for the current look.
+    /// `parent` may be null. `manifest`: the resource that selects the current visual style.
     SheetWindow(std::string caption, HWND parent, int manifest)
         : caption_(std::move(caption)), parent_(parent), manifest_(manifest) {}
 
     /// Pages come in the order of the calls and must outlive the sheet's run.
     void addPage(PropertyPage& page);
 
-    /// The sheet's window exists and does not show yet.
+    /// The sheet's window exists and is not visible yet.
     virtual void onInit() {}
 
   private:

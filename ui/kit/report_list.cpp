@@ -100,7 +100,7 @@ void ReportList::restore(const Sight& sight) const {
     }
     if (rows == 0) return;
     setState(focused, LVIS_FOCUSED);
-    // The last row first, so that the one that was on top comes to the top again.
+    // The last row first, so that the former top row is at the top again.
     SendMessageA(control_, LVM_ENSUREVISIBLE, static_cast<WPARAM>(rows - 1), FALSE);
     SendMessageA(control_, LVM_ENSUREVISIBLE, static_cast<WPARAM>(top), FALSE);
 }

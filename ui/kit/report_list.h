@@ -39,7 +39,7 @@ class ReportList {
     /// Focus, selection and scroll position; rows are identified by their data.
     struct Sight {
         std::optional<LPARAM> focused;
-        std::optional<LPARAM> top;  ///< the first row in sight
+        std::optional<LPARAM> top;  ///< the first visible row
         std::set<LPARAM> selected;
     };
     Sight sight() const;

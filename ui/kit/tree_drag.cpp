@@ -12,7 +12,8 @@ namespace {
 constexpr UINT_PTR kTimer = 0x7D;
 constexpr UINT kTimerMilliseconds = 60;
 constexpr DWORD kExpandAfterMilliseconds = 700;
-/// How near to the upper and lower edge the pointer makes the tree scroll, in pixels.
+/// The distance from the upper and lower edge at which the pointer makes the tree scroll, in
+/// pixels.
 constexpr LONG kScrollZone = 12;
 
 /// The platform does not offer a pointer for copying. "#" is black, "." white.

@@ -15,7 +15,7 @@ namespace velmora {
 class DropRules {
   public:
     virtual ~DropRules() = default;
-    /// Whether `target` takes a drop of `item`; asked with every move of the pointer.
+    /// Whether `item` may be dropped on `target`; called for every move of the pointer.
     virtual bool takesDrop(HTREEITEM item, HTREEITEM target, bool copy) const = 0;
 };
 

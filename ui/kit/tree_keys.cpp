@@ -49,7 +49,7 @@ LRESULT TreeKeys::onMessage(UINT message, WPARAM wParam, LPARAM lParam) noexcept
             if (translate(message, wParam, lParam)) return 0;
             break;
         case WM_CHAR:
-            // What is left of Enter, Escape and the accelerators: the tree would beep at it, or
+            // The remaining messages of Enter, Escape and the accelerators: the tree would beep, or
             // search an item that begins with it.
             if (isControlCharacter(wParam)) return 0;
             break;
@@ -70,7 +70,7 @@ void CTreeEdit::open(HWND editBox, const std::string& text, std::size_t longest)
     attach(editBox);
     opened_ = text;
     limitBytes(editBox, longest);
-    // The tree fills the box through an area of its own size.
+    // The tree fills the box through a buffer of its own size.
     if (windowText(editBox) != text) setWindowText(editBox, text);
     SendMessageA(editBox, EM_SETSEL, 0, -1);
 }

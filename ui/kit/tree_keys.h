@@ -41,10 +41,10 @@ class TreeKeys : public WindowSubclass {
 /// translate.
 class CTreeEdit : public WindowSubclass {
   public:
-    /// Takes `editBox` over and shows `text`, selected. At most `longest` bytes can be typed.
+    /// Takes over `editBox` and shows `text`, selected. At most `longest` bytes can be typed.
     void open(HWND editBox, const std::string& text, std::size_t longest);
     /// The whole text that the box holds; none if the code page lacks one of its characters. A text
-    /// that nobody has touched is the one given to open().
+    /// that was not edited is the one given to open().
     std::optional<std::string> text() const;
 
   protected:

@@ -4,8 +4,8 @@
 // drive the dialogs know controls by these numbers: they stay as they are, and one number may mean
 // different controls in different dialogs.
 
-// Manifest for the common controls of the current look. 2 is the number that the loader looks for
-// in a DLL (ISOLATIONAWARE_MANIFEST_RESOURCE_ID).
+// Manifest for the common controls of the current visual style. 2 is the number that the loader
+// looks for in a DLL (ISOLATIONAWARE_MANIFEST_RESOURCE_ID).
 #define IDM_VISUAL_STYLES 2
 
 // Dialogs.
