@@ -91,7 +91,7 @@ class TestCommand(unittest.TestCase):
     def test_help_lists_the_steps_and_touches_nothing(self):
         run = self.run_test("--help")
         self.assertEqual(0, run.returncode)
-        for step in ("format", "native", "tsan", "fuzz", "x86", "x64", "tidy"):
+        for step in ("format", "native", "mutate", "tsan", "fuzz", "x86", "x64", "tidy"):
             self.assertRegex(run.stdout, rf"\n +{step} ")
         self.touches_nothing()
 
@@ -142,6 +142,16 @@ class TestCommand(unittest.TestCase):
         run = self.run_test("event_test", RESULT="50% tests passed, 1 tests failed out of 2")
         self.assertEqual(1, run.returncode)
         self.assertIn("1 passed, 1 failed", run.stdout)
+
+    def test_changes_that_too_few_tests_notice_fail(self):
+        self.write("tools/mutate", NOTE + 'echo "survived: a line"; exit "${ENDS:-0}"\n')
+        noted = self.passes("mutate")
+        self.assertIn("mutate --sample 40 --floor 85 --jobs", noted[-1])
+        self.assertNotIn("--seed", noted[-1])
+        run = self.run_test("mutate", ENDS="1")
+        self.assertEqual(1, run.returncode)
+        self.assertIn("survived: a line", run.stdout)
+        self.assertIn("0 passed, 1 failed", run.stdout)
 
 
 if __name__ == "__main__":
