@@ -66,6 +66,33 @@ TEST(Selection, PatternsFitWholeTexts) {
         EXPECT_EQ(matches(one.text, one.pattern), one.fits) << one.text << " " << one.pattern;
 }
 
+TEST(Selection, PatternsAreReadByCharacter) {
+    EXPECT_TRUE(matches("\xC3\xA9", "?"));  // its second byte is odd
+    EXPECT_TRUE(matches("\xE6\x9D\xB1x", "*?x"));
+    EXPECT_FALSE(matches("\xC3\xA9x", "?"));
+}
+
+TEST(Selection, AStarTakesNothingBack) {
+    EXPECT_FALSE(matches("abX", "ab*bX"));
+    EXPECT_TRUE(matches("abbX", "ab*bX"));
+}
+
+TEST(Selection, NothingAfterTheEndOfATextIsRead) {
+    const auto part = [](std::string_view text, std::size_t length) {
+        return text.substr(0, length);
+    };
+    EXPECT_FALSE(matches("abc", part("ab*", 2)));
+    EXPECT_FALSE(matches("abc", part("ab?", 2)));
+    EXPECT_FALSE(matches("abc", part("abc", 2)));
+    EXPECT_TRUE(matches("a", part("a*", 1)));
+    EXPECT_FALSE(matches(part("ab", 1), "a?"));
+    // The memory ends there as well, which AddressSanitizer checks.
+    const std::vector<char> text = {'a', '\xC3'};
+    const std::vector<char> pattern = {'a', 'b'};
+    EXPECT_TRUE(matches({text.data(), text.size()}, "a?"));
+    EXPECT_FALSE(matches("abc", {pattern.data(), pattern.size()}));
+}
+
 TEST(Selection, AHostilePatternTakesNoTimeInPowersOfItsStars) {
     std::string pattern;
     for (int i = 0; i < 200; ++i)
@@ -95,6 +122,8 @@ TEST(Selection, PortsAreTakenByNameAndByConditions) {
     EXPECT_THAT(taken({.where = {"mode=multi*"}}), ElementsAre("Floors"));
     EXPECT_THAT(taken({.where = {"group=FL?"}}), ElementsAre("Floors"));
     EXPECT_THAT(taken({.where = {"url="}}), IsEmpty());
+    EXPECT_THAT(taken({.where = {"name=L*"}}), ElementsAre("Lobby"));
+    EXPECT_THAT(taken({.where = {"authentication=false"}}), ElementsAre("FL1", "Lobby"));
 }
 
 TEST(Selection, NamedOnesAreNotFoundByPattern) {
@@ -116,6 +145,21 @@ TEST(Selection, APatternWithASlashIsAboutAPrintersPath) {
     EXPECT_THAT(taken("FL*/*"), ElementsAre(3));
     EXPECT_THAT(selected(groups, selector({.where = {"url=ipp://old*"}}, printerKeys())),
                 ElementsAre(3));
+}
+
+TEST(Selection, PrintersAreTakenByConditions) {
+    const CGroupsDB groups = directory();
+    const auto taken = [&](const std::string& condition) {
+        return selected(groups, selector({.where = {condition}}, printerKeys()));
+    };
+    EXPECT_THAT(taken("name=Sales"), ElementsAre(3));
+    EXPECT_THAT(taken("authentication=true"), ElementsAre(3));
+    EXPECT_THAT(taken("authentication=false"), ElementsAre(4));
+    EXPECT_THAT(taken("user=print"), ElementsAre(3));
+    EXPECT_THAT(taken("user=*"), ElementsAre(3));
+    CGroupsDBPrinter printer;
+    printer.address = {"ipp://x.example/1", true, "print", "old"};
+    EXPECT_THAT(valuesOf(printer, "password"), IsEmpty());
 }
 
 TEST(Selection, AConditionThatCannotBeReadNamesTheKeys) {

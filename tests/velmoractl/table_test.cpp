@@ -45,6 +45,36 @@ TEST(Table, RowsAreSortedByTextWithoutCaseOrByNumber) {
     EXPECT_EQ(sorted[0]["id"], 2);
 }
 
+TEST(Table, RowsThatAreAlikeKeepTheirOrder) {
+    const auto order = [](Json rows, const char* key) {
+        sortRows(rows, key);
+        return namesText("id", rows);
+    };
+    const Json texts = {
+        {{"n", "AZ"}, {"id", 1}}, {{"n", "az"}, {"id", 2}}, {{"n", "Az"}, {"id", 3}}};
+    EXPECT_EQ(order(texts, "n"), "1\n2\n3\n");
+    const Json numbers = {{{"n", 7}, {"id", 1}}, {{"n", 7}, {"id", 2}}, {{"n", 7}, {"id", 3}}};
+    EXPECT_EQ(order(numbers, "n"), "1\n2\n3\n");
+}
+
+TEST(Table, CaseIsThatOfLettersAlone) {
+    // "[" is between the capital and the small letters, "@" in front of both.
+    Json rows = {{{"n", "b"}}, {{"n", "["}}, {{"n", "A"}}, {{"n", "@"}}, {{"n", "Z"}}};
+    sortRows(rows, "n");
+    EXPECT_EQ(namesText("n", rows), "@\n[\nA\nb\nZ\n");
+}
+
+TEST(Table, RowsWithAndWithoutATextAreSorted) {
+    Json rows = {{{"n", "b"}, {"id", 1}}, {{"n", 5}, {"id", 2}}, {{"id", 3}}};
+    sortRows(rows, "n");
+    EXPECT_EQ(namesText("id", rows), "3\n2\n1\n");
+}
+
+TEST(Table, FlagsAreWords) {
+    const Json rows = {{{"name", true}}, {{"name", false}}};
+    EXPECT_EQ(namesText("name", rows), "true\nfalse\n");
+}
+
 TEST(Table, WhatAPrinterSentIsSafeToShow) {
     const Json hostile = {{{"name", "\x1b[2J"}, {"id", 1}}};
     EXPECT_EQ(tableText(kColumns, hostile, false), "\\x1b[2J  1\n");

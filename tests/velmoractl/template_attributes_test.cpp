@@ -75,6 +75,7 @@ TEST(TemplateAttributes, TakeWhatIsAllowedAndNothingElse) {
         {"print-quality", "draft", true},
         {"print-quality", "5", true},
         {"print-quality", "0", false},
+        {"print-quality", "5 ", false},
         {"print-quality", "Draft", false},
         {"page-ranges", "", true},
         {"page-ranges", "1,3,5-12", true},
@@ -83,6 +84,9 @@ TEST(TemplateAttributes, TakeWhatIsAllowedAndNothingElse) {
         {"media", "na_letter_8.5x11in", true},
         {"media", "", false},
         {"media", "A\n4", false},
+        {"media", "A\x1F", false},
+        {"media", "A\x7F", false},
+        {"media", "A\x80", true},
         {"media", std::string(1023, 'm'), true},
         {"media", std::string(1024, 'm'), false},
         {"orientation-requested", "reverse-portrait", true},
@@ -112,6 +116,34 @@ TEST(TemplateAttributes, TakeWhatIsAllowedAndNothingElse) {
             EXPECT_EQ(job, JobTemplate()) << value.attribute;
         }
     }
+}
+
+TEST(TemplateAttributes, ResolutionsAreReadWithTheirUnits) {
+    struct Case {
+        const char* text;
+        JobTemplate::Resolution value;
+        const char* shown;
+    };
+    const Case cases[] = {{"600", {600, 600, 3}, "600dpi"},
+                          {"601dpi", {601, 601, 3}, "601dpi"},
+                          {"118dpcm", {118, 118, 4}, "118dpcm"},
+                          {"1x1dpi", {1, 1, 3}, "1dpi"},
+                          {"1200x601dpi", {1200, 601, 3}, "1200x601dpi"},
+                          {"9x8dpcm", {9, 8, 4}, "9x8dpcm"}};
+    for (const Case& one : cases) {
+        JobTemplate job;
+        const TemplateAttribute& resolution = *findTemplateAttribute("printer-resolution");
+        ASSERT_TRUE(resolution.set(job, one.text)) << one.text;
+        EXPECT_EQ(job.printerResolution, one.value) << one.text;
+        EXPECT_EQ(resolution.get(job), one.shown);
+    }
+}
+
+TEST(TemplateAttributes, SayWhatTheyTake) {
+    const auto choices = [](const char* name) { return findTemplateAttribute(name)->allowed(); };
+    EXPECT_EQ(choices("print-quality"), "draft, normal, high, or the number of another value");
+    EXPECT_EQ(choices("job-sheets"), "none, standard");
+    EXPECT_EQ(choices("copies"), "a number from 1 to 2147483647");
 }
 
 TEST(TemplateAttributes, KeywordsOfAPrintersOwnCanBeForced) {

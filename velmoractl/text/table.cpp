@@ -37,7 +37,7 @@ std::string joined(const std::vector<std::string>& cells, std::span<const std::s
     for (std::size_t i = 0; i < cells.size(); ++i) {
         line += cells[i];
         const std::size_t wide = std::max(widths[i], width(cells[i]));
-        if (i + 1 < cells.size()) line.append(wide - width(cells[i]) + 2, ' ');
+        line.append(wide - width(cells[i]) + 2, ' ');
     }
     while (line.ends_with(' '))
         line.pop_back();
