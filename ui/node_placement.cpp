@@ -10,8 +10,8 @@ namespace velmora {
 namespace {
 
 std::vector<CGroupsDBNode*> sourcesOf(const CGroupsDB& directory, const NodeClipboard& clipboard) {
+    if (clipboard.empty()) return {};
     std::vector<CGroupsDBNode*> sources;
-    if (clipboard.empty()) return sources;
     if (*clipboard.node() == NodeClipboard::kWholeContent) {
         directory.GetChildren(0, sources);
     } else if (CGroupsDBNode* node = directory.FindNode(*clipboard.node())) {
@@ -47,13 +47,13 @@ void NodeClipboard::pasted() noexcept {
 
 NodePlacement planPaste(const CGroupsDB& directory, const NodeClipboard& clipboard,
                         std::uint32_t selected) {
+    if (directory.FindGroup(selected) == nullptr) return {};
+    const std::vector<CGroupsDBNode*> sources = sourcesOf(directory, clipboard);
+    if (sources.empty()) return {};
+
     NodePlacement placement;
     placement.move = clipboard.isCut();
     placement.target = selected;
-    if (directory.FindGroup(selected) == nullptr) return placement;
-    const std::vector<CGroupsDBNode*> sources = sourcesOf(directory, clipboard);
-    if (sources.empty()) return placement;
-
     for (const CGroupsDBNode* source : sources)
         placement.sources.push_back(source->id);
     const bool allowed = std::all_of(
@@ -66,14 +66,14 @@ NodePlacement planPaste(const CGroupsDB& directory, const NodeClipboard& clipboa
 
 NodePlacement planDrop(const CGroupsDB& directory, std::uint32_t source, std::uint32_t target,
                        bool copy) {
-    NodePlacement placement;
-    placement.move = !copy;
-    placement.target = target;
     const CGroupsDBNode* node = directory.FindNode(source);
     if (node == nullptr || source == target || directory.FindGroup(target) == nullptr ||
         node->parent == target)
-        return placement;
+        return {};
 
+    NodePlacement placement;
+    placement.move = !copy;
+    placement.target = target;
     placement.sources = {source};
     if (directory.CanPlace(*node, target))
         placement.verdict = verdictOfDepth(directory, placement);
@@ -84,8 +84,8 @@ NodePlacement planDrop(const CGroupsDB& directory, std::uint32_t source, std::ui
 }
 
 std::vector<std::uint32_t> carryOut(const NodePlacement& placement, CGroupsDB& directory) {
+    if (placement.verdict != NodePlacement::Verdict::allowed) return {};
     std::vector<std::uint32_t> placed;
-    if (placement.verdict != NodePlacement::Verdict::allowed) return placed;
     for (const std::uint32_t id : placement.sources) {
         CGroupsDBNode* source = directory.FindNode(id);
         if (source == nullptr) continue;

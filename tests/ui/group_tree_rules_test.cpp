@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <utility>
+
 #include "tests/ui/sample_directory.h"
 
 namespace velmora {
@@ -102,6 +105,18 @@ TEST(NamesInGroup, LeaveTheExceptionOut) {
     EXPECT_EQ(namesInGroup(tree.directory, tree.office->id, tree.laser->id),
               (std::vector<std::string>{"Archive"}));
     EXPECT_TRUE(namesInGroup(tree.directory, 4711).empty());
+}
+
+TEST(NamesInGroup, HoldThatOfAStrayRecordWithIdZero) {
+    SampleDirectory tree;
+    auto stray = std::make_unique<CGroupsDBGroup>();
+    stray->id = 0;
+    stray->parent = tree.archive->id;
+    stray->name = "Stray";
+    tree.directory.Insert(std::move(stray));
+    EXPECT_EQ(namesInGroup(tree.directory, tree.archive->id),
+              (std::vector<std::string>{"Stray", "Plotter"}))
+        << "placing a node of that name there is refused as well";
 }
 
 }  // namespace

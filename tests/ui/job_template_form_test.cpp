@@ -81,6 +81,39 @@ TEST(JobTemplateForm, DefaultRecordSelectsSomethingEverywhere) {
     EXPECT_EQ(formOf(JobTemplate()), expected);
 }
 
+TEST(JobTemplateForm, ShowsEveryValueOfTheRecord) {
+    JobTemplate record;
+    record.jobPriority = 77;
+    record.jobHoldUntil = "third-shift";
+    record.copies = 2147483647;
+    record.printerResolution = {1200, 1200, 3};
+    record.printQuality = 5;
+    record.pageRanges = "1,3,5-12";
+    record.media = "A6";
+    record.orientationRequested = 6;
+    record.numberUp = 4;
+    record.sides = "head-to-toe";
+    record.finishings = 31;
+    record.jobSheets = "standard";
+    record.ippAttributeFidelity = 7;
+    JobTemplateForm expected;
+    expected.priority = 77;
+    expected.copies = kMaxCopies;
+    expected.pageRanges = "1,3,5-12";
+    expected.pageRangeIndex = JobTemplateForm::kSomePages;
+    expected.qualityIndex = 2;
+    expected.orientationIndex = 3;
+    expected.jobSheet = 1;
+    expected.fidelity = 1;
+    expected.holdUntil = 7;
+    expected.resolution = 2;
+    expected.sides = 6;
+    expected.finishings = 18;
+    expected.media = 16;
+    expected.numberUp = 2;
+    EXPECT_EQ(formOf(record), expected);
+}
+
 TEST(JobTemplateForm, EveryListItemComesBackAsItIs) {
     const auto roundTrip = [](const JobTemplate& record) {
         JobTemplate stored = record;
@@ -142,6 +175,22 @@ TEST(JobTemplateForm, SelectedItemsAreStoredAsTheirValues) {
     EXPECT_EQ(record.multipleDocumentHandling, JobTemplate().multipleDocumentHandling);
 }
 
+TEST(JobTemplateForm, FirstItemsAreStoredAsTheirValues) {
+    JobTemplateForm form = formOf(JobTemplate());
+    form.holdUntil = form.sides = form.media = form.resolution = form.finishings = form.numberUp =
+        form.qualityIndex = form.orientationIndex = 0;
+    JobTemplate record;
+    record.jobHoldUntil = record.sides = record.media = "other";
+    record.printerResolution = {1, 2, 4};
+    record.finishings = record.numberUp = record.printQuality = record.orientationRequested = 99;
+    store(form, record);
+    JobTemplate expected;
+    expected.printerResolution = {300, 300, 3};
+    expected.printQuality = 3;
+    expected.media = "Letter";
+    EXPECT_EQ(record, expected);
+}
+
 struct Unlisted {
     const char* what;
     std::function<void(JobTemplate&)> set;
@@ -173,10 +222,15 @@ TEST(JobTemplateForm, ValuesThatNoControlShowsSurvive) {
              r.printerResolution = {600, 600, 4};
          },
          &JobTemplateForm::resolution},
-        {"quality", [](JobTemplate& r) { r.printQuality = 7; }, &JobTemplateForm::qualityIndex},
-        {"orientation", [](JobTemplate& r) { r.orientationRequested = 2; },
+        {"quality below", [](JobTemplate& r) { r.printQuality = 2; },
+         &JobTemplateForm::qualityIndex},
+        {"quality above", [](JobTemplate& r) { r.printQuality = 6; },
+         &JobTemplateForm::qualityIndex},
+        {"orientation below", [](JobTemplate& r) { r.orientationRequested = 2; },
          &JobTemplateForm::orientationIndex},
-        {"orientation above", [](JobTemplate& r) { r.orientationRequested = 0xFFFFFFFF; },
+        {"orientation above", [](JobTemplate& r) { r.orientationRequested = 7; },
+         &JobTemplateForm::orientationIndex},
+        {"orientation far above", [](JobTemplate& r) { r.orientationRequested = 0xFFFFFFFF; },
          &JobTemplateForm::orientationIndex},
         {"finishings", [](JobTemplate& r) { r.finishings = 10; }, &JobTemplateForm::finishings},
         {"number up", [](JobTemplate& r) { r.numberUp = 9; }, &JobTemplateForm::numberUp},
@@ -194,12 +248,26 @@ TEST(JobTemplateForm, ValuesThatNoControlShowsSurvive) {
 }
 
 TEST(JobTemplateForm, SelectionsOutsideTheListsChangeNothing) {
-    JobTemplateForm form = formOf(JobTemplate());
-    form.holdUntil = form.sides = form.media = form.resolution = form.finishings = form.numberUp =
-        form.qualityIndex = form.orientationIndex = 1000;
-    JobTemplate record;
-    store(form, record);
-    EXPECT_EQ(record, JobTemplate());
+    JobTemplateForm afterTheLast;
+    afterTheLast.holdUntil = static_cast<int>(holdUntilChoices().size());
+    afterTheLast.resolution = static_cast<int>(resolutionChoices().size());
+    afterTheLast.sides = static_cast<int>(sidesChoices().size());
+    afterTheLast.finishings = static_cast<int>(finishingsChoices().size());
+    afterTheLast.media = static_cast<int>(mediaChoices().size());
+    afterTheLast.numberUp = static_cast<int>(numberUpChoices().size());
+    afterTheLast.qualityIndex = 3;
+    afterTheLast.orientationIndex = 4;
+    JobTemplateForm farAbove;
+    farAbove.holdUntil = farAbove.sides = farAbove.media = farAbove.resolution =
+        farAbove.finishings = farAbove.numberUp = farAbove.qualityIndex =
+            farAbove.orientationIndex = 1000;
+    for (JobTemplateForm form : {JobTemplateForm(), afterTheLast, farAbove}) {
+        form.priority = 10;
+        form.copies = 1;
+        JobTemplate record;
+        store(form, record);
+        EXPECT_EQ(record, JobTemplate());
+    }
 }
 
 TEST(JobTemplateForm, JobSheetsOtherThanStandardBecomeNone) {

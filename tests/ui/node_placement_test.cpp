@@ -116,8 +116,11 @@ TEST(PlanPaste, TheWholeContentFitsNowhereBelowItself) {
     SampleDirectory tree;
     NodeClipboard clipboard;
     clipboard.copy(kRootGroup);
-    for (const CGroupsDBNode* target : {tree.root, tree.office, tree.archive})
-        EXPECT_EQ(planPaste(tree.directory, clipboard, target->id).verdict, Verdict::cannotCopy);
+    for (const CGroupsDBNode* target : {tree.root, tree.office, tree.archive}) {
+        const NodePlacement plan = planPaste(tree.directory, clipboard, target->id);
+        EXPECT_EQ(plan.verdict, Verdict::cannotCopy);
+        EXPECT_EQ(plan.sources, std::vector<std::uint32_t>{kRootGroup});
+    }
     EXPECT_FALSE(clipboard.empty());
 }
 

@@ -25,6 +25,17 @@ TEST(CheckedGroups, KeepTheOrderOfTickingWithoutRepeats) {
     EXPECT_FALSE(groups.contains(5));
 }
 
+TEST(CheckedGroups, AnotherAssignmentReplacesAll) {
+    CheckedGroups groups;
+    groups.assign({1, 2, 3});
+    groups.assign({3, 4});
+    EXPECT_EQ(groups.ids(), (Ids{3, 4}));
+    EXPECT_FALSE(groups.contains(1));
+    groups.assign({});
+    EXPECT_EQ(groups.ids(), Ids{});
+    EXPECT_FALSE(groups.contains(4));
+}
+
 // Searching the list at every tick would take minutes.
 TEST(CheckedGroups, AreTickedByTheHundredThousand) {
     constexpr std::uint32_t kGroups = 500'000;

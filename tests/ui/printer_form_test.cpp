@@ -18,6 +18,7 @@ TEST(PrinterForm, TakesThePrintersValues) {
 TEST(PrinterForm, KeepsCredentialsOnlyWithAuthentication) {
     PrinterForm form{"n", {"u", 1, "user", "secret"}};
     EXPECT_EQ(formOf(recordOf(form, 7)), form);
+    EXPECT_EQ(recordOf(form, 7).id, 7u) << "the directory finds the printer by it";
     form.address.useAuthentication = 0;
     EXPECT_EQ(formOf(recordOf(form, 7)), (PrinterForm{"n", {"u", 0, "", ""}}));
 }
