@@ -14,6 +14,7 @@ PortConfig fullConfig() {
     config.printer.url = "ipp://printer/ipp";
     config.printer.useAuthentication = 1;
     config.printer.userName = "user";
+    config.printer.password = "secret";
     config.targetIds = {7, 1, 0xFFFFFFFF};
     config.jobTemplate.jobPriority = 50;
     config.jobTemplate.jobHoldUntil = "night";
@@ -46,7 +47,7 @@ TEST(PortConfigRecord, EveryByteOfAFullRecord) {
                               .text("ipp://printer/ipp")
                               .u8(1)
                               .text("user")
-                              .text("")
+                              .text("secret")
                               .u32(3)
                               .u32(7)
                               .u32(1)
@@ -75,6 +76,9 @@ TEST(PortConfigRecord, UnpackingReproducesEveryField) {
     const auto read = unpack(pack(fullConfig()));
     ASSERT_TRUE(read);
     EXPECT_EQ(*read, fullConfig());
+    PortConfig withoutPassword = fullConfig();
+    withoutPassword.printer.password.clear();
+    EXPECT_EQ(unpack(pack(withoutPassword)), withoutPassword);
 }
 
 TEST(PortConfigRecord, OnlyTheLowByteOfTheUnitsWordCounts) {
