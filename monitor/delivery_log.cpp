@@ -37,7 +37,7 @@ void DeliveryLog::flush() noexcept {
     hurries_ = true;
     if (!used_) return;
     try {
-        items_.push_back({std::nullopt, false, {}});
+        items_.push_back({});
     } catch (...) {
         return;
     }
@@ -140,11 +140,7 @@ void DeliveryLog::collect(std::vector<DeliveryEntry> entries, std::uint32_t reco
 
 void DeliveryLog::writeCollected() noexcept {
     if (collected_.empty()) return;
-    std::uint32_t lost = 0;
-    {
-        const std::lock_guard lock(mutex_);
-        lost = std::exchange(lost_, 0);
-    }
+    const std::uint32_t lost = takeLost();
     const std::size_t written = appendCollected(lost);
     const std::size_t left = collected_.size() - written;
     collected_ = {};  // a burst must not keep its memory
@@ -166,8 +162,14 @@ std::size_t DeliveryLog::appendCollected(std::uint32_t lost) noexcept {
     }
 }
 
+/// With the mutex held.
 void DeliveryLog::lose(std::size_t lines) noexcept {
     lost_ += static_cast<std::uint32_t>(lines);
+}
+
+std::uint32_t DeliveryLog::takeLost() noexcept {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(lost_, 0);
 }
 
 }  // namespace velmora

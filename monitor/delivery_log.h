@@ -69,7 +69,7 @@ class DeliveryLog {
   private:
     struct Item {
         std::optional<DeliveryEntry> entry;  ///< empty: report the repeated starts
-        bool startFailed;
+        bool startFailed = false;
         DeliveryLogSettings settings;
     };
 
@@ -84,6 +84,7 @@ class DeliveryLog {
     void writeCollected() noexcept;
     std::size_t appendCollected(std::uint32_t lost) noexcept;
     void lose(std::size_t lines) noexcept;
+    std::uint32_t takeLost() noexcept;
 
     DeliveryOutput& output_;
     StartThread startThread_;

@@ -58,15 +58,13 @@ Port* PortList::add(PortConfig config) {
     return tail_;
 }
 
-std::atomic<Port*>* PortList::linkTo(const Port& port, Port*& before) noexcept {
-    before = nullptr;
-    std::atomic<Port*>* link = &head_;
-    for (Port* other = link->load(); other != nullptr; other = link->load()) {
-        if (other == &port) return link;
-        before = other;
-        link = &other->next_;
+PortList::Place PortList::placeOf(const Port& port) noexcept {
+    Place place{&head_, nullptr};
+    for (Port* other = head_.load(); other != nullptr; other = place.link->load()) {
+        if (other == &port) return place;
+        place = {&other->next_, other};
     }
-    return nullptr;
+    return {};
 }
 
 void PortList::update(Port& port, PortConfig config) {
@@ -74,19 +72,17 @@ void PortList::update(Port& port, PortConfig config) {
     auto next = std::make_unique<const PortConfig>(std::move(config));
     const PortConfig& stored = *next;  // no other writer can replace it before the lock is given up
     port.config_.replace(std::move(next));
-    Port* before = nullptr;
     // A port that another thread has removed in the meantime must not come back with the next load.
-    if (linkTo(port, before) != nullptr) store_.save(stored);
+    if (placeOf(port).link != nullptr) store_.save(stored);
 }
 
 void PortList::remove(Port& port) {
     const std::lock_guard lock(writers_);
-    Port* before = nullptr;
-    std::atomic<Port*>* const link = linkTo(port, before);
-    if (link == nullptr) return;
+    const Place place = placeOf(port);
+    if (place.link == nullptr) return;
     store_.erase(port.config()->name);
-    link->store(port.next_.load());
-    if (tail_ == &port) tail_ = before;
+    place.link->store(port.next_.load());
+    if (tail_ == &port) tail_ = place.before;
     --count_;
 }
 

@@ -107,10 +107,14 @@ class PortList {
     void abandonJobs() noexcept;
 
   private:
+    struct Place {
+        std::atomic<Port*>* link = nullptr;  ///< to the port; null: it is not in the list
+        Port* before = nullptr;              ///< whose link it is; null: the list's own
+    };
+
     void append(PortConfig config);
-    /// The link that leads to `port`, and the port that owns it (null for the head); null when the
-    /// port is not in the list. For writers.
-    std::atomic<Port*>* linkTo(const Port& port, Port*& before) noexcept;
+    /// For writers.
+    Place placeOf(const Port& port) noexcept;
 
     PortStore& store_;
     mutable PortConfigDomain domain_;  ///< readers of a constant list announce themselves too

@@ -18,7 +18,6 @@ bool sameStart(const DeliveryEntry& a, const DeliveryEntry& b) {
 }  // namespace
 
 std::vector<DeliveryEntry> RepeatedStarts::admit(DeliveryEntry entry, bool startFailed) {
-    std::vector<DeliveryEntry> lines;
     const auto own = series_.find(entry.port);
     // Jobs without an id cannot be distinguished. A clock that was set back ends a series as well.
     if (own != series_.end() && startFailed && entry.job != 0 &&
@@ -26,8 +25,9 @@ std::vector<DeliveryEntry> RepeatedStarts::admit(DeliveryEntry entry, bool start
         entry.time - own->second.begin < kSeriesMs) {
         own->second.last = std::move(entry);
         ++own->second.counted;
-        return lines;
+        return {};
     }
+    std::vector<DeliveryEntry> lines;
     for (auto series = series_.begin(); series != series_.end();) {
         const auto current = series++;
         const std::int64_t age = entry.time - current->second.begin;

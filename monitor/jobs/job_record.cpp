@@ -23,9 +23,7 @@ DeliveryOutcome unansweredOutcome(std::uint64_t bytes, const DeliveryReason& rea
 class JobRecord::Watched final : public Delivery {
   public:
     Watched(std::shared_ptr<JobRecord> record, Printer& printer, std::unique_ptr<Delivery> inner)
-        : record_(std::move(record)), printer_(printer), inner_(std::move(inner)) {
-        if (inner_->failed()) record_->fail(printer_, inner_->reason());
-    }
+        : record_(std::move(record)), printer_(printer), inner_(std::move(inner)) {}
     ~Watched() override {
         if (!leftOpen_ && inner_->failed()) record_->fail(printer_, inner_->reason());
         inner_.reset();
@@ -86,6 +84,7 @@ JobRecord::JobRecord(DeliveryEntry job, Write write, Clock clock)
 void JobRecord::setPrinters(const std::vector<std::string>& utf8Urls) {
     for (const std::string& url : utf8Urls) {
         auto one = std::make_unique<Printer>();
+        one->number = static_cast<std::uint32_t>(printers_.size() + 1);
         one->url = withoutUserInfo(url);
         one->begin = clock_();
         printers_.push_back(std::move(one));
@@ -177,9 +176,7 @@ void JobRecord::tell(Printer& printer, DeliveryOutcome outcome, const DeliveryRe
         entry.user = printer.user;
         entry.printer = printer.url;
         entry.targets = static_cast<std::uint32_t>(printers_.size());
-        for (std::size_t i = 0; i < printers_.size(); ++i) {
-            if (printers_[i].get() == &printer) entry.target = static_cast<std::uint32_t>(i + 1);
-        }
+        entry.target = printer.number;
         entry.bytes = printer.bytes.load(std::memory_order_relaxed);
         entry.duration =
             static_cast<std::uint64_t>(std::max<std::int64_t>(entry.time - printer.begin, 0));

@@ -42,6 +42,7 @@ class JobRecord : public std::enable_shared_from_this<JobRecord> {
     class Watched;
 
     struct Printer {
+        std::uint32_t number = 0;  ///< among the job's printers, from 1
         std::string url;
         std::string user;
         std::int64_t begin = 0;

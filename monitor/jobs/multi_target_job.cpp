@@ -38,7 +38,6 @@ MultiTargetJob::~MultiTargetJob() {
         do {
             queue_.wakeReaders();
         } while (!worker->waitForEnd(step));
-        worker.reset();
     }
 }
 

@@ -68,7 +68,7 @@ PacketQueue::PacketPtr PacketQueue::makePacket(
     for (const auto part : parts)
         size += part.size();
     void* const block = memory_.allocate(memory_.owner, sizeof(DataPacket) + size);
-    if (block == nullptr) return {nullptr, {&memory_}};
+    if (block == nullptr) return {};
     auto* const packet = new (block) DataPacket{
         0, nullptr, static_cast<std::uint32_t>(slots_.size()), static_cast<std::uint32_t>(size)};
     auto* place = reinterpret_cast<std::byte*>(packet + 1);

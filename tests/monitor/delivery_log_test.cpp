@@ -25,6 +25,7 @@ class FakeOutput final : public DeliveryOutput {
   public:
     std::size_t append(std::span<const std::string> given, std::uint32_t recordMiB) override {
         ++calls;
+        whileWriting();
         if (throwsNext) throw std::bad_alloc();
         std::size_t written = 0;
         for (const std::string& line : given) {
@@ -36,6 +37,7 @@ class FakeOutput final : public DeliveryOutput {
         return written;
     }
     void report(const DeliveryEntry& entry, std::uint32_t leftOut) override {
+        if (throwsNext) throw std::bad_alloc();
         events.push_back(std::string(keyword(entry.outcome)) + " " + std::to_string(leftOut));
     }
     std::string words(std::uint32_t error) override { return "words " + std::to_string(error); }
@@ -53,6 +55,7 @@ class FakeOutput final : public DeliveryOutput {
     std::int64_t time = 0;
     std::size_t sleeps = 0;
     std::function<void()> whileAsleep = [] {};
+    std::function<void()> whileWriting = [] {};
     std::vector<std::string> lines;
     std::vector<std::uint32_t> sizes;
     std::vector<std::string> events;
@@ -113,9 +116,14 @@ TEST_F(DeliveryLogTest, WritesWhatItIsGiven) {
 }
 
 TEST_F(DeliveryLogTest, GivesAnErrorTheSystemsWords) {
-    log.add(entry(DeliveryOutcome::notReached), false, kRecord);
-    joinThreads();
-    EXPECT_NE(output.lines.at(0).find("\"text\":\"words 12029\""), std::string::npos);
+    for (const std::uint32_t error : {12029, 1, 0}) {
+        DeliveryEntry failure = entry(DeliveryOutcome::notReached);
+        failure.reason.error = error;
+        log.add(failure, false, kRecord);
+        joinThreads();
+        if (error != 0) failure.errorText = "words " + std::to_string(error);
+        EXPECT_EQ(output.lines.back(), deliveryLine(failure));
+    }
 }
 
 TEST_F(DeliveryLogTest, ATurnedOffLogStartsNoThread) {
@@ -165,11 +173,30 @@ TEST_F(DeliveryLogTest, ALongQueueIsNotLeftToGather) {
     log.add(entry(), false, kRecord);
     joinThreads();
     hold = true;
+    for (int i = 0; i < 1023; ++i)
+        log.add(entry(), false, kRecord);
+    joinThreads();
+    EXPECT_EQ(output.sleeps, 20u) << "a short one is";
     for (int i = 0; i < 1024; ++i)
         log.add(entry(), false, kRecord);
     joinThreads();
-    EXPECT_EQ(output.sleeps, 0u);
-    EXPECT_EQ(output.lines.size(), 1025u);
+    EXPECT_EQ(output.sleeps, 20u);
+    EXPECT_EQ(output.lines.size(), 1u + 1023u + 1024u);
+}
+
+TEST_F(DeliveryLogTest, OneThreadRunsUntilAllIsWritten) {
+    hold = true;
+    EXPECT_FALSE(log.running());
+    log.add(entry(), false, kRecord);
+    EXPECT_TRUE(log.running());
+    output.whileWriting = [this] {
+        EXPECT_TRUE(log.running());
+        if (output.calls == 1) log.add(entry(), false, kRecord);
+    };
+    joinThreads();
+    EXPECT_FALSE(log.running());
+    EXPECT_EQ(output.lines.size(), 2u);
+    EXPECT_TRUE(held.empty()) << "the thread that was there has written it";
 }
 
 TEST_F(DeliveryLogTest, AFlushEndsTheGathering) {
@@ -223,6 +250,17 @@ TEST_F(DeliveryLogTest, TellsHowManyLinesWereLost) {
     ASSERT_EQ(output.lines.size(), 2u);
     EXPECT_NE(output.lines[0].find("\"lost\":4"), std::string::npos) << output.lines[0];
     EXPECT_EQ(output.lines[1].find("\"lost\""), std::string::npos);
+}
+
+TEST_F(DeliveryLogTest, ALineIsLostWithAnEventThatCannotBeReported) {
+    output.throwsNext = true;
+    log.add(entry(DeliveryOutcome::refused), false, {20, 1});
+    joinThreads();
+    output.throwsNext = false;
+    log.add(entry(), false, kRecord);
+    joinThreads();
+    ASSERT_EQ(output.lines.size(), 1u);
+    EXPECT_NE(output.lines[0].find("\"lost\":1}"), std::string::npos) << output.lines[0];
 }
 
 TEST_F(DeliveryLogTest, WritesAtOnceWhatHasGathered) {
@@ -322,6 +360,17 @@ TEST_F(DeliveryLogTest, RepeatedStartsAreToldOnDemand) {
     log.flush();
     joinThreads();
     EXPECT_EQ(output.lines.size(), 2u);
+}
+
+TEST_F(DeliveryLogTest, RepeatedStartsAreToldOnDemandWhenTheThreadHasLongEnded) {
+    for (int i = 0; i < 3; ++i)
+        log.add(entry(DeliveryOutcome::notReached, 7), true, kRecord);
+    joinThreads();
+    ASSERT_EQ(output.lines.size(), 1u);
+    log.flush();
+    joinThreads();
+    ASSERT_EQ(output.lines.size(), 2u);
+    EXPECT_NE(output.lines[1].find("\"repeats\":2"), std::string::npos);
 }
 
 TEST_F(DeliveryLogTest, TheEndWritesWhatNoThreadCouldWrite) {

@@ -1,10 +1,13 @@
 #include "monitor/port_list.h"
+#include "monitor/jobs/port_job.h"
 #include "port/port_config.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <thread>
+#include <vector>
 
 namespace velmora {
 namespace {
@@ -51,6 +54,7 @@ TEST(PortList, AddAppendsStoresNothingAndTakesDuplicates) {
     Port* second = list.add(named("P"));
     EXPECT_NE(first, second);
     EXPECT_EQ(list.find("P"), first);
+    EXPECT_EQ(first->name(), "P");
     EXPECT_EQ(names(list), (Names{"P", "P"}));
     EXPECT_TRUE(store.log.empty());
 }
@@ -123,6 +127,28 @@ TEST(PortList, RemovingTheOnlyPortEmptiesTheList) {
     EXPECT_TRUE(names(list).empty());
     list.add(named("Q"));
     EXPECT_EQ(names(list), Names{"Q"});
+}
+
+TEST(PortList, AbandonedJobsAreNotEnded) {
+    static int reports;
+    reports = 0;
+    RecordingStore store;
+    PortList list(store);
+    std::vector<std::unique_ptr<PortJob>> jobs;
+    for (const char* name : {"stays", "goes"}) {
+        Port* port = list.add(named(name));
+        port->job = std::make_unique<PortJob>(JobInfo(), [](const JobInfo&) { ++reports; });
+        jobs.emplace_back(port->job.get());  // abandoned, a job belongs to no one
+    }
+    Port* const stays = list.find("stays");
+    Port* const goes = list.find("goes");
+    list.remove(*goes);
+    list.abandonJobs();
+    EXPECT_EQ(stays->job, nullptr);
+    EXPECT_EQ(goes->job, nullptr);
+    EXPECT_EQ(reports, 0);
+    jobs.clear();
+    EXPECT_EQ(reports, 2);
 }
 
 /// Writers add, update and remove while readers enumerate. The fields of every configuration match

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <utility>
+#include <vector>
+
 namespace velmora {
 namespace {
 
@@ -95,6 +99,76 @@ TEST(RepeatedStarts, AnyDifferenceIsALineOfItsOwn) {
     EXPECT_TRUE(differs([](DeliveryEntry& e) { e.reason.error = 12007; }));
     EXPECT_TRUE(differs([](DeliveryEntry& e) { e.reason.step = DeliveryStep::probe; }));
     EXPECT_TRUE(differs([](DeliveryEntry& e) { e.time = -1; }));
+}
+
+TEST(RepeatedStarts, AreNotCountedAfterAFailureThatWasNotAtTheStart) {
+    RepeatedStarts repeats;
+    EXPECT_EQ(repeatsOf(repeats.admit(failedStart(0), false)), Counts{0});
+    EXPECT_EQ(repeatsOf(repeats.admit(failedStart(1), true)), Counts{0});
+    EXPECT_EQ(repeatsOf(repeats.admit(failedStart(2), false)), Counts{0});
+    EXPECT_EQ(repeatsOf(repeats.admit(failedStart(3), true)), Counts{0});
+}
+
+TEST(RepeatedStarts, OfTheFirstJobAreCounted) {
+    RepeatedStarts repeats;
+    repeats.admit(failedStart(0, 1), true);
+    EXPECT_TRUE(repeats.admit(failedStart(1, 1), true).empty());
+}
+
+TEST(RepeatedStarts, OfAnotherPortAreToldByTheirAge) {
+    // Begun at 20 minutes; told by a line of another port before them or ten minutes after them.
+    for (const auto& [time, told] : {std::pair{20 * kMinute, false},
+                                     {30 * kMinute - 1, false},
+                                     {30 * kMinute, true},
+                                     {20 * kMinute - 1, true}}) {
+        RepeatedStarts repeats;
+        repeats.admit(failedStart(20 * kMinute), true);
+        repeats.admit(failedStart(20 * kMinute), true);
+        DeliveryEntry other = failedStart(time);
+        other.port = "Q";
+        EXPECT_EQ(repeatsOf(repeats.admit(other, false)), told ? (Counts{1, 0}) : Counts{0})
+            << time;
+    }
+}
+
+DeliveryEntry failureOf(int printer, std::int64_t time) {
+    DeliveryEntry entry = failedStart(time);
+    entry.printer = "ipp://" + std::to_string(printer);
+    return entry;
+}
+
+/// A limiter that has seen `printers`, the last of them when the others were of a minute before.
+EventLimiter seen(int printers) {
+    EventLimiter limiter;
+    for (int printer = 0; printer < printers - 1; ++printer)
+        EXPECT_EQ(limiter.admit(failureOf(printer, 0)), 0u);
+    EXPECT_EQ(limiter.admit(failureOf(7, kMinute - 1)), std::nullopt);
+    EXPECT_EQ(limiter.admit(failureOf(8, kMinute)), 0u);
+    EXPECT_EQ(limiter.admit(failureOf(printers - 1, kMinute)), 0u);
+    return limiter;
+}
+
+TEST(EventLimiter, ForgetsWhatIsOldWhenThereAreMoreThanAThousand) {
+    // A clock that is set back shows whether a printer is remembered.
+    EventLimiter few = seen(1024);
+    EXPECT_EQ(few.admit(failureOf(0, kMinute - 1)), std::nullopt);
+    EventLimiter many = seen(1025);
+    EXPECT_EQ(many.admit(failureOf(0, kMinute - 1)), 0u);
+}
+
+TEST(EventLimiter, ForgetsNeitherWhatIsLeftToTellNorWhatWasToldLately) {
+    EventLimiter limiter = seen(1025);
+    EXPECT_EQ(limiter.admit(failureOf(7, kMinute)), 1u);
+    EXPECT_EQ(limiter.admit(failureOf(8, 2 * kMinute - 1)), std::nullopt);
+    EXPECT_EQ(limiter.admit(failureOf(1024, 2 * kMinute - 1)), std::nullopt);
+}
+
+TEST(EventLimiter, AClockThatIsSetBackStartsAnew) {
+    EventLimiter limiter;
+    EXPECT_EQ(limiter.admit(failedStart(kMinute)), 0u);
+    EXPECT_EQ(limiter.admit(failedStart(kMinute)), std::nullopt);
+    EXPECT_EQ(limiter.admit(failedStart(kMinute - 1)), 1u);
+    EXPECT_EQ(limiter.admit(failedStart(kMinute)), std::nullopt);
 }
 
 TEST(EventLimiter, OneEventAPrinterOutcomeAndMinute) {

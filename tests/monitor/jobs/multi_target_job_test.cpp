@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <future>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/threads_std.h"
@@ -102,6 +105,29 @@ TEST_F(MultiTargetJobTest, PromptWorkerBeginsWithWhatIsThereWithoutAPulse) {
     expectAllFreed(printers);
 }
 
+TEST_F(MultiTargetJobTest, WorkerThatHasSentWhatIsThereWaitsForMore) {
+    FakePrinters printers(1);
+    std::promise<void> go;
+    std::promise<void> waited;
+    std::atomic<int> waits = 0;
+    printers.printer(0).beforeConnect = [&go] { go.get_future().wait(); };
+    stdThreads().permit = [&](const ThreadCall& call) {
+        const bool worker = call.kind == ThreadCall::wait && call.event == EventReset::manual;
+        if (worker && waits++ == 0) waited.set_value();
+        return true;
+    };
+    {
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", printers.packetMemory(),
+                           Pace::prompt);
+        ASSERT_TRUE(job.write(bytesOf("one ")));
+        go.set_value();
+        EXPECT_EQ(waited.get_future().wait_for(std::chrono::seconds(20)),
+                  std::future_status::ready);
+        print(job, {"two"});
+    }
+    expectWholeDocument(printers.printer(0), "one two");
+}
+
 TEST_F(MultiTargetJobTest, PromptDocumentIsFramedOnceForAllPrinters) {
     FakePrinters printers(2);
     {
@@ -177,6 +203,18 @@ TEST_F(MultiTargetJobTest, PrinterWithoutAThreadIsLeftOut) {
     expectAllFreed(printers);
 }
 
+TEST_F(MultiTargetJobTest, PrinterWithoutAThreadDoesNotKeepTheDocumentInMemory) {
+    FakePrinters printers(2);
+    stdThreads().permit = [](const ThreadCall& call) {
+        return call.kind != ThreadCall::startThread;
+    };
+    MultiTargetJob job(printers.connect(), printers.targets(), "Doc", printers.packetMemory());
+    for (int i = 0; i < 10; ++i) {
+        ASSERT_TRUE(job.write(bytesOf("piece")));
+        EXPECT_EQ(printers.memory.liveBlocks(), 1u) << "what ends the document";
+    }
+}
+
 TEST_F(MultiTargetJobTest, DroppedWithoutAnEndItEndsTheDocumentItself) {
     FakePrinters printers(2);
     {
@@ -234,14 +272,15 @@ TEST_F(MultiTargetJobTest, DeadPrinterDoesNotKeepTheDocumentInMemory) {
     EXPECT_EQ(printers.memory.liveBlocks(), before);
 }
 
-TEST_F(MultiTargetJobTest, EndWaitsInStepsOfASecondAndPulsesBeforeEach) {
+/// The pulses and waits at the end of a job to two printers, of which each worker ends at the third
+/// check.
+std::vector<std::string> stepsOfTheEnd(Pace pace) {
     FakePrinters printers(2);
     printers.printer(0).refuses = true;
     printers.printer(1).refuses = true;
     std::vector<std::string> log;
     int waits = 0;
-    // The third check of each worker says that it has ended; pulses and checks come only from this
-    // thread.
+    // Pulses and checks come only from this thread.
     stdThreads().permit = [&](const ThreadCall& call) {
         if (call.kind == ThreadCall::pulse) log.push_back("pulse");
         if (call.kind != ThreadCall::waitForEnd) return true;
@@ -250,14 +289,21 @@ TEST_F(MultiTargetJobTest, EndWaitsInStepsOfASecondAndPulsesBeforeEach) {
     };
     stdThreads().millisecond = std::chrono::seconds(1);
     {
-        MultiTargetJob job(printers.connect(), printers.targets(), "Doc");
-        ASSERT_TRUE(job.end());
+        MultiTargetJob job(printers.connect(), printers.targets(), "Doc", {}, pace);
+        EXPECT_TRUE(job.end());
         log.clear();
     }
-    std::vector<std::string> expected;
-    for (int i = 0; i < 2 * 3; ++i)
-        expected.insert(expected.end(), {"pulse", "wait 1000"});
-    EXPECT_EQ(log, expected);
+    return log;
+}
+
+TEST_F(MultiTargetJobTest, EndWaitsInStepsAndPulsesBeforeEach) {
+    for (const auto& [pace, wait] :
+         {std::pair{Pace::steady, "wait 1000"}, {Pace::prompt, "wait 20"}}) {
+        std::vector<std::string> expected;
+        for (int i = 0; i < 2 * 3; ++i)
+            expected.insert(expected.end(), {"pulse", wait});
+        EXPECT_EQ(stepsOfTheEnd(pace), expected);
+    }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <new>
 #include <optional>
 #include <span>
@@ -31,6 +32,7 @@ class PacketQueueTest : public ::testing::Test {
             static constexpr const char* kCalls[] = {"make", "set", "reset", "pulse", "wait"};
             log.push_back(std::string(kCalls[call.kind]) +
                           (call.event == EventReset::manual ? " data" : " consumed"));
+            if (log.back() == "wait data") whileWaiting();
             return false;
         };
     }
@@ -50,6 +52,7 @@ class PacketQueueTest : public ::testing::Test {
     std::size_t queued() const { return memory.liveBlocks() - (queue->ended() ? 0 : 1); }
 
     std::vector<std::string> log;
+    std::function<void()> whileWaiting = [] {};
     bool events = true;
     std::optional<PacketQueue> queue;
 
@@ -108,6 +111,17 @@ TEST_F(PacketQueueTest, ReaderWaitsForAPulseBeforeItsFirstPacketUnlessItLooksFor
     PacketQueue::Reader waiting(*queue, 1);
     EXPECT_EQ(textOf(waiting.first()), "a");
     EXPECT_EQ(log, std::vector<std::string>{"wait data"});
+}
+
+TEST_F(PacketQueueTest, ReaderThatFindsNothingAtHandWaitsForIt) {
+    open(1);
+    int waits = 0;
+    bool written = false;
+    whileWaiting = [&] { written = ++waits == 3 && write("a"); };
+    PacketQueue::Reader reader(*queue, 0);
+    EXPECT_EQ(textOf(reader.firstAtHand()), "a");
+    EXPECT_EQ(waits, 3);
+    EXPECT_TRUE(written);
 }
 
 TEST_F(PacketQueueTest, ReaderLeavesAPacketOnlyForItsSuccessor) {

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "platform/threads_std.h"
 #include "tests/monitor/jobs/fake_printers.h"
 
 namespace velmora {
@@ -18,7 +20,15 @@ std::vector<JobInfo> reports;
 
 class PortJobTest : public ::testing::Test {
   protected:
-    PortJobTest() { reports.clear(); }
+    PortJobTest() {
+        reports.clear();
+        // The steps in which a job waits for its workers would only take time here.
+        stdThreads().millisecond = std::chrono::microseconds(1);
+    }
+    ~PortJobTest() override {
+        job.reset();
+        stdThreads() = {};
+    }
 
     bool start() { return job->start(connect, printers.targets()); }
 
@@ -106,6 +116,19 @@ TEST_F(PortJobTest, WithoutMemoryForTheEndTheSpoolerIsToldAllTheSame) {
     ASSERT_TRUE(start());
     job.reset();
     EXPECT_EQ(reports.size(), 1u);
+}
+
+TEST_F(PortJobTest, EndOfTheOnlyPrintersDocumentTellsWhetherItWasAccepted) {
+    const auto accepts = [](void (*plant)(testing::FakePrinter&)) {
+        FakePrinters one(1);
+        plant(one.printer(0));
+        SingleTargetJob single(one.connect(), {one.targets()[0], "Doc", 1}, AfterJob::close);
+        return single.end();
+    };
+    EXPECT_TRUE(accepts([](testing::FakePrinter&) {}));
+    EXPECT_FALSE(accepts([](testing::FakePrinter& p) { p.rejects = true; }));
+    EXPECT_FALSE(accepts([](testing::FakePrinter& p) { p.refuses = true; }));
+    EXPECT_FALSE(accepts([](testing::FakePrinter& p) { p.failsAfter = 0; }));
 }
 
 TEST_F(PortJobTest, OnlyPrinterThatIsNotReachedFailsTheStart) {
