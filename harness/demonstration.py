@@ -47,7 +47,7 @@ PRINT_TIMEOUT = 300
 
 
 class Failure(Exception):
-    """What the user is told instead of a table."""
+    """The message for the user instead of a table."""
 
 
 def say(text):

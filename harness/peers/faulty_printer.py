@@ -303,7 +303,7 @@ def long_status(exchange):
 
 @behaviour
 def garbage(exchange):
-    """answers with bytes that are no HTTP at all, and closes"""
+    """answers with bytes that are not HTTP, and closes"""
     exchange.read()
     exchange.send(bytes(range(256)) * 4)
     raise Fault("garbage")
@@ -401,7 +401,7 @@ def drips_body(exchange):
 
 @behaviour
 def drips_after_the_answer(exchange):
-    """a whole answer at once, and behind it one byte every --seconds, for ever"""
+    """a whole answer at once, and after it one byte every --seconds, for ever"""
     exchange.read()
     exchange.send(b"HTTP/1.1 200 OK\r\nContent-Type: application/ipp\r\n\r\n" +
                   raw_http.ipp_answer())
@@ -450,7 +450,7 @@ def chunked(exchange, framed):
 
 @behaviour
 def bad_chunk_size(exchange):
-    """an answer in chunks whose size line is no number"""
+    """an answer in chunks whose size line is not a number"""
     chunked(exchange, b"zz\r\n" + raw_http.ipp_answer() + b"\r\n0\r\n\r\n")
     raise Fault("bad chunk size")
 

@@ -1,4 +1,4 @@
-"""What CUPS's own library says of an IPP request."""
+"""What CUPS's own library says about an IPP request."""
 
 import ctypes
 import ctypes.util
@@ -29,8 +29,8 @@ _cups = _load()
 
 
 def complaints(data):
-    """Pairs of an attribute's name ("" for the message as a whole) and CUPS's words about it, for a
-    request of these bytes, which may have a document after it."""
+    """Pairs of an attribute's name ("" for the message as a whole) and CUPS's message about it, for a
+    request of these bytes, which a document may follow."""
     source = memoryview(bytes(data))
     at = 0
 

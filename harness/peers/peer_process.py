@@ -1,5 +1,5 @@
-"""What the peer programs share: children that die with their parent, free ports, waiting for a
-port, and the way a peer runs (until a signal, or for the time of one command)."""
+"""Code that the peer programs share: children that die with their parent, free ports, waiting for a port,
+and running a peer (until a signal, or while one command runs)."""
 
 import ctypes
 import os
@@ -23,7 +23,7 @@ def start(command, **options):
 
 
 def stop(child):
-    """Ends exactly this child: asked first, then killed. Gives its exit code."""
+    """Ends exactly this child: with SIGTERM first, then with SIGKILL. Returns its exit code."""
     if child.poll() is None:
         child.terminate()
         try:
@@ -41,15 +41,15 @@ def end_on_signal():
 
 
 def free_port():
-    """A loopback port that nothing listens on now. For programs that cannot be given port 0; their
-    start is tried again with another port when somebody else was faster."""
+    """A loopback port that nothing listens on now. For programs that cannot be given port 0; if somebody
+    else takes the port first, they are started again with another one."""
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         return probe.getsockname()[1]
 
 
 def wait_for_port(port, child, seconds=20):
-    """True once something listens on the port; False when the child ended or the time is over."""
+    """True once something listens on the port; False if the child ended or the time is over."""
     end = time.monotonic() + seconds
     while time.monotonic() < end and child.poll() is None:
         try:

@@ -1,16 +1,16 @@
 #!/usr/bin/env python3
-"""Hundreds of printers in one light program: every path of its port is a printer that gives recorded
+"""Hundreds of printers in one small program: every path of its port is a printer that gives recorded
 answers. It prints nothing.
 
     printer_crowd.py --directory DIR [--certificate KIND] [-- COMMAND...]
 
-The first word of the path says what the printer is like:
+The first part of the path chooses what the printer does:
 
-    /ready/...     takes every job, and tells of its toner
-    /refuses/...   takes no job with media A4
+    /ready/...     accepts every job, and reports its toner
+    /refuses/...   refuses jobs with media A4
     /silent/...    reads the request and never answers
 
-DIR/served holds a byte for each request that has come. COMMAND as in ippeve_printer.py.
+DIR/served holds a byte for each request received. COMMAND as in ippeve_printer.py.
 """
 
 import argparse
@@ -81,7 +81,7 @@ class Crowd:
                     file.write(b".")
                 kind = request.line.split("/")[1]
                 if kind == "silent":
-                    await reader.read()  # until the client goes
+                    await reader.read()  # until the client closes
                     return
                 writer.write(raw_http.answer(answer_of(kind, body)))
                 await writer.drain()

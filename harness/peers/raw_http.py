@@ -7,7 +7,7 @@ CRLF = b"\r\n"
 
 
 class Closed(Exception):
-    """The client closed the connection, or broke it, before the request was complete."""
+    """The client closed or reset the connection before the request was complete."""
 
 
 class Request:
@@ -88,7 +88,7 @@ class Stream:
 
     def read_body(self, request):
         if request.line.startswith("GET "):
-            # Clients that follow a redirect turn a POST into one and may leave its fields there.
+            # Clients that follow a redirect turn a POST into a GET and may leave its fields there.
             return request
         # Transfer-Encoding wins over a Content-Length beside it (RFC 7230, 3.3.3).
         if request.chunked:
@@ -131,7 +131,7 @@ def listen(port=0, backlog=64):
 
 
 class Counter:
-    """Numbers things from 1, from any thread."""
+    """Counts from 1, from any thread."""
 
     def __init__(self):
         self.lock = threading.Lock()

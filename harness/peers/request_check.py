@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Checks IPP requests strictly: their form (RFC 8010), their groups, attributes and values (RFC 8011,
-PWG 5100.1 and 5101.1), and what CUPS's library says of them.
+PWG 5100.1 and 5101.1), and what CUPS's library says about them.
 
     request_check.py FILE...
 
@@ -68,10 +68,10 @@ STATED = (
 
 @dataclasses.dataclass(frozen=True)
 class Syntax:
-    """What RFC 8011 says of an attribute's values."""
+    """What RFC 8011 says about an attribute's values."""
     tags: tuple
     several: bool = False
-    keywords: frozenset = frozenset()   # the registered ones; empty: not looked at
+    keywords: frozenset = frozenset()   # the registered ones; empty: not checked
     bounds: tuple = (-2**31, 2**31 - 1)  # of integers and of both ends of ranges
     enum: bool = False                   # the values must have registered names
     longest: int = 1023                  # octets
@@ -87,7 +87,7 @@ TARGET = {"attributes-charset": Syntax((CHARSET,), longest=63),
           "attributes-natural-language": Syntax((LANGUAGE,), longest=63),
           "printer-uri": Syntax((URI,)), "requesting-user-name": NAMES}
 JOB_ID = {"job-id": Syntax((INTEGER,), bounds=POSITIVE)}
-# RFC 8011, 5.3: what may be asked for of a job, beside the job template attributes.
+# RFC 8011, 5.3: what may be requested about a job, besides the job template attributes.
 REQUESTED = {"requested-attributes": keywords(
     "all job-template job-description printer-description job-uri job-id job-printer-uri job-name "
     "job-originating-user-name job-state job-state-reasons job-state-message number-of-documents "
@@ -133,7 +133,7 @@ JOB_TEMPLATE = {
 
 
 def findings(data):
-    """All that is wrong with a request, stated exceptions included."""
+    """All mistakes of a request, including stated exceptions."""
     try:
         message = ipp_message.parse(data)
     except ipp_message.FormError as error:

@@ -1,5 +1,4 @@
-"""A time-stamp server (RFC 3161) on loopback with an authority of its own, for signatures that are
-tested."""
+"""A time-stamp server (RFC 3161) on loopback with its own authority, for testing signatures."""
 
 import http.server
 import os
@@ -20,7 +19,7 @@ digests = sha256
 
 
 class Server:
-    """Runs while it is entered; `authority` is the file with the certificate to trust."""
+    """Runs while the context is entered; `authority` is the file with the certificate to trust."""
 
     def __init__(self, folder):
         self.folder = folder

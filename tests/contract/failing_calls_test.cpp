@@ -210,7 +210,7 @@ TEST_P(FailingEntries, DeletePort) {
              .silent = silent,
              .again = true});
     };
-    // The client does not look at what the monitor answers.
+    // The client does not check the monitor's answer.
     tryDeletion(
         "DeletePortUI",
         [&] { return dll_.ui().entry<PortUiEntry>(3)(nullptr, nullptr, wideName.c_str()); },

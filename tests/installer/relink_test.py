@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Linking again on another day gives the same bytes, and no file tells where it was built.
+"""Linking again on another day gives the same bytes, and no file contains the path of its build.
 
     relink_test.py BUILD_DIRECTORY TARGET...
 """

@@ -16,7 +16,7 @@ using ::testing::HasSubstr;
 using ::testing::IsSubsetOf;
 
 /// Reads PowerShell as its language specification has it (2.3): comments, both kinds of strings and
-/// what stands in brackets. `problem` is empty if all that was opened has been closed.
+/// the contents of brackets. `problem` is empty if everything that was opened has been closed.
 struct PowerShellText {
     std::string problem;
     std::set<std::string> variables;

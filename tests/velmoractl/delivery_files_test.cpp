@@ -23,7 +23,7 @@ using velmora::testing::ImportPatch;
 
 constexpr std::uint32_t kOneMiB = 1;
 constexpr std::size_t kQuarter = 256 * 1024;
-constexpr unsigned kFilling = 0;  ///< lines that fill a file and are not looked at
+constexpr unsigned kFilling = 0;  ///< lines that fill a file and are not compared
 
 std::string lineOf(unsigned number, std::size_t length = 0) {
     DeliveryEntry entry;
