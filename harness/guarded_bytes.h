@@ -15,22 +15,21 @@
 
 namespace velmora::testing {
 
-/// A copy of some bytes right before a page that cannot be read: a reader that goes one
-/// byte too far ends the program. The bytes before the copy are 0xFF.
-class GuardedBytes {
+/// Memory right before a page that can be neither read nor written: who goes one byte too far ends
+/// the program.
+class GuardedArea {
   public:
-    explicit GuardedBytes(std::span<const std::byte> bytes)
-        : usable_(roundUp(bytes.size() + 1)),
-          pages_(map(usable_ + pageSize()), Unmap{usable_ + pageSize()}) {
+    /// Room for at least `size` bytes, all of them 0xFF.
+    explicit GuardedArea(std::size_t size)
+        : usable_(roundUp(size)), pages_(map(usable_ + pageSize()), Unmap{usable_ + pageSize()}) {
         std::memset(pages_.get(), 0xFF, usable_);
-        copy_ = {pages_.get() + usable_ - bytes.size(), bytes.size()};
-        if (!bytes.empty())
-            std::memcpy(pages_.get() + usable_ - bytes.size(), bytes.data(), bytes.size());
         protect(pages_.get() + usable_);
     }
 
-    std::span<const std::byte> span() const { return copy_; }
-    const std::byte* data() const { return copy_.data(); }
+    /// The bytes before the page.
+    std::span<std::byte> last(std::size_t size) const {
+        return {pages_.get() + usable_ - size, size};
+    }
 
   private:
     struct Unmap {
@@ -77,6 +76,22 @@ class GuardedBytes {
 
     std::size_t usable_;
     std::unique_ptr<std::byte, Unmap> pages_;
+};
+
+/// A copy of some bytes at the end of a guarded area. The bytes before the copy are 0xFF.
+class GuardedBytes {
+  public:
+    explicit GuardedBytes(std::span<const std::byte> bytes) : area_(bytes.size() + 1) {
+        const std::span<std::byte> copy = area_.last(bytes.size());
+        if (!bytes.empty()) std::memcpy(copy.data(), bytes.data(), bytes.size());
+        copy_ = copy;
+    }
+
+    std::span<const std::byte> span() const { return copy_; }
+    const std::byte* data() const { return copy_.data(); }
+
+  private:
+    GuardedArea area_;
     std::span<const std::byte> copy_;
 };
 

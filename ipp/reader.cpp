@@ -159,9 +159,9 @@ int IppReader::handleField(const std::uint8_t* field) noexcept {
         case State::value:
             return storeValue(field, valueLength_);
         case State::endTag:
-            return kComplete;
+            break;
     }
-    return kSyntaxError;
+    return kComplete;
 }
 
 /// Takes delimiters, and values that the piece holds from their tag to the byte after their end,
@@ -203,10 +203,10 @@ const std::uint8_t* IppReader::readWholeValues(const std::uint8_t* from,
 }
 
 int IppReader::openGroup(std::uint8_t tag) noexcept {
-    const int group = ippGroupOfTag(tag);
-    if (group < 0) return kSyntaxError;
-    group_ = static_cast<IppGroup>(group);
-    ++instances_[static_cast<std::size_t>(group)];
+    const std::optional<IppGroup> group = ippGroupOfTag(tag);
+    if (!group) return kSyntaxError;
+    group_ = *group;
+    ++instances_[static_cast<std::size_t>(group_)];
     attribute_ = nullptr;
     return kWantsMore;
 }

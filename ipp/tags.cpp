@@ -35,9 +35,10 @@ std::uint8_t ippDelimiterTag(IppGroup group) noexcept {
     return kDelimiterTags[static_cast<std::size_t>(group)];
 }
 
-int ippGroupOfTag(std::uint8_t tag) noexcept {
+std::optional<IppGroup> ippGroupOfTag(std::uint8_t tag) noexcept {
     const auto found = std::find(kDelimiterTags.begin(), kDelimiterTags.end(), tag);
-    return found == kDelimiterTags.end() ? -1 : static_cast<int>(found - kDelimiterTags.begin());
+    if (found == kDelimiterTags.end()) return std::nullopt;
+    return static_cast<IppGroup>(found - kDelimiterTags.begin());
 }
 
 const IppKindRow* ippRowOfTag(std::uint8_t tag) noexcept {

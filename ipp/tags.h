@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "ipp/values.h"
 
@@ -72,8 +73,8 @@ constexpr std::size_t ippRowIndex(IppValueKind kind) noexcept {
 
 std::uint8_t ippDelimiterTag(IppGroup group) noexcept;
 
-/// The group's index, or -1 when the tag selects none of ours.
-int ippGroupOfTag(std::uint8_t tag) noexcept;
+/// Nothing if the tag selects none of our groups.
+std::optional<IppGroup> ippGroupOfTag(std::uint8_t tag) noexcept;
 
 /// The row of a kind; null for a number that is not a kind.
 inline const IppKindRow* ippRowOfKind(IppValueKind kind) noexcept {

@@ -4,8 +4,12 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
+#include <set>
+#include <span>
 #include <string>
 
+#include "harness/guarded_bytes.h"
 #include "harness/ipp_dump.h"
 #include "harness/wire.h"
 #include "tests/ipp/sample_messages.h"
@@ -27,7 +31,7 @@ std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
                << outcome.dump;
 }
 
-/// Each piece is copied to a block of its exact size, so that the sanitizer sees a read beyond it.
+/// Each piece ends right before a page that cannot be read, so that a read beyond it ends the test.
 Outcome fed(const Bytes& bytes, std::initializer_list<std::size_t> cuts,
             const IppReadPolicy& policy = {}) {
     const auto message = newIppMessage();
@@ -35,8 +39,10 @@ Outcome fed(const Bytes& bytes, std::initializer_list<std::size_t> cuts,
     int result = 0;
     std::size_t start = 0;
     const auto feed = [&](std::size_t end) {
-        const Bytes piece(bytes.begin() + static_cast<std::ptrdiff_t>(start),
-                          bytes.begin() + static_cast<std::ptrdiff_t>(end));
+        static GuardedArea area(1 << 17);
+        const std::span<std::byte> piece = area.last(end - start);
+        std::copy_n(std::as_bytes(std::span(bytes)).subspan(start).begin(), piece.size(),
+                    piece.begin());
         result = reader.feed(piece.data(), piece.size());
         start = end;
     };
@@ -166,6 +172,30 @@ TEST(Reader, LenientPolicyRefusesWhatIsNoMatterOfKinds) {
     for (const SampleMessage& sample : badMessages()) {
         SCOPED_TRACE(sample.name);
         EXPECT_EQ(fedEveryWay(sample.bytes, {.keepUnknownKinds = true}).result, -1);
+    }
+}
+
+TEST(Tags, OfOurGroupsAndKindsAreKnownAndNoOthers) {
+    const std::map<unsigned, IppGroup> groups{{0x01, IppGroup::operation},
+                                              {0x02, IppGroup::job},
+                                              {0x04, IppGroup::printer},
+                                              {0x05, IppGroup::unsupported}};
+    const std::set<unsigned> values{0x10, 0x12, 0x13, 0x21, 0x22, 0x23, 0x30, 0x31, 0x32, 0x33,
+                                    0x35, 0x36, 0x41, 0x42, 0x44, 0x45, 0x46, 0x47, 0x48, 0x49};
+    for (unsigned tag = 0; tag < 256; ++tag) {
+        SCOPED_TRACE(tag);
+        const auto group = ippGroupOfTag(static_cast<std::uint8_t>(tag));
+        EXPECT_EQ(group.has_value(), groups.contains(tag));
+        if (group) {
+            EXPECT_EQ(*group, groups.at(tag));
+            EXPECT_EQ(ippDelimiterTag(*group), tag);
+        }
+        const IppKindRow* const row = ippRowOfTag(static_cast<std::uint8_t>(tag));
+        EXPECT_EQ(row != nullptr, values.contains(tag));
+        if (row != nullptr) {
+            EXPECT_EQ(row->tag, tag);
+            EXPECT_EQ(ippRowOfKind(row->kind), row);
+        }
     }
 }
 

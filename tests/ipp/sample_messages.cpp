@@ -112,6 +112,12 @@ std::vector<SampleMessage> goodMessages() {
         sample("SlackAfterTheInnerLengths",
                operationGroup().value(0x35, "printer-info", std::string_view("\0\1d\0\1t++", 8)),
                "0/0 90 printer-info = 512('d''t')\n"),
+        sample("LanguageWithoutText",
+               operationGroup().value(0x36, "printer-info", std::string_view("\0\2de\0\0", 6)),
+               "0/0 90 printer-info = 1024('de''')\n"),
+        sample("NeitherLanguageNorText",
+               operationGroup().value(0x35, "printer-info", std::string_view("\0\0\0\0", 4)),
+               "0/0 90 printer-info = 512('''')\n"),
         sample("BytesAboveSevenBits", operationGroup().value(0x42, "job-name", "\xC3\xA4\xFF"),
                "0/0 61 job-name = 4096('\\c3\\a4\\ff')\n"),
         sample("ValuesThatLookLikeTags",
@@ -149,6 +155,12 @@ std::vector<SampleMessage> badMessages() {
         bad("NameWithNul", operationGroup().u8({0x44}).text(std::string_view("copies\0", 7))),
         bad("NameOfNulAlone", operationGroup().u8({0x44}).text(std::string_view("\0", 1))),
     };
+    // What looks like a whole value after a tag that is a delimiter's.
+    for (const unsigned tag : {0x00u, 0x06u, 0x0Fu}) {
+        samples.push_back(
+            bad("ValueOfDelimiterTag" + std::to_string(tag),
+                oneAttribute().value(tag, "media", "a4").value(0x44, "media", "a3").u8({0x03})));
+    }
     for (const unsigned tag :
          {0x00u, 0x06u, 0x07u, 0x08u, 0x09u, 0x0Au, 0x0Bu, 0x0Cu, 0x0Du, 0x0Eu, 0x0Fu}) {
         samples.push_back(bad("DelimiterTag" + std::to_string(tag), responseHeader().u8({tag})));
