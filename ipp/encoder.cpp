@@ -23,7 +23,7 @@ struct Field {
 std::size_t fieldSize(const IppValue& value, IppValueLayout layout) noexcept {
     switch (layout) {
         case IppValueLayout::nothing:
-            return 0;
+            break;
         case IppValueLayout::number:
             return 4;
         case IppValueLayout::boolean:
@@ -117,14 +117,10 @@ class Area {
     std::uint8_t* const end_;
 };
 
-/// Output that is only counted.
+/// Output that is only counted. It has no place to write to.
 class Counter {
   public:
     std::size_t size() const noexcept { return size_; }
-    static std::size_t room() noexcept { return 0; }
-    /// Never written to, since there is no room.
-    std::uint8_t* position() noexcept { return &nowhere_; }
-    static void advance(std::uint8_t*) noexcept {}
     bool append(const void*, std::size_t count) noexcept {
         size_ += count;
         return true;
@@ -132,7 +128,6 @@ class Counter {
 
   private:
     std::size_t size_ = 0;
-    std::uint8_t nowhere_ = 0;
 };
 
 /// `Out` is IppBlockBuffer or something with the same way of appending.
@@ -148,6 +143,7 @@ class Writer {
     bool attribute(const IppAttribute& attribute) noexcept;
     bool value(std::string_view name, const IppValue& value) noexcept;
     bool field(std::string_view name, const IppValue& value, const Field& field) noexcept;
+    void fieldInPlace(std::string_view name, const IppValue& value, const Field& field) noexcept;
     bool fieldInPieces(std::string_view name, const IppValue& value, const Field& field) noexcept;
 
     bool big16(std::size_t number) noexcept {
@@ -161,11 +157,22 @@ class Writer {
     Out& out_;
 };
 
-/// Writes in place what there is room for, as nearly always.
 template <class Out>
 bool Writer<Out>::field(std::string_view name, const IppValue& value, const Field& field) noexcept {
     if (field.size > kLongestField || name.size() > kLongestField) return false;
-    if (out_.room() < 5 + name.size() + field.size) return fieldInPieces(name, value, field);
+    if constexpr (requires(Out & out) { out.position(); }) {
+        if (out_.room() >= 5 + name.size() + field.size) {
+            fieldInPlace(name, value, field);
+            return true;
+        }
+    }
+    return fieldInPieces(name, value, field);
+}
+
+/// Where there is room for all of it, as nearly always.
+template <class Out>
+void Writer<Out>::fieldInPlace(std::string_view name, const IppValue& value,
+                               const Field& field) noexcept {
     std::uint8_t* out = out_.position();
     *out++ = field.tag;
     out = put(put16(out, name.size()), name);
@@ -188,7 +195,6 @@ bool Writer<Out>::field(std::string_view name, const IppValue& value, const Fiel
             break;
     }
     out_.advance(out);
-    return true;
 }
 
 /// The same bytes across the end of the block.
@@ -242,11 +248,9 @@ bool Writer<Out>::attribute(const IppAttribute& attribute) noexcept {
         }
         next = next->next;
     } else {
-        if (attribute.nameIndex < 0 ||
-            static_cast<std::size_t>(attribute.nameIndex) >= IppAttributeNames::kCount) {
-            return false;
-        }
-        name = IppAttributeNames::all()[static_cast<std::size_t>(attribute.nameIndex)];
+        const auto index = static_cast<std::size_t>(attribute.nameIndex);
+        if (index >= IppAttributeNames::kCount) return false;
+        name = IppAttributeNames::all()[index];
     }
     for (; next != nullptr; next = next->next) {
         if (!value(name, *next)) return false;

@@ -37,7 +37,6 @@ IppMessage::~IppMessage() {
 void IppMessage::append(IppGroup group, std::uint32_t instance, IppAttribute* attribute) noexcept {
     IppAttributeList& list = groups_[static_cast<std::size_t>(group)];
     attribute->groupInstance = instance;
-    attribute->next = nullptr;
     (list.tail == nullptr ? list.head : list.tail->next) = attribute;
     list.tail = attribute;
     hasOwningAttributes_ = hasOwningAttributes_ || attribute->ownsStorage;

@@ -42,7 +42,8 @@ class IppMessage {
     /// A request's IppOperation, or a response's status code.
     IppOperation operation() const noexcept { return static_cast<IppOperation>(operationOrStatus); }
 
-    /// Links an attribute at the group's end; the message owns it from now on.
+    /// Links an attribute that is in no list yet at the group's end; the message owns it from now
+    /// on.
     void append(IppGroup group, std::uint32_t instance, IppAttribute* attribute) noexcept;
 
     /// Where the reader keeps what it reads.

@@ -6,7 +6,6 @@
 #include <limits>
 #include <new>
 
-#include "ipp/attribute_names.h"
 #include "ipp/tags.h"
 
 namespace velmora {
@@ -19,10 +18,10 @@ constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 // together elsewhere and copied costs more than its allocation, since the processor must wait for
 // the small stores before it can load them as a whole.
 
-/// As the attribute keeps it. A number that is not an index becomes -1.
+/// As the attribute keeps it. A number too large for that stays one that is no index, nor -1.
 std::int16_t keptIndex(int nameIndex) noexcept {
-    constexpr int kNone = static_cast<int>(IppAttributeNames::kCount);
-    return static_cast<std::int16_t>(std::clamp(nameIndex, -2, kNone));
+    using Limits = std::numeric_limits<std::int16_t>;
+    return static_cast<std::int16_t>(std::clamp<int>(nameIndex, Limits::min(), Limits::max()));
 }
 
 /// An attribute with `count` values, linked but not filled, and in `place` room for `texts` bytes.
@@ -38,9 +37,7 @@ UniqueIppAttribute newBlock(int nameIndex, std::size_t count, std::size_t texts,
     place = storage == nullptr ? static_cast<char*>(memory) + size
                                : storage->allocateOctets(texts, kNoLimit);
     if (place == nullptr) return nullptr;
-    auto* const attribute = new (memory) IppAttribute;
-    attribute->next = nullptr;
-    attribute->groupInstance = 0;
+    auto* const attribute = new (memory) IppAttribute{};
     attribute->nameIndex = keptIndex(nameIndex);
     attribute->ownsStorage = storage == nullptr;
     attribute->hasValues = count != 0;

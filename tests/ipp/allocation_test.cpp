@@ -157,6 +157,22 @@ TEST(Allocation, EncodeThatFailsGivesMinusOneAndNoBuffer) {
     EXPECT_GE(count, 3u);
 }
 
+TEST(Allocation, EncodeFailsWhicheverFieldIsTheFirstOfABlock) {
+    // A growing text moves each of the fields after it to the start of the second block: tags,
+    // lengths, texts, the delimiter of the next group and the end tag.
+    for (std::size_t length = 400; length <= 520; ++length) {
+        const std::string text(length, 't');
+        const UniqueIppMessage message = newIppMessage();
+        addIppAttribute(*message, IppGroup::operation, 0, newNameAttribute(0, text.c_str()));
+        addIppAttribute(*message, IppGroup::printer, 0, newKeywordAttribute(0, kTexts));
+        addIppAttribute(*message, IppGroup::job, 0, newIntegerAttribute(0, 1));
+        UniqueIppBlockBuffer buffer;
+        const FailingAllocation failing(1);  // the first is the buffer's own
+        const int result = encodeIppMessage(*message, true, buffer);
+        EXPECT_EQ(result, failing.happened() ? -1 : 0) << length;
+    }
+}
+
 /// A response of many kinds whose storage takes several blocks.
 Bytes largeResponse() {
     Wire wire = responseHeader();
@@ -259,6 +275,16 @@ TEST(Storage, TakesMemoryUpToItsLimitAndNotAByteMore) {
             EXPECT_EQ(storage.allocateOctets(size, limit) != nullptr, limit == 2 * block);
             EXPECT_LE(allocationCounts().liveBytes - before, limit);
         }
+    }
+}
+
+TEST(Storage, HoldsLittleMoreThanWhatItWasAskedFor) {
+    IppStorage storage;
+    const std::size_t before = allocationCounts().liveBytes;
+    for (std::size_t taken = 0; taken < 2'000'000; taken += 24 + 16) {
+        ASSERT_NE(storage.allocate(24, ~std::size_t{0}), nullptr);
+        ASSERT_NE(storage.allocateOctets(16, ~std::size_t{0}), nullptr);
+        ASSERT_LE(allocationCounts().liveBytes - before, taken + taken / 16 + 700) << taken;
     }
 }
 

@@ -49,6 +49,13 @@ TEST(BlockBuffer, FlattensWhatWasAppendedInPieces) {
     }
 }
 
+TEST(BlockBuffer, TotalBeyond32BitsIsRefusedWithNothingRead) {
+    IppBlockBuffer buffer;
+    EXPECT_TRUE(buffer.append("ab", 2));
+    EXPECT_FALSE(buffer.append("c", 0xFFFFFFFEu));
+    EXPECT_EQ(flattened(buffer), (std::vector<std::uint8_t>{'a', 'b'}));
+}
+
 TEST(BlockBuffer, InPlaceWritesAreTakenByAdvance) {
     IppBlockBuffer buffer;
     const auto bytes = pattern(510);

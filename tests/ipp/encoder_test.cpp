@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <limits>
+#include <span>
 #include <string>
 
 #include "harness/ipp_dump.h"
@@ -359,7 +361,8 @@ TEST(Encode, AttributeThatCannotHaveANameIsRefused) {
     UniqueIppAttribute attributes[] = {
         newIppAttribute(-1, {&number, 1}), newKeywordAttribute(-1, ""),
         newKeywordAttribute(-1, empty),    newIntegerAttribute(-2, 1),
-        newIntegerAttribute(129, 1),       newIntegerAttribute(65536, 1)};
+        newIntegerAttribute(129, 1),       newIntegerAttribute(65536, 1),
+        newIntegerAttribute(65535, 1),     newIntegerAttribute(-65537, 1)};
     for (UniqueIppAttribute& attribute : attributes) {
         const auto message = responseOf(IppGroup::job, std::move(attribute));
         EXPECT_EQ(encodeIppMessage(*message, true, buffer), -1);
@@ -414,6 +417,101 @@ TEST(NewAttribute, EachConstructorKeepsItsPayloadsInOrder) {
                   " 128(600:1200:3) 128(1:2:4)\n" + start + " 256(1:5) 256(-3:7)\n" + start +
                   four("4096") + start + four("8192") + start + four("16384") + start +
                   four("65536") + start + four("131072"));
+}
+
+TEST(NewAttribute, WithoutPayloadsIsHeldAndWritesNothing) {
+    const std::span<const std::int32_t> numbers;
+    const std::span<const bool> booleans;
+    const std::span<const IppResolution> resolutions;
+    const std::span<const IppRange> ranges;
+    const std::span<const char* const> texts;
+    const std::span<const IppValue> values;
+    const UniqueIppMessage message = newIppMessage();
+    for (IppStorage* const storage : {static_cast<IppStorage*>(nullptr), &message->storage()}) {
+        UniqueIppAttribute attributes[] = {newIntegerAttribute(kMedia, numbers, storage),
+                                           newBooleanAttribute(kMedia, booleans, storage),
+                                           newEnumAttribute(kMedia, numbers, storage),
+                                           newResolutionAttribute(kMedia, resolutions, storage),
+                                           newRangeAttribute(kMedia, ranges, storage),
+                                           newNameAttribute(kMedia, texts, storage),
+                                           newKeywordAttribute(kMedia, texts, storage),
+                                           newUriAttribute(kMedia, texts, storage),
+                                           newCharsetAttribute(kMedia, texts, storage),
+                                           newNaturalLanguageAttribute(kMedia, texts, storage),
+                                           newIppAttribute(kMedia, values, storage)};
+        for (UniqueIppAttribute& attribute : attributes) {
+            ASSERT_NE(attribute, nullptr);
+            EXPECT_EQ(attribute->nameIndex, kMedia);
+            EXPECT_EQ(attribute->firstValue(), nullptr);
+            addIppAttribute(*message, IppGroup::job, 0, std::move(attribute));
+        }
+    }
+    EXPECT_EQ(encoded(*message, true), jobResponse(Wire()));
+}
+
+TEST(NewAttribute, OfAnyKindsCopiesItsTexts) {
+    for (const bool stored : {false, true}) {
+        std::string text = "text";
+        std::string raw("r\0w", 3);
+        std::string both("en\0ready", 8);
+        std::string last = "last";
+        IppValue values[] = {
+            textValue(IppValueKind::keyword, text.c_str()), valueOf(IppValueKind::rawOctets),
+            valueOf(IppValueKind::textWithLanguage), valueOf(IppValueKind::integer),
+            textValue(IppValueKind::uri, last.c_str())};
+        values[1].raw = {3, 0x7F, raw.c_str()};
+        values[2].languageText = {2, both.c_str()};
+        values[3].number = 7;
+        const UniqueIppMessage message = newIppMessage();
+        addIppAttribute(*message, IppGroup::job, 0,
+                        newIppAttribute(kMedia, values, stored ? &message->storage() : nullptr));
+        for (std::string* const given : {&text, &raw, &both, &last})
+            given->assign(given->size(), 'x');
+        EXPECT_EQ(encoded(*message, true), jobResponse(Wire()
+                                                           .value(0x44, "media", "text")
+                                                           .value(0x7F, "", {'r', 0, 'w'})
+                                                           .u8({0x35})
+                                                           .u16(0)
+                                                           .u16(11)
+                                                           .text("en")
+                                                           .text("ready")
+                                                           .value(0x21, "", {0, 0, 0, 7})
+                                                           .value(0x45, "", "last")));
+    }
+}
+
+TEST(NewAttribute, TextsInAStorageLeaveTheirNeighboursAlone) {
+    const UniqueIppMessage message = newIppMessage();
+    Wire wire;
+    for (int i = 0; i < 40; ++i) {
+        const std::string number = std::to_string(i);
+        const std::string texts[] = {"first-" + number, "the-second-" + number,
+                                     std::string(i == 20 ? 3000 : 14, 'l') + number};
+        const char* const given[] = {texts[0].c_str(), texts[1].c_str(), texts[2].c_str()};
+        const std::size_t count = static_cast<std::size_t>(i) % 3 + 1;
+        const std::span<const char* const> some(given, count);
+        IppValue values[3];
+        for (std::size_t at = 0; at < count; ++at)
+            values[at] = textValue(IppValueKind::keyword, given[at]);
+        addIppAttribute(*message, IppGroup::job, 0,
+                        i % 2 == 0 ? newKeywordAttribute(kMedia, some, &message->storage())
+                                   : newIppAttribute(kMedia, {values, count}, &message->storage()));
+        for (std::size_t at = 0; at < count; ++at)
+            wire.value(0x44, at == 0 ? "media" : "", texts[at]);
+    }
+    EXPECT_EQ(encoded(*message, true), jobResponse(wire));
+}
+
+TEST(NewAttribute, CountWhoseSizeCannotBeANumberGivesNull) {
+    // The values' size would wrap and the block be far too small. Nothing is read of the payloads.
+    const std::int32_t number = 1;
+    const std::size_t most = std::numeric_limits<std::size_t>::max() / sizeof(IppValue);
+    for (const std::size_t count : {most, most + 1, most + 2, most + 10}) {
+        EXPECT_EQ(newIntegerAttribute(kCopies, std::span(&number, count)), nullptr);
+        UniqueIppMessage message = newIppMessage();
+        EXPECT_EQ(newIntegerAttribute(kCopies, std::span(&number, count), &message->storage()),
+                  nullptr);
+    }
 }
 
 TEST(NewAttribute, ValueOfNoKindGivesNull) {
