@@ -22,18 +22,17 @@ class Scanner {
         return true;
     }
 
-    /// The number at the position and the spaces after it; false when there is none of 32 bits.
-    bool number(std::uint32_t& number) noexcept {
-        if (rest_.empty() || !isDigit(rest_.front())) return false;
+    /// The number at the position, and the spaces after it; nothing if there is none of 32 bits.
+    std::optional<std::uint32_t> number() noexcept {
+        if (rest_.empty() || !isDigit(rest_.front())) return std::nullopt;
         std::uint64_t value = 0;
         while (!rest_.empty() && isDigit(rest_.front())) {
             value = value * 10 + static_cast<std::uint64_t>(rest_.front() - '0');
-            if (value > std::numeric_limits<std::uint32_t>::max()) return false;
+            if (value > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
             rest_.remove_prefix(1);
         }
         skipSpaces();
-        number = static_cast<std::uint32_t>(value);
-        return true;
+        return static_cast<std::uint32_t>(value);
     }
 
   private:
@@ -58,15 +57,16 @@ bool PageRanges::read(std::string_view text) {
     Scanner scanner(text);
     scanner.skipSpaces();
     do {
-        std::uint32_t lower = 0;
-        if (!scanner.number(lower)) return false;
-        std::uint32_t upper = lower;
+        const std::optional<std::uint32_t> lower = scanner.number();
+        if (!lower) return false;
+        std::optional<std::uint32_t> upper = lower;
         if (scanner.take('-')) {
             scanner.skipSpaces();
-            if (!scanner.number(upper) || lower > upper) return false;
+            upper = scanner.number();
+            if (!upper || *lower > *upper) return false;
         }
         if (!scanner.atEnd() && !scanner.take(',')) return false;
-        ranges_.push_back({upper, lower});
+        ranges_.push_back({*upper, *lower});
         scanner.skipSpaces();
     } while (!scanner.atEnd());
     return true;

@@ -7,7 +7,7 @@
 namespace velmora {
 namespace {
 
-constexpr std::array<std::pair<char, char>, 3> kEscapes{{{'\n', 'n'}, {'\r', 'r'}, {'\t', 't'}}};
+constexpr std::array kEscapes{std::pair{'\n', 'n'}, std::pair{'\r', 'r'}, std::pair{'\t', 't'}};
 
 }  // namespace
 

@@ -62,6 +62,7 @@ TEST(AttributeNames, ComparisonIsExact) {
         EXPECT_EQ(IppAttributeNames::indexOf(name), -1) << name;
     }
     EXPECT_EQ(IppAttributeNames::indexOf(std::string_view("copies\0", 7)), -1);
+    EXPECT_EQ(IppAttributeNames::indexOf(std::string_view()), -1) << "there is no byte to look at";
 }
 
 TEST(AttributeNames, LookupAgreesWithTheScanForChangedNames) {
