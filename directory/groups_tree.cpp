@@ -3,6 +3,7 @@
 // ends, at any depth; an intact tree is not affected.
 
 #include <algorithm>
+#include <array>
 #include <deque>
 #include <iterator>
 #include <set>
@@ -178,7 +179,7 @@ void CGroupsDB::GetGroups(std::vector<CGroupsDBGroup*>& list) const {
 }
 
 void CGroupsDB::CollectPrinters(std::uint32_t group, std::vector<CGroupsDBPrinter*>& list) const {
-    std::vector<CGroupsDBPrinter*> found = CollectPrinters(std::span(&group, 1));
+    std::vector<CGroupsDBPrinter*> found = CollectPrinters(std::array{group});
     if (list.empty()) {
         list = std::move(found);
         return;
@@ -216,7 +217,7 @@ bool CGroupsDB::CanPlace(const CGroupsDBNode& node, std::uint32_t target) const 
     std::uint32_t id = target;
     // A way up that is longer than the tree has nodes goes round in a circle that the node is not
     // part of.
-    for (std::size_t steps = 0; steps <= nodes_.size(); ++steps) {
+    for (std::size_t left = nodes_.size(); left > 0; --left) {
         const CGroupsDBNode* const record = FindNode(id);
         if (record == &node) return false;
         if (record == nullptr || record->parent == 0) return true;

@@ -53,6 +53,44 @@ TEST(Directory, WithoutStoreLoadAndSaveLeaveItAsItIs) {
     EXPECT_EQ(idsOf(db), Ids{7});
 }
 
+/// Counts its calls; a load brings one group.
+class FakeStore : public GroupsStore {
+  public:
+    void load(CGroupsDB& directory) override {
+        sizesAtLoad.push_back(directory.nodes().size() + directory.portPrinters().size());
+        directory.Insert(group(storedId, 1, "stored"));
+    }
+    void save(const CGroupsDB& directory) override { saved.push_back(idsOf(directory)); }
+
+    std::uint32_t storedId = 3;
+    std::vector<std::size_t> sizesAtLoad;
+    std::vector<Ids> saved;
+};
+
+TEST(Directory, WithAStoreIsReadAtOnceAndSavedOnRequestOnly) {
+    FakeStore store;
+    CGroupsDB db(store);
+    EXPECT_EQ(idsOf(db), Ids{3});
+    EXPECT_TRUE(store.saved.empty());
+    db.AddGroup("new", 1);
+    db.Save();
+    EXPECT_EQ(store.saved, (std::vector<Ids>{{3, 4}}));
+    EXPECT_EQ(store.sizesAtLoad, std::vector<std::size_t>{0});
+}
+
+TEST(Directory, LoadForgetsWhatTheStoreDoesNotHave) {
+    FakeStore store;
+    CGroupsDB db(store);
+    db.Insert(group(70, 1, "not saved"));
+    db.SetPortPrinter("not saved", {"ipp://h/", 0, "", ""});
+    store.storedId = 5;
+    db.Load();
+    EXPECT_EQ(store.sizesAtLoad, (std::vector<std::size_t>{0, 0}));
+    EXPECT_EQ(idsOf(db), Ids{5});
+    EXPECT_TRUE(db.portPrinters().empty());
+    EXPECT_EQ(db.nextId(), 6u);
+}
+
 TEST(Directory, NextIdGoesPastEveryInsertedIdAndWraps) {
     CGroupsDB db;
     db.Insert(group(1, 0, "root"));

@@ -16,7 +16,8 @@ namespace {
 using namespace velmora::testing;
 using Ids = std::vector<std::uint32_t>;
 
-constexpr std::uint32_t kDepth = 100'000;
+// Deep enough that a recursion would need more than any stack has.
+constexpr std::uint32_t kDepth = 40'000;
 
 /// Groups 1 to kDepth, each below the one before; the last holds a printer.
 CGroupsDB deepChain() {
@@ -135,6 +136,15 @@ TEST(DeepChain, IsWrittenAndReadAsAPayload) {
     EXPECT_EQ(nodesOf(read), nodesOf(db));
 }
 
+TEST(PlacingBelowEveryOtherNode, StillMeetsTheTop) {
+    // No node stands beside the way up, so the walk must take as many steps as there are nodes.
+    CGroupsDB db;
+    for (std::uint32_t id = 1; id <= 5; ++id) {
+        db.Insert(group(id, id - 1, std::to_string(id)));
+        EXPECT_FALSE(db.CanPlace(*db.FindNode(1), id)) << id;
+    }
+}
+
 struct Cycle {
     const char* description;
     std::vector<std::pair<std::uint32_t, std::uint32_t>> groups;  ///< id, parent
@@ -213,16 +223,17 @@ TEST(CyclicTreeWithTail, WalkUpFromTheTailEndsInTheCircle) {
 }
 
 TEST(LongCycle, EndsEveryWalk) {
+    constexpr std::uint32_t kInside = kDepth / 4 * 3;
     CGroupsDB db;
     for (std::uint32_t id = 1; id <= kDepth; ++id)
         db.Insert(group(id, id == 1 ? kDepth : id - 1, "g"));
     db.Insert(printer(200'000, 500, "P"));
     const auto* stranger = db.AddGroup("stranger", 0);
-    EXPECT_EQ(collect(db, {77'777}), Ids{200'000});
-    EXPECT_TRUE(db.CanPlace(*stranger, 77'777));
-    db.CopySubtree(*db.FindNode(77'777), stranger->id);
+    EXPECT_EQ(collect(db, {kInside}), Ids{200'000});
+    EXPECT_TRUE(db.CanPlace(*stranger, kInside));
+    db.CopySubtree(*db.FindNode(kInside), stranger->id);
     EXPECT_EQ(db.nodes().size(), 2 * kDepth + 3);
-    db.DeleteNode(77'777);
+    db.DeleteNode(kInside);
     EXPECT_EQ(db.nodes().size(), kDepth + 2);
 }
 
