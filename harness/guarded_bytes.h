@@ -15,7 +15,7 @@
 
 namespace velmora::testing {
 
-/// Memory right before a page that can be neither read nor written: who goes one byte too far ends
+/// Memory right before a page that can be neither read nor written: an access one byte too far ends
 /// the program.
 class GuardedArea {
   public:

@@ -7,8 +7,8 @@ namespace velmora {
 namespace {
 
 constexpr bool rowsStandAtTheirIndex() {
-    for (std::size_t i = 0; i < kIppKinds.size(); ++i) {
-        if (ippRowIndex(kIppKinds[i].kind) != i) return false;
+    for (std::size_t row = 0; row < kIppKinds.size(); ++row) {
+        if (ippRowIndex(kIppKinds[row].kind) != row) return false;
     }
     return true;
 }

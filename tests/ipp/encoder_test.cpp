@@ -356,7 +356,8 @@ TEST(Encode, MessageThatCannotBeWrittenHasNoSize) {
 
 TEST(Encode, AttributeThatCannotHaveANameIsRefused) {
     UniqueIppBlockBuffer buffer;
-    const IppValue number = valueOf(IppValueKind::integer);
+    IppValue number = valueOf(IppValueKind::integer);
+    number.number = 7;  // where a text has its length
     const auto empty = std::array{"", "value"};
     UniqueIppAttribute attributes[] = {
         newIppAttribute(-1, {&number, 1}), newKeywordAttribute(-1, ""),
