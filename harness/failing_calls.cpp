@@ -3,9 +3,12 @@
 #include <process.h>
 #include <winspool.h>
 
+#include <aclapi.h>
 #include <sddl.h>
 #include <shlwapi.h>
+#include <wincrypt.h>
 #include <wininet.h>
+#include <winver.h>
 
 #include <algorithm>
 #include <atomic>
@@ -13,11 +16,13 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 
 #include "harness/wininet/wininet_functions.h"
@@ -44,6 +49,7 @@ struct Function {
 
 std::atomic<bool> armed{false};
 std::atomic<bool> paused{false};
+std::atomic<bool> memorySleeps{false};
 std::atomic<unsigned> failingKinds{0};
 std::atomic<std::size_t> callsMade{0};
 std::array<std::atomic<std::size_t>, kFaultKinds> callsOfKind{};
@@ -55,6 +61,8 @@ std::atomic<long> threads{0};
 /// Whether this is the call that fails.
 bool fails(const Function& function) noexcept {
     if (!armed || paused || function.kind == 0) return false;
+    if (function.kind != kMemoryFault) memorySleeps = false;
+    if (memorySleeps) return false;
     ++callsOfKind[std::countr_zero(function.kind)];
     if ((function.kind & failingKinds) == 0) return false;
     if (callsMade++ != failingCall) return false;
@@ -144,6 +152,8 @@ Function freeFunction{"msvcrt.dll", "free", 0, Says::zero, 0, Resource::block, -
 Function threadFunction{
     "msvcrt.dll", "_beginthreadex", kThreadFault, Says::zero, 0, Resource::handle, 1};
 
+Function openFunction{"msvcrt.dll", "fopen", kFileFault, Says::zero, 0};
+
 bool failsWithErrno(const Function& function, int code) noexcept {
     if (!fails(function)) return false;
     errno = code;
@@ -169,6 +179,10 @@ void* __cdecl failingRealloc(void* block, std::size_t size) {
     void* const moved = std::realloc(block, size);
     if (moved != nullptr && block == nullptr) count(reallocFunction);
     return moved;
+}
+
+std::FILE* __cdecl failingOpen(const char* path, const char* mode) {
+    return failsWithErrno(openFunction, EMFILE) ? nullptr : std::fopen(path, mode);
 }
 
 void __cdecl countedFree(void* block) {
@@ -309,6 +323,75 @@ std::vector<Entry> importedFunctions() {
     };
 }
 
+/// Those that the administration tool imports beyond the library's.
+std::vector<Entry> toolFunctions() {
+    constexpr const char* kRegistry = "ADVAPI32.dll";
+    constexpr const char* kKernel = "KERNEL32.dll";
+    constexpr const char* kSpooler = "WINSPOOL.DRV";
+    constexpr const char* kWinInet = "WININET.DLL";
+    constexpr const char* kCertificates = "CRYPT32.dll";
+    constexpr DWORD kScarce = ERROR_NO_SYSTEM_RESOURCES;
+    constexpr DWORD kGone = RPC_S_SERVER_UNAVAILABLE;
+    using enum Says;
+    return {
+        runtimeEntry(openFunction, &failingOpen),
+
+        entry<"CopyFileA", decltype(&::CopyFileA)>(kKernel, kFileFault, zero, ERROR_DISK_FULL),
+        entry<"DeleteFileA", decltype(&::DeleteFileA)>(kKernel, kFileFault, zero,
+                                                       ERROR_ACCESS_DENIED),
+        entry<"FindFirstFileA", decltype(&::FindFirstFileA)>(kKernel, kFileFault, invalidHandle,
+                                                             ERROR_ACCESS_DENIED),
+        entry<"FlushFileBuffers", decltype(&::FlushFileBuffers)>(kKernel, kFileFault, zero,
+                                                                 ERROR_DISK_FULL),
+        entry<"GetPrivateProfileSectionA", decltype(&::GetPrivateProfileSectionA)>(
+            kKernel, kFileFault, zero, ERROR_SHARING_VIOLATION),
+        entry<"MoveFileA", decltype(&::MoveFileA)>(kKernel, kFileFault, zero, ERROR_ACCESS_DENIED),
+        entry<"GetFileVersionInfoA", decltype(&::GetFileVersionInfoA)>("VERSION.dll", kFileFault,
+                                                                       zero, kScarce),
+        entry<"OpenProcessToken", decltype(&::OpenProcessToken)>(
+            kRegistry, kThreadFault, zero, ERROR_ACCESS_DENIED, Resource::handle),
+        entry<"GetTokenInformation", decltype(&::GetTokenInformation)>(kRegistry, kThreadFault,
+                                                                       zero, kScarce),
+        entry<"ConvertSidToStringSidA", decltype(&::ConvertSidToStringSidA)>(
+            kRegistry, kFileFault, zero, ERROR_NOT_ENOUGH_MEMORY),
+
+        entry<"RegCreateKeyExA", decltype(&::RegCreateKeyExA)>(kRegistry, kRegistryFault, code,
+                                                               kScarce, Resource::key),
+        entry<"GetSecurityInfo", decltype(&::GetSecurityInfo)>(kRegistry, kRegistryFault, code,
+                                                               ERROR_ACCESS_DENIED),
+        entry<"SetSecurityInfo", decltype(&::SetSecurityInfo)>(kRegistry, kRegistryFault, code,
+                                                               ERROR_ACCESS_DENIED),
+
+        entry<"AddMonitorA", decltype(&::AddMonitorA)>(kSpooler, kSpoolerFault, zero, kGone),
+        entry<"AddPrinterA", decltype(&::AddPrinterA)>(kSpooler, kSpoolerFault, zero, kGone,
+                                                       Resource::printer),
+        entry<"DeleteMonitorA", decltype(&::DeleteMonitorA)>(kSpooler, kSpoolerFault, zero, kGone),
+        entry<"DeletePrinter", decltype(&::DeletePrinter)>(kSpooler, kSpoolerFault, zero, kGone),
+        entry<"EndDocPrinter", decltype(&::EndDocPrinter)>(kSpooler, kSpoolerFault, zero, kGone),
+        entry<"EnumJobsA", decltype(&::EnumJobsA)>(kSpooler, kSpoolerFault, zero, kGone),
+        entry<"EnumMonitorsA", decltype(&::EnumMonitorsA)>(kSpooler, kSpoolerFault, zero, kGone),
+        entry<"EnumPrinterDriversA", decltype(&::EnumPrinterDriversA)>(kSpooler, kSpoolerFault,
+                                                                       zero, kGone),
+        entry<"EnumPrintersA", decltype(&::EnumPrintersA)>(kSpooler, kSpoolerFault, zero, kGone),
+        entry<"GetPrinterA", decltype(&::GetPrinterA)>(kSpooler, kSpoolerFault, zero, kGone),
+        entry<"OpenPrinterA", decltype(&::OpenPrinterA)>(kSpooler, kSpoolerFault, zero, kGone,
+                                                         Resource::printer),
+        entry<"ClosePrinter", decltype(&::ClosePrinter)>(kSpooler, 0, zero, 0, Resource::printer,
+                                                         -1),
+        entry<"SetPrinterA", decltype(&::SetPrinterA)>(kSpooler, kSpoolerFault, zero, kGone),
+        entry<"StartDocPrinterA", decltype(&::StartDocPrinterA)>(kSpooler, kSpoolerFault, zero,
+                                                                 kGone),
+        entry<"WritePrinter", decltype(&::WritePrinter)>(kSpooler, kSpoolerFault, zero, kGone),
+
+        entry<"HttpSendRequestA", decltype(&::HttpSendRequestA)>(kWinInet, kInternetFault, zero,
+                                                                 ERROR_INTERNET_CANNOT_CONNECT),
+        entry<"InternetQueryOptionA", decltype(&::InternetQueryOptionA)>(
+            kWinInet, kInternetFault, zero, ERROR_INTERNET_INVALID_OPTION),
+        entry<"CertOpenStore", decltype(&::CertOpenStore)>(kCertificates, kRegistryFault, zero,
+                                                           ERROR_ACCESS_DENIED),
+    };
+}
+
 /// The functions that GetProcAddress returns.
 const std::vector<Entry>& spoolerFunctions() {
     using enum Says;
@@ -341,6 +424,11 @@ void tellPlace(const char* what) noexcept {
     std::fprintf(stderr, "%s after call number %zu failed: %s\n", what, failingCall.load(),
                  function == nullptr ? "(not reached)" : function->name);
     std::fflush(stderr);
+}
+
+void __cdecl tellEnd(int) {
+    tellPlace("end of the program");
+    std::_Exit(3);
 }
 
 LONG WINAPI tellCrash(EXCEPTION_POINTERS*) {
@@ -402,15 +490,22 @@ class FailingCalls::Watch {
     std::thread thread_;
 };
 
-FailingCalls::FailingCalls(HMODULE module) : watch_(std::make_unique<Watch>()) {
+FailingCalls::FailingCalls(HMODULE module, Caller caller) : watch_(std::make_unique<Watch>()) {
     SetUnhandledExceptionFilter(&tellCrash);
-    const std::vector<Entry> entries = importedFunctions();
-    patches_.reserve(entries.size() + 2);
-    for (const Entry& entry : entries) {
+    std::signal(SIGABRT, &tellEnd);
+    const auto patch = [&](const Entry& entry) {
         patches_.push_back(std::make_unique<ImportPatch>(entry.function->library,
                                                          entry.function->name, entry.replacement,
                                                          module, entry.original));
+    };
+    for (const Entry& entry : importedFunctions()) {
+        try {
+            patch(entry);
+        } catch (const std::runtime_error&) {
+            if (caller == Caller::library) throw;
+        }
     }
+    if (caller == Caller::tool) std::ranges::for_each(toolFunctions(), patch);
     patches_.push_back(std::make_unique<ImportPatch>(
         "KERNEL32.dll", "GetProcAddress", reinterpret_cast<void (*)()>(&namedFunction), module));
     patches_.push_back(
@@ -422,7 +517,7 @@ FailingCalls::~FailingCalls() {
     armed = false;
 }
 
-void FailingCalls::fail(std::size_t index, unsigned kinds) noexcept {
+void FailingCalls::fail(std::size_t index, unsigned kinds, bool memoryLater) noexcept {
     callsMade = 0;
     for (std::atomic<std::size_t>& calls : callsOfKind)
         calls = 0;
@@ -430,6 +525,7 @@ void FailingCalls::fail(std::size_t index, unsigned kinds) noexcept {
     failingKinds = kinds;
     failed = nullptr;
     paused = false;
+    memorySleeps = memoryLater;
     watch_->begin();
     armed = true;
 }

@@ -57,15 +57,20 @@ class FailingCalls {
         DWORD code = 0;  ///< the error that the call reported
     };
 
+    /// What the module is: the library, or the administration tool's verbs, which make other calls
+    /// as well and not all of the library's.
+    enum class Caller { library, tool };
+
     /// Throws std::runtime_error when the module does not import one of the functions.
-    explicit FailingCalls(HMODULE module);
+    explicit FailingCalls(HMODULE module, Caller caller = Caller::library);
     ~FailingCalls();
     FailingCalls(const FailingCalls&) = delete;
     FailingCalls& operator=(const FailingCalls&) = delete;
 
     /// From now on call number `index` (from 0) of those of `kinds` fails, and no other. A crash
-    /// names it, and so does a hang of half a minute, which ends the program.
-    void fail(std::size_t index, unsigned kinds) noexcept;
+    /// names it, and so does a hang of half a minute, which ends the program. With `memoryLater`
+    /// calls for memory count from the first other call on.
+    void fail(std::size_t index, unsigned kinds, bool memoryLater = false) noexcept;
     /// Calls do not count, and none fails, until the next resume() or fail().
     static void pause() noexcept;
     static void resume() noexcept;

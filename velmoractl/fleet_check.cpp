@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -112,17 +113,21 @@ class Asking {
     }
 
   private:
+    using Answers = std::list<std::pair<std::size_t, FleetResult>>;
     struct Desk {
         std::mutex mutex;
         std::condition_variable changed;
-        std::vector<std::pair<std::size_t, FleetResult>> answers;
+        Answers answers;
     };
 
     void start(std::size_t one) {
-        startUnattended([desk = desk_, printer = printers_[one], limit = limit_, one] {
-            FleetResult result = ask(printer, limit);
+        // Its place is made here: nothing may be thrown in the thread.
+        const auto place = std::make_shared<Answers>(1);
+        place->front().first = one;
+        startUnattended([desk = desk_, place, printer = printers_[one], limit = limit_] {
+            place->front().second = ask(printer, limit);
             const std::scoped_lock lock(desk->mutex);
-            desk->answers.emplace_back(one, std::move(result));
+            desk->answers.splice(desk->answers.end(), *place);
             desk->changed.notify_all();
         });
         running_[one] = Clock::now() + limit_;
@@ -139,7 +144,7 @@ class Asking {
     }
 
     void collect(const std::function<void(std::size_t, FleetResult&&)>& take) {
-        std::vector<std::pair<std::size_t, FleetResult>> answers;
+        Answers answers;
         {
             const std::scoped_lock lock(desk_->mutex);
             answers.swap(desk_->answers);

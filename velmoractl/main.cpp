@@ -4,8 +4,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <new>
 #include <nlohmann/json.hpp>
+#include <system_error>
 
 #include "platform/text.h"
 #include "velmoractl/server_runs.h"
@@ -44,6 +47,8 @@ constexpr char kFooter[] =
     "  velmoractl port add Office --url ipp://printer.example/ipp/print\n"
     "  velmoractl probe --port Office\n"
     "Every verb has its own --help with an example.";
+
+constexpr char kAfterMemory[] = "close programs and try again";
 
 // How a run learns that it is one of those for several servers.
 constexpr char kPart[] = "--part";
@@ -203,26 +208,56 @@ int carryOut(CommandLine& line, Session& session, int count, const wchar_t* cons
     return static_cast<int>(ExitCode::done);
 }
 
+/// What a command has thrown, as an error to be told.
+CommandError asError() {
+    try {
+        throw;
+    } catch (const CommandError& error) {
+        return error;
+    } catch (const std::bad_alloc&) {
+        return {ExitCode::failed, "the command", "memory has run out", kAfterMemory,
+                "out-of-memory"};
+    } catch (const std::system_error& error) {
+        // Of the standard library: no thread could be started.
+        return {ExitCode::failed, "the command", shown(error.what()), kAfterMemory};
+    } catch (const std::exception& error) {
+        return {ExitCode::failed, "the command", shown(error.what()), "please report this",
+                "internal-error"};
+    }
+}
+
+/// The end where no exception can be reported: in a destructor, such as those of JSON values, which
+/// allocate, or in a thread. The C library's own end would be exit code 3, which is another one's.
+[[noreturn]] void endWithoutMemory() {
+    writeError(
+        "velmoractl: the command: memory has run out in the middle of it; see what has been "
+        "done, ");
+    writeError(kAfterMemory);
+    writeError("\n");
+    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitCode::failed));
+    std::abort();
+}
+
 int run(int count, const wchar_t* const* words) {
-    CommandLine line("Sets up and runs the Velmora IPP port monitor.", kFooter, kCommon,
-                     ownVersion);
+    std::set_terminate(&endWithoutMemory);
     Session session;
-    addVerbs(line.program(), session);
     try {
         try {
+            CommandLine line("Sets up and runs the Velmora IPP port monitor.", kFooter, kCommon,
+                             ownVersion);
+            addVerbs(line.program(), session);
             return carryOut(line, session, count, words);
-        } catch (const CommandError&) {
-            throw;
-        } catch (const std::bad_alloc&) {
-            throw CommandError(ExitCode::failed, "the command", "memory has run out",
-                               "close programs and try again", "out-of-memory");
-        } catch (const std::exception& error) {
-            throw CommandError(ExitCode::failed, "the command", shown(error.what()),
-                               "please report this", "internal-error");
+        } catch (...) {
+            const CommandError error = asError();
+            session.json = session.json || asksForJson(count, words);
+            return end(session, error);
         }
-    } catch (const CommandError& error) {
-        session.json = session.json || asksForJson(count, words);
-        return end(session, error);
+    } catch (const std::exception&) {
+        // There was no room for the message either.
+        writeError("velmoractl: the command: memory has run out; ");
+        writeError(kAfterMemory);
+        writeError("\n");
+        return static_cast<int>(ExitCode::failed);
     }
 }
 

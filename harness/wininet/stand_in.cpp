@@ -124,4 +124,15 @@ BOOL WINAPI InternetCloseHandle(HINTERNET handle) {
     return table().internetCloseHandle(handle);
 }
 
+// How the administration tool looks at certificates; printers here have none.
+
+BOOL WINAPI HttpSendRequestA(HINTERNET, LPCSTR, DWORD, LPVOID, DWORD) {
+    return TRUE;
+}
+
+BOOL WINAPI InternetQueryOptionA(HINTERNET, DWORD, LPVOID, LPDWORD) {
+    SetLastError(ERROR_INTERNET_INVALID_OPTION);
+    return FALSE;
+}
+
 }  // extern "C"

@@ -197,7 +197,8 @@ TEST_F(FailingActions, Delete) {
     tryAction("delete", {select("All groups/A"), &begin, command(ID_GROUPS_DELETE)});
 }
 
-/// The record and the directory are stored, by the monitor at the other end of the channel.
+/// The record and the directory are stored, by the monitor at the other end of the channel, whose
+/// answer about the record the client does not look at.
 TEST_F(FailingActions, Ok) {
     trySteps(
         "OK of the sheet",

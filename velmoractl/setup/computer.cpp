@@ -32,7 +32,11 @@ WORD machineOfSpooler(const std::string& system, const std::string& what) {
 
 Computer::Computer(const std::string& server, const std::string& what)
     : server_(server), system_(systemDirectory()), machine_(ownMachine()) {
-    if (isLocal()) return;
+    if (isLocal()) {
+        if (system_.empty())
+            throw systemError(what + ", the system directory", GetLastError(), "try again");
+        return;
+    }
     system_ = server + "\\admin$\\System32";
     const std::string share = what + ", the share " + quotedPath(server + "\\admin$");
     if (GetFileAttributesA(system_.c_str()) == INVALID_FILE_ATTRIBUTES) {

@@ -1,9 +1,12 @@
 #include "velmoractl/setup/installed_settings.h"
 
+#include <windows.h>
+
 #include <string_view>
 
 #include "port/settings.h"
 #include "velmoractl/setup/spooler_setup.h"
+#include "velmoractl/text/console.h"
 
 namespace velmora::ctl {
 namespace {
@@ -21,7 +24,11 @@ std::string installedSetting(const char* key) {
 }
 
 std::string settingIn(const ProfileFile& file, const char* key) {
-    std::string value = file.read("Strings", key);
+    bool unreadable = false;
+    std::string value = file.read("Strings", key, &unreadable);
+    // Under another name the monitor would not be found.
+    if (unreadable)
+        throw systemError("reading " + quotedPath(file.path()), GetLastError(), "try again");
     if (!value.empty()) return value;
     // The library takes the key for the value of a file that lacks it.
     return fileExists(file.path()) ? key : delivered(key);

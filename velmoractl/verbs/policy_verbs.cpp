@@ -77,20 +77,39 @@ std::pair<const PolicyValue*, std::uint32_t> parsed(const std::string& word) {
     return {&*value, number};
 }
 
+using PolicyValues = std::vector<std::pair<const PolicyValue*, std::uint32_t>>;
+
+/// Writes the values; an error tells how many have been written. `before`: what has been done by
+/// then, to be told too.
+void writeAll(PolicyKey& key, const PolicyValues& values, const std::string& verb,
+              const std::string& before = {}) {
+    std::size_t written = 0;
+    try {
+        for (const auto& [value, number] : values) {
+            key.write(*value, number);
+            if (key.read(*value) != number) {
+                throw CommandError(ExitCode::failed, verb + " " + value->name,
+                                   "the registry holds another value", "try again");
+            }
+            ++written;
+        }
+    } catch (const CommandError& error) {
+        if (written == 0 && before.empty()) throw;
+        throw CommandError(error.code(), error.subject(),
+                           error.why() + "; " + before + std::to_string(written) + " of " +
+                               std::to_string(values.size()) + " values have been written",
+                           error.remedy() + "; then run the same command again", error.keyword());
+    }
+}
+
 void set(const Session& session, const PolicyOptions& options) {
     // All are checked before the first is written.
-    std::vector<std::pair<const PolicyValue*, std::uint32_t>> changes;
+    PolicyValues changes;
     for (const std::string& word : options.values)
         changes.push_back(parsed(word));
     PolicyKey key(session.server);
     session.noteServerAnswers();
-    for (const auto& [value, number] : changes) {
-        key.write(*value, number);
-        if (key.read(*value) != number) {
-            throw CommandError(ExitCode::failed, "policy set " + std::string(value->name),
-                               "the registry holds another value", "try again");
-        }
-    }
+    writeAll(key, changes, "policy set");
     if (session.wantsJson()) {
         Json answer = Json::object();
         for (const auto& [value, number] : changes)
@@ -104,10 +123,14 @@ void set(const Session& session, const PolicyOptions& options) {
 void reset(const Session& session, const PolicyOptions& options) {
     PolicyKey key(session.server);
     session.noteServerAnswers();
+    const bool removed = key.exists();
     key.remove();
     if (!options.none) {
+        PolicyValues installed;
         for (const PolicyValue& value : policyValues())
-            key.write(value, value.installed);
+            installed.emplace_back(&value, value.installed);
+        writeAll(key, installed, "policy reset",
+                 removed ? "the policy before it has been removed, and " : "");
     }
     if (session.wantsJson())
         return session.answer({{"policy", options.none ? "none" : "installed"}});
