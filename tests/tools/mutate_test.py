@@ -96,6 +96,13 @@ class Mutate(unittest.TestCase):
         self.assertEqual(0, code, output)
         self.assertIn("4 of 7 changes", output)
 
+    def test_a_raw_text_is_a_text(self):
+        self.write("room/limits.cpp", TREE["room/limits.cpp"].replace(
+            "return size * 2;", 'return R"x(\n1 + 1 "\n)x"[0] + size;'))
+        code, output = self.mutate("--list")
+        self.assertEqual(0, code, output)
+        self.assertEqual(["10", "0"], re.findall(r": constant `(\d+)`", output), output)
+
     def test_a_listed_change_that_is_no_longer_there_is_an_error(self):
         self.write("tools/mutate.equivalent", "room/limits.cpp | constant | return size * 3; | 14 | a reason\n")
         code, output = self.mutate("--sample", "1")
