@@ -1,10 +1,10 @@
 #include "velmoractl/printer_jobs.h"
 
-#include <charconv>
 #include <set>
 
 #include "ipp/print_job.h"
 #include "velmoractl/text/ipp_text.h"
+#include "velmoractl/text/whole_number.h"
 
 namespace velmora::ctl {
 namespace {
@@ -12,13 +12,6 @@ namespace {
 /// A printer that no longer knows a job has forgotten it after its end (RFC 2911, 4.3.7.2).
 constexpr std::uint32_t kStatusNotFound = 0x0406;
 constexpr std::uint32_t kFirstEndedState = 7;  // canceled, aborted, completed
-
-std::optional<std::uint32_t> numberOf(const std::string& text) {
-    std::uint32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return number;
-}
 
 }  // namespace
 
@@ -55,7 +48,7 @@ std::vector<ListedJob> jobsOf(const IppMessage& answer) {
             return valueOf(answer, IppGroup::job, name, instance);
         };
         const auto number = [&](const char* name) -> std::optional<std::int64_t> {
-            return numberOf(value(name));
+            return wholeNumber<std::uint32_t>(value(name));
         };
         jobs.push_back({number("job-id"), value("job-name"), value("job-originating-user-name"),
                         enumKeyword("job-state", value("job-state")), number("job-state"),
@@ -79,7 +72,7 @@ std::optional<PrinterProblem> PrinterJob::find(const std::string& name, const st
             const auto value = [&](const char* attribute) {
                 return valueOf(*answer.message, IppGroup::job, attribute, instance);
             };
-            const auto id = numberOf(value("job-id"));
+            const auto id = wholeNumber<std::uint32_t>(value("job-id"));
             if (!id || value("job-name") != name || value("job-originating-user-name") != user)
                 continue;
             if (id_ && *id_ > *id) continue;
@@ -109,7 +102,7 @@ void PrinterJob::take(const IppMessage& answer, std::uint32_t instance) {
     const std::string number = valueOf(answer, IppGroup::job, "job-state", instance);
     state_ = enumKeyword("job-state", number);
     reasons_ = valuesOf(answer, IppGroup::job, "job-state-reasons", instance);
-    ended_ = numberOf(number).value_or(0) >= kFirstEndedState;
+    ended_ = wholeNumber<std::uint32_t>(number).value_or(0) >= kFirstEndedState;
 }
 
 }  // namespace velmora::ctl

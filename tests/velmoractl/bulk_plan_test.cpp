@@ -256,6 +256,7 @@ TEST_F(Passwords, AllThatAskForOneGetIt) {
 
 TEST_F(Passwords, AreGivenByUserAndByKind) {
     EXPECT_THAT(words(plan({.where = {"user=guest"}})), ElementsAre("change port \"Lobby\""));
+    EXPECT_THAT(words(plan({.where = {"name=Lobby"}})), ElementsAre("change port \"Lobby\""));
     EXPECT_THAT(words(plan({.patterns = {"FL*"}}, {.ports = false})),
                 ElementsAre("change pattern \"FL1\""));
     EXPECT_THAT(words(plan({.all = true}, {.ports = false, .patterns = false})),

@@ -28,7 +28,7 @@ PortConfig port(const std::string& name, const std::string& password = "") {
     config.singleTarget = 1;
     config.printer.url = "ipp://" + name + "/";
     config.printer.useAuthentication = password.empty() ? 0 : 1;
-    config.printer.userName = password.empty() ? "" : "user";
+    config.printer.userName = password.empty() ? "" : "clerk";
     config.printer.password = password;
     return config;
 }
@@ -36,7 +36,7 @@ PortConfig port(const std::string& name, const std::string& password = "") {
 CGroupsDB directory(const std::string& printer, const std::string& url,
                     const std::string& password) {
     CGroupsDB result = testing::emptyDirectory();
-    result.AddPrinter(printer, {url, true, "user", password}, kRootGroup);
+    result.AddPrinter(printer, {url, true, "clerk", password}, kRootGroup);
     return result;
 }
 
@@ -137,7 +137,7 @@ TEST(ConfigurationPlan, APasswordThatIsRemovedIsNotInTheListEither) {
         EXPECT_EQ(inWords(*password), "password: none");
         const Difference* const user = differenceOf(change, "user");
         ASSERT_NE(user, nullptr);
-        EXPECT_EQ(inWords(*user), "user: \"user\" -> none") << "everything else is shown";
+        EXPECT_EQ(inWords(*user), "user: \"clerk\" -> none") << "everything else is shown";
         for (const Difference& each : change.details) {
             EXPECT_THAT(each.before.dump() + each.after.dump() + inWords(each),
                         Not(HasSubstr("secret")));
@@ -265,6 +265,191 @@ TEST(ConfigurationPlan, PatternsOfTheFileReplaceThoseOfTheSameFoldedName) {
     complete(stored, result, inCapitals);
     EXPECT_THAT(stored.portPrinters(), ElementsAre(Key("OFFICE"), Key("Other")));
     EXPECT_EQ(stored.portPrinters().at("OFFICE")->address.url, "ipp://file/");
+}
+
+std::vector<std::string> inLines(const ConfigurationPlan& plan) {
+    std::vector<std::string> lines;
+    for (const Change& change : plan.changes)
+        lines.push_back(inWords(change));
+    return lines;
+}
+
+TEST(ConfigurationPlan, WhatIsRemovedIsListed) {
+    Configuration wanted;
+    wanted.directory = std::make_unique<CGroupsDB>(testing::emptyDirectory());
+    CGroupsDB stored = tree({"Old"});
+    PortConfig holder = port("holder");
+    holder.targetIds = {3};
+    const ConfigurationPlan kept =
+        plan(wanted, {port("rest"), holder}, stored, {.groups = true, .printers = true});
+    EXPECT_THAT(inLines(kept), ElementsAre("remove printer \"P\"", "remove group \"Old\"",
+                                           "change port \"holder\""));
+    EXPECT_THAT(kept.warnings, ElementsAre("port \"holder\" loses groups that are removed, and "
+                                           "prints to none then"));
+    EXPECT_THAT(inLines(plan(wanted, {port("rest"), holder}, stored, {.ports = true})),
+                ElementsAre("remove port \"rest\"", "remove port \"holder\""));
+    // One of two groups goes: the port still prints.
+    stored = tree({"Old", "Kept"});
+    holder.targetIds = {3, 4};
+    wanted.directory->AddGroup("Kept", kRootGroup);
+    EXPECT_THAT(plan(wanted, {holder}, stored, {.groups = true}).warnings,
+                ElementsAre("port \"holder\" loses groups that are removed"));
+}
+
+/// A directory with the root and a group of this number.
+CGroupsDB groupNumbered(std::uint32_t id, const std::string& name) {
+    CGroupsDB result = testing::emptyDirectory();
+    auto group = std::make_unique<CGroupsDBGroup>();
+    group->id = id;
+    group->name = name;
+    group->parent = kRootGroup;
+    result.Insert(std::move(group));
+    return result;
+}
+
+TEST(ConfigurationPlan, ANewNumberIsAboveAllOthers) {
+    // 3 is taken by another group: the next is behind what is stored and what the file numbers.
+    Configuration wanted;
+    wanted.directory = std::make_unique<CGroupsDB>(groupNumbered(3, "New"));
+    EXPECT_EQ(findNode(*plan(wanted, {}, tree({"Old", "Older"})).grown, "New")->id, 5u);
+    auto far = std::make_unique<CGroupsDBGroup>();
+    far->id = 70;
+    far->name = "Far";
+    far->parent = kRootGroup;
+    wanted.directory->Insert(std::move(far));
+    const ConfigurationPlan result = plan(wanted, {}, tree({"Old"}));
+    EXPECT_EQ(findNode(*result.grown, "Far")->id, 70u);
+    EXPECT_EQ(findNode(*result.grown, "New")->id, 71u);
+}
+
+TEST(ConfigurationPlan, SeveralNewNumbersDiffer) {
+    Configuration wanted;
+    wanted.directory = std::make_unique<CGroupsDB>(tree({"A", "B", "C"}));
+    PortConfig holder = port("holder");
+    holder.targetIds = {7};
+    const ConfigurationPlan result = plan(wanted, {holder}, tree({"X", "Y", "Z"}));
+    EXPECT_EQ(findNode(*result.grown, "A")->id, 6u);
+    EXPECT_EQ(findNode(*result.grown, "B")->id, 8u) << "a port still names 7";
+    EXPECT_EQ(findNode(*result.grown, "C")->id, 9u);
+}
+
+TEST(ConfigurationPlan, TheSmallestNewNumberIsTwo) {
+    Configuration wanted;
+    wanted.directory = std::make_unique<CGroupsDB>(groupNumbered(5, "New"));
+    PortConfig holder = port("holder");
+    holder.targetIds = {5};
+    EXPECT_EQ(findNode(*plan(wanted, {holder}, testing::emptyDirectory()).grown, "New")->id, 2u);
+    // After the largest number of all the count begins anew.
+    wanted.directory = std::make_unique<CGroupsDB>(groupNumbered(0xFFFFFFFF, "New"));
+    EXPECT_EQ(findNode(*plan(wanted, {}, groupNumbered(0xFFFFFFFF, "Old")).grown, "New")->id, 2u);
+}
+
+TEST(ConfigurationPlan, APrintersStoredUrlKeepsItsPassword) {
+    Configuration wanted;
+    wanted.directory = std::make_unique<CGroupsDB>(directory("P", "ipp://h/p", "x"));
+    wanted.nodesWithoutPassword = {2};
+    const ConfigurationPlan result =
+        plan(wanted, {}, directory("P", "ipp://user:secret@h/p", "stored"));
+    EXPECT_THAT(result.changes, IsEmpty());
+    EXPECT_EQ(result.grown->FindPrinter(2)->address.url, "ipp://user:secret@h/p");
+    EXPECT_EQ(result.grown->FindPrinter(2)->address.password, "stored");
+}
+
+TEST(ConfigurationPlan, UnusedCredentialsAreNotStored) {
+    Configuration wanted;
+    wanted.directory = std::make_unique<CGroupsDB>(testing::emptyDirectory());
+    const PrinterAddress unused{"ipp://p/", 0, "user", "secret"};
+    wanted.directory->AddPrinter("P", unused, kRootGroup);
+    wanted.directory->SetPortPrinter("Port", unused);
+    const ConfigurationPlan result = plan(wanted, {}, testing::emptyDirectory());
+    const PrinterAddress bare{"ipp://p/", 0, "", ""};
+    EXPECT_EQ(findNode(*result.grown, "P")->type, NODE_PRINTER);
+    EXPECT_EQ(result.grown->FindPrinter(2)->address, bare);
+    ASSERT_EQ(result.patterns.size(), 1u);
+    EXPECT_EQ(result.patterns.front().address, bare);
+}
+
+/// What becomes of the pattern of "Port" that a file holds, if another one is stored.
+ConfigurationPlan planOfPattern(const PrinterAddress& file, const PrinterAddress& stored,
+                                bool withoutPassword) {
+    Configuration wanted;
+    wanted.directory = std::make_unique<CGroupsDB>(testing::emptyDirectory());
+    wanted.directory->SetPortPrinter("Port", file);
+    if (withoutPassword) wanted.portPrintersWithoutPassword = {"Port"};
+    CGroupsDB directory = testing::emptyDirectory();
+    directory.SetPortPrinter("Port", stored);
+    return plan(wanted, {}, directory);
+}
+
+TEST(ConfigurationPlan, APatternThatDiffersIsAChange) {
+    const PrinterAddress stored{"ipp://user:key@h/p", 1, "clerk", "stored"};
+    const ConfigurationPlan same = planOfPattern(stored, stored, false);
+    EXPECT_THAT(same.changes, IsEmpty());
+    ASSERT_EQ(same.patterns.size(), 1u);
+    EXPECT_EQ(same.patterns.front().address, stored);
+    EXPECT_THAT(inLines(planOfPattern({"ipp://h/p", 1, "clerk", "other"}, stored, false)),
+                ElementsAre("change the patterns of the ports' printers"));
+    // Beside another change it goes without saying.
+    Configuration wanted;
+    wanted.ports = {port("new")};
+    wanted.directory = std::make_unique<CGroupsDB>(testing::emptyDirectory());
+    wanted.directory->SetPortPrinter("Port", stored);
+    EXPECT_THAT(inLines(plan(wanted, {}, testing::emptyDirectory())),
+                ElementsAre("add port \"new\""));
+    wanted.ports.clear();
+    EXPECT_THAT(inLines(plan(wanted, {}, testing::emptyDirectory())),
+                ElementsAre("change the patterns of the ports' printers"));
+}
+
+TEST(ConfigurationPlan, APatternKeepsThePasswordsOfItsAddressAlone) {
+    const PrinterAddress stored{"ipp://user:key@h/p", 1, "clerk", "stored"};
+    const ConfigurationPlan kept = planOfPattern({"ipp://h/p", 1, "clerk", ""}, stored, true);
+    EXPECT_THAT(kept.changes, IsEmpty());
+    EXPECT_EQ(kept.patterns.front().address, stored);
+    const ConfigurationPlan said = planOfPattern({"ipp://h/p", 1, "clerk", ""}, stored, false);
+    EXPECT_EQ(said.patterns.front().address.password, "") << "the file says that it has none";
+    const ConfigurationPlan moved = planOfPattern({"ipp://new/p", 1, "clerk", ""}, stored, true);
+    EXPECT_EQ(moved.patterns.front().address.url, "ipp://new/p");
+    EXPECT_EQ(moved.patterns.front().address.password, "");
+}
+
+TEST(ConfigurationPlan, ADescriptionLeavesUnusedCredentialsAsTheyAre) {
+    const auto credentials = [](bool before, bool after) {
+        PortConfig stored = port("a");
+        stored.printer = {"ipp://a/", static_cast<std::uint8_t>(before), "old", "oldsecret"};
+        Configuration wanted;
+        wanted.isDescription = true;
+        wanted.ports = {port("a")};
+        wanted.ports[0].printer = {"ipp://a/", static_cast<std::uint8_t>(after), "", ""};
+        plan(wanted, {stored}, CGroupsDB());
+        return wanted.ports[0].printer.userName + "/" + wanted.ports[0].printer.password;
+    };
+    EXPECT_EQ(credentials(false, false), "old/oldsecret");
+    EXPECT_EQ(credentials(true, false), "/");
+    EXPECT_EQ(credentials(false, true), "/");
+    EXPECT_EQ(credentials(true, true), "/");
+}
+
+TEST(ConfigurationPlan, OnlyUrlsAreMasked) {
+    PortConfig before = port("a");
+    before.jobTemplate.media = "tray://a:b@c";
+    PortConfig after = before;
+    after.jobTemplate.media = "tray://a:d@c";
+    const std::vector<Difference> list = differences(before, after, latin1Codec());
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(inWords(list[0]), "media: \"tray://a:b@c\" -> \"tray://a:d@c\"");
+}
+
+TEST(ConfigurationPlan, AGroupThatBecomesAPrinterHasAnAddress) {
+    CGroupsDBGroup group;
+    group.id = 2;
+    CGroupsDBPrinter printer;
+    printer.id = 2;
+    printer.address.url = "ipp://user:secret@h/";
+    const std::vector<Difference> list = differences(group, printer, latin1Codec());
+    const auto url = std::ranges::find(list, "url", &Difference::key);
+    ASSERT_NE(url, list.end());
+    EXPECT_EQ(inWords(*url), "url: none -> \"ipp://user:***@h/\"");
 }
 
 TEST(ConfigurationPlan, NamesAreSafeToShow) {

@@ -7,6 +7,8 @@
 #include "harness/latin1_codec.h"
 #include "port/port_config.h"
 #include "velmoractl/text/configuration_file.h"
+#include "velmoractl/text/configuration_values.h"
+#include "velmoractl/text/configuration_versions.h"
 #include "velmoractl/text/directory_paths.h"
 
 namespace velmora::ctl {
@@ -55,6 +57,33 @@ TEST(ConfigurationFile, WhatWasWrittenIsReadBackByteForByte) {
     EXPECT_THAT(read.nodesWithoutPassword, ::testing::IsEmpty());
 }
 
+TEST(ConfigurationFile, ATemplateIsWrittenWithNumbersAndFlags) {
+    JobTemplate job;
+    job.copies = 1902;
+    job.ippAttributeFidelity = 1;
+    EXPECT_EQ(toJson(job, latin1Codec()).dump(),
+              R"({"job-priority":10,"job-hold-until":"no-hold","copies":1902,)"
+              R"("printer-resolution":"600dpi","print-quality":"normal","page-ranges":"",)"
+              R"("media":"A4","orientation-requested":"portrait","number-up":1,)"
+              R"("sides":"one-sided",)"
+              R"("multiple-document-handling":"separate-documents-uncollated-copies",)"
+              R"("finishings":"none","job-sheets":"none","ipp-attribute-fidelity":true})");
+    EXPECT_EQ(toJson(JobTemplate(), latin1Codec())["ipp-attribute-fidelity"], false);
+}
+
+TEST(ConfigurationFile, AnEmptyFleetIsWrittenWithItsLists) {
+    EXPECT_EQ(toJson({}, CGroupsDB(), true, latin1Codec()).dump(),
+              R"({"format":"velmora-configuration","version":1,"ports":[],)"
+              R"("directory":{"nodes":[],"port-printers":[]}})");
+}
+
+TEST(ConfigurationFile, GroupsThatNobodyCanLookUpHaveNoNumber) {
+    const Json json =
+        Json::parse(R"({"ports":[{"name":"B","mode":"multi-remote","groups":["Nowhere/Hall"]}]})");
+    EXPECT_THAT(readVersion1(json, nullptr, latin1Codec()).ports.at(0).targetIds,
+                ::testing::ElementsAre(0u));
+}
+
 TEST(ConfigurationFile, PasswordsAreLeftOutUnlessTheyAreAskedFor) {
     const std::string text = toJson({samplePort()}, sampleDirectory(), false, latin1Codec()).dump();
     EXPECT_THAT(text, ::testing::Not(::testing::HasSubstr("pass\\\\word")));
@@ -77,6 +106,7 @@ TEST(ConfigurationFile, AShortFileOfPortsTakesDefaults) {
     EXPECT_EQ(read.ports[0].jobTemplate.copies, 2U);
     EXPECT_EQ(read.ports[0].jobTemplate.ippAttributeFidelity, 1);
     EXPECT_EQ(read.ports[0].jobTemplate.media, "A4");
+    EXPECT_EQ(read.ports[0].printer.useAuthentication, 0);
     EXPECT_EQ(read.ports[1].targetIds, (std::vector<std::uint32_t>{2, 1}));
 }
 
@@ -138,7 +168,22 @@ TEST(ConfigurationFile, EachErrorTellsItsPlace) {
         {R"("ports":[{"name":"A","url":"a","job-template":{"colour":"x"}}])", "\"colour\""},
         {R"("ports":[{"name":"A","url":"a","job-template":[]}])", "must be an object"},
         {R"("ports":{})", "must be a list"},
+        {R"("ports":[{"name":"A","url":"a","authentication":1}])",
+         "port 1 \"authentication\" must be true or false"},
+        {R"("ports":[{"name":"A","mode":"multi-remote","groups":[4294967295]}])",
+         "group \"#4294967295\""},
+        {R"("ports":[{"name":"A","mode":"multi-remote","groups":[4294967296]}])",
+         "0 to 4294967295"},
         {R"("ports":[1])", "port 1 must be an object"},
+        {R"("queues":[])",
+         "the file has the unknown key \"queues\" (known: format, version, ports, directory)"},
+        {R"("directory":{"nodes":[],"groups":[]})",
+         "unknown key \"groups\" (known: nodes, port-printers)"},
+        {R"("directory":{"nodes":[{"id":1,"parent":0,"type":"group","name":"A","users":1}]})",
+         "directory, node 1 has the unknown key \"users\""},
+        {R"("directory":{"nodes":[{"id":1,"parent":0,"type":"group","name":"A"}],
+            "port-printers":[{"port":"P","url":"u"},{"port":"Q","uri":"u"}]})",
+         "directory, port printer 2 has the unknown key \"uri\""},
         {R"("directory":{"nodes":[]})", "lacks the root group"},
         {R"("directory":{"nodes":[{"id":1,"parent":0,"type":"box","name":"A"}]})", "neither group"},
         {R"("directory":{"nodes":[{"id":1,"parent":0,"type":"group","name":"A"},
@@ -196,6 +241,56 @@ TEST(ConfigurationFile, Utf16IsReadInBothOrders) {
         EXPECT_EQ(readConfiguration(file, CGroupsDB(), latin1Codec()).ports.at(0).name, "Caf\xE9");
     }
     EXPECT_THROW(readConfiguration("\xFF\xFE{\0\x3D\xD8}", CGroupsDB(), latin1Codec()), FileError);
+}
+
+/// Units of UTF-16 after their mark.
+std::string utf16(const std::vector<unsigned>& units, bool bigEndian) {
+    std::string text = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
+    for (const unsigned unit : units) {
+        const char low = static_cast<char>(unit & 0xFF);
+        const char high = static_cast<char>(unit >> 8);
+        text += bigEndian ? high : low;
+        text += bigEndian ? low : high;
+    }
+    return text;
+}
+
+TEST(ConfigurationFile, Utf16BecomesUtf8) {
+    const struct {
+        std::vector<unsigned> units;
+        std::string utf8;
+    } cases[] = {
+        {{}, ""},
+        {{0x41, 0x7F}, "A\x7F"},
+        {{0x80}, "\xC2\x80"},
+        {{0x7FF, 'x'}, "\xDF\xBFx"},
+        {{0x800}, "\xE0\xA0\x80"},
+        {{0xD7FF, 0xE000}, "\xED\x9F\xBF\xEE\x80\x80"},
+        {{0xFFFF}, "\xEF\xBF\xBF"},
+        {{0xD800, 0xDC00}, "\xF0\x90\x80\x80"},
+        {{0xDBFF, 0xDFFF, 'x'}, "\xF4\x8F\xBF\xBFx"},
+        {{'x', 0xD83D, 0xDE00}, "x\xF0\x9F\x98\x80"},
+        // Unpaired halves become what is not UTF-8, and eat nothing.
+        {{0xD800}, "\xED\xA0\x80"},
+        {{0xD800, 'x'}, "\xED\xA0\x80x"},
+        {{0xDBFF, 0xDBFF}, "\xED\xAF\xBF\xED\xAF\xBF"},
+        {{0xDBFF, 0xE000}, "\xED\xAF\xBF\xEE\x80\x80"},
+        {{0xDC00, 0xDC00}, "\xED\xB0\x80\xED\xB0\x80"},
+        {{0xD7FF, 0xDC00}, "\xED\x9F\xBF\xED\xB0\x80"},
+    };
+    for (const auto& [units, utf8] : cases) {
+        for (const bool bigEndian : {false, true})
+            EXPECT_EQ(withoutMark(utf16(units, bigEndian)), utf8) << utf8;
+    }
+    // Half a unit at the end is none.
+    EXPECT_EQ(withoutMark(utf16({'A'}, true) + "a"), "A");
+    EXPECT_EQ(withoutMark(utf16({0xD800}, true) + "\xDC"), "\xED\xA0\x80");
+    EXPECT_EQ(withoutMark("\xEF\xBB\xBFx"), "x");
+    EXPECT_EQ(withoutMark("x"), "x");
+}
+
+TEST(ConfigurationFile, NamesAreComparedInSmallLetters) {
+    EXPECT_EQ(folded("@AMZ[`amz{\xC4"), "@amz[`amz{\xC4");
 }
 
 TEST(ConfigurationFile, OtherFilesAreRefused) {

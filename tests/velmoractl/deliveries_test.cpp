@@ -69,6 +69,41 @@ TEST(DeliveryLines, ReasonsAreInWords) {
     EXPECT_EQ(reason(DeliveryOutcome::abandoned, {}), "the spooler never ended the job");
 }
 
+TEST(DeliveryLines, ALineIsReadFieldByField) {
+    const std::string text =
+        R"({"time":"2026-11-22T03:27:41.123Z","port":"P","job":7,"document":"d","cut":true,)"
+        R"("user":"clerk","printer":"ipp://p/","targets":3,"target":2,"outcome":"no-answer",)"
+        R"("bytes":9,"repeats":4,"step":"later"})";
+    const auto line = parseDeliveryLine(text);
+    ASSERT_TRUE(line);
+    EXPECT_EQ(line->raw, text);
+    EXPECT_EQ(line->time, 1795318061123);
+    EXPECT_EQ(line->port, "P");
+    EXPECT_EQ(line->job, 7u);
+    EXPECT_EQ(line->document, "d");
+    EXPECT_TRUE(line->cut);
+    EXPECT_EQ(line->user, "clerk");
+    EXPECT_EQ(line->printer, "ipp://p/");
+    EXPECT_EQ(line->targets, 3u);
+    EXPECT_EQ(line->target, 2u);
+    EXPECT_EQ(line->outcome, "no-answer");
+    EXPECT_EQ(line->bytes, 9u);
+    EXPECT_EQ(line->repeats, 4u);
+    EXPECT_EQ(line->reason, "later") << "a step that only a newer monitor knows";
+}
+
+TEST(DeliveryLines, EachOfFourFieldsIsNeeded) {
+    const char* const fields[] = {R"("time":"2026-11-22T03:27:41.123Z")", R"("port":"P")",
+                                  R"("printer":"ipp://p/")", R"("outcome":"accepted")"};
+    for (std::size_t missing = 0; missing <= std::size(fields); ++missing) {
+        std::string text;
+        for (std::size_t i = 0; i < std::size(fields); ++i) {
+            if (i != missing) text += (text.empty() ? "{" : ",") + std::string(fields[i]);
+        }
+        EXPECT_EQ(parseDeliveryLine(text + "}").has_value(), missing == std::size(fields)) << text;
+    }
+}
+
 TEST(DeliveryLines, DamagedOnesAreNotRead) {
     const std::string whole = deliveryLine(sampleEntry());
     for (std::size_t length = 0; length + 2 < whole.size(); ++length)
@@ -115,6 +150,25 @@ TEST(Since, IsATimeAgoOrALocalDay) {
     for (const char* bad : {"", "h", "2", "2x", "-2h", "2hh", "2026-13-01", "2026-02-30",
                             "2026-11-22 24:00", "99999999999h", "2026-1-1", " 2h"})
         EXPECT_FALSE(parseSince(bad, kNow, twoHoursEast)) << bad;
+}
+
+TEST(Since, EndsWhereItsTextEnds) {
+    const std::string_view longer = "2026-11-22x 15m";
+    EXPECT_EQ(parseSince(longer.substr(0, 10), kNow, twoHoursEast),
+              parseUtcTime("2026-11-21T22:00:00.000Z"));
+    EXPECT_EQ(parseSince(longer.substr(12), kNow, twoHoursEast), kNow - 15 * 60 * 1000);
+    EXPECT_FALSE(parseSince(longer.substr(12, 2), kNow, twoHoursEast));
+}
+
+TEST(Times, EveryFieldHasItsBounds) {
+    EXPECT_EQ(timeText(*parseUtcTime("2019-09-09T23:59:59.999Z")), "2019-09-09 23:59:59");
+    EXPECT_EQ(*parseUtcTime("2016-12-31T23:59:60.000Z"), *parseUtcTime("2017-01-01T00:00:00.000Z"))
+        << "a leap second";
+    for (const char* bad :
+         {"2026-11-22T24:00:00.000Z", "2026-11-22T00:60:00.000Z", "2026-11-22T00:00:61.000Z",
+          "2026-00-22T00:00:00.000Z", "2026-11-31T00:00:00.000Z", "2026-11-2/T00:00:00.000Z",
+          "2026-11-2:T00:00:00.000Z", "2026-11-22T00:00:00.000z", ""})
+        EXPECT_FALSE(parseUtcTime(bad)) << bad;
 }
 
 TEST(Times, AreReadAndShown) {
@@ -185,6 +239,35 @@ TEST(JobCopies, OfAJobThatReachesNoPrinterAreOneLine) {
     copies.add(parsed(nobody));
     EXPECT_TRUE(copies.complete());
     EXPECT_FALSE(copies.allAccepted());
+}
+
+TEST(JobCopies, OfAJobThatWasStartedAgainCountWithoutItsFirstLine) {
+    JobCopies copies("Floor 1", 17, "Report \"1\"");
+    DeliveryEntry nobody = copyOf(17, 0, DeliveryOutcome::notReached);
+    nobody.targets = 0;
+    copies.add(parsed(nobody));
+    copies.add(parsed(copyOf(17, 1, DeliveryOutcome::accepted)));
+    EXPECT_FALSE(copies.complete()) << "one of two";
+    copies.add(parsed(copyOf(17, 2, DeliveryOutcome::accepted)));
+    EXPECT_TRUE(copies.complete());
+    EXPECT_FALSE(copies.allAccepted());
+}
+
+TEST(JobCopies, OfACutNameHaveItsBeginning) {
+    JobCopies copies("Floor 1", 17, "Report");
+    DeliveryLine line;
+    line.port = "Floor 1";
+    line.targets = line.target = 1;
+    line.document = "Rep";
+    copies.add(line);
+    EXPECT_TRUE(copies.lines().empty()) << "another, shorter name";
+    line.cut = true;
+    line.document = "rep";
+    copies.add(line);
+    EXPECT_TRUE(copies.lines().empty());
+    line.document = "Rep";
+    copies.add(line);
+    EXPECT_EQ(copies.lines().size(), 1u);
 }
 
 TEST(JobCopies, AreFoundThoughTheirNameWasCut) {

@@ -9,6 +9,7 @@
 #include "velmoractl/text/configuration_file.h"
 #include "velmoractl/text/configuration_plan.h"
 #include "velmoractl/text/configuration_values.h"
+#include "velmoractl/text/configuration_versions.h"
 #include "velmoractl/text/directory_paths.h"
 
 namespace velmora::ctl {
@@ -146,6 +147,18 @@ TEST(Description, WhatIsWrongInSeveralFilesIsToldWithTheFile) {
     EXPECT_THAT(two("name,url\nX\n", true), HasSubstr("b, line 2 needs a \"url\""));
     EXPECT_THAT(two("name,colour\nX,red\n", true), HasSubstr("b: has the unknown column"));
     EXPECT_EQ(refusal({{"a.json", good}}), "none");
+    const std::string defaults = file(R"("defaults": {})");
+    EXPECT_THAT(refusal({{"a.json", defaults}, {"b", defaults}}),
+                HasSubstr("b, defaults is there twice"));
+    const std::string templates = file(R"("templates": {"t": {}})");
+    EXPECT_THAT(refusal({{"a.json", templates}, {"b", templates}}),
+                HasSubstr("b, template \"t\" is there twice"));
+}
+
+TEST(Description, AGroupThatNobodyCanLookUpHasNoNumber) {
+    std::vector<DescriptionPart> parts(1);
+    parts[0].json = Json::parse(file(R"("ports": [{"name": "P", "groups": ["Floor/Left"]}])"));
+    EXPECT_THAT(readVersion2(parts, nullptr, latin1Codec()).ports.at(0).targetIds, ElementsAre(0u));
 }
 
 TEST(Description, WhatIsWrongIsToldWithItsPlace) {
@@ -189,6 +202,14 @@ TEST(Description, WhatIsWrongIsToldWithItsPlace) {
         {R"("templates": {"a": {"template": "b"}, "b": {"template": "c"},
                           "c": {"template": "b"}})",
          "leads back to itself"},
+        {R"("templates": {"t": {"media": "A4"}})",
+         "template \"t\" has the unknown key \"media\" (known: template, job-template)"},
+        {R"("groups": {"A": {"printers": {"P": {"url": "u", "port": 1}}}})",
+         "unknown key \"port\" (known: url, user, password)"},
+        {R"("queues": [{"name": "Q", "port": "P", "driver": "D", "x": 1}])",
+         "unknown key \"x\" (known: name, port, driver, share, location, comment)"},
+        {R"("queues": [{"name": "", "port": "P", "driver": "D"}])", "queue 1 has an empty name"},
+        {R"("queues": [{"name": "Q", "port": "", "driver": "D"}])", "has an empty \"port\""},
         {R"("groups": {"A//B": {}})", "has an empty name"},
         {R"("groups": {"": {}})", "has an empty name"},
         {R"("groups": {"A/": {}})", "has an empty name"},
@@ -236,6 +257,11 @@ TEST(Description, DeepAndLargeFilesEnd) {
     EXPECT_THAT(refusal({{"", file(R"("groups":{"g":)" + open + "{}" + shut + "}")}}),
                 HasSubstr("is nested deeper than 256 levels"));
     EXPECT_THAT(refusal({{"", std::string(10'000, '[')}}), HasSubstr("deeper"));
+    const auto nested = [](std::size_t levels) {
+        return std::string(levels, '[') + std::string(levels, ']');
+    };
+    EXPECT_NO_THROW(parseFile(nested(257))) << "256 inside the outermost";
+    EXPECT_THROW(parseFile(nested(258)), FileError);
     // Reading a long chain, and finding its circle, takes time in proportion to its length.
     std::string chain;
     for (int i = 0; i < 300; ++i) {
@@ -247,6 +273,7 @@ TEST(Description, DeepAndLargeFilesEnd) {
                 HasSubstr("leads back to itself"));
     EXPECT_THAT(refusal({{"", file(R"("groups":{")" + std::string(256, 'g') + R"(":{}})")}}),
                 HasSubstr("longer than 255 bytes"));
+    EXPECT_EQ(refusal({{"", file(R"("groups":{")" + std::string(255, 'g') + R"(":{}})")}}), "none");
 }
 
 TEST(Description, ObjectsHaveALimit) {
@@ -327,6 +354,15 @@ TEST(Description, IsSortedAndSaysOnlyWhatIsNoDefault) {
     std::swap(turned.ports[0], turned.ports[3]);
     EXPECT_EQ(turned.described(false), json);
     EXPECT_THAT(json.dump(), Not(HasSubstr("secret")));
+    const Json whole = Fleet().described(true);
+    EXPECT_EQ(whole["ports"][0]["password"], "secret");
+    EXPECT_EQ(whole["groups"]["Floor/Left"]["printers"]["Sales"].dump(),
+              R"({"url":"ipp://s/","user":"u","password":"secret"})");
+    PortConfig nowhere;
+    nowhere.name = "N";
+    EXPECT_EQ(describe({nowhere}, emptyDirectory(), nullptr, true, latin1Codec()).dump(),
+              R"({"format":"velmora-configuration","version":2,"groups":{},)"
+              R"("ports":[{"name":"N","groups":[]}]})");
 }
 
 TEST(Description, DescribingWhatIsThereChangesNothing) {
@@ -394,6 +430,9 @@ TEST(Description, WhatHasNoClearPathIsRefused) {
     twice.AddPrinter("P", {"ipp://2/", false, "", ""}, kRootGroup);
     EXPECT_THAT(refused(twice), HasSubstr("the printer #3"));
     EXPECT_EQ(refused(emptyDirectory()), "none");
+    CGroupsDB unnamed = emptyDirectory();
+    unnamed.AddPrinter("", {"ipp://1/", false, "", ""}, kRootGroup);
+    EXPECT_THAT(refused(unnamed), HasSubstr("the printer #2 (\"\") has no name"));
 }
 
 }  // namespace

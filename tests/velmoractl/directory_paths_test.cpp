@@ -50,6 +50,27 @@ TEST_F(PathsOfNodes, APathLeadsBackToItsNode) {
     EXPECT_EQ(pathOf(directory_, slash_), "#" + std::to_string(slash_));
 }
 
+TEST_F(PathsOfNodes, ALongPathIsANumber) {
+    const auto number = [](std::uint32_t id) { return "#" + std::to_string(id); };
+    const std::string longest(1023, 'a');
+    const std::uint32_t alone = directory_.AddGroup(longest, kRootGroup)->id;
+    EXPECT_EQ(pathOf(directory_, alone), longest);
+    const std::uint32_t longer = directory_.AddGroup(longest + "a", kRootGroup)->id;
+    EXPECT_EQ(pathOf(directory_, longer), number(longer));
+    const std::string first(500, 'b');
+    const std::uint32_t above = directory_.AddGroup(first, kRootGroup)->id;
+    const std::uint32_t below = directory_.AddGroup(std::string(522, 'c'), above)->id;
+    EXPECT_EQ(pathOf(directory_, below), first + "/" + std::string(522, 'c'));
+    const std::uint32_t beyond = directory_.AddGroup(std::string(523, 'c'), above)->id;
+    EXPECT_EQ(pathOf(directory_, beyond), number(beyond));
+}
+
+TEST_F(PathsOfNodes, WhatDoesNotHangOnTheRootIsANumber) {
+    const std::uint32_t lost = directory_.AddGroup("Lost", 99)->id;
+    EXPECT_EQ(pathOf(directory_, lost), "#" + std::to_string(lost));
+    EXPECT_EQ(pathOf(directory_, 99), "#99");
+}
+
 TEST_F(PathsOfNodes, ACircleEnds) {
     SetNodeParent(*directory_.FindNode(floor_), wing_);
     EXPECT_EQ(pathOf(directory_, sales_), "#" + std::to_string(sales_));

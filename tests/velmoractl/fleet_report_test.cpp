@@ -88,6 +88,10 @@ TEST(FleetReport, AnotherUserMakesAnotherPrinterUnlessNoneIsUsed) {
     list.add({"ipp://a/", 0, "u", "q"});
     list.add({"ipp://a/", 0, "", ""});
     EXPECT_EQ(list.printers().size(), 3u);
+    list.add({"ipp://a/", 0, "other", "r"});
+    EXPECT_EQ(list.printers().size(), 3u);
+    list.add({"ipp://a/", 1, "v", "q"});
+    EXPECT_EQ(list.printers().size(), 4u);
 }
 
 TEST(FleetReport, TheWorstAnswerDecides) {
@@ -138,6 +142,77 @@ TEST(FleetReport, OrFromPrinterSupply) {
     EXPECT_THAT(suppliesOf(*printer), ElementsAre(Supply{"black", 25}, Supply{"staples", {}}));
 }
 
+TEST(FleetReport, ALevelIsAPercentageOrNotKnown) {
+    const struct {
+        const char* level;
+        std::optional<std::int64_t> percent;
+    } cases[] = {{"0", 0}, {"100", 100}, {"101", {}}, {"-1", {}},
+                 {"", {}}, {"many", {}}, {"5%", {}},  {"99999999999999999999", {}}};
+    for (const auto& [level, percent] : cases) {
+        SCOPED_TRACE(level);
+        const UniqueIppMessage markers = newIppMessage();
+        add(*markers, "marker-names", {"A", "B"});
+        add(*markers, "marker-levels", {level, "7"});
+        add(*markers, "marker-types", {"toner"});  // a shorter list says nothing about the rest
+        EXPECT_THAT(suppliesOf(*markers), ElementsAre(Supply{"A", percent}, Supply{"B", 7}));
+        // printer-supply without a capacity is in percent.
+        const UniqueIppMessage supply = newIppMessage();
+        const std::string text = std::string("type=toner;level=") + level + ";";
+        add(*supply, "printer-supply", {text.c_str()});
+        EXPECT_THAT(suppliesOf(*supply), ElementsAre(Supply{"toner", percent}));
+    }
+    const UniqueIppMessage untyped = newIppMessage();
+    add(*untyped, "marker-names", {"A", "B", "C"});
+    add(*untyped, "marker-levels", {"1", "2"});
+    EXPECT_THAT(suppliesOf(*untyped), ElementsAre(Supply{"A", 1}, Supply{"B", 2}));
+}
+
+TEST(FleetReport, ALevelIsAShareOfTheCapacity) {
+    const struct {
+        const char* level;
+        const char* capacity;
+        std::optional<std::int64_t> percent;
+    } cases[] = {{"50", "200", 25},       {"2", "3", 66},  {"0", "1", 0},
+                 {"1", "1", 100},         {"2", "1", {}},  {"0", "0", {}},
+                 {"-2", "100", {}},       {"5", "-2", {}}, {"2147483647", "2147483647", 100},
+                 {"5", "2147483648", {}}, {"5", "x", 5},   {"x", "5", {}}};
+    for (const auto& [level, capacity, percent] : cases) {
+        const UniqueIppMessage printer = newIppMessage();
+        const std::string text = std::string("type=toner;maxcapacity=") + capacity +
+                                 ";level=" + level + ";colorantname=black";
+        add(*printer, "printer-supply", {text.c_str()});
+        EXPECT_THAT(suppliesOf(*printer), ElementsAre(Supply{"black", percent})) << text;
+    }
+}
+
+TEST(FleetReport, ABoxForWasteIsKnownByItsClassOrItsType) {
+    const UniqueIppMessage printer = newIppMessage();
+    add(*printer, "printer-supply",
+        {"class=receptacleThatIsFilled;type=ink;level=1", "type=wasteInk;level=2",
+         "class=supplyThatIsConsumed;type=ink;level=3"});
+    EXPECT_THAT(suppliesOf(*printer), ElementsAre(Supply{"ink", 3}));
+}
+
+TEST(FleetReport, WhatThePrinterTellsIsTakenOver) {
+    const UniqueIppMessage printer = newIppMessage();
+    add(*printer, "printer-name", {"Office"});
+    addIppAttribute(*printer, IppGroup::printer, 0, newEnumAttribute(ippName("printer-state"), 5));
+    addIppAttribute(*printer, IppGroup::printer, 0,
+                    newBooleanAttribute(ippName("printer-is-accepting-jobs"), false));
+    add(*printer, "printer-state-reasons", {"media-jam"});
+    add(*printer, "marker-names", {"Black"});
+    add(*printer, "marker-levels", {"12"});
+    FleetResult result;
+    takeAttributes(*printer, result);
+    EXPECT_EQ(result.name, "Office");
+    EXPECT_EQ(result.printerState, "stopped");
+    EXPECT_FALSE(result.accepting);
+    EXPECT_THAT(result.supplies, ElementsAre(Supply{"Black", 12}));
+    EXPECT_THAT(result.alerts, ElementsAre("media-jam"));
+    takeAttributes(*newIppMessage(), result);
+    EXPECT_TRUE(result.accepting) << "a printer that does not say takes jobs";
+}
+
 TEST(FleetReport, AlertsAreWhatThePrinterComplainsAbout) {
     const UniqueIppMessage printer = newIppMessage();
     add(*printer, "printer-state-reasons", {"none"});
@@ -172,6 +247,68 @@ TEST(FleetReport, SeveralTemplatesAreToldApartByTheirPorts) {
               "Port 0: sides tumble is ignored; Port 1: time-out");
 }
 
+TEST(FleetReport, TwoTemplatesAreSeveral) {
+    JobCheck ignored = outcome(Outcome::accepted);
+    ignored.attributes = {{"sides", {"tumble"}, {}}, {"media", {"A4"}, {"A5"}}};
+    FleetResult result = resultWith({ignored, outcome(Outcome::accepted)});
+    result.accepting = false;
+    result.certificate.problems = {"it has ended", "it is for another host"};
+    result.ports = {"A", "B", "C"};
+    const Json row = toRow(result, 3, velmora::testing::latin1Codec());
+    EXPECT_EQ(row["details"],
+              "it takes no jobs now; Port 0: sides tumble is ignored; media A4 is ignored, it "
+              "offers A5; certificate: it has ended; certificate: it is for another host");
+    EXPECT_EQ(row["ports"], "A, B, C") << "as many as are named at most";
+    EXPECT_EQ(row["supply"], "");
+    EXPECT_TRUE(row["certificate-days"].is_null());
+}
+
+TEST(FleetReport, OfEqualSuppliesTheFirstIsNamed) {
+    FleetResult result;
+    result.supplies = {{"black", 40}, {"cyan", 7}, {"magenta", 7}};
+    EXPECT_EQ(toRow(result, 3, velmora::testing::latin1Codec())["supply"], "cyan 7 %");
+}
+
+TEST(FleetReport, ScriptsGetAllOfIt) {
+    JobCheck refused = outcome(Outcome::refused, "printer-refuses");
+    refused.status = 0x040B;
+    refused.attributes = {{"media", {"A4"}, {"A5", "A6"}}};
+    FleetResult result = resultWith({refused, outcome(Outcome::accepted)});
+    result.url = "ipps://p/";
+    result.ports = {"Port 0", "Port 1"};
+    result.name = "Office";
+    result.printerState = "idle";
+    result.supplies = {{"black", 40}, {"drum", {}}};
+    result.alerts = {"toner-low"};
+    result.certificate.known = true;
+    result.certificate.subject = "CN=p";
+    result.certificate.issuer = "CN=ca";
+    result.certificate.validFrom = "2026-01-01";
+    result.certificate.validUntil = "2027-01-01";
+    result.certificate.daysLeft = 40;
+    result.certificate.chain = {"CN=p", "CN=ca"};
+    result.certificate.problems = {"not trusted"};
+    EXPECT_EQ(
+        toJson(result, false, velmora::testing::latin1Codec()).dump(),
+        R"({"url":"ipps://p/","ready":false,"state":"refused","ports":["Port 0","Port 1"],)"
+        R"("printer-name":"Office","printer-state":"idle","accepting-jobs":true,"jobs":[)"
+        R"({"ports":["Port 0"],"state":"refused","status":1035,"message":"printer-refuses",)"
+        R"("attributes":[{"name":"media","wanted":["A4"],"offered":["A5","A6"]}],)"
+        R"("problem":{"code":"printer-refuses","message":"printer-refuses",)"
+        R"("remedy":"do something"}},)"
+        R"({"ports":["Port 1"],"state":"accepted","status":null,"message":"","attributes":[]}],)"
+        R"("certificate":{"subject":"CN=p","issuer":"CN=ca","valid-from":"2026-01-01",)"
+        R"("valid-until":"2027-01-01","days-left":40,"chain":["CN=p","CN=ca"],)"
+        R"("problems":["not trusted"]},)"
+        R"("supplies":[{"name":"black","percent":40},{"name":"drum","percent":null}],)"
+        R"("alerts":["toner-low"]})");
+    FleetResult nothing;
+    nothing.url = "ipp://p/";
+    EXPECT_EQ(toJson(nothing, false, velmora::testing::latin1Codec()).dump(),
+              R"({"url":"ipp://p/","ready":true,"state":"ready","ports":[],"printer-name":"",)"
+              R"("printer-state":"","accepting-jobs":true,"jobs":[],"supplies":[],"alerts":[]})");
+}
+
 TEST(FleetReport, AnUnreachablePrinterTellsNothingAboutItself) {
     FleetResult result;
     result.url = "ipp://user:secret@p/";
@@ -192,6 +329,8 @@ TEST(FleetReport, LinesThatComeOneByOneAreAligned) {
     printers[1].ports = {"One", "Two"};
     const std::vector<std::size_t> widths =
         fleetWidths(printers, 3, velmora::testing::latin1Codec());
+    // "unreachable", a supply with its level and two short alerts have room; details are last.
+    EXPECT_THAT(widths, ElementsAre(13, 11, 8, 9, 16, 20, 7));
     FleetResult result = resultWith({outcome(Outcome::accepted)});
     const std::string heading = tableLine(fleetColumns(), Json::object(), widths);
     const std::string line =

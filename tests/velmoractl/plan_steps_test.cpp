@@ -14,6 +14,8 @@
 #include "port/port_config.h"
 #include "velmoractl/command_error.h"
 #include "velmoractl/text/configuration_file.h"
+#include "velmoractl/text/directory_paths.h"
+#include "velmoractl/text/lower_case.h"
 #include "velmoractl/text/selection.h"
 
 namespace velmora::ctl {
@@ -50,6 +52,10 @@ class FakeServer : public Configured {
     Faults faults;
     unsigned calls = 0;
     std::size_t done = 0;
+    std::size_t endsAfter = 1000;  ///< steps until the user ends it
+    bool lineEnded = false;        ///< no progress is shown any more
+    /// Queues that cannot be made to print to a port, by their names.
+    std::map<std::string, std::string> stuckQueues;
 
     void changeDirectory(const std::function<void(CGroupsDB&)>& change) override {
         call([&] { change(directory); });
@@ -62,7 +68,11 @@ class FakeServer : public Configured {
     void addPort(const PortConfig& port) override {
         // A caller that makes a port removes it if that reports a failure.
         if (failing()) fail();
-        EXPECT_TRUE(ports.emplace(port.name, port).second) << port.name;
+        for (const auto& [name, one] : ports)
+            EXPECT_NE(folding()(name), folding()(port.name)) << "one name to Windows";
+        for (const std::uint32_t id : port.targetIds)
+            EXPECT_NE(directory.FindGroup(id), nullptr) << port.name << " names it already";
+        ports.emplace(port.name, port);
     }
     void changePort(const PortConfig& port) override {
         call([&] {
@@ -78,23 +88,28 @@ class FakeServer : public Configured {
         EXPECT_TRUE(queues.emplace(queue.name, queue).second) << queue.name;
     }
     void changeQueue(const QueueDescription& queue) override {
+        if (stuckQueues.contains(queue.name) && queue.port == stuckQueues.at(queue.name)) fail();
         call([&] { queues[queue.name] = queue; });
     }
     void removeQueue(const std::string& name) override {
         call([&] { queues.erase(name); });
     }
     FoldName folding() const override {
-        return [](std::string name) { return name; };
+        return [](std::string name) { return lowerCase(std::move(name)); };
     }
-    bool ended() override { return false; }
-    void progress(std::size_t steps) override { done = steps; }
-    void noMoreProgress() override {}
+    bool ended() override { return done >= endsAfter; }
+    void progress(std::size_t steps) override {
+        EXPECT_FALSE(lineEnded);
+        done = steps;
+    }
+    void noMoreProgress() override { lineEnded = true; }
 
     /// The next run.
     void restart(const Faults& next) {
         faults = next;
         calls = 0;
         done = 0;
+        lineEnded = false;
     }
 
     /// No queue may print to a port that does not exist.
@@ -159,6 +174,7 @@ void failAtEveryCall(void (*make)(FakeServer&), Run run, Check check, Wanted wan
                 server.expectNothingLost();
                 if (message) {
                     ++failures;
+                    EXPECT_TRUE(server.lineEnded || !server.done);
                     EXPECT_THAT(*message, ::testing::StartsWith(kWhat));
                     EXPECT_THAT(*message, HasSubstr("it fails"));
                     check(server, *message);
@@ -180,6 +196,7 @@ void office(FakeServer& server) {
     server.queues["Q1"] = {"Q1", "Old", "D", "share", "Room 1", "comment"};
     server.queues["Q2"] = {"Q2", "Else,Old", "D", "", "", ""};
     server.queues["Q3"] = {"Q3", "Else", "D", "", "", ""};
+    server.directory.AddGroup("Gone", kRootGroup);
 }
 
 /// The data and changes of "port rename".
@@ -234,7 +251,8 @@ void import(FakeServer& server) {
     wanted.hasPorts = wanted.hasQueues = true;
     wanted.ports = {port("Else", "ipp://else/", 2), port("New", "ipp://new/")};
     wanted.directory = std::make_unique<CGroupsDB>(testing::emptyDirectory());
-    wanted.directory->AddGroup("Floor", kRootGroup);
+    wanted.ports[1].singleTarget = 0;
+    wanted.ports[1].targetIds = {wanted.directory->AddGroup("Floor", kRootGroup)->id};
     wanted.queues = {{"Q1", "New", "D", "", "", ""},
                      {"Q2", "Else", "D", "", "", ""},
                      {"Q4", "New", "D", "", "", ""}};
@@ -273,7 +291,120 @@ TEST(PlanSteps, AnImportThatFailsAnywhereLosesNothingAndGoesOn) {
             EXPECT_EQ(server.queues.at("Q2").port, "Else");
             EXPECT_EQ(server.queues.at("Q4").port, "New");
             EXPECT_EQ(server.directory.nodes().size(), 2u);
+            EXPECT_NE(findNode(server.directory, "Floor"), nullptr);
+            EXPECT_EQ(findNode(server.directory, "Gone"), nullptr);
+            EXPECT_TRUE(server.lineEnded);
         });
+}
+
+/// The message of a plan that the server ends or refuses.
+std::string messageOf(FakeServer& server, const ConfigurationPlan& plan, const QueuePlan& queues,
+                      bool hasDirectory = false) {
+    try {
+        carryOut(server, plan, queues, hasDirectory, kWhat, "go on");
+    } catch (const CommandError& error) {
+        EXPECT_TRUE(server.lineEnded);
+        return error.what();
+    }
+    return "none";
+}
+
+TEST(PlanSteps, AnErrorSaysWhatIsDoneOfWhat) {
+    ConfigurationPlan plan;
+    plan.portsToAdd = {port("A", "ipp://a/"), port("B", "ipp://b/")};
+    FakeServer server;
+    server.faults.from = 2;
+    EXPECT_EQ(messageOf(server, plan, {}),
+              "the verb, a step: it fails; 1 of 2 ports are done; mend it; then go on");
+    QueuePlan queues;
+    const QueueDescription queue{"Q", "A", "D", "", "", ""};
+    const auto first = [&] {
+        FakeServer fails;
+        fails.faults.from = 1;
+        return messageOf(fails, plan, queues);
+    };
+    const char* const both =
+        "the verb, a step: it fails; 0 of 3 ports and queues are done; mend it; then go on";
+    queues.toAdd = {queue};
+    EXPECT_EQ(first(), both);
+    queues = {};
+    queues.toChange = {queue};
+    EXPECT_EQ(first(), both);
+    queues = {};
+    queues.toRemove = {"Q"};
+    EXPECT_EQ(first(), both);
+    FakeServer noDirectory;
+    noDirectory.faults.from = 1;
+    EXPECT_EQ(messageOf(noDirectory, plan, {}, true),
+              "the verb, a step: it fails; 0 of 2 ports are done, the groups and printers may not "
+              "be there; mend it; then go on");
+    FakeServer ended;
+    ended.endsAfter = 1;
+    EXPECT_EQ(messageOf(ended, plan, {}),
+              "the verb: you have ended it; 1 of 2 ports are done; go on");
+    EXPECT_EQ(ended.ports.size(), 1u);
+}
+
+TEST(PlanSteps, EveryChangeIsAStep) {
+    ConfigurationPlan plan;
+    plan.portsToAdd.resize(1);
+    plan.portsToChange.resize(2);
+    plan.portsToRemove.resize(4);
+    QueuePlan queues;
+    queues.toAdd.resize(8);
+    queues.toChange.resize(16);
+    queues.toRemove.resize(32);
+    EXPECT_EQ(stepsOf(plan, queues), 63u);
+}
+
+TEST(PlanSteps, APortWhoseNameComesInOtherLettersGoesFirst) {
+    FakeServer server;
+    server.ports["office"] = port("office", "ipp://old/");
+    server.ports["Rest"] = port("Rest", "ipp://rest/");
+    ConfigurationPlan plan;
+    plan.portsToAdd = {port("OFFICE", "ipp://new/")};
+    plan.portsToRemove = {"Rest", "office"};
+    EXPECT_EQ(messageOf(server, plan, {}), "none");
+    ASSERT_EQ(server.ports.size(), 1u);
+    EXPECT_EQ(server.ports.at("OFFICE").printer.url, "ipp://new/");
+    EXPECT_EQ(server.done, 3u);
+}
+
+std::string renameMessage(FakeServer& server) {
+    try {
+        rename(server);
+    } catch (const CommandError& error) {
+        return error.what();
+    }
+    return "none";
+}
+
+TEST(PlanSteps, ARenamingWhoseLastStepFailsIsTakenBackWhole) {
+    FakeServer before;
+    office(before);
+    FakeServer server;
+    office(server);
+    server.faults.from = 4;  // a port and two queues, then the old port
+    EXPECT_EQ(renameMessage(server),
+              "the verb, a step: it fails; what was done before has been taken back; mend it; then "
+              "run the same command again");
+    EXPECT_EQ(server.ports, before.ports);
+    EXPECT_EQ(server.queues, before.queues);
+}
+
+TEST(PlanSteps, APortStaysForTheQueueThatCannotGoBack) {
+    for (const char* const stuck : {"Q1", "Q2"}) {
+        SCOPED_TRACE(stuck);
+        FakeServer server;
+        office(server);
+        server.faults.from = 4;
+        server.stuckQueues = {{stuck, server.queues.at(stuck).port}};
+        EXPECT_THAT(renameMessage(server),
+                    HasSubstr(std::string("could not be taken back: the queue \"") + stuck));
+        server.expectNothingLost();
+        EXPECT_TRUE(server.ports.contains("New"));
+        EXPECT_TRUE(server.ports.contains("Old"));
+    }
 }
 
 /// The data and changes of "port set --all --copies 3".

@@ -83,12 +83,12 @@ TEST(PortsTable, ColumnsAreNamed) {
         "Office;ipp://o/;u;3;;Office printer;Generic PS;Room 1\r\n"
         "\r\n"
         "All;;;;Floor/Left; ;;\r\n"
-        "Both;;;;\"Floor;Hall\"\r\n");
+        "Both;;;;\"Floor; Hall ;;a\"\r\n");
     EXPECT_EQ(
         part.json.dump(),
         R"({"ports":[{"name":"Office","url":"ipp://o/","user":"u",)"
         R"("job-template":{"copies":"3"}},)"
-        R"({"name":"All","groups":["Floor/Left"]},{"name":"Both","groups":["Floor","Hall"]}],)"
+        R"({"name":"All","groups":["Floor/Left"]},{"name":"Both","groups":["Floor","Hall","a"]}],)"
         R"("queues":[{"name":"Office printer","driver":"Generic PS","location":"Room 1",)"
         R"("port":"Office"}]})");
     EXPECT_THAT(part.lines, ElementsAre(2U, 4U, 5U));
@@ -148,6 +148,11 @@ TEST(PortsTable, WhatIsWrittenIsRead) {
         const std::string table = portsTable(ports, directory, withPasswords, latin1Codec());
         EXPECT_THAT(table, StartsWith("\xEF\xBB\xBFname,url,groups,user,"));
         EXPECT_EQ(table.find("secret") != std::string::npos, withPasswords);
+        const Fields rows = fields(table);
+        ASSERT_EQ(rows.size(), 4u);
+        EXPECT_EQ(rows[1].front(), "B\xC3\xBCro") << "sorted by name";
+        EXPECT_EQ(rows[2].front(), "C");
+        EXPECT_EQ(rows[3].front(), "Z \"1\"");
         Configuration wanted = readConfiguration({{"", table, true}}, directory, latin1Codec());
         const ConfigurationPlan plan =
             planImport(wanted, ports, directory, {.ports = true}, latin1Codec());
@@ -160,6 +165,7 @@ TEST(PortsTable, WithoutPortsItIsATemplateToStartFrom) {
     EXPECT_THAT(table, StartsWith("name,url,groups,user,job-priority,"));
     EXPECT_EQ(refusal(table), "none");
     EXPECT_THAT(table, Not(HasSubstr("password")));
+    EXPECT_EQ(fields(table).size(), 1u);
 }
 
 }  // namespace

@@ -55,6 +55,14 @@ TEST(QueuePlan, OthersAreRemovedOnlyIfAllTheirPortsAreOurs) {
               (std::vector<std::string>{"remove queue \"Ours\"", "remove queue \"Pool\""}));
 }
 
+TEST(QueuePlan, AQueueHasAPortOrSeveral) {
+    using Names = std::vector<std::string>;
+    EXPECT_EQ(portsOfQueue(""), Names());
+    EXPECT_EQ(portsOfQueue("A"), Names{"A"});
+    EXPECT_EQ(portsOfQueue("A,B 2,C"), (Names{"A", "B 2", "C"}));
+    EXPECT_EQ(portsOfQueue(",A,,B,"), (Names{"A", "B"}));
+}
+
 TEST(QueuePlan, APortIsFreeWhenEveryQueueHasLeftIt) {
     const std::vector<QueueDescription> stored = {queue("Moves", "A"), queue("Goes", "A"),
                                                   queue("Stays", "B,C")};

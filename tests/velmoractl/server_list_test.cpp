@@ -18,6 +18,10 @@ TEST(ServerList, NamesComeFromOneTextOrFromAFileWithOneALine) {
                                            10)),
               (Words{"A", "B"}));
     EXPECT_TRUE(serverNames(" ,\n#\n").empty());
+    EXPECT_EQ(serverNames("A, B ,\\C,\\\\\\D"), (Words{"A", "B", "C", "D"}));
+    EXPECT_EQ(serverNames("AZ,az,@,[,`,{"), (Words{"AZ", "@", "[", "`", "{"}))
+        << "letters alone are large or small";
+    EXPECT_EQ(serverNames("A\x01"), (Words{"A\x01"})) << "left to Windows, which refuses it";
 }
 
 TEST(ServerList, EachServerGetsTheWordsWithItsName) {
@@ -25,6 +29,9 @@ TEST(ServerList, EachServerGetsTheWordsWithItsName) {
               (Words{"--server", "B", "export", "C:\\B-B.json"}));
     EXPECT_EQ(wordsForServer({"--server=@f", "port", "list"}, "{server}"),
               (Words{"--server", "{server}", "port", "list"}));
+    // What a server's name holds is not replaced once more.
+    EXPECT_EQ(wordsForServer({"12345678{server}9{server}"}, "{server}"),
+              (Words{"--server", "{server}", "12345678{server}9{server}"}));
 }
 
 TEST(ServerList, WordsAreTakenApartAsTheyWere) {
@@ -58,6 +65,23 @@ TEST(ServerList, ListsBecomeOneTable) {
     EXPECT_EQ(combinedErrors(lists()), "velmoractl: C: port list: why; what to do\n");
 }
 
+TEST(ServerList, AListForTheWholeIsALineOfAscii) {
+    const Json rows = {{{"name", "B\xC3\xBCro"}, {"mode", "\xFF"}}};
+    EXPECT_EQ(listForWhole(kColumns, "name", "none", rows),
+              "\x1e{\"columns\":[[\"name\",\"PORT\"],[\"mode\",\"MODE\"]],"
+              "\"name-key\":\"name\",\"empty\":\"none\","
+              "\"rows\":[{\"name\":\"B\\u00fcro\",\"mode\":\"\\ufffd\"}]}\n");
+}
+
+TEST(ServerList, WhatIsNoListStaysText) {
+    std::vector<ServerResult> results = lists();
+    results[1].output = "\x1e{\"columns\":\nbroken\n";
+    results[2].output = "Nothing to do.\n";
+    EXPECT_EQ(combinedText(results, "", true),
+              "SERVER  PORT  MODE\nA       P     single\nBB: \x1e{\"columns\":\nBB: broken\n"
+              "C: Nothing to do.\n");
+}
+
 TEST(ServerList, LinesHaveTheirServersName) {
     const std::vector<ServerResult> results = {
         {"A", ExitCode::done, "Port has been added.\r\n  media: A4\n",
@@ -77,6 +101,8 @@ TEST(ServerList, ScriptsGetAnObjectAServer) {
               (Json{{{"server", "A"}, {"exit-code", 0}, {"answer", {{"name", "P"}}}},
                     {{"server", "B"}, {"exit-code", 1}, {"error", {{"code", "time-out"}}}},
                     {{"server", "C"}, {"exit-code", 0}, {"answer", {{{"a", 1}}, {{"a", 2}}}}}}));
+    EXPECT_EQ(combinedJson({{"A", ExitCode::done, "{\"a\": 1}\nno JSON\n{\"a\": 2}\n", ""}}),
+              (Json{{{"server", "A"}, {"exit-code", 0}, {"answer", {{{"a", 1}}, {{"a", 2}}}}}}));
 }
 
 }  // namespace

@@ -75,6 +75,13 @@ TEST(Table, FlagsAreWords) {
     EXPECT_EQ(namesText("name", rows), "true\nfalse\n");
 }
 
+TEST(Table, FlagsAndWhatIsAbsentAreShown) {
+    const Json flags = {{{"name", true}, {"id", false}, {"urls", nullptr}},
+                        {{"name", {true, 2}}, {"urls", "x"}}};
+    EXPECT_EQ(tableText(kColumns, flags, false), "true     false\ntrue, 2         x\n");
+    EXPECT_EQ(csvText(kColumns, flags), "name,id,urls\r\ntrue,false,\r\ntrue;2,,x\r\n");
+}
+
 TEST(Table, WhatAPrinterSentIsSafeToShow) {
     const Json hostile = {{{"name", "\x1b[2J"}, {"id", 1}}};
     EXPECT_EQ(tableText(kColumns, hostile, false), "\\x1b[2J  1\n");

@@ -67,6 +67,9 @@ TEST(TemplateAttributes, TakeWhatIsAllowedAndNothingElse) {
         {"printer-resolution", "600", true},
         {"printer-resolution", "1200x600dpi", true},
         {"printer-resolution", "118dpcm", true},
+        {"printer-resolution", "1dpi", true},
+        {"printer-resolution", "2x1dpi", true},
+        {"printer-resolution", "2x0dpi", false},
         {"printer-resolution", "x600dpi", false},
         {"printer-resolution", "600x", false},
         {"printer-resolution", "600x600x600", false},
@@ -155,6 +158,16 @@ TEST(TemplateAttributes, KeywordsOfAPrintersOwnCanBeForced) {
         EXPECT_FALSE(sides.force(job, bad)) << bad;
     EXPECT_EQ(job.sides, "duplex");
     EXPECT_EQ(findTemplateAttribute("copies")->force, nullptr);
+}
+
+TEST(TemplateAttributes, TellWhatIsAllowed) {
+    EXPECT_EQ(findTemplateAttribute("print-quality")->allowed(),
+              "draft, normal, high, or the number of another value");
+    EXPECT_EQ(findTemplateAttribute("sides")->allowed(),
+              "one-sided, two-sided-long-edge, two-sided-short-edge");
+    EXPECT_EQ(findTemplateAttribute("copies")->allowed(), "a number from 1 to 2147483647");
+    for (const TemplateAttribute& one : templateAttributes())
+        EXPECT_NE(one.allowed(), "") << one.name;
 }
 
 TEST(TemplateAttributes, AnUnknownNameIsNone) {

@@ -14,6 +14,7 @@
 namespace velmora {
 class CGroupsDB;
 struct CGroupsDBNode;
+struct JobTemplate;
 struct PortConfig;
 }  // namespace velmora
 
@@ -53,6 +54,7 @@ class FileError : public std::runtime_error {
 };
 
 // Without passwords a URL that holds one is written without it.
+Json toJson(const JobTemplate& job, const TextCodec& codec);
 Json toJson(const PortConfig& port, bool withPassword, const TextCodec& codec);
 Json toJson(const CGroupsDBNode& node, bool withPassword, const TextCodec& codec);
 Json toJson(const std::vector<PortConfig>& ports, const CGroupsDB& directory, bool withPasswords,

@@ -160,7 +160,7 @@ class TreeMerge {
                 const CGroupsDBNode* const same = stored_.FindNode(child->id);
                 const CGroupsDBNode* const named = storedNames_.child(parent->second, child->name);
                 if (matches(same))
-                    take(child->id, same->id);
+                    take(child->id, child->id);
                 else if (matches(named))
                     take(child->id, named->id);
             }
@@ -184,8 +184,7 @@ class TreeMerge {
                 given.insert(node->id);
             }
         }
-        std::uint32_t next = 2;
-        if (!stored_.nodes().empty()) next = stored_.nodes().rbegin()->first + 1;
+        std::uint32_t next = stored_.nextId();
         if (!given.empty()) next = std::max(next, *given.rbegin() + 1);
         for (const std::uint32_t id : without) {
             while (next < 2 || held_.contains(next) || given.contains(next) ||

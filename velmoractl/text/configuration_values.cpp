@@ -5,6 +5,7 @@
 #include <set>
 
 #include "port/url_text.h"
+#include "velmoractl/text/lower_case.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/text/template_attributes.h"
 
@@ -20,8 +21,8 @@ void addUtf8(std::string& text, std::uint32_t code) {
         return;
     }
     const int more = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
-    constexpr std::uint32_t kLead[] = {0, 0xC0, 0xE0, 0xF0};
-    text += static_cast<char>(kLead[more] | code >> (6 * more));
+    constexpr std::uint32_t kLead[] = {0xC0, 0xE0, 0xF0};
+    text += static_cast<char>(kLead[more - 1] | code >> (6 * more));
     for (int rest = more - 1; rest >= 0; --rest)
         text += static_cast<char>(0x80 | (code >> (6 * rest) & 0x3F));
 }
@@ -78,15 +79,12 @@ Json parseFile(const std::string& text, std::size_t mostKeys) {
     try {
         return Json::parse(withoutMark(text), check);
     } catch (const Json::exception& error) {
-        throw FileError(std::string("is not valid JSON: ") + shown(error.what(), 200));
+        throw FileError(std::string("is not valid JSON: ") + shown(error.what()));
     }
 }
 
 std::string folded(std::string name) {
-    for (char& c : name) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return name;
+    return lowerCase(std::move(name));
 }
 
 ObjectReader::ObjectReader(const Json& json, std::string place, const TextCodec& codec)
@@ -146,7 +144,7 @@ std::string ObjectReader::stored(const Json& value, const std::string& key) cons
 }
 
 std::string ObjectReader::storedName(const std::string& utf8) const {
-    return stored(Json(utf8), utf8);
+    return stored(utf8, utf8);
 }
 
 std::string ObjectReader::quoted(const std::string& ansi) const {
@@ -154,10 +152,9 @@ std::string ObjectReader::quoted(const std::string& ansi) const {
 }
 
 FileCredentials readCredentials(const ObjectReader& reader) {
-    FileCredentials result{reader.flag("authentication", reader.has("user")),
-                           reader.text("user", ""), reader.text("password", ""), false};
-    result.passwordMissing = result.authentication && !reader.has("password");
-    return result;
+    const bool authentication = reader.flag("authentication", reader.has("user"));
+    return {authentication, reader.text("user", ""), reader.text("password", ""),
+            authentication && !reader.has("password")};
 }
 
 std::string readUrl(const ObjectReader& reader, const char* fallback) {

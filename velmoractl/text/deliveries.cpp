@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "velmoractl/text/json.h"
+#include "velmoractl/text/whole_number.h"
 
 namespace velmora::ctl {
 namespace {
@@ -39,14 +39,13 @@ void append(std::string& text, const std::string& part) {
 }
 
 std::string_view stepInWords(std::string_view step) {
-    constexpr std::array<std::pair<std::string_view, std::string_view>, 6> kSteps{{
+    constexpr std::pair<std::string_view, std::string_view> kSteps[] = {
         {"resolve", "the port reaches no printer"},
         {"connect", "no connection"},
         {"probe", "the question before the job failed"},
         {"authenticate", "user name or password not accepted"},
         {"send", "the connection broke"},
-        {"answer", "the answer"},
-    }};
+    };
     for (const auto& [keyword, words] : kSteps)
         if (keyword == step) return words;
     return step;
@@ -87,7 +86,7 @@ std::optional<std::array<int, N>> numbers(std::string_view text, std::string_vie
             values[current] = 10 * values[current] + (text[i] - '0');
         } else {
             if (text[i] != form[i]) return std::nullopt;
-            if (i + 1 < form.size()) ++current;
+            ++current;
         }
     }
     return values;
@@ -149,18 +148,18 @@ std::optional<std::int64_t> parseSince(std::string_view text, std::int64_t now,
             timeOf((*minute)[0], (*minute)[1], (*minute)[2], (*minute)[3], (*minute)[4], 0, 0);
         return time ? std::optional(toUtc(*time)) : std::nullopt;
     }
-    std::uint32_t count = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
-    if (error != std::errc() || end + 1 != text.data() + text.size()) return std::nullopt;
-    switch (*end) {
+    if (text.empty()) return std::nullopt;
+    const auto count = wholeNumber<std::uint32_t>(text.substr(0, text.size() - 1));
+    if (!count) return std::nullopt;
+    switch (text.back()) {
         case 's':
-            return now - count * kSecond;
+            return now - *count * kSecond;
         case 'm':
-            return now - count * kMinute;
+            return now - *count * kMinute;
         case 'h':
-            return now - count * kHour;
+            return now - *count * kHour;
         case 'd':
-            return now - count * kDay;
+            return now - *count * kDay;
         default:
             return std::nullopt;
     }
@@ -213,8 +212,7 @@ void JobCopies::add(const DeliveryLine& line) {
 
 bool JobCopies::complete() const {
     // A job with printers has no line with target 0: one that the spooler started again may.
-    return !lines_.empty() && (lines_.rbegin()->second.targets == 0 ||
-                               lines_.size() - lines_.count(0) >= lines_.rbegin()->second.targets);
+    return !lines_.empty() && lines_.size() - lines_.count(0) >= lines_.rbegin()->second.targets;
 }
 
 bool JobCopies::allAccepted() const {

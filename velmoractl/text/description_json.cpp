@@ -65,10 +65,9 @@ Json groupsJson(const DirectoryPaths& names, bool withPasswords, const TextCodec
 }
 
 /// The attributes that differ from those of a new port.
-Json templateJson(const PortConfig& port, const TextCodec& codec) {
-    PortConfig fresh;
-    const Json usual = toJson(fresh, false, codec)["job-template"];
-    Json json = toJson(port, false, codec)["job-template"];
+Json templateJson(const JobTemplate& job, const TextCodec& codec) {
+    const Json usual = toJson(JobTemplate(), codec);
+    const Json json = toJson(job, codec);
     Json different = Json::object();
     for (const auto& [key, value] : json.items()) {
         if (value != usual[key]) different[key] = value;
@@ -92,7 +91,7 @@ Json portJson(const PortConfig& port, const DirectoryPaths& names, bool withPass
             }
         }
     }
-    Json job = templateJson(port, codec);
+    Json job = templateJson(port.jobTemplate, codec);
     if (!job.empty()) json["job-template"] = std::move(job);
     return json;
 }

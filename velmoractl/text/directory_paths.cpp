@@ -1,9 +1,9 @@
 #include "velmoractl/text/directory_paths.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "directory/groups_db.h"
+#include "velmoractl/text/whole_number.h"
 
 namespace velmora::ctl {
 namespace {
@@ -12,10 +12,8 @@ namespace {
 constexpr std::size_t kLongestPath = 1024;
 
 CGroupsDBNode* findId(const CGroupsDB& directory, std::string_view digits) {
-    std::uint32_t id = 0;
-    const char* const end = digits.data() + digits.size();
-    const auto [stop, error] = std::from_chars(digits.data(), end, id);
-    return error == std::errc() && stop == end ? directory.FindNode(id) : nullptr;
+    const auto id = wholeNumber<std::uint32_t>(digits);
+    return id ? directory.FindNode(*id) : nullptr;
 }
 
 }  // namespace
@@ -65,7 +63,7 @@ std::string DirectoryPaths::pathOf(std::uint32_t id) const {
         way.push_back(node);
         node = directory_.FindNode(node->parent);
     }
-    if (node == nullptr || way.empty()) return number;
+    if (node == nullptr) return number;
     std::string path;
     for (auto step = way.rbegin(); step != way.rend(); ++step)
         path += (path.empty() ? "" : "/") + (*step)->name;
@@ -86,10 +84,6 @@ CGroupsDBNode* findNode(const CGroupsDB& directory, std::string_view text) {
 
 std::string pathOf(const CGroupsDB& directory, std::uint32_t id) {
     return DirectoryPaths(directory).pathOf(id);
-}
-
-CGroupsDBNode* childNamed(const CGroupsDB& directory, std::uint32_t group, std::string_view name) {
-    return DirectoryPaths(directory).child(group, name);
 }
 
 }  // namespace velmora::ctl

@@ -49,6 +49,5 @@ class DirectoryPaths {
 // The same for one lookup.
 CGroupsDBNode* findNode(const CGroupsDB& directory, std::string_view text);
 std::string pathOf(const CGroupsDB& directory, std::uint32_t id);
-CGroupsDBNode* childNamed(const CGroupsDB& directory, std::uint32_t group, std::string_view name);
 
 }  // namespace velmora::ctl

@@ -1,24 +1,22 @@
 #include "velmoractl/text/fleet_report.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
+#include <iterator>
+#include <limits>
 #include <string_view>
 
 #include "port/url_text.h"
 #include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/text/whole_number.h"
 
 namespace velmora::ctl {
 namespace {
 
 std::optional<std::int64_t> percentOf(std::string_view text) {
-    std::int64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    const auto value = wholeNumber<std::int64_t>(text);
     // Negative numbers say that the level is not known.
-    if (value < 0 || value > 100) return std::nullopt;
-    return value;
+    return value && *value >= 0 && *value <= 100 ? value : std::nullopt;
 }
 
 /// A field of printer-supply: "type=toner;maxcapacity=100;level=75;colorantname=black;".
@@ -37,16 +35,12 @@ std::string_view fieldOf(std::string_view supply, std::string_view name) {
 
 /// A level as the share of what fits in.
 std::optional<std::int64_t> shareOf(std::string_view level, std::string_view capacity) {
-    std::int64_t has = 0;
-    std::int64_t holds = 0;
-    const auto read = [](std::string_view text, std::int64_t& value) {
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-        return error == std::errc() && end == text.data() + text.size();
-    };
-    constexpr std::int64_t kMost = 1 << 30;
-    if (!read(level, has) || !read(capacity, holds)) return percentOf(level);
-    if (has < 0 || has > kMost || holds <= 0 || holds > kMost || has > holds) return std::nullopt;
-    return has * 100 / holds;
+    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+    const auto has = wholeNumber<std::int64_t>(level);
+    const auto holds = wholeNumber<std::int64_t>(capacity);
+    if (!has || !holds) return percentOf(level);
+    if (*has < 0 || *holds <= 0 || *holds > kMost || *has > *holds) return std::nullopt;
+    return *has * 100 / *holds;
 }
 
 std::vector<Supply> markersOf(const IppMessage& printer) {
@@ -55,11 +49,12 @@ std::vector<Supply> markersOf(const IppMessage& printer) {
     };
     const std::vector<std::string> names = values("marker-names");
     const std::vector<std::string> levels = values("marker-levels");
-    const std::vector<std::string> types = values("marker-types");
+    std::vector<std::string> types = values("marker-types");
+    types.resize(names.size());
     std::vector<Supply> supplies;
     for (std::size_t i = 0; i < std::min(names.size(), levels.size()); ++i) {
         // A container that fills up with waste is not a supply.
-        if (i < types.size() && types[i].starts_with("waste")) continue;
+        if (types[i].starts_with("waste")) continue;
         supplies.push_back({names[i], percentOf(levels[i])});
     }
     return supplies;
@@ -126,11 +121,11 @@ std::string lowestOf(const std::vector<Supply>& supplies) {
 
 /// For connections that fail, or that bring no answer that can be trusted.
 bool isUnreachable(const PrinterProblem& problem) {
-    constexpr std::array<std::string_view, 10> kKeywords = {
+    constexpr std::string_view kKeywords[] = {
         "bad-url",       "host-unknown",        "no-connection",    "connection-closed",
         "time-out",      "certificate-expired", "certificate-name", "certificate-untrusted",
         "no-encryption", "internal-error"};
-    return std::ranges::find(kKeywords, problem.keyword) != kKeywords.end();
+    return std::ranges::find(kKeywords, problem.keyword) != std::end(kKeywords);
 }
 
 }  // namespace

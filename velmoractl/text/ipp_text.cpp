@@ -1,6 +1,6 @@
 #include "velmoractl/text/ipp_text.h"
 
-#include <charconv>
+#include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <span>
@@ -8,6 +8,7 @@
 #include "ipp/job_template_choices.h"
 #include "ipp/status_names.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/text/whole_number.h"
 
 namespace velmora::ctl {
 namespace {
@@ -84,6 +85,12 @@ constexpr NumberChoice kJobStates[] = {
     {"pending", 3},  {"pending-held", 4}, {"processing", 5}, {"processing-stopped", 6},
     {"canceled", 7}, {"aborted", 8},      {"completed", 9}};
 
+/// The first of the values that are not the attribute's name; null if there is none.
+const IppValue* realValues(const IppAttribute& attribute) {
+    const IppValue* const first = attribute.firstValue();
+    return attribute.nameIndex < 0 && first != nullptr ? first->next : first;
+}
+
 std::span<const NumberChoice> namesOf(std::string_view attribute) {
     if (attribute.ends_with("-supported")) attribute.remove_suffix(10);
     const Enumeration enumerations[] = {{"printer-state", kPrinterStates},
@@ -107,10 +114,8 @@ std::string_view attributeName(const IppAttribute& attribute) {
 }
 
 std::vector<std::string> attributeValues(const IppAttribute& attribute) {
-    const IppValue* value = attribute.firstValue();
-    if (attribute.nameIndex < 0 && value != nullptr) value = value->next;
     std::vector<std::string> values;
-    for (; value != nullptr; value = value->next)
+    for (const IppValue* value = realValues(attribute); value != nullptr; value = value->next)
         values.push_back(textOf(*value));
     return values;
 }
@@ -137,8 +142,9 @@ std::string valueOf(const IppMessage& message, IppGroup group, std::string_view 
 
 std::string shownValues(const std::vector<std::string>& values) {
     std::string text;
-    for (std::size_t i = 0; i < values.size() && i < kShownValues; ++i) {
-        text += (i == 0 ? "" : ", ") + shown(values[i], 80);
+    for (const std::string& value :
+         std::span(values).first(std::min(values.size(), kShownValues))) {
+        text += (&value == values.data() ? "" : ", ") + shown(value, 80);
     }
     if (values.size() > kShownValues) {
         text += " and " + std::to_string(values.size() - kShownValues) + " more";
@@ -178,18 +184,14 @@ std::vector<ShownAttribute> printerDescription(const IppMessage& answer) {
 }
 
 Json numberOrNull(const std::string& text) {
-    std::int64_t value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    return error == std::errc() && stop == end ? Json(value) : Json();
+    const auto value = wholeNumber<std::int64_t>(text);
+    return value ? Json(*value) : Json();
 }
 
 Json jsonValues(const IppAttribute& attribute) {
     const std::string_view name = attributeName(attribute);
-    const IppValue* value = attribute.firstValue();
-    if (attribute.nameIndex < 0 && value != nullptr) value = value->next;
     Json values = Json::array();
-    for (; value != nullptr; value = value->next) {
+    for (const IppValue* value = realValues(attribute); value != nullptr; value = value->next) {
         const std::string text = textOf(*value);
         const std::string keyword = enumKeyword(name, text);
         if (value->kind == IppValueKind::boolean)

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "velmoractl/text/lower_case.h"
+
 namespace velmora::ctl {
 namespace {
 
@@ -97,7 +99,7 @@ std::optional<std::int32_t> lengthOf(std::string_view text, std::int64_t perUnit
     }
     const std::int64_t hundredths = (value * perUnit + scale / 2) / scale;
     constexpr std::int64_t kLargest = 10'000'000;  // a hundred metres
-    if (digits == 0 || hundredths <= 0 || hundredths > kLargest) return std::nullopt;
+    if (hundredths <= 0 || hundredths > kLargest) return std::nullopt;
     return static_cast<std::int32_t>(hundredths);
 }
 
@@ -106,11 +108,11 @@ std::optional<MediaSize> selfDescribed(std::string_view name) {
     if (std::ranges::count(name, '_') < 2) return std::nullopt;
     if (name.starts_with("custom_min_") || name.starts_with("custom_max_")) return std::nullopt;
     std::string_view size = name.substr(name.rfind('_') + 1);
-    std::int64_t perUnit = 0;
+    std::int64_t perUnit = 0;  // no length is one of nothing
     if (size.ends_with("mm")) perUnit = 100;
     if (size.ends_with("in")) perUnit = 2540;
     const std::size_t cross = size.find('x');
-    if (perUnit == 0 || cross == std::string_view::npos) return std::nullopt;
+    if (cross == std::string_view::npos) return std::nullopt;
     size.remove_suffix(2);
     const auto width = lengthOf(size.substr(0, cross), perUnit);
     const auto height = lengthOf(size.substr(std::min(cross + 1, size.size())), perUnit);
@@ -122,10 +124,7 @@ std::optional<MediaSize> selfDescribed(std::string_view name) {
 
 std::optional<MediaSize> mediaSizeOf(std::string_view name) {
     if (const auto size = selfDescribed(name)) return size;
-    std::string plain(name);
-    std::ranges::transform(plain, plain.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
+    std::string plain = lowerCase(std::string(name));
     // Paper is white unless its name says otherwise.
     constexpr std::string_view kWhite = "-white";
     if (plain.ends_with(kWhite)) plain.resize(plain.size() - kWhite.size());

@@ -1,6 +1,7 @@
 #include "velmoractl/text/plan_steps.h"
 
 #include <algorithm>
+#include <optional>
 #include <set>
 
 #include "port/port_config.h"
@@ -183,8 +184,8 @@ void carryOut(Configured& there, const PortRename& rename, const TextCodec& code
         there.removePort(from);
     } catch (const CommandError& error) {
         // The queues go back only to a port that is known to be there.
-        bool gone = false;
-        if (!works([&] { gone = !there.hasPort(from); })) {
+        std::optional<bool> stays;
+        if (!works([&] { stays = there.hasPort(from); })) {
             throw CommandError(error.code(), subjectOf(error, what),
                                error.why() + "; the port " + quoted(rename.to) +
                                    " is there and has the queues; whether " + quoted(from) +
@@ -194,7 +195,7 @@ void carryOut(Configured& there, const PortRename& rename, const TextCodec& code
                                    "the same command again",
                                error.keyword());
         }
-        if (!gone) throw takenBack(error);
+        if (stays == true) throw takenBack(error);
     }
 }
 

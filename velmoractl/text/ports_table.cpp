@@ -28,11 +28,11 @@ char separatorOf(std::string_view text) {
 /// Reads field by field.
 class CsvReader {
   public:
-    explicit CsvReader(std::string_view text) : text_(text), separator_(separatorOf(text)) {}
+    explicit CsvReader(std::string_view text) : rest_(text), separator_(separatorOf(text)) {}
 
     std::vector<CsvLine> lines() {
         std::vector<CsvLine> result;
-        while (at_ < text_.size()) {
+        while (!rest_.empty()) {
             CsvLine line{number_, {}};
             do {
                 line.fields.push_back(field());
@@ -51,14 +51,14 @@ class CsvReader {
     }
 
     bool take(char c) {
-        if (at_ >= text_.size() || text_[at_] != c) return false;
-        ++at_;
+        if (!rest_.starts_with(c)) return false;
+        rest_.remove_prefix(1);
         return true;
     }
 
     void endLine() {
         const bool ended = take('\r');
-        if (!take('\n') && !ended && at_ < text_.size()) {
+        if (!take('\n') && !ended && !rest_.empty()) {
             fail(number_, "has text after a closing quote");
         }
         ++number_;
@@ -66,20 +66,21 @@ class CsvReader {
 
     std::string field() {
         if (take('"')) return quoted();
-        const std::size_t begin = at_;
-        while (at_ < text_.size() && text_[at_] != separator_ && text_[at_] != '\r' &&
-               text_[at_] != '\n') {
-            if (text_[at_] == '"') fail(number_, "has a quote inside a field without quotes");
-            ++at_;
+        const std::string ends = {separator_, '\r', '\n'};
+        const std::string_view value = rest_.substr(0, rest_.find_first_of(ends));
+        if (value.find('"') != std::string_view::npos) {
+            fail(number_, "has a quote inside a field without quotes");
         }
-        return std::string(text_.substr(begin, at_ - begin));
+        rest_.remove_prefix(value.size());
+        return std::string(value);
     }
 
     std::string quoted() {
         const std::size_t begin = number_;
         std::string value;
-        while (at_ < text_.size()) {
-            const char c = text_[at_++];
+        while (!rest_.empty()) {
+            const char c = rest_.front();
+            rest_.remove_prefix(1);
             if (c == '"' && !take('"')) return value;
             if (c == '\n') ++number_;
             value += c;
@@ -87,9 +88,8 @@ class CsvReader {
         fail(begin, "has a quote that is not closed");
     }
 
-    std::string_view text_;
+    std::string_view rest_;
     const char separator_;
-    std::size_t at_ = 0;
     std::size_t number_ = 1;
 };
 
@@ -131,11 +131,11 @@ std::vector<std::string> columnsOf(const CsvLine& heading) {
 
 Json groupsOf(const std::string& field) {
     Json groups = Json::array();
-    for (std::size_t begin = 0; begin <= field.size();) {
-        const std::size_t end = std::min(field.find(';', begin), field.size());
-        const std::string path = trimmed(field.substr(begin, end - begin));
+    for (std::string_view rest = field; !rest.empty();) {
+        const std::size_t end = std::min(rest.find(';'), rest.size());
+        const std::string path = trimmed(std::string(rest.substr(0, end)));
         if (!path.empty()) groups.push_back(path);
-        begin = end + 1;
+        rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     return groups;
 }
@@ -242,8 +242,7 @@ std::string portsTable(const std::vector<PortConfig>& ports, const CGroupsDB& di
     }
     sortRows(rows, "name");
     const std::string text = csvText(columns, rows);
-    const bool ascii =
-        std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    const bool ascii = std::ranges::all_of(text, [](char c) { return (c & 0x80) == 0; });
     return ascii ? text : "\xEF\xBB\xBF" + text;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <string_view>
 
 namespace velmora::ctl {
 namespace {
@@ -96,10 +97,10 @@ QueuePlan planQueues(const std::vector<QueueDescription>& wanted,
 
 std::vector<std::string> portsOfQueue(const std::string& port) {
     std::vector<std::string> ports;
-    for (std::size_t begin = 0; begin < port.size();) {
-        const std::size_t end = std::min(port.find(',', begin), port.size());
-        if (end > begin) ports.push_back(port.substr(begin, end - begin));
-        begin = end + 1;
+    for (std::string_view rest = port; !rest.empty();) {
+        const std::size_t end = std::min(rest.find(','), rest.size());
+        if (end != 0) ports.emplace_back(rest.substr(0, end));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     return ports;
 }

@@ -1,6 +1,9 @@
 #include "velmoractl/text/selection.h"
 
 #include <algorithm>
+#include <optional>
+#include <tuple>
+#include <utility>
 
 #include "port/port_config.h"
 #include "velmoractl/command_error.h"
@@ -11,12 +14,10 @@
 namespace velmora::ctl {
 namespace {
 
-/// After the character that begins at `at`.
-std::size_t next(std::string_view utf8, std::size_t at) {
+void removeCharacter(std::string_view& utf8) {
     do {
-        ++at;
-    } while (at < utf8.size() && (utf8[at] & 0xC0) == 0x80);
-    return at;
+        utf8.remove_prefix(1);
+    } while (!utf8.empty() && (utf8.front() & 0xC0) == 0x80);
 }
 
 const char* authenticationOf(const PrinterAddress& address) {
@@ -26,29 +27,26 @@ const char* authenticationOf(const PrinterAddress& address) {
 }  // namespace
 
 bool matches(std::string_view text, std::string_view pattern) {
-    std::size_t at = 0, word = 0;
-    std::size_t star = std::string_view::npos;  // the last one, and how far it reaches
-    std::size_t reach = 0;
-    while (at < text.size()) {
-        if (word < pattern.size() && pattern[word] == '*') {
-            star = word++;
-            reach = at;
-        } else if (word < pattern.size() && pattern[word] == '?') {
-            ++word;
-            at = next(text, at);
-        } else if (word < pattern.size() && pattern[word] == text[at]) {
-            ++word;
-            ++at;
-        } else if (star != std::string_view::npos) {
-            word = star + 1;
-            at = reach = next(text, reach);
+    // What follows the last star, and the text that this star has not taken.
+    std::optional<std::pair<std::string_view, std::string_view>> star;
+    while (!text.empty()) {
+        if (pattern.starts_with('*')) {
+            pattern.remove_prefix(1);
+            star = {pattern, text};
+        } else if (pattern.starts_with('?')) {
+            pattern.remove_prefix(1);
+            removeCharacter(text);
+        } else if (pattern.starts_with(text.front())) {
+            pattern.remove_prefix(1);
+            text.remove_prefix(1);
+        } else if (star) {
+            removeCharacter(star->second);
+            std::tie(pattern, text) = *star;
         } else {
             return false;
         }
     }
-    while (word < pattern.size() && pattern[word] == '*')
-        ++word;
-    return word == pattern.size();
+    return pattern.find_first_not_of('*') == std::string_view::npos;
 }
 
 Selector::Selector(const Selection& selection, const std::vector<std::string>& keys,

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "velmoractl/text/lower_case.h"
 #include "velmoractl/text/shown_text.h"
 
 namespace velmora::ctl {
@@ -16,13 +17,6 @@ constexpr char kList = '\x1e';
 constexpr std::string_view kProgram = "velmoractl: ";
 constexpr std::string_view kWarning = "velmoractl: warning: ";
 constexpr std::string_view kPlaceholder = "{server}";
-
-std::string lowerCase(std::string text) {
-    for (char& c : text) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return text;
-}
 
 std::string_view trimmed(std::string_view text) {
     constexpr std::string_view kSpace = " \t\r\n";
@@ -192,7 +186,7 @@ ExitCode worse(ExitCode one, ExitCode other) {
         ExitCode::conflict,       ExitCode::usage,         ExitCode::notInstalled,
         ExitCode::accessDenied,   ExitCode::failed};
     const auto rank = [&](ExitCode code) { return std::ranges::find(kOrder, code); };
-    return rank(one) < rank(other) ? other : one;
+    return std::ranges::max(one, other, {}, rank);
 }
 
 std::string listForWhole(std::span<const Column> columns, std::string_view nameKey,

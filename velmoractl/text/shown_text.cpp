@@ -7,8 +7,8 @@ namespace velmora::ctl {
 namespace {
 
 struct Character {
-    std::uint32_t code = 0;
-    std::size_t length = 0;  ///< 0: not valid UTF-8
+    std::uint32_t code;
+    std::size_t length;  ///< 0: not valid UTF-8
 };
 
 struct Lead {
@@ -65,7 +65,7 @@ std::string shownWith(std::string_view text, std::size_t longest, char extra) {
         if ((character.code >= 0x80 && character.code < 0xA0) || isInvisible(character.code)) {
             result += escaped("\\u{%x}", character.code);
         } else {
-            if (character.code == '\\' || (extra != 0 && text[done] == extra)) result += '\\';
+            if (character.code == '\\' || text[done] == extra) result += '\\';
             result += text.substr(done, character.length);
         }
         done += character.length;

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "velmoractl/text/lower_case.h"
 #include "velmoractl/text/shown_text.h"
 
 namespace velmora::ctl {
@@ -52,13 +53,6 @@ std::string csvField(const std::string& text) {
         field += c;
     }
     return field + '"';
-}
-
-std::string lowerCase(std::string text) {
-    for (char& c : text) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    }
-    return text;
 }
 
 }  // namespace

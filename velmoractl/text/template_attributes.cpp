@@ -1,7 +1,6 @@
 #include "velmoractl/text/template_attributes.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -9,6 +8,7 @@
 #include "ipp/job_template.h"
 #include "ipp/job_template_choices.h"
 #include "ipp/page_ranges.h"
+#include "velmoractl/text/whole_number.h"
 
 namespace velmora::ctl {
 namespace {
@@ -20,11 +20,8 @@ constexpr std::size_t kLongestKeyword = 1023;
 
 std::optional<std::uint32_t> number(std::string_view text, std::uint32_t lowest,
                                     std::uint32_t highest) {
-    std::uint32_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    if (value < lowest || value > highest) return std::nullopt;
-    return value;
+    const auto value = wholeNumber<std::uint32_t>(text);
+    return value && *value >= lowest && *value <= highest ? value : std::nullopt;
 }
 
 bool setNumber(std::uint32_t& field, const std::string& text, std::uint32_t highest) {

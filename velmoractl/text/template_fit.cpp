@@ -1,7 +1,6 @@
 #include "velmoractl/text/template_fit.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
@@ -15,6 +14,7 @@
 #include "velmoractl/text/ipp_text.h"
 #include "velmoractl/text/media_size.h"
 #include "velmoractl/text/template_attributes.h"
+#include "velmoractl/text/whole_number.h"
 
 namespace velmora::ctl {
 namespace {
@@ -24,15 +24,12 @@ using Texts = std::vector<std::string>;
 /// A template with another value of one attribute.
 struct Choice {
     JobTemplate job;
-    bool loss = false;
+    bool loss;
 };
 using Fit = std::optional<Choice>;
 
 std::optional<std::uint32_t> numberOf(std::string_view text) {
-    std::uint32_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return value;
+    return wholeNumber<std::uint32_t>(text);
 }
 
 bool holds(const Texts& values, std::string_view value) {
@@ -74,8 +71,8 @@ class Offers {
     std::optional<std::uint32_t> largest(const std::string& name, std::uint32_t most) const {
         bool known = false;
         // Each printer may lower it, and then the ones before must be asked again.
-        for (std::uint32_t before = most + 1; before != most;) {
-            before = most;
+        for (;;) {
+            const std::uint32_t before = most;
             for (const IppMessage* printer : printers_) {
                 const Texts own = valuesOf(*printer, IppGroup::printer, name + "-supported");
                 if (own.empty()) continue;
@@ -86,8 +83,8 @@ class Offers {
                 if (best == 0) return std::nullopt;
                 most = best;
             }
+            if (most == before) return known ? std::optional(most) : std::nullopt;
         }
-        return known ? std::optional(most) : std::nullopt;
     }
 
   private:
@@ -127,13 +124,16 @@ const char* firstOffered(const Texts& offered, const std::string& refused,
     return nullptr;
 }
 
-/// Of equal sheets: a self-describing name of a standard before a vendor's, and that before an
-/// older one.
-int rankOf(std::string_view name) {
+/// Who has named a medium: of equal sheets a self-describing name of a standard goes before a
+/// vendor's, and that before an older one.
+enum class Naming { standard, vendor, older };
+
+Naming namingOf(std::string_view name) {
     const std::string_view cls = name.substr(0, name.find('_'));
-    if (cls == name) return 2;
+    if (cls == name) return Naming::older;
     constexpr std::string_view kStandards[] = {"iso", "na", "jis", "jpn", "prc", "roc", "asme"};
-    return std::ranges::find(kStandards, cls) != std::end(kStandards) ? 0 : 1;
+    const bool standard = std::ranges::find(kStandards, cls) != std::end(kStandards);
+    return standard ? Naming::standard : Naming::vendor;
 }
 
 Fit fitMedia(const JobTemplate& job, const Offers& offers) {
@@ -144,8 +144,7 @@ Fit fitMedia(const JobTemplate& job, const Offers& offers) {
         return std::abs(one - other) <= one / 10;
     };
     const std::string* best = nullptr;
-    std::pair<std::int64_t, int> bestRank{};
-    bool loss = false;
+    std::pair<std::int64_t, Naming> bestRank{};
     const Texts offered = offers.values("media");
     for (const std::string& name : offered) {
         const std::optional<MediaSize> size = mediaSizeOf(name);
@@ -157,14 +156,13 @@ Fit fitMedia(const JobTemplate& job, const Offers& offers) {
         const std::int64_t distance =
             std::abs(wanted->width - size->width) + std::abs(wanted->height - size->height);
         // Among equal sheets the name decides, not the rounding of inches.
-        const std::pair<std::int64_t, int> rank{same ? 0 : distance + 1, rankOf(name)};
+        const std::pair<std::int64_t, Naming> rank{same ? 0 : distance, namingOf(name)};
         if (best != nullptr && bestRank <= rank) continue;
         best = &name;
         bestRank = rank;
-        loss = !same;
     }
     if (best == nullptr) return std::nullopt;
-    return withKeyword(job, &JobTemplate::media, *best, loss);
+    return withKeyword(job, &JobTemplate::media, *best, bestRank.first != 0);
 }
 
 Fit fitSides(const JobTemplate& job, const Offers& offers) {
@@ -204,7 +202,7 @@ Fit fitResolution(const JobTemplate& job, const Offers& offers) {
         return one >= wanted - wanted / 100;
     };
     Fit best;
-    std::int64_t bestDots = 0;
+    std::pair<bool, std::int64_t> bestRank{};
     for (const std::string& text : offers.values("printer-resolution")) {
         JobTemplate changed = job;
         if (!attribute.set(changed, text)) continue;
@@ -213,11 +211,10 @@ Fit fitResolution(const JobTemplate& job, const Offers& offers) {
         const bool loss = !atLeast(cross, wantedCross) || !atLeast(feed, wantedFeed);
         const std::int64_t dots = cross + feed;
         // The smallest that is fine enough; without one the finest.
-        const bool better = !best || (best->loss && !loss) ||
-                            (best->loss == loss && (loss ? dots > bestDots : dots < bestDots));
-        if (!better) continue;
+        const std::pair<bool, std::int64_t> rank{loss, loss ? -dots : dots};
+        if (best && bestRank <= rank) continue;
         best = Choice{changed, loss};
-        bestDots = dots;
+        bestRank = rank;
     }
     return best;
 }
@@ -240,10 +237,10 @@ struct FinishingFamily {
     std::uint32_t any, first, last;
 };
 constexpr FinishingFamily kFinishingFamilies[] = {
+    {9, 24, 27},    // edge-stitch, among the numbers of staples
     {4, 20, 35},    // staple
     {5, 70, 85},    // punch
     {7, 50, 53},    // bind
-    {9, 24, 27},    // edge-stitch
     {10, 90, 101},  // fold
     {11, 60, 64},   // trim
 };
@@ -263,7 +260,6 @@ Fit fitFinishings(const JobTemplate& job, const Offers& offers) {
             return withNumber(job, &JobTemplate::finishings, family.any, true);
         }
         for (std::uint32_t value = family.first; value <= family.last; ++value) {
-            // Stitches at an edge are a family among the staples' numbers.
             if (family.any == 4 && value >= 24 && value <= 27) continue;
             if (has(value)) {
                 return withNumber(job, &JobTemplate::finishings, value, !anywhere);
@@ -292,7 +288,7 @@ Fit fitOrientation(const JobTemplate& job, const Offers& offers) {
 Fit fitFewer(const JobTemplate& job, const Offers& offers, const char* name,
              std::uint32_t JobTemplate::*field) {
     const std::uint32_t wanted = job.*field;
-    if (wanted <= 1) return std::nullopt;
+    if (wanted == 0) return std::nullopt;  // of a damaged record
     const auto fewer = offers.largest(name, wanted - 1);
     if (!fewer) return std::nullopt;
     return withNumber(job, field, *fewer, true);

@@ -1,12 +1,13 @@
 #include <algorithm>
 #include <cctype>
-#include <charconv>
+#include <cstdint>
 #include <optional>
 
 #include "ipp/connection.h"
 #include "velmoractl/internet.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/shown_text.h"
+#include "velmoractl/text/whole_number.h"
 
 namespace velmora::ctl {
 namespace {
@@ -33,10 +34,8 @@ std::string typedPort(const std::string& authority) {
 }
 
 bool isPort(const std::string& text) {
-    unsigned port = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, port);
-    return error == std::errc() && stop == end && port >= 1 && port <= 65535;
+    const auto port = wholeNumber<std::uint16_t>(text);
+    return port && *port != 0;
 }
 
 void addWarnings(const std::string& url, UrlReading& reading, bool completed) {

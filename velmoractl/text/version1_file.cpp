@@ -1,6 +1,6 @@
 // A file of version 1: how it is written, and how it is read.
 
-#include <algorithm>
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
@@ -14,6 +14,7 @@
 #include "velmoractl/text/directory_paths.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/text/template_attributes.h"
+#include "velmoractl/text/whole_number.h"
 
 namespace velmora::ctl {
 namespace {
@@ -32,22 +33,6 @@ std::string urlText(const std::string& url, bool withPassword, const TextCodec& 
     return codec.toUtf8(withPassword ? url : withoutUserInfo(url));
 }
 
-Json templateJson(const JobTemplate& job, const TextCodec& codec) {
-    Json json = Json::object();
-    for (const TemplateAttribute& attribute : templateAttributes()) {
-        const std::string text = attribute.get(job);
-        const bool digits =
-            !text.empty() && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
-        if (attribute.kind == TemplateAttribute::Kind::flag)
-            json[attribute.name] = text == "true";
-        else if (attribute.kind == TemplateAttribute::Kind::number && digits)
-            json[attribute.name] = std::stoull(text);
-        else
-            json[attribute.name] = codec.toUtf8(text);
-    }
-    return json;
-}
-
 Json portPrinterJson(const CGroupsDBPrinter& printer, bool withPassword, const TextCodec& codec) {
     Json json{{"port", codec.toUtf8(printer.name)},
               {"url", urlText(printer.address.url, withPassword, codec)}};
@@ -63,6 +48,21 @@ Configuration::~Configuration() = default;
 Configuration::Configuration(Configuration&&) noexcept = default;
 Configuration& Configuration::operator=(Configuration&&) noexcept = default;
 
+Json toJson(const JobTemplate& job, const TextCodec& codec) {
+    Json json = Json::object();
+    for (const TemplateAttribute& attribute : templateAttributes()) {
+        const std::string text = attribute.get(job);
+        const auto number = wholeNumber<std::uint64_t>(text);
+        if (attribute.kind == TemplateAttribute::Kind::flag)
+            json[attribute.name] = text == "true";
+        else if (attribute.kind == TemplateAttribute::Kind::number && number)
+            json[attribute.name] = *number;
+        else
+            json[attribute.name] = codec.toUtf8(text);
+    }
+    return json;
+}
+
 Json toJson(const PortConfig& port, bool withPassword, const TextCodec& codec) {
     Json json{{"name", codec.toUtf8(port.name)},
               {"mode", port.singleTarget ? "single-printer" : "multi-remote"},
@@ -70,7 +70,7 @@ Json toJson(const PortConfig& port, bool withPassword, const TextCodec& codec) {
     addCredentials(json, port.printer.useAuthentication != 0, port.printer.userName,
                    port.printer.password, withPassword, codec);
     json["groups"] = port.targetIds;
-    json["job-template"] = templateJson(port.jobTemplate, codec);
+    json["job-template"] = toJson(port.jobTemplate, codec);
     return json;
 }
 

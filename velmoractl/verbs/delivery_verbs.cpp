@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <limits>
 #include <memory>
@@ -12,6 +11,7 @@
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/shown_text.h"
 #include "velmoractl/text/table.h"
+#include "velmoractl/text/whole_number.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {
@@ -46,11 +46,9 @@ CommandError badValue(const std::string& option, const std::string& value,
 }
 
 std::uint32_t numberOf(const std::string& option, const std::string& text) {
-    std::uint32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size())
-        throw badValue(option, text, "give a whole number");
-    return number;
+    const auto number = wholeNumber<std::uint32_t>(text);
+    if (!number) throw badValue(option, text, "give a whole number");
+    return *number;
 }
 
 DeliveryFilter filterOf(const DeliveryOptions& options) {

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <charconv>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -8,6 +7,7 @@
 #include "velmoractl/policy_key.h"
 #include "velmoractl/text/console.h"
 #include "velmoractl/text/table.h"
+#include "velmoractl/text/whole_number.h"
 #include "velmoractl/verbs/session.h"
 
 namespace velmora::ctl {
@@ -66,15 +66,14 @@ std::pair<const PolicyValue*, std::uint32_t> parsed(const std::string& word) {
                            "write NAME=NUMBER; the names are " + knownNames());
     }
     const std::string text = word.substr(equals + 1);
-    std::uint32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number > value->highest) {
+    const auto number = wholeNumber<std::uint32_t>(text);
+    if (!number || *number > value->highest) {
         throw CommandError(
             ExitCode::usage, what,
             quotedAnsi(text) + " is not a number from 0 to " + std::to_string(value->highest),
             value->meaning);
     }
-    return {&*value, number};
+    return {&*value, *number};
 }
 
 using PolicyValues = std::vector<std::pair<const PolicyValue*, std::uint32_t>>;
