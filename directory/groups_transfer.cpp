@@ -16,6 +16,7 @@
 // An entry of any other type ends after its type and is not a record, but its id counts as
 // used. `nextId` does not travel: the reader moves it past every id that it meets.
 
+#include <optional>
 #include <utility>
 
 #include "directory/groups_db.h"
@@ -50,7 +51,15 @@ void readAddress(ByteReader& reader, PrinterAddress& address) {
     address.password = reader.text();
 }
 
-void readNode(ByteReader& reader, CGroupsDB& directory) {
+/// Reads an entry count; empty if the rest is too short for it, so a bogus count never drives an
+/// allocation.
+std::optional<std::uint32_t> readCount(ByteReader& reader, std::size_t smallestEntry) noexcept {
+    const std::uint32_t count = reader.u32();
+    if (!reader.ok() || count > reader.remaining() / smallestEntry) return std::nullopt;
+    return count;
+}
+
+bool readNode(ByteReader& reader, CGroupsDB& directory) {
     const std::uint32_t id = reader.u32();
     const std::uint32_t parent = reader.u32();
     const std::string_view name = reader.text();
@@ -63,26 +72,35 @@ void readNode(ByteReader& reader, CGroupsDB& directory) {
         readAddress(reader, printer->address);
         node = std::move(printer);
     }
+    if (!reader.ok()) return false;
     directory.ReserveId(id);
-    if (node == nullptr) return;
+    if (node == nullptr) return true;
     node->id = id;
     node->parent = parent;
     node->name = name;
     directory.Insert(std::move(node));
+    return true;
 }
 
-void readPortPrinter(ByteReader& reader, CGroupsDB& directory) {
+bool readPortPrinter(ByteReader& reader, CGroupsDB& directory) {
     auto printer = std::make_unique<CGroupsDBPrinter>();
     printer->name = reader.text();
     readAddress(reader, printer->address);
+    if (!reader.ok()) return false;
     directory.InsertPortPrinter(std::move(printer));
+    return true;
 }
 
-/// Reads a count and that many entries with `readEntry`, as far as the payload goes.
+/// Reads a count and that many entries with `readEntry`.
 template <class ReadEntry>
-void readTable(ByteReader& reader, ReadEntry readEntry, CGroupsDB& directory) {
-    for (std::uint32_t left = reader.u32(); left > 0 && reader.ok(); --left)
-        readEntry(reader, directory);
+bool readTable(ByteReader& reader, std::size_t smallestEntry, ReadEntry readEntry,
+               CGroupsDB& directory) {
+    const std::optional<std::uint32_t> count = readCount(reader, smallestEntry);
+    if (!count) return false;
+    for (std::uint32_t i = 0; i < *count; ++i) {
+        if (!readEntry(reader, directory)) return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -119,9 +137,9 @@ void CGroupsDB::Serialize(std::byte* buffer) const noexcept {
 bool CGroupsDB::Deserialize(std::span<const std::byte> payload) {
     CGroupsDB received;
     ByteReader reader(payload);
-    readTable(reader, readNode, received);
-    readTable(reader, readPortPrinter, received);
-    if (!reader.ok()) return false;
+    if (!readTable(reader, kNodeSize, readNode, received) ||
+        !readTable(reader, kPortPrinterSize, readPortPrinter, received))
+        return false;
     nodes_.swap(received.nodes_);
     portPrinters_.swap(received.portPrinters_);
     nextId_ = received.nextId_;

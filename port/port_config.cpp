@@ -58,10 +58,12 @@ std::optional<PortConfig> unpack(std::span<const std::byte> block) {
     config.printer.useAuthentication = in.u8();
     config.printer.userName = in.text();
     config.printer.password = in.text();
-    // One by one: a count that the block cannot hold must not drive an allocation.
     const std::uint32_t count = in.u32();
-    for (std::uint32_t i = 0; i < count && in.ok(); ++i)
-        config.targetIds.push_back(in.u32());
+    // A count that the block cannot hold must not decide how much memory is asked for.
+    if (!in.ok() || count > in.remaining() / sizeof(std::uint32_t)) return std::nullopt;
+    config.targetIds.resize(count);
+    for (std::uint32_t& id : config.targetIds)
+        id = in.u32();
 
     JobTemplate& job = config.jobTemplate;
     job.jobPriority = in.u32();

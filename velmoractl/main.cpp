@@ -1,6 +1,8 @@
 // velmoractl: sets the monitor up and runs it from the command line. docs/command-line.md.
 #include <windows.h>
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -9,6 +11,7 @@
 #include <new>
 #include <nlohmann/json.hpp>
 #include <system_error>
+#include <typeinfo>
 
 #include "platform/text.h"
 #include "velmoractl/server_runs.h"
@@ -228,18 +231,26 @@ CommandError asError() {
 
 /// The end where no exception can be reported: in a destructor, such as those of JSON values, which
 /// allocate, or in a thread. The C library's own end would be exit code 3, which is another one's.
-[[noreturn]] void endWithoutMemory() {
-    writeError(
-        "velmoractl: the command: memory has run out in the middle of it; see what has been "
-        "done, ");
-    writeError(kAfterMemory);
+[[noreturn]] void endAtOnce() {
+    const std::type_info* const type = abi::__cxa_current_exception_type();
+    if (type != nullptr &&
+        (*type == typeid(std::bad_alloc) || *type == typeid(std::system_error))) {
+        writeError(
+            "velmoractl: the command: memory has run out in the middle of it; see what has been "
+            "done, ");
+        writeError(kAfterMemory);
+    } else {
+        writeError(
+            "velmoractl: the command: an internal error in the middle of it; see what has been "
+            "done, and please report this");
+    }
     writeError("\n");
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitCode::failed));
     std::abort();
 }
 
 int run(int count, const wchar_t* const* words) {
-    std::set_terminate(&endWithoutMemory);
+    std::set_terminate(&endAtOnce);
     Session session;
     try {
         try {

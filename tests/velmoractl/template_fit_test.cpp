@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string_view>
+#include <vector>
+
 #include "ipp/job_template.h"
 #include "velmoractl/text/media_size.h"
 #include "velmoractl/text/template_attributes.h"
@@ -504,6 +507,14 @@ TEST(MediaSize, LengthsHaveTheirBounds) {
     EXPECT_EQ(mediaSizeOf("a_b_1.000000000x1mm"), std::nullopt) << "ten digits";
     EXPECT_EQ(mediaSizeOf("a_b_.x1mm"), std::nullopt);
     EXPECT_EQ(mediaSizeOf("a_b_5mm"), std::nullopt);
+}
+
+TEST(MediaSize, NothingAfterTheEndOfANameIsRead) {
+    // Digits and units that belong to the next name.
+    const std::string_view names = "__x210x297mm";
+    EXPECT_EQ(mediaSizeOf(names.substr(0, 3)), std::nullopt);
+    const std::vector<char> last = {'_', '_', 'x'};
+    EXPECT_EQ(mediaSizeOf({last.data(), last.size()}), std::nullopt);
 }
 
 TEST(MediaSize, OtherNamesTellNone) {

@@ -26,9 +26,9 @@ std::string installedSetting(const char* key) {
 std::string settingIn(const ProfileFile& file, const char* key) {
     bool unreadable = false;
     std::string value = file.read("Strings", key, &unreadable);
+    const DWORD error = GetLastError();
     // Under another name the monitor would not be found.
-    if (unreadable)
-        throw systemError("reading " + quotedPath(file.path()), GetLastError(), "try again");
+    if (unreadable) throw systemError("reading " + quotedPath(file.path()), error, "try again");
     if (!value.empty()) return value;
     // The library takes the key for the value of a file that lacks it.
     return fileExists(file.path()) ? key : delivered(key);

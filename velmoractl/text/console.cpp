@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <new>
 
 #include "platform/system_words.h"
 #include "platform/text.h"
@@ -13,11 +14,15 @@ namespace {
 
 void write(DWORD standardHandle, std::FILE* stream, std::string_view utf8) {
     if (isConsole(standardHandle)) {
-        const std::wstring wide = wideFromUtf8(utf8);
-        DWORD written = 0;
-        if (WriteConsoleW(GetStdHandle(standardHandle), wide.data(),
-                          static_cast<DWORD>(wide.size()), &written, nullptr)) {
-            return;
+        try {
+            const std::wstring wide = wideFromUtf8(utf8);
+            DWORD written = 0;
+            if (WriteConsoleW(GetStdHandle(standardHandle), wide.data(),
+                              static_cast<DWORD>(wide.size()), &written, nullptr)) {
+                return;
+            }
+        } catch (const std::bad_alloc&) {
+            // The message about it has no other characters than ASCII's.
         }
     }
     std::fwrite(utf8.data(), 1, utf8.size(), stream);

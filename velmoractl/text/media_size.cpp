@@ -108,11 +108,11 @@ std::optional<MediaSize> selfDescribed(std::string_view name) {
     if (std::ranges::count(name, '_') < 2) return std::nullopt;
     if (name.starts_with("custom_min_") || name.starts_with("custom_max_")) return std::nullopt;
     std::string_view size = name.substr(name.rfind('_') + 1);
-    std::int64_t perUnit = 0;  // no length is one of nothing
+    std::int64_t perUnit = 0;
     if (size.ends_with("mm")) perUnit = 100;
     if (size.ends_with("in")) perUnit = 2540;
     const std::size_t cross = size.find('x');
-    if (cross == std::string_view::npos) return std::nullopt;
+    if (perUnit == 0 || cross == std::string_view::npos) return std::nullopt;
     size.remove_suffix(2);
     const auto width = lengthOf(size.substr(0, cross), perUnit);
     const auto height = lengthOf(size.substr(std::min(cross + 1, size.size())), perUnit);
