@@ -81,7 +81,8 @@ TEST_F(JobInAPlatformCall, WaitingForAnAnswerHoldsUpNobodyElse) {
     auto silent = std::make_unique<Peer>("faulty_printer --seconds 60 never-answers");
     const HANDLE port = singlePort(silent->url());
     std::thread job([&] { printJob(port, "document"); });
-    EXPECT_TRUE(waitUntil([&] { return silent->file("served").has_value(); }));
+    // The file is there before its line is.
+    EXPECT_TRUE(waitUntil([&] { return silent->file("served").value_or("").ends_with('\n'); }));
     const auto asked = silent->file("served");
     expectOthersGoOn();
     EXPECT_EQ(silent->file("served"), asked) << "the printer gave up first";
