@@ -98,6 +98,25 @@ inline std::vector<std::size_t> spaced(std::size_t count, std::size_t wanted) {
     return numbers;
 }
 
+/// Adds the values of a key and of all keys below it, by their paths.
+inline void readKey(const std::string& path, std::map<std::string, std::string>& found) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return;
+    std::array<char, 256> name{};
+    std::array<char, 2048> data{};
+    for (DWORD index = 0;; ++index) {
+        DWORD length = name.size(), size = data.size(), type = 0;
+        if (RegEnumValueA(key, index, name.data(), &length, nullptr, &type,
+                          reinterpret_cast<BYTE*>(data.data()), &size) != ERROR_SUCCESS)
+            break;
+        found[path + "\\" + name.data()] = std::string(data.data(), size);
+    }
+    for (DWORD index = 0; RegEnumKeyA(key, index, name.data(), name.size()) == ERROR_SUCCESS;
+         ++index)
+        readKey(path + "\\" + name.data(), found);
+    RegCloseKey(key);
+}
+
 class FailingCallsTest : public MachineOfTwoPorts {
   protected:
     /// Values by their paths: of the registry and of the settings file.
@@ -204,25 +223,6 @@ class FailingCallsTest : public MachineOfTwoPorts {
         }
         return found;
     }
-    static void readKey(const std::string& path, State& found) {
-        HKEY key = nullptr;
-        if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
-            return;
-        std::array<char, 256> name{};
-        std::array<char, 2048> data{};
-        for (DWORD index = 0;; ++index) {
-            DWORD length = name.size(), size = data.size(), type = 0;
-            if (RegEnumValueA(key, index, name.data(), &length, nullptr, &type,
-                              reinterpret_cast<BYTE*>(data.data()), &size) != ERROR_SUCCESS)
-                break;
-            found[path + "\\" + name.data()] = std::string(data.data(), size);
-        }
-        for (DWORD index = 0; RegEnumKeyA(key, index, name.data(), name.size()) == ERROR_SUCCESS;
-             ++index)
-            readKey(path + "\\" + name.data(), found);
-        RegCloseKey(key);
-    }
-
     static std::string withCode(std::string text, DWORD code) {
         constexpr std::string_view kCode = "CODE";
         const std::size_t place = text.find(kCode);

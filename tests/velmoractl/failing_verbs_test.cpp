@@ -339,25 +339,6 @@ class FailingVerbs : public ::testing::Test {
             if (registryHas(key)) found["key " + key];
         return found;
     }
-    static void readKey(const std::string& path, State& found) {
-        HKEY key = nullptr;
-        if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
-            return;
-        std::array<char, 256> name{};
-        std::array<char, 2048> data{};
-        for (DWORD index = 0;; ++index) {
-            DWORD length = name.size(), size = data.size(), type = 0;
-            if (RegEnumValueA(key, index, name.data(), &length, nullptr, &type,
-                              reinterpret_cast<BYTE*>(data.data()), &size) != ERROR_SUCCESS)
-                break;
-            found[path + "\\" + name.data()] = std::string(data.data(), size);
-        }
-        for (DWORD index = 0; RegEnumKeyA(key, index, name.data(), name.size()) == ERROR_SUCCESS;
-             ++index)
-            readKey(path + "\\" + name.data(), found);
-        RegCloseKey(key);
-    }
-
     static std::vector<std::string> errorLines(const std::string& err) {
         std::vector<std::string> lines;
         std::istringstream stream(err);
